@@ -1,0 +1,22 @@
+/// Decodes top-level values, one after another, into an array that stays the decoder's.
+#pragma once
+
+#include <memory>
+
+#include "tmsg/binary/tm_bin_decoder_base.h"
+
+class Tm_array;
+
+class TMSG_API Tm_bin_array_decoder : public Tm_bin_decoder_base {
+public:
+    explicit Tm_bin_array_decoder(long capacity);
+    ~Tm_bin_array_decoder() override;
+
+    /// Begins a new array.
+    void init() override;
+
+    Tm_array* array() const { return array_.get(); }
+
+private:
+    std::unique_ptr<Tm_array> array_;
+};

@@ -1,0 +1,22 @@
+#include "tmsg/binary/tm_bin_decoder.h"
+
+#include "tmsg/creator/tm_creator.h"
+#include "tmsg/message/message.h"
+
+Tm_bin_decoder::Tm_bin_decoder(long capacity) : Tm_bin_decoder_base(capacity) {
+    Tm_bin_decoder::init();
+}
+
+Tm_bin_decoder::~Tm_bin_decoder() { creator_.reset(); }
+
+void Tm_bin_decoder::init() {
+    Tm_bin_decoder_base::init();
+    auto message = std::make_unique<Message>();
+    creator_ = std::make_unique<Tm_creator>(message.get());
+    message_ = std::move(message);
+}
+
+Message* Tm_bin_decoder::release_msg() {
+    seal();
+    return message_.release();
+}

@@ -1,0 +1,25 @@
+/// Decodes one message at a time. The message is the decoder's until it is released.
+#pragma once
+
+#include <memory>
+
+#include "tmsg/binary/tm_bin_decoder_base.h"
+
+class Message;
+
+class TMSG_API Tm_bin_decoder : public Tm_bin_decoder_base {
+public:
+    explicit Tm_bin_decoder(long capacity);
+    ~Tm_bin_decoder() override;
+
+    /// Drops the message unless it was released, and begins a new one.
+    void init() override;
+
+    /// The message under construction; null once it is released.
+    Message* message() const { return message_.get(); }
+    /// The caller owns it from now on, and it is not built any further.
+    Message* release_msg();
+
+private:
+    std::unique_ptr<Message> message_;
+};

@@ -1,0 +1,59 @@
+/// The binary wire form: a stream of items, each a tag byte and what belongs to it. Numbers are
+/// big-endian, lengths count bytes; nothing is padded, aligned or terminated. See
+/// docs/wire-format.md.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+/// Tags, and what follows each.
+enum Tm_tag : unsigned char {
+    TM_TAG_CALL = 0x00,
+    TM_TAG_METHOD_NAME = 0x01,  ///< 2-byte length, bytes
+    TM_TAG_RESPONSE = 0x02,
+    TM_TAG_FAULT = 0x03,
+    TM_TAG_STRUCT = 0x04,
+    TM_TAG_MEMBER = 0x05,  ///< the name marker, then a 2-byte name length or index
+    TM_TAG_ARRAY = 0x06,
+    TM_TAG_NAME_MARKER = 0x07,
+    TM_TAG_STRING = 0x08,  ///< 2-byte length, bytes
+    TM_TAG_BINARY = 0x0A,  ///< 4-byte length, bytes
+    TM_TAG_DOUBLE = 0x0B,  ///< 8 bytes
+    TM_TAG_BOOL = 0x0C,    ///< 1 byte, 0 or 1
+    TM_TAG_INT8 = 0x0D,
+    TM_TAG_UINT8 = 0x0E,
+    TM_TAG_INT16 = 0x0F,
+    TM_TAG_UINT16 = 0x10,
+    TM_TAG_INT32 = 0x11,
+    TM_TAG_UINT32 = 0x12,
+    TM_TAG_INT64 = 0x13,
+    TM_TAG_UINT64 = 0x14,
+    TM_TAG_FILE = 0x15,  ///< 4-byte length, bytes
+    TM_TAG_CALL_END = 0x80,
+    TM_TAG_RESPONSE_END = 0x82,
+    TM_TAG_FAULT_END = 0x83,
+    TM_TAG_STRUCT_END = 0x84,
+    TM_TAG_MEMBER_END = 0x85,
+    TM_TAG_ARRAY_END = 0x86
+};
+
+/// The bytes that an item of fixed size takes with its tag; -1 for variable sizes and unknown tags.
+int tm_tag_size(unsigned char tag);
+
+/// Writes an unsigned number, most significant byte first.
+template <class Unsigned>
+void tm_put_big_endian(unsigned char* at, Unsigned number) {
+    static_assert(std::is_unsigned_v<Unsigned>);
+    for (std::size_t i = 0; i < sizeof number; ++i) {
+        at[i] = static_cast<unsigned char>(number >> (8 * (sizeof number - 1 - i)));
+    }
+}
+
+template <class Unsigned>
+Unsigned tm_get_big_endian(unsigned char const* at) {
+    static_assert(std::is_unsigned_v<Unsigned>);
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < sizeof(Unsigned); ++i) number = (number << 8) | at[i];
+    return static_cast<Unsigned>(number);
+}

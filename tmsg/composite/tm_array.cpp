@@ -1,0 +1,113 @@
+#include "tmsg/composite/tm_array.h"
+
+#include <memory>
+
+#include "tmsg/composite/tm_make_value.h"
+#include "tmsg/composite/tm_read_member.h"
+#include "tmsg/composite/tm_slot.h"
+#include "tmsg/value/tm_walk.h"
+
+Tm_array::Tm_array() = default;
+
+Tm_array::Tm_array(Tm_value_container* values) {
+    std::unique_ptr<Tm_value_container> const adopted(values);
+    if (adopted != nullptr) values_.swap(*adopted);
+}
+
+Tm_array::Tm_array(Tm_array const& other) = default;
+
+Tm_array& Tm_array::operator=(Tm_array const& other) {
+    values_ = other.values_;
+    return *this;
+}
+
+Tm_array* Tm_array::clone() const { return new Tm_array(*this); }
+
+Tm_array::~Tm_array() = default;
+
+bool Tm_array::equals(Tm_value const& other) const {
+    if (other.get_value_type() != TMV_ARRAY) return false;
+    auto const& array = static_cast<Tm_array const&>(other);
+    int const count = get_member_count();
+    if (array.get_member_count() != count) return false;
+    for (int i = 0; i < count; ++i) {
+        if (!tm_equal_or_both_absent(get_value(i), array.get_value(i))) return false;
+    }
+    return true;
+}
+
+TMV Tm_array::get_value_type() const { return TMV_ARRAY; }
+
+bool Tm_array::accept(Tm_visitor& visitor) const {
+    Tm_walk walk(visitor);
+    if (!walk.step(0, [&] { return visitor.visit_array_begin(); })) return false;
+    int const count = get_member_count();
+    for (int i = walk.first_item(count); i < count; ++i) {
+        if (!walk.step(i + 1, [&] { return tm_present(get_value(i)).accept(visitor); })) {
+            return false;
+        }
+    }
+    return walk.step(count + 1, [&] { return visitor.visit_array_end(); });
+}
+
+void Tm_array::clear() { values_.delete_and_remove_all(); }
+void Tm_array::reserve(int count) { values_.reserve(count); }
+
+template <class... Datum>
+void Tm_array::append(Datum const&... datum) {
+    add_member_and_own(tm_make_value(datum...).release());
+}
+
+void Tm_array::add_member(signed char value) { append(value); }
+void Tm_array::add_member(unsigned char value) { append(value); }
+void Tm_array::add_member(short value) { append(value); }
+void Tm_array::add_member(unsigned short value) { append(value); }
+void Tm_array::add_member(int value) { append(value); }
+void Tm_array::add_member(unsigned int value) { append(value); }
+void Tm_array::add_member(long value) { append(value); }
+void Tm_array::add_member(unsigned long value) { append(value); }
+void Tm_array::add_member(double value) { append(value); }
+void Tm_array::add_member(bool value) { append(value); }
+void Tm_array::add_member(char const* text) { append(text); }
+void Tm_array::add_member(std::string const& text) { append(text); }
+void Tm_array::add_member(Tm_binary const* bytes) { append(bytes); }
+void Tm_array::add_member(unsigned char const* data, unsigned int length) { append(data, length); }
+void Tm_array::add_member(std::string const& path, unsigned int mode) { append(path, mode); }
+void Tm_array::add_member(Tm_value const* value) { append(value); }
+void Tm_array::add_member_and_own(Tm_value* value) { values_.push_and_own(value); }
+
+int Tm_array::get_member_count() const { return values_.size(); }
+
+TMV Tm_array::get_member_value_type(int i) const {
+    return tm_present(get_value(i)).get_value_type();
+}
+
+template <class Result>
+Result Tm_array::read(int i) const {
+    return tm_read_member<Result>(get_value(i));
+}
+
+signed char Tm_array::get_member_int8(int i) const { return read<signed char>(i); }
+unsigned char Tm_array::get_member_uint8(int i) const { return read<unsigned char>(i); }
+short Tm_array::get_member_int16(int i) const { return read<short>(i); }
+unsigned short Tm_array::get_member_uint16(int i) const { return read<unsigned short>(i); }
+int Tm_array::get_member_int32(int i) const { return read<int>(i); }
+unsigned int Tm_array::get_member_uint32(int i) const { return read<unsigned int>(i); }
+long Tm_array::get_member_int64(int i) const { return read<long>(i); }
+unsigned long Tm_array::get_member_uint64(int i) const { return read<unsigned long>(i); }
+double Tm_array::get_member_double(int i) const { return read<double>(i); }
+bool Tm_array::get_member_bool(int i) const { return read<bool>(i); }
+char const* Tm_array::get_member_string(int i) const { return read<char const*>(i); }
+Tm_array const* Tm_array::get_member_array(int i) const { return read<Tm_array const*>(i); }
+Tm_struct const* Tm_array::get_member_struct(int i) const { return read<Tm_struct const*>(i); }
+Tm_date const* Tm_array::get_member_date(int i) const { return read<Tm_date const*>(i); }
+Tm_binary const* Tm_array::get_member_binary(int i) const { return read<Tm_binary const*>(i); }
+Tm_file const* Tm_array::get_member_file(int i) const { return read<Tm_file const*>(i); }
+Message const* Tm_array::get_member_message(int i) const { return read<Message const*>(i); }
+
+Tm_value const* Tm_array::get_member_value(TMV type, int i) const {
+    return tm_check_member_type(get_value(i), type);
+}
+
+Tm_value const* Tm_array::get_value(int i) const { return values_.get_value(i); }
+Tm_value* Tm_array::get_value(int i) { return values_.get_value(i); }

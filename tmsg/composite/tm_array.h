@@ -1,0 +1,89 @@
+/// An ordered list of any values, which it owns. A position outside 0 to get_member_count() - 1
+/// throws Tm_out_of_range_exception, a getter of another type Tm_type_mismatch_exception.
+#pragma once
+
+#include <string>
+
+#include "tmsg/composite/tm_value_container.h"
+#include "tmsg/value/tm_value.h"
+
+class Message;
+class Tm_binary;
+class Tm_date;
+class Tm_file;
+class Tm_struct;
+
+class TMSG_API Tm_array : public Tm_value {
+public:
+    Tm_array();
+    /// Takes the heap-allocated container and its values over.
+    explicit Tm_array(Tm_value_container* values);
+    Tm_array(Tm_array const& other);
+    /// Destroys the own elements first; a copy that fails leaves those copied so far.
+    Tm_array& operator=(Tm_array const& other);
+
+    Tm_array* clone() const override;
+    ~Tm_array() override;
+    bool equals(Tm_value const& other) const override;
+    TMV get_value_type() const override;
+    bool accept(Tm_visitor& visitor) const override;
+
+    virtual void clear();
+    virtual void reserve(int count);
+
+    /// Each appends one element; when it throws, nothing is appended.
+    virtual void add_member(signed char value);
+    virtual void add_member(unsigned char value);
+    virtual void add_member(short value);
+    virtual void add_member(unsigned short value);
+    virtual void add_member(int value);
+    virtual void add_member(unsigned int value);
+    virtual void add_member(long value);
+    virtual void add_member(unsigned long value);
+    virtual void add_member(double value);
+    virtual void add_member(bool value);
+    virtual void add_member(char const* text);
+    virtual void add_member(std::string const& text);
+    /// Shares the given byte string's storage.
+    virtual void add_member(Tm_binary const* bytes);
+    virtual void add_member(unsigned char const* data, unsigned int length);
+    virtual void add_member(std::string const& path, unsigned int open_mode);
+    virtual void add_member(Tm_value const* value);
+    /// Takes the value over, and frees it on failure.
+    virtual void add_member_and_own(Tm_value* value);
+
+    virtual int get_member_count() const;
+    virtual TMV get_member_value_type(int i) const;
+
+    virtual signed char get_member_int8(int i) const;
+    virtual unsigned char get_member_uint8(int i) const;
+    virtual short get_member_int16(int i) const;
+    virtual unsigned short get_member_uint16(int i) const;
+    virtual int get_member_int32(int i) const;
+    virtual unsigned int get_member_uint32(int i) const;
+    virtual long get_member_int64(int i) const;
+    virtual unsigned long get_member_uint64(int i) const;
+    virtual double get_member_double(int i) const;
+    virtual bool get_member_bool(int i) const;
+    virtual char const* get_member_string(int i) const;
+    virtual Tm_array const* get_member_array(int i) const;
+    virtual Tm_struct const* get_member_struct(int i) const;
+    virtual Tm_date const* get_member_date(int i) const;
+    virtual Tm_binary const* get_member_binary(int i) const;
+    virtual Tm_file const* get_member_file(int i) const;
+    virtual Message const* get_member_message(int i) const;
+
+    /// The element itself, if it is of that type.
+    Tm_value const* get_member_value(TMV type, int i) const;
+    /// The element itself, of whatever type.
+    Tm_value const* get_value(int i) const;
+    Tm_value* get_value(int i);
+
+private:
+    template <class... Datum>
+    void append(Datum const&... datum);
+    template <class Result>
+    Result read(int i) const;
+
+    Tm_value_container values_;
+};

@@ -1,0 +1,38 @@
+/// New values from plain data, one overload per kind of datum that add_member takes.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "tmsg/value/tm_binary.h"
+#include "tmsg/value/tm_bool.h"
+#include "tmsg/value/tm_double.h"
+#include "tmsg/value/tm_file.h"
+#include "tmsg/value/tm_int.h"
+#include "tmsg/value/tm_plain.h"
+#include "tmsg/value/tm_string.h"
+
+using Tm_value_ptr = std::unique_ptr<Tm_value>;
+
+template <class Plain, class Value = typename Tm_plain<Plain>::value>
+Tm_value_ptr tm_make_value(Plain value) {
+    return std::make_unique<Value>(value);
+}
+
+inline Tm_value_ptr tm_make_value(std::string const& text) {
+    return std::make_unique<Tm_string>(text);
+}
+
+inline Tm_value_ptr tm_make_value(char const* text) {
+    return std::make_unique<Tm_string>(std::string(text));
+}
+
+inline Tm_value_ptr tm_make_value(unsigned char const* data, unsigned int length) {
+    return std::make_unique<Tm_binary>(data, length);
+}
+
+inline Tm_value_ptr tm_make_value(std::string const& path, unsigned int open_mode) {
+    return std::make_unique<Tm_file>(path, open_mode);
+}
+
+inline Tm_value_ptr tm_make_value(Tm_value const* value) { return Tm_value_ptr(value->clone()); }

@@ -1,0 +1,72 @@
+/// The add_member overloads of structs, written once: `Where` is what names the member, its name
+/// for Tm_struct and its position for Tm_prenamed_struct. Each adds one member; when it throws,
+/// the struct is as before. With an index catalogue the member's wire index is recorded too.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "tmsg/composite/tm_make_value.h"
+#include "tmsg/value/tm_catalog.h"
+
+template <class Owner, class Where>
+class Tm_member_adders {
+public:
+    using Index = Tm_catalog<std::string>;
+
+    void add_member(Where where, signed char value, Index* index = nullptr) {
+        put(where, index, value);
+    }
+    void add_member(Where where, unsigned char value, Index* index = nullptr) {
+        put(where, index, value);
+    }
+    void add_member(Where where, short value, Index* index = nullptr) { put(where, index, value); }
+    void add_member(Where where, unsigned short value, Index* index = nullptr) {
+        put(where, index, value);
+    }
+    void add_member(Where where, int value, Index* index = nullptr) { put(where, index, value); }
+    void add_member(Where where, unsigned int value, Index* index = nullptr) {
+        put(where, index, value);
+    }
+    void add_member(Where where, long value, Index* index = nullptr) { put(where, index, value); }
+    void add_member(Where where, unsigned long value, Index* index = nullptr) {
+        put(where, index, value);
+    }
+    void add_member(Where where, double value, Index* index = nullptr) { put(where, index, value); }
+    void add_member(Where where, bool value, Index* index = nullptr) { put(where, index, value); }
+    void add_member(Where where, char const* text, Index* index = nullptr) {
+        put(where, index, text);
+    }
+    void add_member(Where where, std::string const& text, Index* index = nullptr) {
+        put(where, index, text);
+    }
+    void add_member(Where where, Tm_binary const* bytes, Index* index = nullptr) {
+        put(where, index, bytes);
+    }
+    void add_member(Where where, Tm_value const* value, Index* index = nullptr) {
+        put(where, index, value);
+    }
+    void add_member(Where where, unsigned char const* data, unsigned int length,
+                    Index* index = nullptr) {
+        put(where, index, data, length);
+    }
+    /// A file, always opened for reading: the second argument does not matter.
+    void add_member(Where where, std::string const& path, unsigned int, Index* index = nullptr) {
+        put(where, index, path, 0U);
+    }
+    /// Takes the value over, and frees it on failure.
+    void add_member_and_own(Where where, Tm_value* value, Index* index = nullptr) {
+        owner().place_member(where, Tm_value_ptr(value), index);
+    }
+
+protected:
+    ~Tm_member_adders() = default;
+
+private:
+    Owner& owner() { return static_cast<Owner&>(*this); }
+
+    template <class... Datum>
+    void put(Where where, Index* index, Datum const&... datum) {
+        owner().place_member(where, tm_make_value(datum...), index);
+    }
+};

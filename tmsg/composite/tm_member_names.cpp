@@ -1,0 +1,101 @@
+#include "tmsg/composite/tm_member_names.h"
+
+#include <utility>
+
+#include "tmsg/composite/tm_grow.h"
+
+namespace {
+
+/// A copy must not keep a catalogue alive that is much larger than its own names.
+bool is_worth_lending(Tm_catalog<std::string> const& catalog, std::size_t names) {
+    return catalog.size() <= 64 + 2 * names;
+}
+
+}  // namespace
+
+Tm_member_names::Tm_member_names(Tm_catalog<std::string>* shared)
+    : catalog_(shared), owns_catalog_(shared == nullptr) {}
+
+Tm_member_names::Tm_member_names(Tm_shared_names const& shared)
+    : kept_(shared), catalog_(shared.get()), owns_catalog_(false) {}
+
+Tm_member_names Tm_member_names::unused() {
+    Tm_member_names names(nullptr);
+    names.owns_catalog_ = false;
+    return names;
+}
+
+Tm_member_names::Tm_member_names(Tm_member_names const& other)
+    : catalog_(nullptr), owns_catalog_(true) {
+    copy_list(other);
+}
+
+Tm_member_names::Tm_member_names(Tm_member_names&& other) noexcept = default;
+
+Tm_member_names::~Tm_member_names() = default;
+
+Tm_member_names Tm_member_names::empty_sibling() const {
+    if (owns_catalog_) return Tm_member_names(nullptr);
+    if (kept_ != nullptr) return Tm_member_names(kept_);
+    return catalog_ == nullptr ? unused() : Tm_member_names(catalog_);
+}
+
+std::string const& Tm_member_names::intern(std::string_view name) {
+    if (catalog_ == nullptr) {
+        kept_ = std::make_shared<Tm_catalog<std::string>>();
+        catalog_ = kept_.get();
+    }
+    return catalog_->add(name)->first;
+}
+
+void Tm_member_names::append(std::string const& interned) {
+    reserve_next();
+    names_.push_back(&interned);
+}
+
+void Tm_member_names::reserve_next() { tm_reserve_next(names_); }
+
+void Tm_member_names::clear() noexcept {
+    names_.clear();
+    lent_.reset();
+    if (owns_catalog_) {
+        kept_.reset();
+        catalog_ = nullptr;
+    }
+}
+
+void Tm_member_names::swap(Tm_member_names& other) noexcept {
+    bool const kept_by_callers = !owns_catalog_ && kept_ == nullptr && other.kept_ == nullptr;
+    if (kept_by_callers) {
+        names_.swap(other.names_);
+    } else {
+        swap_all(other);
+    }
+}
+
+void Tm_member_names::swap_all(Tm_member_names& other) noexcept {
+    lent_.swap(other.lent_);
+    kept_.swap(other.kept_);
+    std::swap(catalog_, other.catalog_);
+    std::swap(owns_catalog_, other.owns_catalog_);
+    names_.swap(other.names_);
+}
+
+/// The catalogue of the source is looked at only where the source itself writes to it, for then
+/// both are on one thread; a lender's catalogue may be growing on another.
+void Tm_member_names::copy_list(Tm_member_names const& other) {
+    if (other.lent_ != nullptr && other.catalog_ == nullptr) {
+        borrow_list(other, other.lent_);
+    } else if (other.lent_ == nullptr && other.kept_ != nullptr &&
+               is_worth_lending(*other.catalog_, other.size())) {
+        borrow_list(other, other.kept_);
+    } else {
+        names_.reserve(other.size());
+        for (std::string const* name : other.names_) names_.push_back(&intern(*name));
+    }
+}
+
+void Tm_member_names::borrow_list(Tm_member_names const& other, Tm_shared_names const& lender) {
+    names_ = other.names_;
+    lent_ = lender;
+}

@@ -1,0 +1,60 @@
+/// The names of one struct's members, in order. Each stands in a catalogue: the struct's own, or
+/// one that it shares with others. A copy has a catalogue of its own, but the names it copied it
+/// reads where they stand, keeping them alive, so that copying a struct copies no text.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tmsg/export.h"
+#include "tmsg/value/tm_catalog.h"
+
+class TMSG_API Tm_member_names {
+public:
+    /// Names in the given catalogue, which must outlive them; with null in one of their own.
+    explicit Tm_member_names(Tm_catalog<std::string>* shared);
+    /// Names in a catalogue that is kept alive here; not null.
+    explicit Tm_member_names(Tm_shared_names const& shared);
+    /// For a struct whose names stand elsewhere and that owns no catalogue either.
+    static Tm_member_names unused();
+
+    /// The copy owns its catalogue, whatever the source does.
+    Tm_member_names(Tm_member_names const& other);
+    Tm_member_names(Tm_member_names&& other) noexcept;
+    Tm_member_names& operator=(Tm_member_names const& other) = delete;
+    ~Tm_member_names();
+
+    /// No names yet, in the same catalogue; in a new own one where this owns its own.
+    Tm_member_names empty_sibling() const;
+
+    bool owns_catalog() const { return owns_catalog_; }
+    std::size_t size() const { return names_.size(); }
+    std::string const& operator[](std::size_t position) const { return *names_[position]; }
+
+    /// The stored name; adding it to the list is a second step.
+    std::string const& intern(std::string_view name);
+    /// `interned` must come from intern() of these names.
+    void append(std::string const& interned);
+    /// Room for one more, so that the next append() cannot fail.
+    void reserve_next();
+
+    /// Forgets the list and lets an own catalogue go; a shared one stays as it is.
+    void clear() noexcept;
+    /// Between two that own or two that share their catalogues. Two that share catalogues kept
+    /// alive by their callers exchange the lists alone: both catalogues must outlive both.
+    void swap(Tm_member_names& other) noexcept;
+    /// Exchanges everything, between any two.
+    void swap_all(Tm_member_names& other) noexcept;
+
+private:
+    void copy_list(Tm_member_names const& other);
+    void borrow_list(Tm_member_names const& other, Tm_shared_names const& lender);
+
+    Tm_shared_names lent_;              ///< keeps the names alive that a copy took over
+    Tm_shared_names kept_;              ///< the own catalogue, or a shared one kept alive
+    Tm_catalog<std::string>* catalog_;  ///< where names go; null until an own one is needed
+    bool owns_catalog_;
+    std::vector<std::string const*> names_;
+};

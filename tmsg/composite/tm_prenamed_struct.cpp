@@ -1,0 +1,96 @@
+#include "tmsg/composite/tm_prenamed_struct.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "tmsg/value/tm_exception.h"
+
+Tm_prenamed_struct::Tm_prenamed_struct() : Tm_struct(Tm_member_names::unused()) {}
+
+Tm_prenamed_struct::Tm_prenamed_struct(char const* const* names, int count)
+    : Tm_struct(Tm_member_names::unused()), names_(names), name_count_(std::max(count, 0)) {
+    values_.size_and_clear(name_count_);
+}
+
+Tm_prenamed_struct::Tm_prenamed_struct(Tm_prenamed_struct const& other)
+    : Tm_struct(Tm_member_names::unused()),
+      Tm_member_adders<Tm_prenamed_struct, int>(other),
+      names_(other.names_),
+      name_count_(other.name_count_) {
+    values_ = other.values_;
+    indexes_ = other.indexes_;
+}
+
+Tm_prenamed_struct& Tm_prenamed_struct::operator=(Tm_prenamed_struct const& other) {
+    if (this == &other) return *this;
+    Tm_value_container values(other.values_);
+    indexes_ = other.indexes_;
+    values_.swap(values);
+    names_ = other.names_;
+    name_count_ = other.name_count_;
+    hint_ = 0;
+    forget_lookup();
+    return *this;
+}
+
+Tm_prenamed_struct* Tm_prenamed_struct::clone() const { return new Tm_prenamed_struct(*this); }
+
+Tm_prenamed_struct::~Tm_prenamed_struct() = default;
+
+void Tm_prenamed_struct::clear() { values_.size_and_clear(name_count_); }
+
+void Tm_prenamed_struct::clear(char const* const* names) {
+    int count = 0;
+    while (names != nullptr && names[count] != nullptr) ++count;
+    values_.size_and_clear(count);
+    names_ = names;
+    name_count_ = count;
+    forget_lookup();
+}
+
+char const* Tm_prenamed_struct::get_member_name(int i) const {
+    check_position(i);
+    return names_[i];
+}
+
+unsigned int Tm_prenamed_struct::get_member_name_length(int i) const {
+    return static_cast<unsigned int>(std::strlen(get_member_name(i)));
+}
+
+Tm_value const* Tm_prenamed_struct::get_value(int i) const {
+    Tm_value const* const value = values_.get_value(i);
+    if (value == nullptr) throw Tm_name_not_found_exception(get_member_name(i));
+    return value;
+}
+
+int Tm_prenamed_struct::add_name(std::string const& name) const { return get_number(name.c_str()); }
+
+int Tm_prenamed_struct::add_name(std::string const& name, Index* index) {
+    int const position = add_name(name);
+    add_name_index(position, index);
+    return position;
+}
+
+void Tm_prenamed_struct::add_name_index(int i, Index* index) {
+    if (index == nullptr) return;
+    indexes_.push_back(static_cast<unsigned short>(index->add(get_member_name(i))->second));
+}
+
+void Tm_prenamed_struct::add_value_and_own(int i, Tm_value* value) {
+    values_.set_and_own(i, value);
+}
+
+void Tm_prenamed_struct::add_value_and_copy(int i, Tm_value const* value) {
+    values_.set_and_copy(i, value);
+}
+
+void Tm_prenamed_struct::place_member(int i, std::unique_ptr<Tm_value> value, Index* index) {
+    check_position(i);
+    add_name_index(i, index);
+    add_value_and_own(i, value.release());
+}
+
+/// The slots are as many as the names, unless this was assigned through its base.
+void Tm_prenamed_struct::check_position(int i) const {
+    if (i < 0 || i >= name_count_) throw Tm_out_of_range_exception(i, 0, name_count_ - 1);
+}

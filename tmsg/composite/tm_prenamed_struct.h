@@ -1,0 +1,55 @@
+/// A struct whose member names are a fixed list of the caller's, which must outlive the struct and
+/// all its copies: members are set by position into slots that are empty at first, and no name is
+/// interned. In everything else a struct. Reading an empty slot throws Tm_name_not_found_exception
+/// with the slot's name; so do equals() and accept() when they meet one.
+#pragma once
+
+#include <string>
+
+#include "tmsg/composite/tm_struct.h"
+
+class TMSG_API Tm_prenamed_struct : public Tm_struct,
+                                    public Tm_member_adders<Tm_prenamed_struct, int> {
+public:
+    using Index = Tm_catalog<std::string>;
+
+    Tm_prenamed_struct();
+    /// `count` slots for the first `count` names.
+    Tm_prenamed_struct(char const* const* names, int count);
+    Tm_prenamed_struct(Tm_prenamed_struct const& other);
+    Tm_prenamed_struct& operator=(Tm_prenamed_struct const& other);
+
+    Tm_prenamed_struct* clone() const override;
+    ~Tm_prenamed_struct() override;
+
+    /// Empties all slots; names, recorded wire indexes and the lookup hint stay.
+    void clear() override;
+    char const* get_member_name(int i) const override;
+    /// The position of an existing name, whose wire index is recorded with an index catalogue.
+    int add_name(std::string const& name, Index* index) override;
+    /// Both replace what the slot held.
+    void add_value_and_own(int i, Tm_value* value) override;
+    void add_value_and_copy(int i, Tm_value const* value) override;
+    unsigned int get_member_name_length(int i) const override;
+    Tm_value const* get_value(int i) const override;
+    using Tm_struct::get_value;
+
+    /// A new name list, ended by a null pointer, with one empty slot for each name.
+    void clear(char const* const* names);
+    /// The position of the member with that name; Tm_name_not_found_exception when there is none.
+    int add_name(std::string const& name) const;
+    /// Records the wire index of member i; the list of indexes follows the order of the calls.
+    void add_name_index(int i, Index* index);
+
+    using Tm_member_adders<Tm_prenamed_struct, int>::add_member;
+    using Tm_member_adders<Tm_prenamed_struct, int>::add_member_and_own;
+
+private:
+    friend class Tm_member_adders<Tm_prenamed_struct, int>;
+
+    void place_member(int i, std::unique_ptr<Tm_value> value, Index* index);
+    void check_position(int i) const;
+
+    char const* const* names_ = nullptr;
+    int name_count_ = 0;
+};

@@ -1,0 +1,21 @@
+/// Reading a found member as what a typed getter promises: the type code must match exactly, or
+/// Tm_type_mismatch_exception is thrown; nothing is converted.
+#pragma once
+
+#include "tmsg/export.h"
+#include "tmsg/value/tm_type_code.h"
+
+class Tm_value;
+class Message;
+
+/// Exists for the eight integer types, double, bool, char const* (zero-terminated text) and
+/// pointers to const Tm_date, Tm_binary, Tm_file, Tm_array, Tm_struct and Message. What a pointer
+/// points to belongs to the container.
+template <class Result>
+TMSG_API Result tm_read_member(Tm_value const* member);
+
+/// The member itself when its type code is `type`.
+Tm_value const* tm_check_member_type(Tm_value const* member, TMV type);
+
+/// The one downcast to the message, which stands above the composites.
+Message const* tm_as_message(Tm_value const* member);

@@ -1,0 +1,16 @@
+/// What a level of the tree under construction hands down to the levels below it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tmsg/value/tm_catalog.h"
+
+/// The names of members that come by index, in index order.
+using Tm_name_table = std::vector<std::string const*>;
+
+/// States refer to the context; the message's own state, below them on the stack, holds it.
+struct Tm_build_context {
+    Tm_shared_names names;                 ///< the message's catalogue; null: structs own theirs
+    Tm_name_table const* table = nullptr;  ///< null where members come with their names
+};

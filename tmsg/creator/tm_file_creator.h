@@ -1,0 +1,25 @@
+#pragma once
+
+#include "tmsg/creator/tm_leaf_state.h"
+#include "tmsg/creator/tm_temporary_file.h"
+#include "tmsg/value/tm_mapping.h"
+
+/// Writes a received file into a temporary one and builds a file value on it, which finds it in
+/// place; a transfer that never completes leaves nothing behind. Throws Tm_file_open_exception or
+/// Tm_file_mapping_exception when the temporary file cannot be made.
+class Tm_file_creator : public Tm_leaf_state {
+public:
+    Tm_file_creator(Tm_destination destination, unsigned int length);
+    ~Tm_file_creator() override;
+
+    using Tm_leaf_state::visit_file_continue;
+    bool visit_file_continue(char const* data, unsigned int length) override;
+    char const* get_name() const override { return "file"; }
+
+private:
+    void map();
+    bool write(char const* data, unsigned int length);
+
+    Tm_temporary_file file_;
+    Tm_mapping mapping_;  ///< of the whole file while it is small enough; else pieces are written
+};

@@ -1,0 +1,189 @@
+#include "tmsg/message/message.h"
+
+#include <cstring>
+#include <utility>
+
+#include "tmsg/value/tm_exception.h"
+#include "tmsg/value/tm_string.h"
+#include "tmsg/value/tm_walk.h"
+
+namespace {
+
+char const fault_code[] = "faultCode";
+char const fault_string[] = "faultString";
+
+}  // namespace
+
+Message const* tm_as_message(Tm_value const* member) { return static_cast<Message const*>(member); }
+
+Message::Message()
+    : names_(std::make_shared<Tm_catalog<std::string>>()),
+      groups_{Tm_struct(names_), Tm_struct(names_)} {}
+
+Message::Message(Tm_catalog<std::string>*) : groups_{Tm_struct(nullptr), Tm_struct(nullptr)} {}
+
+Message::Message(Message const& other)
+    : Tm_value(other),
+      Tm_message_kind(other),
+      Tm_member_getters(other),
+      type_(other.type_),
+      request_name_(other.request_name_),
+      message_set_name_(other.message_set_name_),
+      method_name_(other.method_name_),
+      groups_{Tm_struct(other.groups_[0]), Tm_struct(other.groups_[1])},
+      use_send_names_(other.use_send_names_),
+      send_names_(other.send_names_) {}
+
+Message* Message::clone() const { return new Message(*this); }
+
+Message::~Message() = default;
+
+bool Message::equals(Tm_value const& other) const {
+    return other.get_value_type() == TMV_MESSAGE && *this == static_cast<Message const&>(other);
+}
+
+TMV Message::get_value_type() const { return TMV_MESSAGE; }
+
+bool Message::accept(Tm_visitor& visitor) const {
+    bool const is_request = type_ == TMT_REQUEST;
+    bool const is_fault = type_ == TMT_FAULT;
+    auto const send_name = [&] {
+        return Tm_string::accept_generic_buffer(
+            request_name_.data(), static_cast<unsigned int>(request_name_.size()), visitor,
+            &Tm_visitor::visit_method_name_begin, &Tm_visitor::visit_method_name_continue);
+    };
+
+    Tm_walk walk(visitor);
+    return walk.step(0, [&] { return visitor.visit_method_begin(is_request); }) &&
+           walk.step(1, [&] { return !is_fault || visitor.visit_fault_begin(); }) &&
+           walk.step(2, [&] { return !is_request || send_name(); }) &&
+           walk.step(3, [&] { return groups_[TMG_META].accept(visitor); }) &&
+           walk.step(4, [&] { return groups_[TMG_BODY].accept(visitor); }) &&
+           walk.step(5, [&] { return !is_fault || visitor.visit_fault_end(); }) &&
+           walk.step(6, [&] { return visitor.visit_method_end(is_request); });
+}
+
+void Message::set_request_name(std::string const& name) {
+    std::string full = name;
+    std::size_t const dot = full.find('.');
+    std::string set = full.substr(0, dot);
+    method_name_ = dot == std::string::npos ? full : full.substr(dot + 1);
+    message_set_name_ = std::move(set);
+    request_name_ = std::move(full);
+}
+
+void Message::fix_message_name() {
+    std::size_t const hash = message_set_name_.find('#');
+    if (hash == std::string::npos) return;
+    request_name_ = message_set_name_.substr(0, hash) + "." + method_name_;
+}
+
+int Message::get_member_count(TMG group) const {
+    return get_const_struct(group).get_member_count();
+}
+
+TMV Message::get_member_value_type(TMG group, int i) const {
+    return get_const_struct(group).get_member_value_type(i);
+}
+
+char const* Message::get_member_name(TMG group, int i) const {
+    return get_const_struct(group).get_member_name(i);
+}
+
+Tm_struct& Message::get_struct(TMG group) {
+    return const_cast<Tm_struct&>(std::as_const(*this).get_const_struct(group));
+}
+
+Tm_struct const& Message::get_const_struct(TMG group) const {
+    if (group != TMG_META && group != TMG_BODY) {
+        throw Tm_out_of_range_exception("tmg", group, TMG_META, TMG_BODY);
+    }
+    return groups_[group];
+}
+
+void Message::clear(TMG group) { get_struct(group).clear(); }
+
+void Message::check_is_fault() const {
+    if (type_ != TMT_FAULT) throw Tm_type_mismatch_exception(type_, TMT_FAULT);
+}
+
+void Message::set_fault_member(char const* name, std::unique_ptr<Tm_value> value, char const* other,
+                               TMV other_type) {
+    Tm_struct& body = groups_[TMG_BODY];
+    if (body.get_member_index(name) >= 0) {
+        std::unique_ptr<Tm_value> kept;
+        int const position = body.get_member_index(other);
+        if (position >= 0) kept.reset(body.get_member_value(other_type, position)->clone());
+        body.clear();
+        if (kept != nullptr) body.add_member_and_own(other, kept.release());
+    }
+    body.add_member_and_own(name, value.release());
+}
+
+void Message::set_fault_code(int code) {
+    check_is_fault();
+    set_fault_member(fault_code, tm_make_value(code), fault_string, TMV_STRING);
+}
+
+void Message::set_fault_string(char const* text) {
+    check_is_fault();
+    set_fault_member(fault_string, tm_make_value(text), fault_code, TMV_INT32);
+}
+
+int Message::get_fault_code() const {
+    check_is_fault();
+    Tm_struct const& body = groups_[TMG_BODY];
+    int const position = body.get_member_index(fault_code);
+    return position < 0 ? -1 : body.get_member_int32(position);
+}
+
+std::string Message::get_fault_string() const {
+    check_is_fault();
+    Tm_struct const& body = groups_[TMG_BODY];
+    int const position = body.get_member_index(fault_string);
+    if (position < 0) return {};
+    return static_cast<Tm_string const*>(body.get_member_value(TMV_STRING, position))->value();
+}
+
+void Message::get_context(message_context* context) const {
+    if (context != nullptr) std::memcpy(context, header.record().bytes, sizeof(TM_HEADER));
+}
+
+std::unique_ptr<Message> Message::take_content() {
+    auto taken = is_clone() ? std::make_unique<Message>(nullptr) : std::make_unique<Message>();
+    taken->swap(*this);
+    return taken;
+}
+
+void Message::swap(Message& other) {
+    if (is_clone() != other.is_clone()) {
+        throw Tm_exception("swap does not support swapping messages with different type");
+    }
+    std::swap(type_, other.type_);
+    request_name_.swap(other.request_name_);
+    message_set_name_.swap(other.message_set_name_);
+    method_name_.swap(other.method_name_);
+    names_.swap(other.names_);
+    groups_[TMG_META].swap_all(other.groups_[TMG_META]);
+    groups_[TMG_BODY].swap_all(other.groups_[TMG_BODY]);
+    std::swap(use_send_names_, other.use_send_names_);
+    send_names_.swap(other.send_names_);
+    header.swap(other.header);
+}
+
+Tm_shared_names const& Message::shared_names() {
+    if (names_ == nullptr) names_ = std::make_shared<Tm_catalog<std::string>>();
+    return names_;
+}
+
+bool operator==(Message const& left, Message const& right) {
+    if (left.get_msg_type() != right.get_msg_type()) return false;
+    if (left.get_msg_type() == Message::TMT_REQUEST &&
+        left.get_request_name() != right.get_request_name()) {
+        return false;
+    }
+    return left.get_const_struct(Message::TMG_META)
+               .equals(right.get_const_struct(Message::TMG_META)) &&
+           left.get_const_struct(Message::TMG_BODY)
+               .equals(right.get_const_struct(Message::TMG_BODY));
+}

@@ -1,0 +1,48 @@
+/// One message under reassembly: every payload goes straight into its own decoder, so that no
+/// buffer of the whole message is kept. An exception out of the decoder (see Tm_bin_decoder_base)
+/// passes through addBuffer().
+#pragma once
+
+#include <string>
+
+#include "tmsg/binary/tm_bin_decoder.h"
+#include "tmsg/export.h"
+
+class TMSG_API MessageChunk {
+public:
+    /// Collections of garbage that a message without new data survives, plus one.
+    static constexpr int IDLE_LIMIT = 20;
+
+    /// The originator tells apart messages of equal sequence number from different senders.
+    MessageChunk(unsigned int seq_no, int const& originator);
+    MessageChunk(MessageChunk const&) = delete;
+    MessageChunk& operator=(MessageChunk const&) = delete;
+    ~MessageChunk();
+
+    /// Decodes a payload of any length as far as it goes. Always 0.
+    int addBuffer(unsigned char const* data, unsigned int length);
+    /// Says that the last payload was added: an incomplete message becomes an error.
+    void finalize() { decoder_.finalize(); }
+
+    unsigned int getTotalBufferLength() const { return total_length_; }
+    bool hasError() const { return !decoder_.error().empty(); }
+    std::string const& error() const { return decoder_.error(); }
+    unsigned int getSeqNo() const { return seq_no_; }
+    int getOriginator() const { return originator_; }
+
+    /// The message under construction, still the decoder's.
+    Message* getMessage() const { return decoder_.message(); }
+    /// The caller owns it from now on.
+    Message* releaseMessage() { return decoder_.release_msg(); }
+
+    void refresh() { countdown_ = IDLE_LIMIT; }
+    /// Counts one idle round; true when it was the last.
+    bool timeout() { return countdown_-- == 1; }
+
+private:
+    unsigned int seq_no_;
+    int originator_;
+    int countdown_ = IDLE_LIMIT;
+    unsigned int total_length_ = 0;
+    Tm_bin_decoder decoder_;
+};

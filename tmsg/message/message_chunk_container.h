@@ -1,0 +1,39 @@
+/// The messages under reassembly, by sequence number and originator. Owns the chunks it holds. One
+/// thread at a time.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "tmsg/export.h"
+#include "tmsg/message/message_chunk.h"
+
+class TMSG_API MessageChunkContainer {
+public:
+    MessageChunkContainer();
+    MessageChunkContainer(MessageChunkContainer const&) = delete;
+    MessageChunkContainer& operator=(MessageChunkContainer const&) = delete;
+    ~MessageChunkContainer();
+
+    /// Null when there is none. With `remove` the chunk is taken out and the caller owns it.
+    MessageChunk* findChunk(unsigned int seq_no, int const& originator, bool remove);
+    /// Takes the chunk over, which is freed on failure. One already there with the same sequence
+    /// number and originator leaves the container without being deleted. Always 0.
+    int putChunk(MessageChunk* chunk);
+    /// Deletes the chunk; -1 when it is not here.
+    int removeChunk(MessageChunk* chunk);
+
+    /// Counts one idle round for every chunk and deletes those for which it was the last: the 20th
+    /// after their last data.
+    void collectGarbage();
+    /// The same, but hands out those chunks instead of deleting them.
+    std::vector<std::unique_ptr<MessageChunk>> takeExpired();
+
+private:
+    using Chunks = std::multimap<unsigned int, std::unique_ptr<MessageChunk>>;
+
+    Chunks::iterator find(unsigned int seq_no, int originator);
+
+    Chunks chunks_;
+};

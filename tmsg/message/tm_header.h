@@ -1,0 +1,85 @@
+/// The header in front of every chunk of a message on the wire, 8 bytes:
+///
+///     byte 0     version, 0; no accessor
+///     byte 1     first chunk (bit 7), last chunk (6), discard eligible (4), length bits 19..16
+///     bytes 2-3  length bits 15..0, big-endian; the payload's length in bytes
+///     byte 4     port
+///     byte 5     response new (bit 7), sequence number bits 22..16
+///     bytes 6-7  sequence number bits 15..0, big-endian
+///
+/// and its extended form, 24 bytes: the same with version 2, then a 16-byte signature.
+#pragma once
+
+#include "tmsg/export.h"
+
+struct TM_HEADER {
+    unsigned char bytes[8];
+};
+
+struct TM_HEADER_2 {
+    TM_HEADER header;
+    unsigned char signature[16];
+};
+
+/// "KVOC"; the rest of the signature field is zero.
+extern TMSG_API char const* const KVO_TEVDAR_SIGNATURE;
+
+/// Setters change their own bits only and cut a number that is too wide to its field.
+class TMSG_API Tm_header {
+public:
+    static constexpr unsigned int MAX_LENGTH = 0xFFFFF;
+    static constexpr unsigned int MAX_SEQ_NO = 0x7FFFFF;
+
+    /// All bytes zero.
+    Tm_header();
+
+    void set_first_chunk(bool value);
+    bool get_first_chunk() const;
+    void set_last_chunk(bool value);
+    bool get_last_chunk() const;
+    void set_discard_eligible(bool value);
+    bool get_discard_eligible() const;
+    void set_length(unsigned int length);
+    unsigned int get_length() const;
+    void set_tmport(unsigned char port);
+    unsigned char get_tmport() const;
+    void set_response_new(bool value);
+    bool get_response_new() const;
+    void set_seq_no(unsigned int seq_no);
+    unsigned int get_seq_no() const;
+
+    unsigned int get_size() const { return sizeof(TM_HEADER); }
+    TM_HEADER const& record() const { return record_; }
+
+    Tm_header& operator=(TM_HEADER const& record);
+    Tm_header& operator=(TM_HEADER_2 const& record);
+    void swap(Tm_header& other) noexcept;
+
+    /// Prints the header on standard output.
+    void show() const;
+    void show(char const* where) const;
+
+private:
+    void set_flag(int byte, unsigned int mask, bool value);
+    bool flag(int byte, unsigned int mask) const { return (record_.bytes[byte] & mask) != 0; }
+
+    TM_HEADER record_;
+};
+
+/// Assigning a plain header overwrites the first 8 bytes, the version included. Every assignment
+/// answers a copy of the whole record.
+class TMSG_API Tm_header_2 {
+public:
+    /// Version 2, the signature, zero elsewhere.
+    Tm_header_2();
+
+    TM_HEADER_2 operator=(TM_HEADER const& record);
+    TM_HEADER_2 operator=(Tm_header const& header);
+    TM_HEADER_2 operator=(TM_HEADER_2 const& record);
+
+    unsigned int get_size() const { return sizeof(TM_HEADER_2); }
+    TM_HEADER_2 const& record() const { return record_; }
+
+private:
+    TM_HEADER_2 record_;
+};

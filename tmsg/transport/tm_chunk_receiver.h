@@ -1,0 +1,54 @@
+/// Bytes of many connections in, whole messages out. An originator is any number that tells the
+/// connections apart. Their streams may be cut anywhere and the messages of each interleaved; what
+/// goes wrong with one message is reported and leaves all others alone. One thread at a time.
+///
+/// Handlers may call forget(), but not receive() for the same originator. An exception of a handler
+/// passes through receive(), and the input behind it is read at the originator's next one.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "tmsg/export.h"
+#include "tmsg/message/tm_header.h"
+
+class Message;
+class Tm_chunk_stream;
+struct Tm_chunk_outcome;
+
+class TMSG_API Tm_chunk_receiver {
+public:
+    /// Takes a finished message over; the header is that of its last chunk, as in Message::header.
+    using Message_handler = std::function<void(std::unique_ptr<Message> message, int originator,
+                                               Tm_header const& last_chunk)>;
+    /// A message that failed to decode or is incomplete, with the decoder's text; a chunk that
+    /// continues no known message; a message that was dropped for getting no more data.
+    using Error_handler =
+        std::function<void(int originator, unsigned int seq_no, std::string const& text)>;
+
+    Tm_chunk_receiver(Message_handler on_message, Error_handler on_error);
+    Tm_chunk_receiver(Tm_chunk_receiver const&) = delete;
+    Tm_chunk_receiver& operator=(Tm_chunk_receiver const&) = delete;
+    ~Tm_chunk_receiver();
+
+    /// The next bytes of a connection's stream of chunks, each behind its 8-byte header.
+    void receive(int originator, unsigned char const* data, std::size_t size);
+
+    /// Drops all that a closed connection left, without a report.
+    void forget(int originator);
+
+    /// Ages every unfinished message and drops those that got no data since the 20th call back.
+    void collect_garbage();
+
+private:
+    void read_all(int originator, Tm_chunk_stream& stream, unsigned char const* data,
+                  std::size_t size);
+    void hand_out(int originator, Tm_chunk_outcome& outcome) const;
+
+    Message_handler on_message_;
+    Error_handler on_error_;
+    std::map<int, std::shared_ptr<Tm_chunk_stream>> streams_;
+};

@@ -1,0 +1,62 @@
+#include "tmsg/transport/tm_chunk_sender.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "tmsg/message/message.h"
+#include "tmsg/message/tm_header.h"
+#include "tmsg/transport/tm_name_lengths.h"
+#include "tmsg/value/tm_exception.h"
+
+namespace {
+
+int checked_chunk_size(int chunk_size) {
+    int const largest = static_cast<int>(Tm_header::MAX_LENGTH);
+    if (chunk_size < 1 || chunk_size > largest) {
+        throw Tm_out_of_range_exception("chunk size", chunk_size, 1, largest);
+    }
+    return chunk_size;
+}
+
+}  // namespace
+
+Tm_chunk_sender::Tm_chunk_sender(int chunk_size)
+    : encoder_(checked_chunk_size(chunk_size), sizeof(TM_HEADER)) {}
+
+Tm_chunk_sender::~Tm_chunk_sender() = default;
+
+bool Tm_chunk_sender::send(Message const& message, unsigned int seq_no, unsigned char tmport,
+                           Sink const& sink, Names names) {
+    if (names == Names::as_built) return send_as_it_is(message, sink, seq_no, tmport);
+    Message indexed(message);
+    indexed.index_member_names();
+    return send_as_it_is(indexed, sink, seq_no, tmport);
+}
+
+bool Tm_chunk_sender::send_as_it_is(Message const& message, Sink const& sink, unsigned int seq_no,
+                                    unsigned char tmport) {
+    tm_check_name_lengths(message);
+    Tm_header header;
+    header.set_seq_no(seq_no);
+    header.set_tmport(tmport);
+    header.set_first_chunk(true);
+
+    encoder_.begin_fill();
+    for (bool complete = false, last = false; !last;) {
+        // What passes the chunk size is part of a later chunk, so a complete walk ends the message
+        // only when nothing is left over.
+        if (!complete && encoder_.check_state()) complete = message.accept(encoder_);
+        last = complete && encoder_.fill_position() <= encoder_.chunk_size();
+
+        int const payload = std::min(encoder_.fill_position(), encoder_.chunk_size());
+        header.set_length(static_cast<unsigned int>(payload));
+        header.set_last_chunk(last);
+        std::memcpy(encoder_.buffer(), header.record().bytes, sizeof(TM_HEADER));
+        if (!sink(encoder_.buffer(), sizeof(TM_HEADER) + static_cast<std::size_t>(payload))) {
+            return false;
+        }
+        header.set_first_chunk(false);
+        encoder_.continue_fill();
+    }
+    return true;
+}

@@ -1,0 +1,39 @@
+/// Sends messages in chunks: header and payload in one piece each, ready for a socket. One sender
+/// serves any number of messages, one after another, with one buffer of a chunk's size.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+
+#include "tmsg/binary/tm_bin_encoder.h"
+#include "tmsg/export.h"
+
+class Message;
+
+class TMSG_API Tm_chunk_sender {
+public:
+    /// Takes one chunk, which is valid during the call. False stops the message.
+    using Sink = std::function<bool(unsigned char const* chunk, std::size_t size)>;
+
+    /// How the names of the body's members travel.
+    enum class Names {
+        as_built,  ///< as the message has it
+        by_index   ///< by index: an indexed copy of the message is sent, if it can be indexed
+    };
+
+    /// Payload bytes of a chunk, 1 to 1,048,575; else Tm_out_of_range_exception.
+    explicit Tm_chunk_sender(int chunk_size);
+    ~Tm_chunk_sender();
+
+    /// Every chunk but the last carries exactly the chunk size. False: the sink has stopped it.
+    /// Throws, before the first chunk, Tm_out_of_range_exception for a method or member name over
+    /// 65,535 bytes; Tm_file_read_exception when a file cannot be read.
+    bool send(Message const& message, unsigned int seq_no, unsigned char tmport, Sink const& sink,
+              Names names = Names::as_built);
+
+private:
+    bool send_as_it_is(Message const& message, Sink const& sink, unsigned int seq_no,
+                       unsigned char tmport);
+
+    Tm_bin_encoder encoder_;
+};

@@ -1,0 +1,114 @@
+#include "tmsg/transport/tm_chunk_stream.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+
+#include "tmsg/message/message.h"
+
+std::size_t Tm_chunk_stream::read(unsigned char const* data, std::size_t size,
+                                  Tm_chunk_outcome& outcome) {
+    std::size_t used = 0;
+    while (outcome.kind == Tm_chunk_outcome::Kind::none) {
+        if (!in_chunk_) {
+            used += read_header(data + used, size - used);
+            if (!in_chunk_) break;
+            begin_chunk(outcome);
+            continue;
+        }
+        std::size_t const piece = std::min(payload_left_, size - used);
+        if (piece > 0) add_payload(data + used, piece, outcome);
+        used += piece;
+        payload_left_ -= piece;
+        if (payload_left_ > 0) break;
+        in_chunk_ = false;
+        end_chunk(outcome);
+    }
+    return used;
+}
+
+std::size_t Tm_chunk_stream::read_header(unsigned char const* data, std::size_t size) {
+    std::size_t const piece = std::min(sizeof header_bytes_.bytes - header_size_, size);
+    if (piece > 0) std::memcpy(header_bytes_.bytes + header_size_, data, piece);
+    header_size_ += piece;
+    if (header_size_ == sizeof header_bytes_.bytes) {
+        header_ = header_bytes_;
+        header_size_ = 0;
+        payload_left_ = header_.get_length();
+        in_chunk_ = true;
+    }
+    return piece;
+}
+
+void Tm_chunk_stream::begin_chunk(Tm_chunk_outcome& outcome) {
+    unsigned int const seq_no = header_.get_seq_no();
+    if (header_.get_first_chunk()) {
+        auto fresh = std::make_unique<MessageChunk>(seq_no, originator_);
+        auto const unfinished = take_message();
+        messages_.putChunk(fresh.release());
+        refused_.erase(seq_no);
+        if (unfinished == nullptr) return;
+        unfinished->finalize();
+        report(unfinished->hasError() ? unfinished->error() : "message without a last chunk",
+               outcome);
+    } else if (messages_.findChunk(seq_no, originator_, false) == nullptr &&
+               refused_.count(seq_no) == 0) {
+        report("chunk continues no known message", outcome);
+    }
+}
+
+void Tm_chunk_stream::add_payload(unsigned char const* data, std::size_t size,
+                                  Tm_chunk_outcome& outcome) {
+    MessageChunk* const message = messages_.findChunk(header_.get_seq_no(), originator_, false);
+    if (message == nullptr) return;
+    try {
+        message->addBuffer(data, static_cast<unsigned int>(size));
+    } catch (std::exception const& failure) {
+        refuse_message(failure.what(), outcome);
+        return;
+    }
+    if (message->hasError()) refuse_message(message->error(), outcome);
+}
+
+void Tm_chunk_stream::refuse_message(std::string const& text, Tm_chunk_outcome& outcome) {
+    report(text, outcome);
+    take_message();
+    if (!header_.get_last_chunk()) refused_[header_.get_seq_no()] = MessageChunk::IDLE_LIMIT;
+}
+
+void Tm_chunk_stream::end_chunk(Tm_chunk_outcome& outcome) {
+    if (!header_.get_last_chunk()) return;
+    refused_.erase(header_.get_seq_no());
+    auto const finished = take_message();
+    if (finished == nullptr) return;
+    finished->finalize();
+    if (finished->hasError()) {
+        report(finished->error(), outcome);
+        return;
+    }
+    outcome.kind = Tm_chunk_outcome::Kind::message;
+    outcome.seq_no = header_.get_seq_no();
+    outcome.message.reset(finished->releaseMessage());
+    outcome.message->header = header_;
+}
+
+void Tm_chunk_stream::report(std::string const& text, Tm_chunk_outcome& outcome) const {
+    outcome.kind = Tm_chunk_outcome::Kind::error;
+    outcome.seq_no = header_.get_seq_no();
+    outcome.error = text;
+}
+
+/// The message of the current chunk, out of the reassembly; null when it is not known.
+std::unique_ptr<MessageChunk> Tm_chunk_stream::take_message() {
+    return std::unique_ptr<MessageChunk>(
+        messages_.findChunk(header_.get_seq_no(), originator_, true));
+}
+
+std::vector<unsigned int> Tm_chunk_stream::collect_garbage() {
+    std::vector<unsigned int> dropped;
+    for (auto const& message : messages_.takeExpired()) dropped.push_back(message->getSeqNo());
+    for (auto at = refused_.begin(); at != refused_.end();) {
+        at = --at->second == 0 ? refused_.erase(at) : std::next(at);
+    }
+    return dropped;
+}

@@ -1,0 +1,59 @@
+/// One connection's stream of chunks: cuts it at the headers and reassembles its messages. What
+/// comes of the input is answered as outcomes, one at a time, so that whoever handles them may do
+/// anything, even drop the stream.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tmsg/message/message_chunk_container.h"
+#include "tmsg/message/tm_header.h"
+
+class Message;
+
+/// A finished message, or what went wrong with one.
+struct Tm_chunk_outcome {
+    enum class Kind { none, message, error };
+
+    Kind kind = Kind::none;
+    unsigned int seq_no = 0;
+    std::unique_ptr<Message> message;
+    std::string error;
+};
+
+class Tm_chunk_stream {
+public:
+    explicit Tm_chunk_stream(int originator) : originator_(originator) {}
+
+    /// Reads input up to the first outcome, or all of it when nothing comes of it. Answers how many
+    /// bytes it read; to be called again, without input too, until there is no outcome.
+    std::size_t read(unsigned char const* data, std::size_t size, Tm_chunk_outcome& outcome);
+
+    /// Ages the unfinished messages and drops the idle ones, whose sequence numbers it answers.
+    std::vector<unsigned int> collect_garbage();
+
+    /// Input that was not read when a handler threw.
+    std::vector<unsigned char> unread;
+
+private:
+    std::size_t read_header(unsigned char const* data, std::size_t size);
+    void begin_chunk(Tm_chunk_outcome& outcome);
+    void add_payload(unsigned char const* data, std::size_t size, Tm_chunk_outcome& outcome);
+    void end_chunk(Tm_chunk_outcome& outcome);
+    void refuse_message(std::string const& text, Tm_chunk_outcome& outcome);
+    void report(std::string const& text, Tm_chunk_outcome& outcome) const;
+    std::unique_ptr<MessageChunk> take_message();
+
+    int originator_;
+    MessageChunkContainer messages_;
+    /// Failed messages whose further chunks are ignored, each with its idle countdown.
+    std::map<unsigned int, int> refused_;
+    TM_HEADER header_bytes_ = {};
+    std::size_t header_size_ = 0;  ///< header bytes read so far
+    Tm_header header_;             ///< of the current chunk
+    bool in_chunk_ = false;
+    std::size_t payload_left_ = 0;
+};

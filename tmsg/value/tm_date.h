@@ -1,0 +1,37 @@
+/// A calendar date and time of day, the base of a user's own date value: what stays pure here (how
+/// a date is cloned, compared and sent) is the user's, and the library itself never builds one.
+/// Setters ignore a value outside the range of their field.
+#pragma once
+
+#include "tmsg/value/tm_value.h"
+
+class TMSG_API Tm_date : public Tm_value {
+public:
+    /// 2001-01-01 00:00:01.
+    Tm_date();
+    /// A field whose argument is out of range becomes 0.
+    Tm_date(int year, int month, int day, int hour, int minutes, int seconds);
+    ~Tm_date() override;
+
+    void set_year(int year);        ///< above 0
+    void set_month(int month);      ///< 1 to 12
+    void set_day(int day);          ///< 1 to 31, whatever the month
+    void set_hour(int hour);        ///< 0 to 23
+    void set_minutes(int minutes);  ///< 0 to 59
+    void set_seconds(int seconds);  ///< 0 to 59
+
+    int get_year() const { return year_; }
+    int get_month() const { return month_; }
+    int get_day() const { return day_; }
+    int get_hour() const { return hour_; }
+    int get_minutes() const { return minutes_; }
+    int get_seconds() const { return seconds_; }
+
+private:
+    int year_ = 0;
+    int month_ = 0;
+    int day_ = 0;
+    int hour_ = 0;
+    int minutes_ = 0;
+    int seconds_ = 0;
+};

@@ -1,0 +1,73 @@
+/// Integer values of eight fixed widths. There is no conversion between widths: an accessor of any
+/// width but the object's own answers 0.
+#pragma once
+
+#include "tmsg/value/tm_plain.h"
+#include "tmsg/value/tm_value.h"
+
+class TMSG_API Tm_int : public Tm_value {
+public:
+    virtual signed char value_int8() const;
+    virtual unsigned char value_uint8() const;
+    virtual short value_int16() const;
+    virtual unsigned short value_uint16() const;
+    virtual int value_int32() const;
+    virtual unsigned int value_uint32() const;
+    virtual long value_int64() const;
+    virtual unsigned long value_uint64() const;
+
+    /// A new integer value, of the class that belongs to the argument's type; the caller owns it.
+    static Tm_value* create(signed char value);
+    static Tm_value* create(unsigned char value);
+    static Tm_value* create(short value);
+    static Tm_value* create(unsigned short value);
+    static Tm_value* create(int value);
+    static Tm_value* create(unsigned int value);
+    static Tm_value* create(long value);
+    static Tm_value* create(unsigned long value);
+};
+
+/// The integer value that stores `Plain`; use the names Tm_int8 to Tm_uint64 below.
+template <class Plain>
+class TMSG_API Tm_int_of : public Tm_int {
+public:
+    explicit Tm_int_of(Plain value);
+
+    Tm_int_of* clone() const override;
+    ~Tm_int_of() override;
+    bool equals(Tm_value const& other) const override;
+    TMV get_value_type() const override;
+    bool accept(Tm_visitor& visitor) const override;
+
+    signed char value_int8() const override;
+    unsigned char value_uint8() const override;
+    short value_int16() const override;
+    unsigned short value_uint16() const override;
+    int value_int32() const override;
+    unsigned int value_uint32() const override;
+    long value_int64() const override;
+    unsigned long value_uint64() const override;
+
+    Plain value() const { return value_; }
+
+private:
+    Plain value_;
+};
+
+extern template class Tm_int_of<signed char>;
+extern template class Tm_int_of<unsigned char>;
+extern template class Tm_int_of<short>;
+extern template class Tm_int_of<unsigned short>;
+extern template class Tm_int_of<int>;
+extern template class Tm_int_of<unsigned int>;
+extern template class Tm_int_of<long>;
+extern template class Tm_int_of<unsigned long>;
+
+using Tm_int8 = Tm_int_of<signed char>;
+using Tm_uint8 = Tm_int_of<unsigned char>;
+using Tm_int16 = Tm_int_of<short>;
+using Tm_uint16 = Tm_int_of<unsigned short>;
+using Tm_int32 = Tm_int_of<int>;
+using Tm_uint32 = Tm_int_of<unsigned int>;
+using Tm_int64 = Tm_int_of<long>;
+using Tm_uint64 = Tm_int_of<unsigned long>;

@@ -1,0 +1,45 @@
+/// A text of at most 65,535 bytes, of any content, zero bytes included.
+#pragma once
+
+#include <string>
+
+#include "tmsg/value/tm_catalog.h"
+#include "tmsg/value/tm_value.h"
+#include "tmsg/value/tm_visitor.h"
+
+class TMSG_API Tm_string : public Tm_value {
+public:
+    static constexpr unsigned int MAX_LENGTH = 65535;
+
+    /// With a catalogue the text also becomes a name in it.
+    /// Throws Tm_out_of_range_exception for a longer text and adds no name then.
+    explicit Tm_string(std::string const& text, Tm_catalog<std::string>* catalog = nullptr);
+    explicit Tm_string(std::string&& text);
+
+    Tm_string* clone() const override;
+    ~Tm_string() override;
+    bool equals(Tm_value const& other) const override;
+    TMV get_value_type() const override;
+    bool accept(Tm_visitor& visitor) const override;
+
+    std::string const& value() const { return text_; }
+
+    /// The string to store: `text` itself, or its entry in the catalogue, made when absent.
+    static std::string const& validate_string_length(std::string const& text,
+                                                     Tm_catalog<std::string>* catalog);
+
+    using Begin_event = bool (Tm_visitor::*)(unsigned int);
+    using Piece_event = bool (Tm_visitor::*)(char const*, unsigned int);
+    using File_begin_event = bool (Tm_visitor::*)(int, unsigned int);
+    using File_piece_event = bool (Tm_visitor::*)(int, std::string const&, unsigned int);
+
+    /// The resumable walk of any byte sequence: its length, then pieces of 128 bytes and the rest.
+    static bool accept_generic_buffer(char const* data, unsigned int length, Tm_visitor& visitor,
+                                      Begin_event begin, Piece_event piece);
+    /// The same walk over a file whose bytes the visitor reads itself.
+    static bool accept_file(int fd, std::string const& path, unsigned int length,
+                            Tm_visitor& visitor, File_begin_event begin, File_piece_event piece);
+
+private:
+    std::string text_;
+};

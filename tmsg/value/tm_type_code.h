@@ -1,0 +1,23 @@
+/// Type codes of values: what getters check and type-mismatch texts name.
+#pragma once
+
+/// The code of every value class; 16 is used by none.
+enum TMV : int {
+    TMV_INT8 = 0,
+    TMV_UINT8 = 1,
+    TMV_INT16 = 2,
+    TMV_UINT16 = 3,
+    TMV_INT32 = 4,
+    TMV_UINT32 = 5,
+    TMV_INT64 = 6,
+    TMV_UINT64 = 7,
+    TMV_DOUBLE = 8,
+    TMV_BOOL = 9,
+    TMV_STRING = 10,
+    TMV_DATE = 11,
+    TMV_BINARY = 12,
+    TMV_FILE = 13,
+    TMV_ARRAY = 14,
+    TMV_STRUCT = 15,
+    TMV_MESSAGE = 17
+};
