@@ -4,10 +4,10 @@
 
 #include <string>
 
+#include "tmsg/composite/tm_read_member.h"
 #include "tmsg/composite/tm_value_container.h"
 #include "tmsg/value/tm_value.h"
 
-class Message;
 class Tm_binary;
 class Tm_date;
 class Tm_file;

@@ -5,13 +5,12 @@
 /// objects stay the container's.
 #pragma once
 
+#include "tmsg/composite/tm_array.h"
 #include "tmsg/composite/tm_read_member.h"
+#include "tmsg/value/tm_binary.h"
+#include "tmsg/value/tm_date.h"
+#include "tmsg/value/tm_file.h"
 
-class Message;
-class Tm_array;
-class Tm_binary;
-class Tm_date;
-class Tm_file;
 class Tm_struct;
 
 template <class Owner, class... Group>

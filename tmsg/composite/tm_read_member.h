@@ -4,9 +4,10 @@
 
 #include "tmsg/export.h"
 #include "tmsg/value/tm_type_code.h"
+#include "tmsg/value/tm_value.h"
 
-class Tm_value;
-class Message;
+/// Exported before it is complete, for the readings below are exported with it.
+class TMSG_API Message;
 
 /// Exists for the eight integer types, double, bool, char const* (zero-terminated text) and
 /// pointers to const Tm_date, Tm_binary, Tm_file, Tm_array, Tm_struct and Message. What a pointer

@@ -54,8 +54,8 @@ void Tm_chunk_receiver::read_all(int originator, Tm_chunk_stream& stream, unsign
 void Tm_chunk_receiver::hand_out(int originator, Tm_chunk_outcome& outcome) const {
     if (outcome.kind == Tm_chunk_outcome::Kind::message) {
         Tm_header const last_chunk = outcome.message->header;
-        on_message_(std::move(outcome.message), originator, last_chunk);
-    } else {
+        if (on_message_) on_message_(std::move(outcome.message), originator, last_chunk);
+    } else if (on_error_) {
         on_error_(originator, outcome.seq_no, outcome.error);
     }
 }
@@ -69,5 +69,6 @@ void Tm_chunk_receiver::collect_garbage() {
             dropped.emplace_back(originator, seq_no);
         }
     }
+    if (!on_error_) return;
     for (auto const& [originator, seq_no] : dropped) on_error_(originator, seq_no, idle_text);
 }
