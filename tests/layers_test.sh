@@ -1,0 +1,33 @@
+#!/bin/sh
+# Folders are layers: a file includes only what stands in its own folder or below. The chunk classes
+# alone of message/ stand above binary/.
+set -eu
+cd "$1"
+
+layer_of() {
+    case $1 in
+        export.h) echo 0 ;;
+        value/*) echo 1 ;;
+        composite/*) echo 2 ;;
+        message/message_chunk*) echo 6 ;;
+        message/*) echo 3 ;;
+        creator/*) echo 4 ;;
+        binary/*) echo 5 ;;
+        transport/*) echo 7 ;;
+        tmsg.h) echo 8 ;;
+        *) echo unknown ;;
+    esac
+}
+
+failed=0
+for file in $(find . -name '*.h' -o -name '*.cpp' | sed 's|^\./||' | sort); do
+    here=$(layer_of "$file")
+    for included in $(sed -n 's|^#include "tmsg/\(.*\)"|\1|p' "$file"); do
+        there=$(layer_of "$included")
+        if [ "$here" = unknown ] || [ "$there" = unknown ] || [ "$there" -gt "$here" ]; then
+            echo "tmsg/$file includes tmsg/$included, which does not stand below it"
+            failed=1
+        fi
+    done
+done
+exit $failed

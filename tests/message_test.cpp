@@ -1,0 +1,162 @@
+#include <gtest/gtest.h>
+#include <tmsg/tmsg.h>
+
+#include <cstring>
+
+#include "support/samples.h"
+#include "support/throws.h"
+
+struct message_context {
+    unsigned char header[8];
+};
+
+namespace {
+
+TEST(Message, SplitsItsNameAtTheFirstDot) {
+    struct Case {
+        char const* name;
+        char const* set;
+        char const* method;
+        char const* fixed;
+    };
+    for (Case const& c :
+         {Case{"svc.get.all", "svc", "get.all", "svc.get.all"},
+          Case{"ping", "ping", "ping", "ping"}, Case{"", "", "", ""}, Case{".x", "", "x", ".x"},
+          Case{"x.", "x", "", "x."}, Case{"svc#2.get", "svc#2", "get", "svc.get"},
+          Case{"a#b#c.d#e", "a#b#c", "d#e", "a.d#e"}, Case{"p#1", "p#1", "p#1", "p.p#1"}}) {
+        Message message;
+        message.set_request_name(c.name);
+        EXPECT_EQ(c.name, message.get_request_name());
+        EXPECT_EQ(c.set, message.get_message_set_name());
+        EXPECT_EQ(c.method, message.get_method_name());
+        message.fix_message_name();
+        EXPECT_EQ(c.fixed, message.get_request_name());
+        EXPECT_EQ(c.set, message.get_message_set_name());
+    }
+    EXPECT_STREQ("unknown", Message::tmt_to_string(static_cast<Message::TMT>(3)));
+}
+
+TEST(Message, RefusesOtherGroups) {
+    Message message;
+    auto const bad = static_cast<Message::TMG>(2);
+    EXPECT_EQ("tmg 2 out of range 0..1", text_thrown_by([&] { message.get_struct(bad); }));
+    EXPECT_EQ("tmg 2 out of range 0..1", text_thrown_by([&] { message.add_member(bad, "a", 1); }));
+    EXPECT_EQ("tmg 2 out of range 0..1",
+              text_thrown_by([&] { message.add_member_and_own(bad, "a", new Tm_bool(true)); }));
+    EXPECT_EQ("tmg 2 out of range 0..1", text_thrown_by([&] { message.get_member_bool(bad, 0); }));
+    EXPECT_EQ("tmg -1 out of range 0..1",
+              text_thrown_by([&] { message.clear(static_cast<Message::TMG>(-1)); }));
+}
+
+TEST(Message, KeepsFaultCodeAndTextInTheOrderOfTheirSetting) {
+    Message fault;
+    EXPECT_EQ("value of type response accessed as type fault",
+              text_thrown_by([&] { fault.set_fault_code(1); }));
+    EXPECT_EQ("value of type response accessed as type fault",
+              text_thrown_by([&] { fault.get_fault_string(); }));
+    fault.set_msg_type(Message::TMT_FAULT);
+    EXPECT_EQ(-1, fault.get_fault_code());
+    EXPECT_EQ("", fault.get_fault_string());
+    fault.set_fault_code(5);
+    fault.set_fault_string("bad");
+    EXPECT_STREQ("faultCode", fault.get_member_name(Message::TMG_BODY, 0));
+    fault.set_fault_code(7);
+    EXPECT_STREQ("faultString", fault.get_member_name(Message::TMG_BODY, 0));
+    EXPECT_STREQ("faultCode", fault.get_member_name(Message::TMG_BODY, 1));
+    EXPECT_EQ(7, fault.get_fault_code());
+    EXPECT_EQ("bad", fault.get_fault_string());
+    fault.add_member(Message::TMG_BODY, "detail", 1);
+    fault.set_fault_string("worse");
+    EXPECT_EQ(2, fault.get_member_count(Message::TMG_BODY));
+    EXPECT_EQ(7, fault.get_fault_code());
+    fault.clear(Message::TMG_BODY);
+    fault.add_member(Message::TMG_BODY, "faultCode", "five");
+    EXPECT_EQ("value of type string accessed as type int32_t",
+              text_thrown_by([&] { fault.get_fault_code(); }));
+}
+
+TEST(Message, CopiesAreEqualAndOfThePrivateMake) {
+    for (auto const& message : sample_messages()) {
+        EXPECT_FALSE(message->is_clone());
+        message->header.set_seq_no(9);
+        std::unique_ptr<Message> const copy(message->clone());
+        EXPECT_TRUE(copy->is_clone());
+        EXPECT_TRUE(*copy == *message);
+        EXPECT_EQ(0U, copy->header.get_seq_no());
+        EXPECT_EQ(message->get_use_send_member_string(), copy->get_use_send_member_string());
+        copy->add_member(Message::TMG_META, "more", 1);
+        EXPECT_FALSE(static_cast<Tm_value&>(*copy) == *message);
+    }
+    EXPECT_TRUE(Message(nullptr).is_clone());
+}
+
+TEST(Message, EqualityTakesNamesOfRequestsOnly) {
+    auto const a = make_message(Message::TMT_RESPONSE, "a");
+    auto const b = make_message(Message::TMT_RESPONSE, "b");
+    EXPECT_TRUE(*a == *b);
+    a->set_msg_type(Message::TMT_REQUEST);
+    EXPECT_FALSE(*a == *b);
+    b->set_msg_type(Message::TMT_REQUEST);
+    EXPECT_FALSE(*a == *b);
+    b->set_request_name("a");
+    EXPECT_TRUE(*a == *b);
+    a->add_member(Message::TMG_META, "m", 1);
+    b->add_member(Message::TMG_BODY, "m", 1);
+    EXPECT_FALSE(*a == *b);
+    EXPECT_FALSE(a->equals(Tm_bool(true)));
+}
+
+TEST(Message, SwapsAndGivesItsContentWithinOneMake) {
+    auto const request = every_kind_request();
+    request->header.set_seq_no(5);
+    Message const expected(*request);
+    Message other;
+    other.add_member(Message::TMG_BODY, "old", 1);
+    other.swap(*request);
+    EXPECT_TRUE(other == expected);
+    EXPECT_EQ(5U, other.header.get_seq_no());
+    EXPECT_EQ(1, request->get_member_int32(Message::TMG_BODY, "old"));
+
+    auto const taken = other.take_content();
+    EXPECT_TRUE(*taken == expected);
+    EXPECT_FALSE(taken->is_clone());
+    EXPECT_EQ(0, other.get_member_count(Message::TMG_BODY));
+    EXPECT_EQ(Message::TMT_RESPONSE, other.get_msg_type());
+    other.add_member(Message::TMG_BODY, "usable", 1);
+
+    Message copy(*taken);
+    EXPECT_TRUE(copy.take_content()->is_clone());
+    EXPECT_EQ("swap does not support swapping messages with different type",
+              text_thrown_by([&] { copy.swap(*taken); }));
+    EXPECT_TRUE(*taken == expected);
+}
+
+/// Nested structs that share a decoded message's names go on using them after it is gone.
+TEST(Message, ContentOutlivesTheMessageItCameFrom) {
+    auto source = std::make_unique<Message>();
+    source->add_member_and_own(Message::TMG_BODY, "nested", new Tm_struct(source->shared_names()));
+    auto const taken = source->take_content();
+    source.reset();
+    auto* const nested = static_cast<Tm_struct*>(taken->get_struct(Message::TMG_BODY).get_value(0));
+    EXPECT_FALSE(nested->is_string_catalog_from_internal());
+    nested->add_member("name longer than any short string", 1);
+    taken->add_member(Message::TMG_BODY, "name longer than any short string", 2);
+    EXPECT_EQ(1, nested->get_member_int32(0));
+    Message other;
+    other.get_struct(Message::TMG_BODY).swap(taken->get_struct(Message::TMG_BODY));
+    EXPECT_EQ(2, other.get_member_int32(Message::TMG_BODY, 1));
+}
+
+TEST(Message, HandsOutItsHeader) {
+    Message message;
+    message.header.set_seq_no(0x10203);
+    message_context context = {};
+    message.get_context(&context);
+    EXPECT_EQ(0, std::memcmp(message.header.record().bytes, context.header, 8));
+    message.get_context(nullptr);
+    EXPECT_EQ(0, message.get_access_level());
+    EXPECT_EQ(0, message.get_user_id());
+    EXPECT_FALSE(message.need_response());
+}
+
+}  // namespace

@@ -1,0 +1,16 @@
+/// The exact text of what a call throws.
+#pragma once
+
+#include <tmsg/tmsg.h>
+
+#include <string>
+
+template <class Exception = Tm_exception, class Call>
+std::string text_thrown_by(Call call) {
+    try {
+        call();
+    } catch (Exception const& thrown) {
+        return thrown.what();
+    }
+    return "nothing thrown";
+}

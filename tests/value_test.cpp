@@ -1,0 +1,245 @@
+#include <gtest/gtest.h>
+#include <tmsg/tmsg.h>
+
+#include <cmath>
+#include <memory>
+
+#include "support/bytes.h"
+#include "support/recorder.h"
+#include "support/throws.h"
+
+namespace {
+
+using Events = std::vector<std::string>;
+
+TEST(TypeCode, NamesEndAtStruct) {
+    char const* const names[] = {"int8_t",   "uint8_t", "int16_t",  "uint16_t", "int32_t",
+                                 "uint32_t", "int64_t", "uint64_t", "double",   "bool",
+                                 "string",   "date",    "binary",   "file",     "array",
+                                 "struct",   "unknown", "unknown"};
+    for (int code = 0; code < 18; ++code) {
+        EXPECT_STREQ(names[code], Tm_value::tmv_to_string(static_cast<TMV>(code)));
+    }
+    EXPECT_STREQ("unknown", Tm_value::tmv_to_string(static_cast<TMV>(-1)));
+}
+
+TEST(Exceptions, TextsAreExact) {
+    struct Case {
+        Tm_exception thrown;
+        char const* text;
+    };
+    Case const cases[] = {
+        {Tm_exception(), ""},
+        {Tm_exception("as given"), "as given"},
+        {Tm_out_of_range_exception(5, 0, 2), "index 5 out of range 0..2"},
+        {Tm_out_of_range_exception("tmg", -7, 0, 1), "tmg -7 out of range 0..1"},
+        {Tm_type_mismatch_exception(TMV_STRING, TMV_INT32),
+         "value of type string accessed as type int32_t"},
+        {Tm_type_mismatch_exception(TMV_MESSAGE, TMV_BOOL),
+         "value of type unknown accessed as type bool"},
+        {Tm_type_mismatch_exception(Message::TMT_REQUEST, Message::TMT_FAULT),
+         "value of type request accessed as type fault"},
+        {Tm_name_not_found_exception("x"), "x not found in struct"},
+        {Tm_enum_not_found_exception("blue", "red"),
+         "blue not a valid enum name: an example is red"},
+        {Tm_enum_not_found_exception("blue", nullptr), "blue not a valid enum name"},
+        {Tm_enum_not_found_exception(5, "red"),
+         "5 not a valid enum value: for enum starting with red"},
+        {Tm_enum_not_found_exception(-5, nullptr), "-5 not a valid enum value"},
+        {Tm_file_open_exception("/a b"), "failed to open /a b"},
+        {Tm_file_mapping_exception("/a"), "failed to map /a"},
+        {Tm_file_read_exception("/a"), "failed to read from /a"},
+    };
+    for (Case const& c : cases) EXPECT_STREQ(c.text, c.thrown.what());
+}
+
+template <class Plain>
+class IntegerTest : public testing::Test {};
+using Integers = testing::Types<signed char, unsigned char, short, unsigned short, int,
+                                unsigned int, long, unsigned long>;
+TYPED_TEST_SUITE(IntegerTest, Integers);
+
+/// How many of the eight accessors answer something else than 0.
+int answering_accessors(Tm_int const& value) {
+    return (value.value_int8() != 0) + (value.value_uint8() != 0) + (value.value_int16() != 0) +
+           (value.value_uint16() != 0) + (value.value_int32() != 0) + (value.value_uint32() != 0) +
+           (value.value_int64() != 0) + (value.value_uint64() != 0);
+}
+
+TYPED_TEST(IntegerTest, KeepsItsWidth) {
+    for (TypeParam const plain : {std::numeric_limits<TypeParam>::min(), TypeParam(1),
+                                  std::numeric_limits<TypeParam>::max()}) {
+        std::unique_ptr<Tm_value> const value(Tm_int::create(plain));
+        ASSERT_EQ(Tm_plain<TypeParam>::code, value->get_value_type());
+        EXPECT_EQ(plain, static_cast<Tm_int_of<TypeParam> const&>(*value).value());
+        EXPECT_EQ(plain == 0 ? 0 : 1, answering_accessors(static_cast<Tm_int const&>(*value)));
+        EXPECT_EQ(std::to_string(plain),
+                  events_of(*value).at(0).substr(events_of(*value).at(0).find('(') + 1,
+                                                 std::to_string(plain).size()));
+        std::unique_ptr<Tm_value> const copy(value->clone());
+        EXPECT_TRUE(*value == *copy);
+    }
+    EXPECT_FALSE(Tm_int_of<TypeParam>(1) == Tm_int_of<TypeParam>(2));
+}
+
+TEST(Integers, OfOtherWidthsAreUnequal) {
+    EXPECT_FALSE(Tm_int32(5) == Tm_int64(5));
+    EXPECT_FALSE(Tm_int64(7).equals(Tm_uint64(7)));
+    EXPECT_TRUE(Tm_int8(1) != Tm_int16(1));
+    EXPECT_EQ(5, Tm_int16(5).value_int16());
+    EXPECT_EQ((Events{"int8(-1)"}), events_of(Tm_int8(-1)));
+    EXPECT_EQ((Events{"uint8(255)"}), events_of(Tm_uint8(255)));
+}
+
+TEST(Doubles, CompareAsIeeeNumbers) {
+    Tm_double const nan(std::nan(""));
+    std::unique_ptr<Tm_value> const copy(nan.clone());
+    EXPECT_FALSE(nan == *copy);
+    EXPECT_TRUE(Tm_double(0.0) == Tm_double(-0.0));
+    EXPECT_FALSE(Tm_bool(true) == Tm_bool(false));
+    EXPECT_TRUE(Tm_bool(true) == *std::unique_ptr<Tm_value>(Tm_bool(true).clone()));
+}
+
+TEST(Scalars, RefusalLeavesNoResumePoint) {
+    Recorder recorder;
+    recorder.refuses = [](int) { return true; };
+    EXPECT_FALSE(Tm_uint32(1).accept(recorder));
+    EXPECT_TRUE(recorder.mementos.empty());
+}
+
+/// A user's own date value.
+class Date_value : public Tm_date {
+public:
+    using Tm_date::Tm_date;
+    Date_value* clone() const override { return new Date_value(*this); }
+    bool equals(Tm_value const&) const override { return true; }
+    TMV get_value_type() const override { return TMV_DATE; }
+    bool accept(Tm_visitor& visitor) const override { return visitor.visit_int32(get_year()); }
+};
+
+TEST(Date, SettersKeepTheirRanges) {
+    Date_value date;
+    EXPECT_EQ(2001, date.get_year());
+    EXPECT_EQ(1, date.get_month());
+    EXPECT_EQ(1, date.get_day());
+    EXPECT_EQ(0, date.get_hour());
+    EXPECT_EQ(0, date.get_minutes());
+    EXPECT_EQ(1, date.get_seconds());
+    for (int const bad : {0, 13}) date.set_month(bad);
+    for (int const bad : {0, 32}) date.set_day(bad);
+    for (int const bad : {-1, 24}) date.set_hour(bad);
+    for (int const bad : {-1, 60}) date.set_minutes(bad);
+    for (int const bad : {-1, 60}) date.set_seconds(bad);
+    date.set_year(0);
+    EXPECT_EQ(2001, date.get_year());
+    EXPECT_EQ(1, date.get_month());
+    EXPECT_EQ(1, date.get_day());
+    EXPECT_EQ(0, date.get_hour());
+    EXPECT_EQ(0, date.get_minutes());
+    EXPECT_EQ(1, date.get_seconds());
+
+    Date_value given(1999, 2, 31, 23, 59, 77);
+    EXPECT_EQ(31, given.get_day());
+    EXPECT_EQ(59, given.get_minutes());
+    EXPECT_EQ(0, given.get_seconds());
+    Tm_struct holder(nullptr);
+    holder.add_member("date", &given);
+    EXPECT_EQ(nullptr == holder.get_member_date("date"), false);
+}
+
+TEST(String, CutsItsEventsAt128Bytes) {
+    auto const sizes = [](unsigned int length) {
+        std::vector<std::size_t> pieces;
+        Events const events = events_of(Tm_string(pattern(length)));
+        EXPECT_EQ("string_begin(" + std::to_string(length) + ")", events.at(0));
+        for (std::size_t i = 1; i < events.size(); ++i) {
+            pieces.push_back(events[i].size() - std::string("string()").size());
+        }
+        return pieces;
+    };
+    using Sizes = std::vector<std::size_t>;
+    EXPECT_EQ((Sizes{}), sizes(0));
+    EXPECT_EQ((Sizes{1}), sizes(1));
+    EXPECT_EQ((Sizes{128}), sizes(128));
+    EXPECT_EQ((Sizes{128, 1}), sizes(129));
+    EXPECT_EQ((Sizes{128, 128}), sizes(256));
+    EXPECT_EQ((Sizes{128, 128, 44}), sizes(300));
+}
+
+TEST(String, ChecksItsLengthBeforeTheCatalogue) {
+    Tm_catalog<std::string> catalog;
+    Tm_string const longest(std::string(65535, 'x'), &catalog);
+    EXPECT_EQ(1U, catalog.size());
+    EXPECT_EQ("String length 70000 out of range 0..65535",
+              text_thrown_by([&] { Tm_string const too_long(std::string(70000, 'x'), &catalog); }));
+    EXPECT_EQ("String length 65536 out of range 0..65535", text_thrown_by([&] {
+                  std::string text(65536, 'x');
+                  Tm_string const too_long(text, &catalog);
+              }));
+    EXPECT_EQ(1U, catalog.size());
+    Tm_string const first("abc", &catalog);
+    Tm_string const second("abc", &catalog);
+    EXPECT_EQ(2U, catalog.size());
+    EXPECT_TRUE(first == second);
+    EXPECT_EQ(&catalog.find("abc")->first, &Tm_string::validate_string_length("abc", &catalog));
+    EXPECT_FALSE(Tm_string(std::string("a\0b", 3)) == Tm_string(std::string("a\0c", 3)));
+}
+
+TEST(Binary, SharesItsBytesAmongCopies) {
+    unsigned char bytes[] = {1, 2, 3};
+    Tm_binary first(bytes, 3);
+    std::unique_ptr<Tm_binary> const clone(first.clone());
+    Tm_binary assigned;
+    assigned = first;
+    EXPECT_EQ(first.get_buffer(), clone->get_buffer());
+
+    unsigned char more[] = {9, 8, 7, 6};
+    first = tm_binary_cstruct{4, more};
+    for (Tm_binary const* holder : {&first, clone.get(), &assigned}) {
+        ASSERT_EQ(4U, holder->get_buffer_size());
+        EXPECT_EQ(9, holder->get_buffer()[0]);
+    }
+    assigned = assigned;
+    assigned = tm_binary_cstruct{2, const_cast<unsigned char*>(assigned.get_buffer()) + 1};
+    ASSERT_EQ(2U, first.get_buffer_size());
+    EXPECT_EQ(8, first.get_buffer()[0]);
+    assigned = tm_binary_cstruct{0, nullptr};
+    EXPECT_EQ(nullptr, first.get_buffer());
+    EXPECT_TRUE(first == Tm_binary());
+    EXPECT_TRUE(first == Tm_binary(nullptr, 0));
+    EXPECT_FALSE(Tm_string("") == first);
+}
+
+TEST(Catalogue, IndexesAreDenseAndNeverRestart) {
+    Tm_catalog<std::string> catalog;
+    EXPECT_EQ(0U, catalog.add("a")->second);
+    EXPECT_EQ(1U, catalog.add("b")->second);
+    EXPECT_EQ(0U, catalog.add("a")->second);
+    EXPECT_EQ(2U, catalog.next_index());
+    catalog.clear();
+    EXPECT_EQ(0U, catalog.size());
+    EXPECT_EQ(2U, catalog.add("c")->second);
+    EXPECT_EQ(nullptr, catalog.find("a"));
+}
+
+TEST(Catalogue, EntriesStayWhereTheyAreWhileItGrows) {
+    Tm_catalog<std::string> catalog;
+    std::vector<Tm_catalog<std::string>::entry const*> entries;
+    auto const name = [](unsigned int i) { return std::string(i % 40, 'n') + std::to_string(i); };
+    for (unsigned int i = 0; i < 5000; ++i) entries.push_back(catalog.add(name(i)));
+    Tm_catalog<std::string> const copy(catalog);
+    for (unsigned int i = 0; i < 5000; ++i) {
+        ASSERT_EQ(entries[i], catalog.find(name(i)));
+        ASSERT_EQ(entries[i], catalog.add(name(i)));
+        ASSERT_EQ(name(i), entries[i]->first);
+        ASSERT_EQ(i, copy.find(name(i))->second);
+        ASSERT_NE(entries[i], copy.find(name(i)));
+    }
+    EXPECT_EQ(nullptr, catalog.find("absent"));
+    Tm_catalog<std::string> other;
+    other.swap(catalog);
+    EXPECT_EQ(entries[17], other.find(name(17)));
+    EXPECT_EQ(0U, catalog.next_index());
+}
+
+}  // namespace
