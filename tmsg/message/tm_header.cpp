@@ -28,7 +28,7 @@ unsigned int get_number(unsigned char const* at, unsigned int high_bits) {
 
 char const* const KVO_TEVDAR_SIGNATURE = "KVOC";
 
-Tm_header::Tm_header() : record_{} {}
+Tm_header::Tm_header() = default;
 
 void Tm_header::set_flag(int byte, unsigned int mask, bool value) {
     unsigned int const others = record_.bytes[byte] & ~mask;
@@ -85,7 +85,7 @@ void Tm_header::show(char const* where) const {
     show();
 }
 
-Tm_header_2::Tm_header_2() : record_{} {
+Tm_header_2::Tm_header_2() {
     record_.header.bytes[0] = 2;
     std::memcpy(record_.signature, KVO_TEVDAR_SIGNATURE, std::strlen(KVO_TEVDAR_SIGNATURE));
 }

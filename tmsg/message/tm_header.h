@@ -63,7 +63,7 @@ private:
     void set_flag(int byte, unsigned int mask, bool value);
     bool flag(int byte, unsigned int mask) const { return (record_.bytes[byte] & mask) != 0; }
 
-    TM_HEADER record_;
+    TM_HEADER record_ = {};
 };
 
 /// Assigning a plain header overwrites the first 8 bytes, the version included. Every assignment
@@ -81,5 +81,5 @@ public:
     TM_HEADER_2 const& record() const { return record_; }
 
 private:
-    TM_HEADER_2 record_;
+    TM_HEADER_2 record_ = {};
 };

@@ -1,7 +1,5 @@
 #include "tmsg/value/tm_double.h"
 
-#include <functional>
-
 #include "tmsg/value/tm_visitor.h"
 
 Tm_double::Tm_double(double value) : value_(value) {}
@@ -12,7 +10,7 @@ Tm_double* Tm_double::clone() const { return new Tm_double(*this); }
 
 bool Tm_double::equals(Tm_value const& other) const {
     return other.get_value_type() == TMV_DOUBLE &&
-           std::equal_to<double>()(static_cast<Tm_double const&>(other).value_, value_);
+           static_cast<Tm_double const&>(other).value_ == value_;
 }
 
 TMV Tm_double::get_value_type() const { return TMV_DOUBLE; }
