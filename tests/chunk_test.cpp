@@ -8,11 +8,9 @@ namespace {
 
 TEST(MessageChunk, TakesPayloadsOfAnySize) {
     auto const message = every_kind_request();
-    message->add_member(Message::TMG_BODY, "long",
-                        reinterpret_cast<unsigned char const*>(pattern(70000).data()), 70000);
+    for (int i = 0; i < 50; ++i) message->add_member(Message::TMG_BODY, "long", pattern(1000));
     Bytes const bytes = encode(*message);
-    for (std::size_t const size :
-         {std::size_t{1}, std::size_t{4096}, std::size_t{4097}, bytes.size()}) {
+    for (std::size_t const size : {std::size_t{1}, std::size_t{4096}, std::size_t{4097}, bytes.size()}) {
         MessageChunk chunk(1, 2);
         for (std::size_t at = 0; at < bytes.size(); at += size) {
             std::size_t const piece = std::min(size, bytes.size() - at);
@@ -22,8 +20,7 @@ TEST(MessageChunk, TakesPayloadsOfAnySize) {
         EXPECT_FALSE(chunk.hasError()) << chunk.error();
         EXPECT_EQ(bytes.size(), chunk.getTotalBufferLength());
         EXPECT_TRUE(*chunk.getMessage() == *message);
-        std::unique_ptr<Message> const released(chunk.releaseMessage());
-        EXPECT_TRUE(*released == *message);
+        EXPECT_TRUE(*std::unique_ptr<Message>(chunk.releaseMessage()) == *message);
     }
     MessageChunk broken(1, 2);
     broken.addBuffer(bytes.data(), 100);
@@ -36,20 +33,18 @@ TEST(MessageChunkContainer, TellsOriginatorsApart) {
     MessageChunkContainer container;
     auto* const first = new MessageChunk(7, 1);
     auto* const second = new MessageChunk(7, 2);
-    EXPECT_EQ(0, container.putChunk(first));
-    EXPECT_EQ(0, container.putChunk(second));
+    auto* const newer = new MessageChunk(7, 1);
+    container.putChunk(first);
+    container.putChunk(second);
     EXPECT_EQ(first, container.findChunk(7, 1, false));
     EXPECT_EQ(second, container.findChunk(7, 2, false));
     EXPECT_EQ(nullptr, container.findChunk(7, 3, false));
     EXPECT_EQ(nullptr, container.findChunk(8, 1, false));
-
     std::unique_ptr<MessageChunk> const replaced(first);
-    auto* const newer = new MessageChunk(7, 1);
-    container.putChunk(newer);
+    EXPECT_EQ(0, container.putChunk(newer));
     EXPECT_EQ(newer, container.findChunk(7, 1, false));
     EXPECT_EQ(-1, container.removeChunk(first));
-    std::unique_ptr<MessageChunk> const taken(container.findChunk(7, 2, true));
-    EXPECT_EQ(second, taken.get());
+    EXPECT_EQ(second, std::unique_ptr<MessageChunk>(container.findChunk(7, 2, true)).get());
     EXPECT_EQ(nullptr, container.findChunk(7, 2, false));
     EXPECT_EQ(0, container.removeChunk(newer));
     EXPECT_EQ(-1, container.removeChunk(newer));
@@ -57,19 +52,22 @@ TEST(MessageChunkContainer, TellsOriginatorsApart) {
 
 TEST(MessageChunkContainer, DropsWhatIsIdleForTwentyCollections) {
     MessageChunkContainer container;
+    auto const collect = [&](int rounds) {
+        for (int i = 0; i < rounds; ++i) container.collectGarbage();
+    };
+    auto const holds = [&](unsigned int seq_no) { return container.findChunk(seq_no, 1, false) != nullptr; };
     container.putChunk(new MessageChunk(1, 1));
     container.putChunk(new MessageChunk(2, 1));
+    collect(19);
+    ASSERT_TRUE(holds(1) && holds(2));
     unsigned char const byte = 0x02;
-    for (int round = 1; round <= 19; ++round) container.collectGarbage();
-    ASSERT_NE(nullptr, container.findChunk(1, 1, false));
     container.findChunk(2, 1, false)->addBuffer(&byte, 1);
-    container.collectGarbage();
-    EXPECT_EQ(nullptr, container.findChunk(1, 1, false));
-    ASSERT_NE(nullptr, container.findChunk(2, 1, false));
-    for (int round = 1; round <= 18; ++round) container.collectGarbage();
-    EXPECT_NE(nullptr, container.findChunk(2, 1, false));
-    container.collectGarbage();
-    EXPECT_EQ(nullptr, container.findChunk(2, 1, false));
+    collect(1);
+    EXPECT_TRUE(!holds(1) && holds(2));
+    collect(18);
+    EXPECT_TRUE(holds(2));
+    collect(1);
+    EXPECT_FALSE(holds(2));
 }
 
 }  // namespace

@@ -47,8 +47,7 @@ TEST(Encoder, WritesEveryKindInNetworkOrder) {
 TEST(Encoder, WritesTheKindsOfMessages) {
     auto const request = make_message(Message::TMT_REQUEST, "ab");
     request->add_member(Message::TMG_META, "x", 5);
-    EXPECT_EQ("00 01 00 02 61 62 04 05 07 00 01 78 11 00 00 00 05 85 84 04 84 80",
-              to_hex(encode(*request)));
+    EXPECT_EQ("00 01 00 02 61 62 04 05 07 00 01 78 11 00 00 00 05 85 84 04 84 80", to_hex(encode(*request)));
     EXPECT_EQ("02 04 84 04 84 82", to_hex(encode(*make_message(Message::TMT_RESPONSE, "ab"))));
     EXPECT_EQ("02 03 04 84 04 84 83 82", to_hex(encode(*make_message(Message::TMT_FAULT))));
     EXPECT_EQ("00 01 00 00 04 84 04 84 80", to_hex(encode(*make_message(Message::TMT_REQUEST))));
@@ -58,8 +57,7 @@ TEST(Encoder, KnowsTheSizesOfItems) {
     int const sizes[] = {1, -1, 1, 1, 1, 1, 1, -1, -1, -1, -1, 9, 2, 2, 2, 3, 3, 5, 5, 9, 9, -1};
     for (int tag = 0; tag < 256; ++tag) {
         int const index = tag % 128;
-        EXPECT_EQ(index < 22 ? sizes[index] : -1,
-                  Tm_bin_encoder::tag_size(static_cast<unsigned char>(tag)));
+        EXPECT_EQ(index < 22 ? sizes[index] : -1, Tm_bin_encoder::tag_size(static_cast<unsigned char>(tag)));
     }
 }
 
@@ -110,18 +108,16 @@ TEST(Encoder, LeavesRoomForAHeaderAndServesManyMessages) {
 }
 
 TEST(Encoder, RefusesSizesThatMakeNoChunk) {
-    EXPECT_EQ("chunk size 0 out of range 1..2147483647",
-              text_thrown_by([] { Tm_bin_encoder encoder(0); }));
-    EXPECT_EQ("header size -1 out of range 0..2147483647",
-              text_thrown_by([] { Tm_bin_encoder encoder(1, -1); }));
+    EXPECT_EQ("chunk size 0 out of range 1..2147483647", text_thrown_by([] { Tm_bin_encoder encoder(0); }));
+    EXPECT_EQ("header size -1 out of range 0..2147483647", text_thrown_by([] { Tm_bin_encoder encoder(1, -1); }));
 }
 
 TEST(Encoder, ReportsAFileThatCannotBeRead) {
     Tm_bin_encoder encoder(100);
     EXPECT_TRUE(encoder.visit_file_begin(-1, 5));
     int const before = encoder.fill_position();
-    EXPECT_EQ("failed to read from path", text_thrown_by<Tm_file_read_exception>(
-                                              [&] { encoder.visit_file_continue(-1, "path", 5); }));
+    EXPECT_EQ("failed to read from path",
+              text_thrown_by<Tm_file_read_exception>([&] { encoder.visit_file_continue(-1, "path", 5); }));
     EXPECT_EQ(before, encoder.fill_position());
 }
 

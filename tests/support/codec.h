@@ -35,8 +35,7 @@ struct Decoded {
 };
 
 /// Feeds a decoder pieces of the given size, the rest at once when it is 0.
-inline void feed(Tm_bin_decoder_base& decoder, Bytes const& bytes, std::size_t piece,
-                 bool* all_consumed = nullptr) {
+inline void feed(Tm_bin_decoder_base& decoder, Bytes const& bytes, std::size_t piece, bool* all_consumed = nullptr) {
     bool consumed = true;
     if (piece == 0) piece = bytes.size();
     for (std::size_t at = 0; at < bytes.size(); at += piece) {

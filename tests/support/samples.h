@@ -9,26 +9,22 @@
 
 #include "support/bytes.h"
 
-template <class Plain>
+template <class... Plain>
 void add_limits(Tm_array& array) {
-    array.add_member(std::numeric_limits<Plain>::min());
-    array.add_member(static_cast<Plain>(-1));
-    array.add_member(std::numeric_limits<Plain>::max());
+    for (int i = 0; i < 3; ++i) {
+        (array.add_member(i == 0   ? std::numeric_limits<Plain>::min()
+                          : i == 1 ? static_cast<Plain>(-1)
+                                   : std::numeric_limits<Plain>::max()),
+         ...);
+    }
 }
 
+/// Three of each integer width, six doubles, two bools.
 inline Tm_array every_scalar() {
     Tm_array array;
-    add_limits<signed char>(array);
-    add_limits<unsigned char>(array);
-    add_limits<short>(array);
-    add_limits<unsigned short>(array);
-    add_limits<int>(array);
-    add_limits<unsigned int>(array);
-    add_limits<long>(array);
-    add_limits<unsigned long>(array);
-    for (double const value :
-         {0.0, -0.0, 1.5, -1e308, 5e-324, std::numeric_limits<double>::infinity()})
-        array.add_member(value);
+    add_limits<signed char, unsigned char, short, unsigned short, int, unsigned int, long, unsigned long>(array);
+    double const infinity = std::numeric_limits<double>::infinity();
+    for (double const value : {0.0, -0.0, 1.5, -1e308, 5e-324, infinity}) array.add_member(value);
     array.add_member(true);
     array.add_member(false);
     return array;
@@ -46,13 +42,14 @@ inline Tm_array every_length() {
 }
 
 inline Tm_struct nested_struct() {
+    Tm_array const empty;
     Tm_struct inner(nullptr);
     inner.add_member("", "empty name");
     inner.add_member(std::string("zero\0byte", 9), 1);
     inner.add_member(std::string(300, 'n'), 2L);
     Tm_struct outer(nullptr);
     outer.add_member("inner", &inner);
-    outer.add_member("empty", static_cast<Tm_value const*>(std::make_unique<Tm_array>().get()));
+    outer.add_member("empty", &empty);
     outer.add_member("inner", false);
     return outer;
 }
@@ -83,11 +80,9 @@ inline std::unique_ptr<Message> every_kind_request() {
 /// A request whose names travel by index, structs within structs and arrays included.
 inline std::unique_ptr<Message> indexed_request() {
     auto request = make_message(Message::TMT_REQUEST, "samples.indexed");
+    auto const item = nested_struct();
     Tm_array list;
-    for (int i = 0; i < 3; ++i) {
-        auto const item = nested_struct();
-        list.add_member(&item);
-    }
+    for (int i = 0; i < 3; ++i) list.add_member(&item);
     request->add_member(Message::TMG_META, "before", 1);
     request->add_member(Message::TMG_BODY, "list", &list);
     request->add_member(Message::TMG_BODY, "last", "text");
@@ -101,18 +96,15 @@ inline std::vector<std::unique_ptr<Message>> sample_messages() {
     samples.push_back(indexed_request());
     samples.push_back(make_message(Message::TMT_RESPONSE));
     samples.push_back(make_message(Message::TMT_REQUEST, std::string(300, 'm') + ".x"));
-    auto fault = make_message(Message::TMT_FAULT);
-    fault->set_fault_code(5);
-    fault->set_fault_string(std::string(200, 'f').c_str());
-    samples.push_back(std::move(fault));
-    auto matryoshka = make_message(Message::TMT_RESPONSE);
+    samples.push_back(make_message(Message::TMT_FAULT));
+    samples.back()->set_fault_string(std::string(200, 'f').c_str());
+    auto innermost = make_message(Message::TMT_RESPONSE);
     for (int depth = 0; depth < 5; ++depth) {
-        auto outer = make_message(depth % 2 == 0 ? Message::TMT_REQUEST : Message::TMT_RESPONSE,
-                                  "deep.call");
+        auto outer = make_message(depth % 2 == 0 ? Message::TMT_REQUEST : Message::TMT_RESPONSE, "a.b");
         outer->add_member(Message::TMG_META, "depth", depth);
-        outer->add_member(Message::TMG_BODY, "inner", matryoshka.get());
-        matryoshka = std::move(outer);
+        outer->add_member(Message::TMG_BODY, "inner", innermost.get());
+        innermost = std::move(outer);
     }
-    samples.push_back(std::move(matryoshka));
+    samples.push_back(std::move(innermost));
     return samples;
 }
