@@ -1,0 +1,29 @@
+# The library, its public headers, and what find_package(tmsg) and pkg-config need. Nothing of it
+# holds an absolute path: the installed tree can be moved.
+include(CMakePackageConfigHelpers)
+
+set(TMSG_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/tmsg)
+
+install(TARGETS tmsg EXPORT tmsg-targets FILE_SET HEADERS)
+install(EXPORT tmsg-targets
+    NAMESPACE tmsg::
+    FILE tmsgTargets.cmake
+    DESTINATION ${TMSG_PACKAGE_DIR}
+)
+
+configure_package_config_file(cmake/tmsgConfig.cmake.in tmsgConfig.cmake
+    INSTALL_DESTINATION ${TMSG_PACKAGE_DIR}
+    NO_SET_AND_CHECK_MACRO
+)
+# Before 1.0 every minor version may change the interface.
+write_basic_package_version_file(tmsgConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES
+    ${CMAKE_CURRENT_BINARY_DIR}/tmsgConfig.cmake
+    ${CMAKE_CURRENT_BINARY_DIR}/tmsgConfigVersion.cmake
+    DESTINATION ${TMSG_PACKAGE_DIR}
+)
+
+# As many steps up as the folder has.
+string(REGEX REPLACE "[^/]+" ".." TMSG_PREFIX_FROM_PC ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/tmsg.pc.in tmsg.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tmsg.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

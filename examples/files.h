@@ -1,0 +1,52 @@
+/// The files that messages carry: their CRC, and their removal where they were received.
+#pragma once
+
+#include <glob.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+#include "tmsg/tmsg.h"
+#include "values.h"
+
+/// Of a file too large to be mapped the descriptor gives the bytes.
+inline uLong unmapped_crc(Tm_file const& file) {
+    uLong crc = 0;
+    unsigned char block[64 * 1024];
+    for (std::size_t done = 0; done < file.size();) {
+        std::size_t const wanted = std::min(sizeof block, file.size() - done);
+        ssize_t const got = ::pread(file.descriptor(), block, wanted, static_cast<off_t>(done));
+        if (got <= 0) throw std::runtime_error("cannot read all of " + file.path());
+        crc = ::crc32_z(crc, block, static_cast<std::size_t>(got));
+        done += static_cast<std::size_t>(got);
+    }
+    return crc;
+}
+
+/// CRC-32 of the file's bytes.
+inline unsigned int crc_of(Tm_file const& file) {
+    auto const* const bytes = static_cast<unsigned char const*>(file.mapping());
+    uLong const crc = bytes != nullptr ? ::crc32_z(0, bytes, file.size()) : unmapped_crc(file);
+    return static_cast<unsigned int>(crc);
+}
+
+/// A received file is a temporary one, and the owner of its value removes it.
+inline void remove_files(Message const& received) {
+    for_each_value(received, [](Tm_value const& value) {
+        if (value.get_value_type() != TMV_FILE) return;
+        ::unlink(static_cast<Tm_file const&>(value).path().c_str());
+    });
+}
+
+/// A message that broke off leaves those of its files that were complete, and no owner of them.
+/// To be called while no message is being received.
+inline void remove_files_of_broken_messages() {
+    std::string const pattern = "/tmp/zab_tmp_" + std::to_string(::getpid()) + "_*";
+    glob_t found = {};
+    ::glob(pattern.c_str(), 0, nullptr, &found);
+    for (std::size_t i = 0; i < found.gl_pathc; ++i) ::unlink(found.gl_pathv[i]);
+    ::globfree(&found);
+}

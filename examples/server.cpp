@@ -1,0 +1,155 @@
+/// Answers calls at a port of this machine, one connection after another.
+#include <ace/INET_Addr.h>
+#include <ace/SOCK_Acceptor.h>
+#include <ace/SOCK_Stream.h>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "arguments.h"
+#include "connection.h"
+#include "files.h"
+#include "tmsg/tmsg.h"
+#include "values.h"
+
+namespace {
+
+constexpr auto body = Message::TMG_BODY;
+/// The system picks one.
+constexpr unsigned short free_port = 0;
+
+char const usage[] =
+    "Usage: tmsg_demo_server [--port PORT]\n"
+    "Answers calls of demo.store at PORT of this machine, or at a free one, which it prints.\n"
+    "SIGINT and SIGTERM end it. Ends with 2 for bad arguments. Also: --help, --version.\n";
+
+enum Fault { unknown_method = 1, bad_request = 2, broken_message = 3 };
+
+void make_fault(Message& answer, Fault code, std::string const& text) {
+    answer.set_msg_type(Message::TMT_FAULT);
+    answer.set_fault_code(code);
+    answer.set_fault_string(text.substr(0, 200).c_str());
+}
+
+/// Answers the file's size and CRC and every other value as it was. Each getter throws where the
+/// request has no such member, or one of another kind.
+void store(Message const& request, Message& answer) {
+    Tm_file const& file = *request.get_member_file(body, "file");
+    unsigned int const crc = crc_of(file);
+    if (crc != request.get_member_uint32(body, "crc32")) {
+        throw std::runtime_error("the file arrived with another CRC than it was sent with");
+    }
+    answer.add_member(body, "size", file.size());
+    answer.add_member(body, "crc32", crc);
+    answer.add_member(body, "int8", request.get_member_int8(body, "int8"));
+    answer.add_member(body, "uint8", request.get_member_uint8(body, "uint8"));
+    answer.add_member(body, "int16", request.get_member_int16(body, "int16"));
+    answer.add_member(body, "uint16", request.get_member_uint16(body, "uint16"));
+    answer.add_member(body, "int32", request.get_member_int32(body, "int32"));
+    answer.add_member(body, "uint32", request.get_member_uint32(body, "uint32"));
+    answer.add_member(body, "int64", request.get_member_int64(body, "int64"));
+    answer.add_member(body, "uint64", request.get_member_uint64(body, "uint64"));
+    answer.add_member(body, "double", request.get_member_double(body, "double"));
+    answer.add_member(body, "bool", request.get_member_bool(body, "bool"));
+    answer.add_member(body, "string", request.get_member_string(body, "string"));
+    answer.add_member(body, "binary", request.get_member_binary(body, "binary"));
+    answer.add_member(body, "array", request.get_member_array(body, "array"));
+    answer.add_member(body, "struct", request.get_member_struct(body, "struct"));
+    answer.add_member(body, "message", request.get_member_message(body, "message"));
+}
+
+void make_answer(Message const& request, Message& answer) {
+    std::string const& method = request.get_request_name();
+    if (method != "demo.store") return make_fault(answer, unknown_method, "no method " + method);
+    try {
+        store(request, answer);
+    } catch (std::exception const& error) {
+        make_fault(answer, bad_request, error.what());
+    }
+}
+
+/// The signals that end the server, as a descriptor to wait for along with a socket.
+int open_stop_signals() {
+    std::signal(SIGPIPE, SIG_IGN);
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    return ::signalfd(-1, &signals, SFD_CLOEXEC);
+}
+
+/// False: the server is to end, or nothing came in time; a negative time never runs out.
+bool wait_for(int handle, int stop, int seconds) {
+    pollfd watched[] = {{handle, POLLIN, 0}, {stop, POLLIN, 0}};
+    return ::poll(watched, 2, seconds * 1000) > 0 && watched[1].revents == 0;
+}
+
+void serve(ACE_SOCK_Stream const& stream, int stop) {
+    std::size_t received = 0;
+    auto const send = [&](Message const& answer, unsigned int seq_no, std::string const& what) {
+        Traffic const sent = send_message(stream, answer, seq_no);
+        std::cout << "received " << received << " bytes: " << what << "; answered with a "
+                  << Message::tmt_to_string(answer.get_msg_type()) << ", " << traffic_text(sent)
+                  << std::endl;
+        received = 0;
+    };
+    auto const on_request = [&](std::unique_ptr<Message> request, int, Tm_header const& header) {
+        Message answer;
+        make_answer(*request, answer);
+        remove_files(*request);
+        send(answer, header.get_seq_no(), kinds_text(*request));
+    };
+    auto const on_error = [&](int, unsigned int seq_no, std::string const& text) {
+        Message answer;
+        make_fault(answer, broken_message, text);
+        send(answer, seq_no, text);
+    };
+    Tm_chunk_receiver receiver(on_request, on_error);
+    while (wait_for(stream.get_handle(), stop, patience) &&
+           receive_some(stream, receiver, received)) {
+    }
+}
+
+void run(unsigned short port) {
+    int const stop = open_stop_signals();
+    ACE_SOCK_Acceptor acceptor;
+    ACE_INET_Addr address(port, host);
+    if (acceptor.open(address, 1) != 0) fail("cannot listen at port " + std::to_string(port));
+    acceptor.get_local_addr(address);
+    std::cout << address.get_port_number() << std::endl;
+
+    while (wait_for(acceptor.get_handle(), stop, -1)) {
+        ACE_SOCK_Stream stream;
+        if (acceptor.accept(stream) != 0) continue;
+        try {
+            serve(stream, stop);
+        } catch (std::exception const& error) {
+            std::cerr << "tmsg_demo_server: a client was dropped: " << error.what() << std::endl;
+        }
+        stream.close();
+        remove_files_of_broken_messages();
+    }
+    acceptor.close();
+    ::close(stop);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Arguments const arguments = read_arguments(argc, argv, "port", usage);
+    if (!arguments.rest.empty()) refuse_arguments("no arguments but options are known");
+    try {
+        run(arguments.value == nullptr ? free_port : read_port(arguments.value));
+        return 0;
+    } catch (std::exception const& error) {
+        std::cerr << "tmsg_demo_server: " << error.what() << '\n';
+        return 1;
+    }
+}

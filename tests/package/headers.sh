@@ -1,0 +1,17 @@
+#!/bin/sh
+# headers.sh INCLUDES COMPILE...: every installed header compiles by itself, and none is installed
+# that tmsg.h does not reach.
+set -eu
+cd "$1"
+shift
+failed=0
+
+find tmsg -name '*.h' | sort >../headers.installed
+while read -r header; do
+    echo "#include \"$header\"" | "$@" -I. -x c++ -fsyntax-only - || failed=1
+done <../headers.installed
+
+echo '#include "tmsg/tmsg.h"' | "$@" -I. -x c++ -M - | tr -s ' ' '\n' |
+    grep '^tmsg/' | sort >../headers.reached
+diff ../headers.installed ../headers.reached || failed=1
+[ -s ../headers.installed ] && exit $failed
