@@ -1,7 +1,6 @@
 /// The files that messages carry: their CRC, and their removal where they were received.
 #pragma once
 
-#include <glob.h>
 #include <unistd.h>
 #include <zlib.h>
 
@@ -39,14 +38,4 @@ inline void remove_files(Message const& received) {
         if (value.get_value_type() != TMV_FILE) return;
         ::unlink(static_cast<Tm_file const&>(value).path().c_str());
     });
-}
-
-/// A message that broke off leaves those of its files that were complete, and no owner of them.
-/// To be called while no message is being received.
-inline void remove_files_of_broken_messages() {
-    std::string const pattern = "/tmp/zab_tmp_" + std::to_string(::getpid()) + "_*";
-    glob_t found = {};
-    ::glob(pattern.c_str(), 0, nullptr, &found);
-    for (std::size_t i = 0; i < found.gl_pathc; ++i) ::unlink(found.gl_pathv[i]);
-    ::globfree(&found);
 }

@@ -134,7 +134,6 @@ void run(unsigned short port) {
             std::cerr << "tmsg_demo_server: a client was dropped: " << error.what() << std::endl;
         }
         stream.close();
-        remove_files_of_broken_messages();
     }
     acceptor.close();
     ::close(stop);

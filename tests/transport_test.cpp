@@ -230,6 +230,27 @@ TEST(Receiver, DropsIdleMessagesAndForgetsConnections) {
     EXPECT_EQ(2U, receiver.messages.size());
 }
 
+/// Complete files of messages that fail, are replaced, age, or whose connection goes.
+TEST(Receiver, RemovesTheFilesOfWhatItDrops) {
+    std::string const file = "02 04 84 04 05 07 00 01 66 06 04 05 07 00 01 67 15 00 00 00 01 78 ";
+    Receiver receiver;
+    receiver.take(1, chunk(true, false, 1, file + "09"));
+    receiver.take(1, chunk(true, true, 2, file));
+    receiver.take(1, chunk(true, false, 3, file));
+    receiver.take(1, chunk(true, false, 3, "02"));
+    EXPECT_EQ(3U, receiver.errors.size());
+    EXPECT_EQ(0, remove_received_files());
+    receiver.take(1, chunk(true, false, 4, file));
+    for (int round = 0; round < 20; ++round) receiver.collect_garbage();
+    EXPECT_EQ(0, remove_received_files());
+    receiver.take(1, chunk(true, false, 5, file));
+    receiver.forget(1);
+    EXPECT_EQ(0, remove_received_files());
+    receiver.take(1, chunk(true, true, 6, file + "85 84 86 85 84 82"));
+    EXPECT_EQ(1U, receiver.messages.size());
+    EXPECT_EQ(1, remove_received_files());
+}
+
 TEST(Receiver, SurvivesItsHandlers) {
     Bytes two = chunk(true, true, 1, whole);
     Bytes const second = chunk(true, true, 2, whole);

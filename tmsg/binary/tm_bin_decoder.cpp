@@ -20,3 +20,7 @@ Message* Tm_bin_decoder::release_msg() {
     seal();
     return message_.release();
 }
+
+std::vector<std::string> const& Tm_bin_decoder::received_files() const {
+    return static_cast<Tm_creator const&>(*creator_).received_files();
+}

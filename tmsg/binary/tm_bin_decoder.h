@@ -2,6 +2,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "tmsg/binary/tm_bin_decoder_base.h"
 
@@ -19,6 +21,9 @@ public:
     Message* message() const { return message_.get(); }
     /// The caller owns it from now on, and it is not built any further.
     Message* release_msg();
+
+    /// The paths of the files that were received completely so far, for who drops the message.
+    std::vector<std::string> const& received_files() const;
 
 private:
     std::unique_ptr<Message> message_;

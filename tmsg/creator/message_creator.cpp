@@ -9,8 +9,9 @@ constexpr unsigned int longest_name = 65535;
 
 }  // namespace
 
-Message_creator::Message_creator(Message* target, Tm_shared_names const& names)
-    : target_(target), context_{names, nullptr} {}
+Message_creator::Message_creator(Message* target, Tm_shared_names const& names,
+                                 Tm_received_files* received_files)
+    : target_(target), context_{names, nullptr, received_files} {}
 
 char const* Message_creator::get_name() const {
     if (phase_ == Phase::not_begun) return "method";

@@ -11,7 +11,8 @@
 class Message_creator : public Tm_branch_state {
 public:
     /// Nested structs share `names`, or own theirs where it is null.
-    Message_creator(Message* target, Tm_shared_names const& names);
+    Message_creator(Message* target, Tm_shared_names const& names,
+                    Tm_received_files* received_files);
 
     bool visit_method_begin(bool is_request) override;
     bool visit_method_end(bool is_request) override;

@@ -2,12 +2,15 @@
 
 #include <utility>
 
-Nested_message_creator::Nested_message_creator(Tm_destination destination, bool is_request)
-    : Nested_message_creator(destination, is_request, std::make_unique<Message>(nullptr)) {}
+Nested_message_creator::Nested_message_creator(Tm_destination destination, bool is_request,
+                                               Tm_received_files* received_files)
+    : Nested_message_creator(destination, is_request, received_files,
+                             std::make_unique<Message>(nullptr)) {}
 
 Nested_message_creator::Nested_message_creator(Tm_destination destination, bool is_request,
+                                               Tm_received_files* received_files,
                                                std::unique_ptr<Message> message)
-    : Message_creator(message.get(), nullptr),
+    : Message_creator(message.get(), nullptr, received_files),
       destination_(destination),
       message_(std::move(message)) {
     Message_creator::visit_method_begin(is_request);

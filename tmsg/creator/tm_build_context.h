@@ -9,8 +9,12 @@
 /// The names of members that come by index, in index order.
 using Tm_name_table = std::vector<std::string const*>;
 
+/// The paths of complete received files, for who drops what is built.
+using Tm_received_files = std::vector<std::string>;
+
 /// States refer to the context; the message's own state, below them on the stack, holds it.
 struct Tm_build_context {
-    Tm_shared_names names;                 ///< the message's catalogue; null: structs own theirs
-    Tm_name_table const* table = nullptr;  ///< null where members come with their names
+    Tm_shared_names names;                        ///< of the message; null: structs own theirs
+    Tm_name_table const* table = nullptr;         ///< null where members come with their names
+    Tm_received_files* received_files = nullptr;  ///< null where nobody asks
 };

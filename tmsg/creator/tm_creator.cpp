@@ -13,7 +13,7 @@ constexpr std::size_t usual_depth = 16;
 
 Tm_creator::Tm_creator(Message* target) {
     states_.reserve(usual_depth);
-    auto root = std::make_unique<Message_creator>(target, target->shared_names());
+    auto root = std::make_unique<Message_creator>(target, target->shared_names(), &received_files_);
     root_ = root.get();
     states_.push_back(std::move(root));
     current_ = states_.back().get();

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "tmsg/creator/tm_creator_base.h"
@@ -61,10 +62,14 @@ public:
 
     char const* get_current_state_name() const;
 
+    /// The paths of all files that were received completely so far.
+    std::vector<std::string> const& received_files() const { return received_files_; }
+
     /// After an event that the current state answered with false: pushes, pops or fails.
     bool process_state();
 
 private:
+    std::vector<std::string> received_files_;
     std::vector<std::unique_ptr<Tm_creator_state>> states_;
     Tm_creator_state* current_ = nullptr;
     Message_creator const* root_ = nullptr;  ///< null when an array is filled

@@ -7,8 +7,9 @@
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_file.h"
 
-Tm_file_creator::Tm_file_creator(Tm_destination destination, unsigned int length)
-    : Tm_leaf_state(destination, length) {
+Tm_file_creator::Tm_file_creator(Tm_destination destination, unsigned int length,
+                                 Tm_received_files* received_files)
+    : Tm_leaf_state(destination, length), received_files_(received_files) {
     if (length > 0 && Tm_file::is_mapped_size(length)) map();
 }
 
@@ -25,7 +26,9 @@ bool Tm_file_creator::visit_file_continue(char const* data, unsigned int length)
     if (!fits(length)) return fail("file string longer than given length");
     if (!write(data, length)) return fail("failed to write to " + file_.path());
     if (!count(length)) return true;
-    finish(std::make_unique<Tm_file>(file_.path(), 0U));
+    auto value = std::make_unique<Tm_file>(file_.path(), 0U);
+    if (received_files_ != nullptr) received_files_->push_back(file_.path());
+    finish(std::move(value));
     file_.keep();
     return false;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tmsg/creator/tm_build_context.h"
 #include "tmsg/creator/tm_leaf_state.h"
 #include "tmsg/creator/tm_temporary_file.h"
 #include "tmsg/value/tm_mapping.h"
@@ -9,7 +10,9 @@
 /// Tm_file_mapping_exception when the temporary file cannot be made.
 class Tm_file_creator : public Tm_leaf_state {
 public:
-    Tm_file_creator(Tm_destination destination, unsigned int length);
+    /// A complete file is entered in `received_files`, unless it is null.
+    Tm_file_creator(Tm_destination destination, unsigned int length,
+                    Tm_received_files* received_files);
     ~Tm_file_creator() override;
 
     using Tm_leaf_state::visit_file_continue;
@@ -20,6 +23,7 @@ private:
     void map();
     bool write(char const* data, unsigned int length);
 
+    Tm_received_files* received_files_;
     Tm_temporary_file file_;
     Tm_mapping mapping_;  ///< of the whole file while it is small enough; else pieces are written
 };

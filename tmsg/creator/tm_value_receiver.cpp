@@ -47,7 +47,7 @@ bool Tm_value_receiver::visit_binary_begin(unsigned int length) {
 
 bool Tm_value_receiver::visit_file_begin(unsigned int length) {
     if (!expects_value()) return Tm_creator_state::visit_file_begin(length);
-    return begin<Tm_file_creator>(length);
+    return begin<Tm_file_creator>(length, context_->received_files);
 }
 
 bool Tm_value_receiver::visit_struct_begin() {
@@ -62,5 +62,5 @@ bool Tm_value_receiver::visit_array_begin() {
 
 bool Tm_value_receiver::visit_method_begin(bool is_request) {
     if (!expects_value()) return Tm_creator_state::visit_method_begin(is_request);
-    return begin<Nested_message_creator>(is_request);
+    return begin<Nested_message_creator>(is_request, context_->received_files);
 }

@@ -1,5 +1,7 @@
 #include "tmsg/message/message_chunk.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "tmsg/message/message.h"
@@ -14,6 +16,10 @@ MessageChunk::MessageChunk(unsigned int seq_no, int const& originator)
     : seq_no_(seq_no), originator_(originator), decoder_(decoder_capacity) {}
 
 MessageChunk::~MessageChunk() = default;
+
+void MessageChunk::removeReceivedFiles() const {
+    for (std::string const& path : decoder_.received_files()) ::unlink(path.c_str());
+}
 
 /// After decode() less than one piece is left unread, so a slice of the decoder's capacity always
 /// finds room.

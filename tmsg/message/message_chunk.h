@@ -35,6 +35,9 @@ public:
     /// The caller owns it from now on.
     Message* releaseMessage() { return decoder_.release_msg(); }
 
+    /// Removes the files received for a message that is given up.
+    void removeReceivedFiles() const;
+
     void refresh() { countdown_ = IDLE_LIMIT; }
     /// Counts one idle round; true when it was the last.
     bool timeout() { return countdown_-- == 1; }

@@ -29,6 +29,11 @@ public:
     void collectGarbage();
     /// The same, but hands out those chunks instead of deleting them.
     std::vector<std::unique_ptr<MessageChunk>> takeExpired();
+    /// Calls `visit(chunk)` for every chunk.
+    template <class Visit>
+    void forEach(Visit visit) const {
+        for (auto const& held : chunks_) visit(*held.second);
+    }
 
 private:
     using Chunks = std::multimap<unsigned int, std::unique_ptr<MessageChunk>>;

@@ -1,6 +1,7 @@
 /// Bytes of many connections in, whole messages out. An originator is any number that tells the
 /// connections apart. Their streams may be cut anywhere and the messages of each interleaved; what
-/// goes wrong with one message is reported and leaves all others alone. One thread at a time.
+/// goes wrong with one message is reported and leaves all others alone; the files that it brought
+/// are removed. One thread at a time.
 ///
 /// Handlers may call forget(), but not receive() for the same originator. An exception of a handler
 /// passes through receive(), and the input behind it is read at the originator's next one.

@@ -6,6 +6,10 @@
 
 #include "tmsg/message/message.h"
 
+Tm_chunk_stream::~Tm_chunk_stream() {
+    messages_.forEach([](MessageChunk const& message) { message.removeReceivedFiles(); });
+}
+
 std::size_t Tm_chunk_stream::read(unsigned char const* data, std::size_t size,
                                   Tm_chunk_outcome& outcome) {
     std::size_t used = 0;
@@ -48,6 +52,7 @@ void Tm_chunk_stream::begin_chunk(Tm_chunk_outcome& outcome) {
         messages_.putChunk(fresh.release());
         refused_.erase(seq_no);
         if (unfinished == nullptr) return;
+        unfinished->removeReceivedFiles();
         unfinished->finalize();
         report(unfinished->hasError() ? unfinished->error() : "message without a last chunk",
                outcome);
@@ -72,7 +77,7 @@ void Tm_chunk_stream::add_payload(unsigned char const* data, std::size_t size,
 
 void Tm_chunk_stream::refuse_message(std::string const& text, Tm_chunk_outcome& outcome) {
     report(text, outcome);
-    take_message();
+    take_message()->removeReceivedFiles();
     if (!header_.get_last_chunk()) refused_[header_.get_seq_no()] = MessageChunk::IDLE_LIMIT;
 }
 
@@ -83,6 +88,7 @@ void Tm_chunk_stream::end_chunk(Tm_chunk_outcome& outcome) {
     if (finished == nullptr) return;
     finished->finalize();
     if (finished->hasError()) {
+        finished->removeReceivedFiles();
         report(finished->error(), outcome);
         return;
     }
@@ -106,7 +112,10 @@ std::unique_ptr<MessageChunk> Tm_chunk_stream::take_message() {
 
 std::vector<unsigned int> Tm_chunk_stream::collect_garbage() {
     std::vector<unsigned int> dropped;
-    for (auto const& message : messages_.takeExpired()) dropped.push_back(message->getSeqNo());
+    for (auto const& message : messages_.takeExpired()) {
+        message->removeReceivedFiles();
+        dropped.push_back(message->getSeqNo());
+    }
     for (auto at = refused_.begin(); at != refused_.end();) {
         at = --at->second == 0 ? refused_.erase(at) : std::next(at);
     }

@@ -27,6 +27,10 @@ struct Tm_chunk_outcome {
 class Tm_chunk_stream {
 public:
     explicit Tm_chunk_stream(int originator) : originator_(originator) {}
+    Tm_chunk_stream(Tm_chunk_stream const&) = delete;
+    Tm_chunk_stream& operator=(Tm_chunk_stream const&) = delete;
+    /// Drops all unfinished messages.
+    ~Tm_chunk_stream();
 
     /// Reads input up to the first outcome, or all of it when nothing comes of it. Answers how many
     /// bytes it read; to be called again, without input too, until there is no outcome.
