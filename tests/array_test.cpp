@@ -1,10 +1,5 @@
-#include <gtest/gtest.h>
-#include <tmsg/tmsg.h>
-
-#include "support/recorder.h"
-#include "support/samples.h"
-#include "support/scratch.h"
-#include "support/throws.h"
+/// What all composites have in common, and the array.
+#include "support/support.h"
 
 namespace {
 
@@ -26,20 +21,16 @@ TEST(Container, OwnsWhatItHolds) {
         EXPECT_EQ(copied, container.get_value(1));
         container.set_and_own(1, new Counted(alive));
         container.set_and_copy(0, container.get_value(1));
-        for (int const at : {-1, 2}) {
-            std::string const text = "index " + std::to_string(at) + " out of range 0..1";
-            EXPECT_THROWS(text, container.get_value(at));
-            EXPECT_THROWS(text, container.set_and_own(at, new Counted(alive)));
-            EXPECT_THROWS(text, container.set_and_copy(at, container.get_value(0)));
-        }
+        EXPECT_THROWS("index -1 out of range 0..1", container.get_value(-1));
+        EXPECT_THROWS("index 2 out of range 0..1", container.set_and_own(2, new Counted(alive)));
+        EXPECT_THROWS("index 2 out of range 0..1", container.set_and_copy(2, container.get_value(0)));
         EXPECT_EQ(2, alive);
 
         container.size_and_clear(4);
         EXPECT_EQ(0, alive);
         container.set_and_own(1, new Counted(alive));
         Tm_value_container const copy(container);
-        EXPECT_EQ(2, alive);
-        EXPECT_TRUE(copy.get_value(0) == nullptr && copy.get_value(1) != nullptr);
+        EXPECT_TRUE(alive == 2 && copy.get_value(0) == nullptr && copy.get_value(1) != nullptr);
         container = *&container;
         EXPECT_EQ(2, alive);
         Tm_value_container other;
@@ -54,59 +45,102 @@ TEST(Container, OwnsWhatItHolds) {
     EXPECT_EQ(0, alive);
 }
 
-TEST(Array, GetsEveryKind) {
+/// One member of every kind in an array, a struct and a message.
+struct Every_kind : testing::Test {
     Scratch const scratch;
-    unsigned char const bytes[] = {1, 2, 3};
-    Tm_binary const binary(bytes, 3);
-    Tm_struct const inner(nullptr);
-    Message const message;
-    Tm_array array = every_scalar();
-    array.add_member("text");
-    array.add_member(std::string("more"));
-    array.add_member(bytes, 3);
-    array.add_member(&binary);
-    array.add_member(scratch.file("f", "123"), 0U);
-    array.add_member(&inner);
-    array.add_member(&message);
-    array.add_member(static_cast<Tm_value const*>(&array));
+    unsigned char const bytes[2] = {1, 2};
+    Tm_array array;
+    Tm_struct named{nullptr};
+    Message message;
 
-    EXPECT_EQ(-128, array.get_member_int8(0));
-    EXPECT_EQ(255, array.get_member_uint8(17));
-    EXPECT_EQ(-32768, array.get_member_int16(2));
-    EXPECT_EQ(65535, array.get_member_uint16(19));
-    EXPECT_EQ(-1, array.get_member_int32(12));
-    EXPECT_EQ(4294967295U, array.get_member_uint32(21));
-    EXPECT_EQ(-1, array.get_member_int64(14));
-    EXPECT_EQ(18446744073709551615UL, array.get_member_uint64(23));
-    EXPECT_EQ(1.5, array.get_member_double(26));
-    EXPECT_TRUE(array.get_member_bool(30));
-    EXPECT_STREQ("more", array.get_member_string(33));
-    EXPECT_TRUE(*array.get_member_binary(34) == binary);
-    EXPECT_EQ(binary.get_buffer(), array.get_member_binary(35)->get_buffer());
-    EXPECT_EQ(3U, array.get_member_file(36)->size());
-    EXPECT_TRUE(*array.get_member_struct(37) == inner);
-    EXPECT_TRUE(*array.get_member_message(38) == message);
-    EXPECT_EQ(39, array.get_member_array(39)->get_member_count());
-    EXPECT_THROWS("value of type int16_t accessed as type int32_t", array.get_member_int32(2));
-    EXPECT_THROWS("value of type string accessed as type date", array.get_member_date(32));
-    EXPECT_THROWS("index 99 out of range 0..39", array.get_member_bool(99));
+    /// Adds to all three; what each getter answers, by position and by name, must satisfy `holds`.
+    template <class Holds, class... Datum>
+    void add(char const* name, Holds holds, Datum const&... datum) {
+        int const at = array.get_member_count();
+        array.add_member(datum...);
+        named.add_member(name, datum...);
+        message.add_member(body, name, datum...);
+        EXPECT_TRUE(holds(array, at) && holds(named, at) && holds(named, name)) << name;
+        EXPECT_TRUE(holds(message, body, at) && holds(message, body, name)) << name;
+    }
+};
+
+#define ADD(kind, condition, ...)                           \
+    add(                                                    \
+        #kind,                                              \
+        [&](auto const& from, auto... at) {                 \
+            auto const got = from.get_member_##kind(at...); \
+            return condition;                               \
+        },                                                  \
+        __VA_ARGS__)
+
+TEST_F(Every_kind, IsGotByPositionAndName) {
+    Tm_binary const binary(bytes, 2);
+    Tm_array const list;
+    Tm_struct const inner(nullptr);
+    Message const nested;
+    ADD(int8, got == -1, static_cast<signed char>(-1));
+    ADD(uint8, got == 255, static_cast<unsigned char>(255));
+    ADD(int16, got == -2, static_cast<short>(-2));
+    ADD(uint16, got == 65535, static_cast<unsigned short>(65535));
+    ADD(int32, got == -3, -3);
+    ADD(uint32, got == 4294967295, 4294967295U);
+    ADD(int64, got == -4, -4L);
+    ADD(uint64, got == 18446744073709551615UL, 18446744073709551615UL);
+    ADD(double, got == 0.5, 0.5);
+    ADD(bool, got, true);
+    ADD(string, std::string("text") == got, "text");
+    ADD(binary, *got == binary && got->get_buffer() != binary.get_buffer(), bytes, 2);
+    ADD(file, got->size() == 3, scratch.file("f", "123"), 0U);
+    ADD(array, *got == list && got != &list, &list);
+    ADD(struct, *got == inner && got != &inner, &inner);
+    ADD(message, *got == nested && got != &nested, &nested);
+    named.add_member("shared", &binary);
+    EXPECT_EQ(binary.get_buffer(), named.get_member_binary("shared")->get_buffer());
+    named.add_member("for reading", scratch.path("f"), 4096U);
+    EXPECT_EQ(0U, named.get_member_file("for reading")->open_mode());
+    EXPECT_TRUE(named == Tm_struct(named) && array == Tm_array(array));
+
+    EXPECT_THROWS("value of type int64_t accessed as type int32_t", named.get_member_int32("int64"));
+    EXPECT_THROWS("value of type int8_t accessed as type unknown", named.get_member_message(0));
+    EXPECT_THROWS("value of type unknown accessed as type date", named.get_member_date("message"));
+    EXPECT_THROWS("value of type string accessed as type date", array.get_member_date(10));
+    EXPECT_THROWS("x not found in struct", named.get_member_bool("x"));
+    EXPECT_THROWS("index 18 out of range 0..17", named.get_member_value(TMV_BOOL, 18));
+    EXPECT_THROWS("index 99 out of range 0..15", array.get_member_bool(99));
     EXPECT_THROWS("index 0 out of range 0..-1", Tm_array().get_member_value_type(0));
-    EXPECT_THROWS("String length 65536 out of range 0..65535", array.add_member(std::string(65536, 'x')));
-    EXPECT_THROWS("failed to open /nowhere/at all", array.add_member(std::string("/nowhere/at all"), 0U));
-    EXPECT_EQ(40, array.get_member_count());
-    EXPECT_TRUE(array == *std::unique_ptr<Tm_value>(array.clone()));
+    EXPECT_THROWS("index -1 out of range 0..17", named.get_member_name(-1));
+    EXPECT_THROWS("index -1 out of range 0..17", named.get_member_name_length(-1));
+    EXPECT_THROWS("index -1 out of range 0..17", named.get_member_value_type(-1));
+    EXPECT_THROWS("index -1 out of range 0..-1", Tm_struct(nullptr).get_value(-1));
 }
 
-TEST(Array, EqualityIsOfElementsInOrder) {
+TEST_F(Every_kind, IsUnchangedByAFailedAdd) {
+    Tm_catalog<std::string> index;
+    std::string const text(65536, 'x');
+    EXPECT_THROWS("String length 65536 out of range 0..65535", array.add_member(text));
+    EXPECT_THROWS("String length 65536 out of range 0..65535", named.add_member("b", text, &index));
+    EXPECT_THROWS("failed to open /nowhere/at all", array.add_member(std::string("/nowhere/at all"), 0U));
+    EXPECT_THROWS("failed to open /nowhere/at all", named.add_member("b", std::string("/nowhere/at all"), 1U, &index));
+    EXPECT_TRUE(array == Tm_array() && named == Tm_struct(nullptr) && index.size() == 0);
+}
+
+TEST(Composites, EqualityIsOfNamesAndValuesInOrder) {
     Tm_array ab;
     Tm_array ba;
-    ab.add_member(1);
-    ab.add_member(2);
-    ba.add_member(2);
-    ba.add_member(1);
+    for (int const value : {1, 2}) {
+        ab.add_member(value);
+        ba.add_member(3 - value);
+    }
     EXPECT_FALSE(ab == ba || ab == Tm_array() || Tm_array() == Tm_struct(nullptr));
     ba = ab;
     EXPECT_TRUE(ab == ba);
+    EXPECT_FALSE(of_ints({"a", "b"}) == of_ints({"b", "a"}) || of_ints({"a"}) == of_ints({"a", "b"}));
+    Tm_struct empty_slot(nullptr);
+    empty_slot.add_member_and_own("a", nullptr);
+    EXPECT_TRUE(empty_slot == Tm_struct(empty_slot));
+    EXPECT_FALSE(empty_slot == of_ints({"a"}));
+    EXPECT_THROWS("member without a value", empty_slot.get_member_bool("a"));
 }
 
 /// A clone that fails half-way leaks nothing and leaves both sides usable.
@@ -115,23 +149,20 @@ TEST(Composites, SurviveACloneThatThrows) {
         Uncopyable() : Tm_bool(true) {}
         Tm_bool* clone() const override { throw Tm_exception("no copy"); }
     };
-    Tm_struct source(nullptr);
-    source.add_member("a", std::string(100, 'x'));
+    Tm_struct source = of_ints({"a"});
     source.add_member_and_own("b", new Uncopyable);
     Tm_array array;
     array.add_member(1);
     array.add_member_and_own(new Uncopyable);
-    Tm_struct target(nullptr);
-    target.add_member("old", 1);
+    Tm_struct target = of_ints({"old"});
     Tm_array other;
     Message message;
     EXPECT_THROWS("no copy", target = source);
     EXPECT_THROWS("no copy", Tm_struct const copy(source));
     EXPECT_THROWS("no copy", other = array);
     EXPECT_THROWS("no copy", other.add_member(&array));
-    EXPECT_THROWS("no copy", message.add_member(Message::TMG_BODY, "s", &source));
-    EXPECT_EQ(1, target.get_member_int32("old"));
-    EXPECT_EQ(0, message.get_member_count(Message::TMG_BODY));
+    EXPECT_THROWS("no copy", message.add_member(body, "s", &source));
+    EXPECT_TRUE(target == of_ints({"old"}) && message == Message());
     other.add_member(2);
 }
 

@@ -1,9 +1,6 @@
-#include <gtest/gtest.h>
-#include <tmsg/tmsg.h>
-
 #include <cstring>
 
-#include "support/bytes.h"
+#include "support/support.h"
 
 namespace {
 
@@ -13,36 +10,27 @@ std::string hex(Record const& record) {
     return to_hex(Bytes(bytes, bytes + sizeof record));
 }
 
+/// Each flag is set where all bits are 0 and unset where all are 1; numbers are cut to their width.
 TEST(Header, SettersChangeTheirOwnBitsOnly) {
-    struct Case {
-        void (*set)(Tm_header&);
-        char const* from_zeros;
-        char const* from_ones;
+    auto const expect = [](void (*set)(Tm_header&, bool on), char const* from_zeros, char const* from_ones) {
+        for (bool const on : {true, false}) {
+            TM_HEADER record;
+            std::memset(record.bytes, on ? 0 : 0xFF, sizeof record.bytes);
+            Tm_header header;
+            header = record;
+            for (int time = 0; time < 2; ++time) set(header, on);
+            EXPECT_EQ(on ? from_zeros : from_ones, hex(header.record()));
+        }
     };
-    Case const cases[] = {
-        {[](auto& h) { h.set_first_chunk(true); }, "00 80 00 00 00 00 00 00", "FF FF FF FF FF FF FF FF"},
-        {[](auto& h) { h.set_last_chunk(true); }, "00 40 00 00 00 00 00 00", "FF FF FF FF FF FF FF FF"},
-        {[](auto& h) { h.set_discard_eligible(true); }, "00 10 00 00 00 00 00 00", "FF FF FF FF FF FF FF FF"},
-        {[](auto& h) { h.set_response_new(true); }, "00 00 00 00 00 80 00 00", "FF FF FF FF FF FF FF FF"},
-        {[](auto& h) { h.set_first_chunk(false); }, "00 00 00 00 00 00 00 00", "FF 7F FF FF FF FF FF FF"},
-        {[](auto& h) { h.set_last_chunk(false); }, "00 00 00 00 00 00 00 00", "FF BF FF FF FF FF FF FF"},
-        {[](auto& h) { h.set_discard_eligible(false); }, "00 00 00 00 00 00 00 00", "FF EF FF FF FF FF FF FF"},
-        {[](auto& h) { h.set_response_new(false); }, "00 00 00 00 00 00 00 00", "FF FF FF FF FF 7F FF FF"},
-        {[](auto& h) { h.set_length(0x12345); }, "00 01 23 45 00 00 00 00", "FF F1 23 45 FF FF FF FF"},
-        {[](auto& h) { h.set_length(0x1FFFFF); }, "00 0F FF FF 00 00 00 00", "FF FF FF FF FF FF FF FF"},
-        {[](auto& h) { h.set_seq_no(0x123456); }, "00 00 00 00 00 12 34 56", "FF FF FF FF FF 92 34 56"},
-        {[](auto& h) { h.set_seq_no(0xFFFFFF); }, "00 00 00 00 00 7F FF FF", "FF FF FF FF FF FF FF FF"},
-        {[](auto& h) { h.set_tmport(0xAB); }, "00 00 00 00 AB 00 00 00", "FF FF FF FF AB FF FF FF"}};
-    for (Case const& c : cases) {
-        Tm_header header;
-        c.set(header);
-        EXPECT_EQ(c.from_zeros, hex(header.record()));
-        TM_HEADER ones;
-        std::memset(ones.bytes, 0xFF, sizeof ones.bytes);
-        header = ones;
-        c.set(header);
-        EXPECT_EQ(c.from_ones, hex(header.record()));
-    }
+    expect([](auto& h, bool on) { h.set_first_chunk(on); }, "00 80 00 00 00 00 00 00", "FF 7F FF FF FF FF FF FF");
+    expect([](auto& h, bool on) { h.set_last_chunk(on); }, "00 40 00 00 00 00 00 00", "FF BF FF FF FF FF FF FF");
+    expect([](auto& h, bool on) { h.set_discard_eligible(on); }, "00 10 00 00 00 00 00 00", "FF EF FF FF FF FF FF FF");
+    expect([](auto& h, bool on) { h.set_response_new(on); }, "00 00 00 00 00 80 00 00", "FF FF FF FF FF 7F FF FF");
+    expect([](auto& h, bool) { h.set_length(0x12345); }, "00 01 23 45 00 00 00 00", "FF F1 23 45 FF FF FF FF");
+    expect([](auto& h, bool) { h.set_length(0x1FFFFF); }, "00 0F FF FF 00 00 00 00", "FF FF FF FF FF FF FF FF");
+    expect([](auto& h, bool) { h.set_seq_no(0x123456); }, "00 00 00 00 00 12 34 56", "FF FF FF FF FF 92 34 56");
+    expect([](auto& h, bool) { h.set_seq_no(0xFFFFFF); }, "00 00 00 00 00 7F FF FF", "FF FF FF FF FF FF FF FF");
+    expect([](auto& h, bool) { h.set_tmport(0xAB); }, "00 00 00 00 AB 00 00 00", "FF FF FF FF AB FF FF FF");
 }
 
 TEST(Header, ShowsWhatWasSet) {

@@ -1,14 +1,8 @@
 /// Threads share nothing but what the process shares: each builds, sends, receives and reads its own
 /// messages, received files included, with no lock.
-#include <gtest/gtest.h>
-#include <tmsg/tmsg.h>
-
 #include <thread>
-#include <vector>
 
-#include "support/codec.h"
-#include "support/samples.h"
-#include "support/scratch.h"
+#include "support/support.h"
 
 namespace {
 
@@ -18,18 +12,12 @@ std::unique_ptr<Message> work(std::string const& path, long number) {
     for (long round = 0; round < 20; ++round) {
         long const value = number * 1000 + round;
         auto const sent = every_kind_request();
-        sent->add_member(Message::TMG_BODY, "value", value);
-        sent->add_member(Message::TMG_BODY, "file", path, 0U);
+        sent->add_member(body, "value", value);
+        sent->add_member(body, "file", path, 0U);
         if (round % 2 == 0) sent->index_member_names();
-        Tm_chunk_receiver receiver(
-            [&](std::unique_ptr<Message> message, int, Tm_header const&) { received = std::move(message); },
-            [](int, unsigned int, std::string const& text) { ADD_FAILURE() << text; });
-        Tm_chunk_sender(100).send(*sent, 1, 0, [&](unsigned char const* data, std::size_t size) {
-            receiver.receive(1, data, size);
-            return true;
-        });
-        EXPECT_EQ(value, received->get_member_int64(Message::TMG_BODY, "value"));
-        std::string const file = received->get_member_file(Message::TMG_BODY, "file")->path();
+        received = deliver(*sent);
+        EXPECT_EQ(value, received->get_member_int64(body, "value"));
+        std::string const file = received->get_member_file(body, "file")->path();
         EXPECT_EQ(content_of(path), content_of(file));
         ::unlink(file.c_str());
         EXPECT_EQ(std::to_string(value), int64_to_string(value));
@@ -48,7 +36,7 @@ TEST(Threads, WorkOnTheirOwnMessagesWithoutALock) {
         threads.emplace_back([&, i] { received[i] = work(path, static_cast<long>(i)); });
     }
     for (std::thread& thread : threads) thread.join();
-    for (auto const& message : received) EXPECT_EQ(6, message->get_member_count(Message::TMG_BODY));
+    for (auto const& message : received) EXPECT_EQ(6, message->get_member_count(body));
     EXPECT_EQ(0, remove_received_files());
 }
 
@@ -60,16 +48,15 @@ TEST(Threads, CopiesAreIndependentOfTheirSource) {
         threads.emplace_back([copy = std::make_shared<Message>(*source), i] {
             for (int round = 0; round < 50; ++round) {
                 Message mine(*copy);
-                mine.add_member(Message::TMG_BODY, "round " + std::to_string(round * 8 + i), round);
-                EXPECT_EQ(round, mine.get_member_int32(Message::TMG_BODY, 4));
+                mine.add_member(body, "round " + std::to_string(round * 8 + i), round);
+                EXPECT_EQ(round, mine.get_member_int32(body, 4));
                 EXPECT_TRUE(Message(mine) == mine);
                 EXPECT_NE(Bytes(), encode(mine));
             }
         });
-        source->add_member(Message::TMG_BODY, "added " + std::to_string(i), i);
-        source->clear(Message::TMG_BODY);
-        auto next = every_kind_request();
-        source.swap(next);
+        source->add_member(body, "added " + std::to_string(i), i);
+        source->clear(body);
+        source = every_kind_request();
     }
     for (std::thread& thread : threads) thread.join();
 }

@@ -1,43 +1,17 @@
-#include <gtest/gtest.h>
-#include <tmsg/tmsg.h>
-
 #include <cmath>
-#include <memory>
 
-#include "support/bytes.h"
-#include "support/recorder.h"
-#include "support/throws.h"
+#include "support/support.h"
 
 namespace {
 
 TEST(TypeCode, NamesEndAtStruct) {
-    char const* const names[] = {"int8_t",  "uint8_t",  "int16_t", "uint16_t", "int32_t", "uint32_t",
-                                 "int64_t", "uint64_t", "double",  "bool",     "string",  "date",
-                                 "binary",  "file",     "array",   "struct",   "unknown", "unknown"};
-    for (int code = 0; code < 18; ++code) EXPECT_STREQ(names[code], Tm_value::tmv_to_string(static_cast<TMV>(code)));
-    EXPECT_STREQ("unknown", Tm_value::tmv_to_string(static_cast<TMV>(-1)));
+    Names names;
+    for (int code = -1; code < 18; ++code) names.push_back(Tm_value::tmv_to_string(static_cast<TMV>(code)));
+    EXPECT_EQ(rows("unknown", "int8_t", "uint8_t", "int16_t", "uint16_t", "int32_t", "uint32_t", "int64_t", "uint64_t",
+                   "double", "bool", "string", "date", "binary", "file", "array", "struct", "unknown", "unknown"),
+              names);
     EXPECT_STREQ("unknown", Message::tmt_to_string(static_cast<Message::TMT>(3)));
-}
-
-TEST(Exceptions, TextsAreExact) {
-    std::vector<std::pair<Tm_exception, char const*>> const cases = {
-        {Tm_exception(), ""},
-        {Tm_exception("as given"), "as given"},
-        {Tm_out_of_range_exception(5, 0, 2), "index 5 out of range 0..2"},
-        {Tm_out_of_range_exception("tmg", -7, 0, 1), "tmg -7 out of range 0..1"},
-        {Tm_type_mismatch_exception(TMV_STRING, TMV_INT32), "value of type string accessed as type int32_t"},
-        {Tm_type_mismatch_exception(TMV_MESSAGE, TMV_BOOL), "value of type unknown accessed as type bool"},
-        {Tm_type_mismatch_exception(Message::TMT_REQUEST, Message::TMT_FAULT),
-         "value of type request accessed as type fault"},
-        {Tm_name_not_found_exception("x"), "x not found in struct"},
-        {Tm_enum_not_found_exception("blue", "red"), "blue not a valid enum name: an example is red"},
-        {Tm_enum_not_found_exception("blue", nullptr), "blue not a valid enum name"},
-        {Tm_enum_not_found_exception(5, "red"), "5 not a valid enum value: for enum starting with red"},
-        {Tm_enum_not_found_exception(-5, nullptr), "-5 not a valid enum value"},
-        {Tm_file_open_exception("/a b"), "failed to open /a b"},
-        {Tm_file_mapping_exception("/a"), "failed to map /a"},
-        {Tm_file_read_exception("/a"), "failed to read from /a"}};
-    for (auto const& [thrown, text] : cases) EXPECT_STREQ(text, thrown.what());
+    EXPECT_STREQ("", Tm_exception().what());
 }
 
 template <class Plain>
@@ -66,17 +40,28 @@ TYPED_TEST(IntegerTest, KeepsItsWidth) {
     EXPECT_FALSE(Tm_int_of<TypeParam>(1) == Tm_int_of<TypeParam>(2));
 }
 
+/// An integer of a user's own, which is read through the accessor of its type.
+struct Own_int : Tm_int {
+    Own_int* clone() const override { return new Own_int; }
+    bool equals(Tm_value const&) const override { throw Tm_exception("equals was called"); }
+    TMV get_value_type() const override { return TMV_INT32; }
+    bool accept(Tm_visitor&) const override { return true; }
+    int value_int32() const override { return 42; }
+};
+
 TEST(Scalars, CompareByTypeFirst) {
-    EXPECT_FALSE(Tm_int32(5) == Tm_int64(5));
-    EXPECT_FALSE(Tm_int64(7).equals(Tm_uint64(7)));
+    Own_int const own;
+    EXPECT_FALSE(own == Tm_int64(42));
+    EXPECT_TRUE(Tm_int32(42) == own);
+    Tm_array array;
+    array.add_member(&own);
+    EXPECT_EQ(42, array.get_member_int32(0));
+    EXPECT_FALSE(Tm_int32(5) == Tm_int64(5) || Tm_int64(7).equals(Tm_uint64(7)));
     EXPECT_TRUE(Tm_int8(1) != Tm_int16(1));
-    EXPECT_EQ(5, Tm_int16(5).value_int16());
-    EXPECT_EQ(Events{"int8(-1)"}, events_of(Tm_int8(-1)));
     Tm_double const nan(std::nan(""));
     EXPECT_FALSE(nan == *std::unique_ptr<Tm_value>(nan.clone()));
     EXPECT_TRUE(Tm_double(0.0) == Tm_double(-0.0));
     EXPECT_FALSE(Tm_bool(true) == Tm_bool(false));
-    EXPECT_TRUE(Tm_bool(true) == *std::unique_ptr<Tm_value>(Tm_bool(true).clone()));
 }
 
 /// A user's own date value.
@@ -110,15 +95,10 @@ TEST(Date, SettersKeepTheirRanges) {
 TEST(String, ChecksItsLengthBeforeTheCatalogue) {
     Tm_catalog<std::string> catalog;
     Tm_string const longest(std::string(65535, 'x'), &catalog);
-    EXPECT_EQ(1U, catalog.size());
-    std::string const text(65536, 'x');
     EXPECT_THROWS("String length 70000 out of range 0..65535", Tm_string(std::string(70000, 'x'), &catalog));
-    EXPECT_THROWS("String length 65536 out of range 0..65535", Tm_string(text, nullptr));
     EXPECT_EQ(1U, catalog.size());
-    Tm_string const first("abc", &catalog);
-    Tm_string const second("abc", &catalog);
+    EXPECT_TRUE(Tm_string("abc", &catalog) == Tm_string("abc", &catalog));
     EXPECT_EQ(2U, catalog.size());
-    EXPECT_TRUE(first == second);
     EXPECT_EQ(&catalog.find("abc")->first, &Tm_string::validate_string_length("abc", &catalog));
     EXPECT_FALSE(Tm_string(std::string("a\0b", 3)) == Tm_string(std::string("a\0c", 3)));
 }
@@ -133,14 +113,12 @@ TEST(Binary, SharesItsBytesAmongCopies) {
 
     unsigned char more[] = {9, 8, 7, 6};
     first = tm_binary_cstruct{4, more};
-    EXPECT_TRUE(first == Tm_binary(more, 4));
-    EXPECT_TRUE(*clone == first && assigned == first);
+    EXPECT_TRUE(first == Tm_binary(more, 4) && *clone == first && assigned == first);
     assigned = *&assigned;
     assigned = tm_binary_cstruct{2, const_cast<unsigned char*>(assigned.get_buffer()) + 1};
     EXPECT_TRUE(first == Tm_binary(more + 1, 2));
     assigned = tm_binary_cstruct{0, nullptr};
-    EXPECT_EQ(nullptr, first.get_buffer());
-    EXPECT_TRUE(first == Tm_binary(nullptr, 0));
+    EXPECT_TRUE(first.get_buffer() == nullptr && first == Tm_binary(nullptr, 0));
     EXPECT_FALSE(Tm_string("") == first);
 }
 
@@ -163,9 +141,9 @@ TEST(Catalogue, KeepsItsEntriesInPlaceAndNeverRestarts) {
     EXPECT_EQ(entries[17], other.find(name(17)));
     EXPECT_EQ(0U, catalog.next_index());
     other.clear();
-    EXPECT_EQ(0U, other.size());
-    EXPECT_EQ(nullptr, other.find(name(17)));
+    EXPECT_TRUE(other.size() == 0 && other.find(name(17)) == nullptr);
     EXPECT_EQ(5000U, other.add("after")->second);
+    EXPECT_EQ(5001U, other.add("again")->second);
 }
 
 }  // namespace

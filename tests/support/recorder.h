@@ -1,13 +1,11 @@
 /// A visitor that writes down every event it takes, and refuses those that it is told to.
 #pragma once
 
-#include <tmsg/tmsg.h>
-
 #include <functional>
-#include <string>
-#include <vector>
 
-using Events = std::vector<std::string>;
+#include "support/basics.h"
+
+using Events = Names;
 
 // clang-format off
 template <class Base>
@@ -18,39 +16,23 @@ public:
     /// Told the number of the attempt, from 0; true refuses the event.
     std::function<bool(int)> refuses = [](int) { return false; };
     bool wants_index = false;
+    /// Whether files come by descriptor; else by length, as the visitor's defaults have it.
+    bool reads_files = false;
     int attempts = 0;
 
-    bool visit_method_begin(bool v) override { return take("method_begin", v); }
-    bool visit_method_end(bool v) override { return take("method_end", v); }
-    bool visit_fault_begin() override { return take("fault_begin"); }
-    bool visit_fault_end() override { return take("fault_end"); }
-    bool visit_method_name_begin(unsigned int n) override { return take("method_name_begin", n); }
-    bool visit_method_name_continue(char const* p, unsigned int n) override { return piece("method_name", p, n); }
-    bool visit_bool(bool v) override { return take("bool", v); }
-    bool visit_int8(signed char v) override { return take("int8", v); }
-    bool visit_uint8(unsigned char v) override { return take("uint8", v); }
-    bool visit_int16(short v) override { return take("int16", v); }
-    bool visit_uint16(unsigned short v) override { return take("uint16", v); }
-    bool visit_int32(int v) override { return take("int32", v); }
-    bool visit_uint32(unsigned int v) override { return take("uint32", v); }
-    bool visit_int64(long v) override { return take("int64", v); }
-    bool visit_uint64(unsigned long v) override { return take("uint64", v); }
-    bool visit_double(double v) override { return take("double", v); }
-    bool visit_string_begin(unsigned int n) override { return take("string_begin", n); }
-    bool visit_string_continue(char const* p, unsigned int n) override { return piece("string", p, n); }
-    bool visit_binary_begin(unsigned int n) override { return take("binary_begin", n); }
-    bool visit_binary_continue(char const* p, unsigned int n) override { return piece("binary", p, n); }
-    bool visit_struct_begin() override { return take("struct_begin"); }
-    bool visit_struct_end() override { return take("struct_end"); }
-    bool visit_member_begin(unsigned int n) override { return take("member_begin", n); }
-    bool visit_member_continue(char const* p, unsigned int n) override { return piece("member", p, n); }
-    bool visit_member_end() override { return take("member_end"); }
-    bool visit_array_begin() override { return take("array_begin"); }
-    bool visit_array_end() override { return take("array_end"); }
-    bool visit_file_begin(unsigned int n) override { return take("file_begin", n); }
-    bool visit_file_begin(int, unsigned int n) override { return take("file_begin_fd", n); }
-    bool visit_file_continue(char const* p, unsigned int n) override { return piece("file", p, n); }
-    bool visit_file_continue(int, std::string const& path, unsigned int n) override { return take("file_read " + path, n); }
+#define NO_DATUM(event) bool visit_##event() override { return take(#event); }
+    NO_DATUM(fault_begin) NO_DATUM(fault_end) NO_DATUM(struct_begin) NO_DATUM(struct_end)
+    NO_DATUM(array_begin) NO_DATUM(array_end) NO_DATUM(member_end)
+#define NUMBER(event, type) bool visit_##event(type v) override { return take(#event, v); }
+    NUMBER(method_begin, bool) NUMBER(method_end, bool) NUMBER(bool, bool) NUMBER(double, double)
+    NUMBER(int8, signed char) NUMBER(int16, short) NUMBER(int32, int) NUMBER(int64, long)
+    NUMBER(uint8, unsigned char) NUMBER(uint16, unsigned short) NUMBER(uint32, unsigned int) NUMBER(uint64, unsigned long)
+#define PIECES(kind) NUMBER(kind##_begin, unsigned int) \
+    bool visit_##kind##_continue(char const* p, unsigned int n) override { return piece(#kind, p, n); }
+    PIECES(method_name) PIECES(string) PIECES(binary) PIECES(member) PIECES(file)
+
+    bool visit_file_begin(int fd, unsigned int n) override { return reads_files ? take("file_begin_fd", n) : Base::visit_file_begin(fd, n); }
+    bool visit_file_continue(int fd, std::string const& path, unsigned int n) override { return reads_files ? take("file_read " + path, n) : Base::visit_file_continue(fd, path, n); }
 
     bool has_memento() override { return !mementos.empty(); }
     int pop_memento() override { int const step = mementos.back(); mementos.pop_back(); return step; }
@@ -70,6 +52,9 @@ private:
         return take_text(name, data == nullptr ? "null" : std::string(data, size));
     }
 };
+#undef NO_DATUM
+#undef NUMBER
+#undef PIECES
 // clang-format on
 
 using Recorder = Recorder_of<Tm_visitor>;

@@ -1,22 +1,26 @@
 /// Messages that together hold every value kind, at its limits, at every place.
 #pragma once
 
-#include <tmsg/tmsg.h>
-
 #include <limits>
 #include <memory>
-#include <vector>
 
-#include "support/bytes.h"
+#include "support/basics.h"
+
+constexpr auto meta = Message::TMG_META;
+constexpr auto body = Message::TMG_BODY;
+
+/// Adds members, given as name and value in turn.
+template <class Datum, class... More>
+void add(Tm_struct& target, std::string const& name, Datum const& datum, More const&... more) {
+    target.add_member(name, datum);
+    if constexpr (sizeof...(more) > 0) add(target, more...);
+}
 
 template <class... Plain>
 void add_limits(Tm_array& array) {
-    for (int i = 0; i < 3; ++i) {
-        (array.add_member(i == 0   ? std::numeric_limits<Plain>::min()
-                          : i == 1 ? static_cast<Plain>(-1)
-                                   : std::numeric_limits<Plain>::max()),
-         ...);
-    }
+    (array.add_member(std::numeric_limits<Plain>::min()), ...);
+    (array.add_member(static_cast<Plain>(-1)), ...);
+    (array.add_member(std::numeric_limits<Plain>::max()), ...);
 }
 
 /// Three of each integer width, six doubles, two bools.
@@ -44,14 +48,17 @@ inline Tm_array every_length() {
 inline Tm_struct nested_struct() {
     Tm_array const empty;
     Tm_struct inner(nullptr);
-    inner.add_member("", "empty name");
-    inner.add_member(std::string("zero\0byte", 9), 1);
-    inner.add_member(std::string(300, 'n'), 2L);
+    add(inner, "", "empty name", std::string("zero\0byte", 9), 1, std::string(300, 'n'), 2L);
     Tm_struct outer(nullptr);
-    outer.add_member("inner", &inner);
-    outer.add_member("empty", &empty);
-    outer.add_member("inner", false);
+    add(outer, "inner", &inner, "empty", &empty, "inner", false);
     return outer;
+}
+
+/// Members of these names, numbered from 0.
+inline Tm_struct of_ints(Names const& names, Tm_catalog<std::string>* shared = nullptr) {
+    Tm_struct value(shared);
+    for (std::size_t i = 0; i < names.size(); ++i) value.add_member(names[i], static_cast<int>(i));
+    return value;
 }
 
 inline std::unique_ptr<Message> make_message(Message::TMT kind, std::string const& name = "") {
@@ -69,11 +76,8 @@ inline std::unique_ptr<Message> every_kind_request() {
     auto const fault = make_message(Message::TMT_FAULT);
     fault->set_fault_code(-7);
     fault->set_fault_string("inside");
-    request->add_member(Message::TMG_META, "trace", 12345UL);
-    request->add_member(Message::TMG_BODY, "scalars", &scalars);
-    request->add_member(Message::TMG_BODY, "lengths", &lengths);
-    request->add_member(Message::TMG_BODY, "nested", &inner);
-    request->add_member(Message::TMG_BODY, "fault", fault.get());
+    request->add_member(meta, "trace", 12345UL);
+    add(request->get_struct(body), "scalars", &scalars, "lengths", &lengths, "nested", &inner, "fault", fault.get());
     return request;
 }
 
@@ -83,9 +87,8 @@ inline std::unique_ptr<Message> indexed_request() {
     auto const item = nested_struct();
     Tm_array list;
     for (int i = 0; i < 3; ++i) list.add_member(&item);
-    request->add_member(Message::TMG_META, "before", 1);
-    request->add_member(Message::TMG_BODY, "list", &list);
-    request->add_member(Message::TMG_BODY, "last", "text");
+    request->add_member(meta, "before", 1);
+    add(request->get_struct(body), "list", &list, "last", "text");
     request->index_member_names();
     return request;
 }
@@ -101,8 +104,8 @@ inline std::vector<std::unique_ptr<Message>> sample_messages() {
     auto innermost = make_message(Message::TMT_RESPONSE);
     for (int depth = 0; depth < 5; ++depth) {
         auto outer = make_message(depth % 2 == 0 ? Message::TMT_REQUEST : Message::TMT_RESPONSE, "a.b");
-        outer->add_member(Message::TMG_META, "depth", depth);
-        outer->add_member(Message::TMG_BODY, "inner", innermost.get());
+        outer->add_member(meta, "depth", depth);
+        outer->add_member(body, "inner", innermost.get());
         innermost = std::move(outer);
     }
     samples.push_back(std::move(innermost));

@@ -17,7 +17,8 @@ public:
     /// Drops the message unless it was released, and begins a new one.
     void init() override;
 
-    /// The message under construction; null once it is released.
+    /// The message under construction, to be read but not changed before it is complete; null once
+    /// it is released.
     Message* message() const { return message_.get(); }
     /// The caller owns it from now on, and it is not built any further.
     Message* release_msg();

@@ -82,73 +82,9 @@ Unsigned Tm_bin_decoder_base::take_number() {
 
 /// Replays one item. False: it is not all there.
 bool Tm_bin_decoder_base::act_on(unsigned char tag) {
-    Tm_creator_base& creator = *creator_;
     switch (tag) {
-        case TM_TAG_CALL:
-            creator.visit_method_begin(true);
-            break;
-        case TM_TAG_RESPONSE:
-            creator.visit_method_begin(false);
-            break;
-        case TM_TAG_CALL_END:
-            creator.visit_method_end(true);
-            break;
-        case TM_TAG_RESPONSE_END:
-            creator.visit_method_end(false);
-            break;
-        case TM_TAG_FAULT:
-            creator.visit_fault_begin();
-            break;
-        case TM_TAG_FAULT_END:
-            creator.visit_fault_end();
-            break;
-        case TM_TAG_STRUCT:
-            creator.visit_struct_begin();
-            break;
-        case TM_TAG_STRUCT_END:
-            creator.visit_struct_end();
-            break;
-        case TM_TAG_ARRAY:
-            creator.visit_array_begin();
-            break;
-        case TM_TAG_ARRAY_END:
-            creator.visit_array_end();
-            break;
         case TM_TAG_MEMBER:
             return begin_member();
-        case TM_TAG_MEMBER_END:
-            creator.visit_member_end();
-            break;
-        case TM_TAG_BOOL:
-            creator.visit_bool(take_number<std::uint8_t>() != 0);
-            break;
-        case TM_TAG_INT8:
-            creator.visit_int8(static_cast<signed char>(take_number<std::uint8_t>()));
-            break;
-        case TM_TAG_UINT8:
-            creator.visit_uint8(take_number<std::uint8_t>());
-            break;
-        case TM_TAG_INT16:
-            creator.visit_int16(static_cast<short>(take_number<std::uint16_t>()));
-            break;
-        case TM_TAG_UINT16:
-            creator.visit_uint16(take_number<std::uint16_t>());
-            break;
-        case TM_TAG_INT32:
-            creator.visit_int32(static_cast<int>(take_number<std::uint32_t>()));
-            break;
-        case TM_TAG_UINT32:
-            creator.visit_uint32(take_number<std::uint32_t>());
-            break;
-        case TM_TAG_INT64:
-            creator.visit_int64(static_cast<long>(take_number<std::uint64_t>()));
-            break;
-        case TM_TAG_UINT64:
-            creator.visit_uint64(take_number<std::uint64_t>());
-            break;
-        case TM_TAG_DOUBLE:
-            creator.visit_double(take_double());
-            break;
         case TM_TAG_METHOD_NAME:
             return begin_bytes<std::uint16_t>(&Tm_creator_base::visit_method_name_begin,
                                               &Tm_creator_base::visit_method_name_continue);
@@ -162,9 +98,52 @@ bool Tm_bin_decoder_base::act_on(unsigned char tag) {
             return begin_bytes<std::uint32_t>(&Tm_creator_base::visit_file_begin,
                                               &Tm_creator_base::visit_file_continue);
         default:
-            set_error("unknown tag found", tag, read_ - 1);
+            if (!replay_scalar(tag) && !replay_bracket(tag)) {
+                set_error("unknown tag found", tag, read_ - 1);
+            }
+            return true;
     }
-    return true;
+}
+
+/// False: the tag is none of a value of fixed size.
+bool Tm_bin_decoder_base::replay_scalar(unsigned char tag) {
+    Tm_creator_base& c = *creator_;
+    // clang-format off
+    switch (tag) {
+        case TM_TAG_BOOL:   c.visit_bool(take_number<std::uint8_t>() != 0); return true;
+        case TM_TAG_INT8:   c.visit_int8(static_cast<signed char>(take_number<std::uint8_t>())); return true;
+        case TM_TAG_UINT8:  c.visit_uint8(take_number<std::uint8_t>()); return true;
+        case TM_TAG_INT16:  c.visit_int16(static_cast<short>(take_number<std::uint16_t>())); return true;
+        case TM_TAG_UINT16: c.visit_uint16(take_number<std::uint16_t>()); return true;
+        case TM_TAG_INT32:  c.visit_int32(static_cast<int>(take_number<std::uint32_t>())); return true;
+        case TM_TAG_UINT32: c.visit_uint32(take_number<std::uint32_t>()); return true;
+        case TM_TAG_INT64:  c.visit_int64(static_cast<long>(take_number<std::uint64_t>())); return true;
+        case TM_TAG_UINT64: c.visit_uint64(take_number<std::uint64_t>()); return true;
+        case TM_TAG_DOUBLE: c.visit_double(take_double()); return true;
+        default: return false;
+    }
+    // clang-format on
+}
+
+/// False: the tag neither begins nor ends anything.
+bool Tm_bin_decoder_base::replay_bracket(unsigned char tag) {
+    Tm_creator_base& c = *creator_;
+    // clang-format off
+    switch (tag) {
+        case TM_TAG_CALL:         c.visit_method_begin(true); return true;
+        case TM_TAG_RESPONSE:     c.visit_method_begin(false); return true;
+        case TM_TAG_CALL_END:     c.visit_method_end(true); return true;
+        case TM_TAG_RESPONSE_END: c.visit_method_end(false); return true;
+        case TM_TAG_FAULT:        c.visit_fault_begin(); return true;
+        case TM_TAG_FAULT_END:    c.visit_fault_end(); return true;
+        case TM_TAG_STRUCT:       c.visit_struct_begin(); return true;
+        case TM_TAG_STRUCT_END:   c.visit_struct_end(); return true;
+        case TM_TAG_MEMBER_END:   c.visit_member_end(); return true;
+        case TM_TAG_ARRAY:        c.visit_array_begin(); return true;
+        case TM_TAG_ARRAY_END:    c.visit_array_end(); return true;
+        default: return false;
+    }
+    // clang-format on
 }
 
 double Tm_bin_decoder_base::take_double() {

@@ -62,6 +62,8 @@ private:
     bool decode_buffer();
     bool decode_item();
     bool act_on(unsigned char tag);
+    bool replay_scalar(unsigned char tag);
+    bool replay_bracket(unsigned char tag);
     bool begin_member();
     template <class Length>
     bool begin_bytes(Begin_event begin, Continue_event piece);

@@ -56,7 +56,9 @@ public:
     }
     /// Takes the value over, and frees it on failure.
     void add_member_and_own(Where where, Tm_value* value, Index* index = nullptr) {
-        owner().place_member(where, Tm_value_ptr(value), index);
+        Tm_value_ptr owned(value);
+        owner().check_place(where);
+        owner().place_member(where, std::move(owned), index);
     }
 
 protected:
@@ -67,6 +69,7 @@ private:
 
     template <class... Datum>
     void put(Where where, Index* index, Datum const&... datum) {
+        owner().check_place(where);
         owner().place_member(where, tm_make_value(datum...), index);
     }
 };

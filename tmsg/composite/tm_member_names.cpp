@@ -6,9 +6,9 @@
 
 namespace {
 
-/// A copy must not keep a catalogue alive that is much larger than its own names.
+/// A copy must not keep a huge catalogue alive for a few names of its own.
 bool is_worth_lending(Tm_catalog<std::string> const& catalog, std::size_t names) {
-    return catalog.size() <= 64 + 2 * names;
+    return catalog.size() <= 1024 + 2 * names;
 }
 
 }  // namespace
@@ -64,13 +64,28 @@ void Tm_member_names::clear() noexcept {
     }
 }
 
-void Tm_member_names::swap(Tm_member_names& other) noexcept {
-    bool const kept_by_callers = !owns_catalog_ && kept_ == nullptr && other.kept_ == nullptr;
-    if (kept_by_callers) {
-        names_.swap(other.names_);
-    } else {
+void Tm_member_names::swap(Tm_member_names& other) {
+    if (owns_catalog_ && other.owns_catalog_) {
         swap_all(other);
+        return;
     }
+    bool const kept_by_callers = kept_ == nullptr && other.kept_ == nullptr;
+    if (kept_by_callers || catalog_ == other.catalog_) {
+        names_.swap(other.names_);
+        return;
+    }
+    auto mine = interned(other.names_);
+    other.names_ = other.interned(names_);
+    names_ = std::move(mine);
+}
+
+/// The same names, as they stand in this catalogue.
+std::vector<std::string const*> Tm_member_names::interned(
+    std::vector<std::string const*> const& names) {
+    std::vector<std::string const*> list;
+    list.reserve(names.size());
+    for (std::string const* name : names) list.push_back(&intern(*name));
+    return list;
 }
 
 void Tm_member_names::swap_all(Tm_member_names& other) noexcept {
@@ -90,8 +105,7 @@ void Tm_member_names::copy_list(Tm_member_names const& other) {
                is_worth_lending(*other.catalog_, other.size())) {
         borrow_list(other, other.kept_);
     } else {
-        names_.reserve(other.size());
-        for (std::string const* name : other.names_) names_.push_back(&intern(*name));
+        names_ = interned(other.names_);
     }
 }
 

@@ -42,13 +42,14 @@ public:
 
     /// Forgets the list and lets an own catalogue go; a shared one stays as it is.
     void clear() noexcept;
-    /// Between two that own or two that share their catalogues. Two that share catalogues kept
-    /// alive by their callers exchange the lists alone: both catalogues must outlive both.
-    void swap(Tm_member_names& other) noexcept;
+    /// Between two that own or two that share their catalogues. Two that share go on using their
+    /// own one each; where callers keep these alive, both catalogues must outlive both now.
+    void swap(Tm_member_names& other);
     /// Exchanges everything, between any two.
     void swap_all(Tm_member_names& other) noexcept;
 
 private:
+    std::vector<std::string const*> interned(std::vector<std::string const*> const& names);
     void copy_list(Tm_member_names const& other);
     void borrow_list(Tm_member_names const& other, Tm_shared_names const& lender);
 

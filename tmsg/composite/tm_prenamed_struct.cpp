@@ -37,7 +37,7 @@ Tm_prenamed_struct* Tm_prenamed_struct::clone() const { return new Tm_prenamed_s
 
 Tm_prenamed_struct::~Tm_prenamed_struct() = default;
 
-void Tm_prenamed_struct::clear() { values_.size_and_clear(name_count_); }
+void Tm_prenamed_struct::clear() { values_.size_and_clear(values_.size()); }
 
 void Tm_prenamed_struct::clear(char const* const* names) {
     int count = 0;
@@ -49,7 +49,7 @@ void Tm_prenamed_struct::clear(char const* const* names) {
 }
 
 char const* Tm_prenamed_struct::get_member_name(int i) const {
-    check_position(i);
+    check_place(i);
     return names_[i];
 }
 
@@ -85,12 +85,12 @@ void Tm_prenamed_struct::add_value_and_copy(int i, Tm_value const* value) {
 }
 
 void Tm_prenamed_struct::place_member(int i, std::unique_ptr<Tm_value> value, Index* index) {
-    check_position(i);
     add_name_index(i, index);
     add_value_and_own(i, value.release());
 }
 
-/// The slots are as many as the names, unless this was assigned through its base.
-void Tm_prenamed_struct::check_position(int i) const {
-    if (i < 0 || i >= name_count_) throw Tm_out_of_range_exception(i, 0, name_count_ - 1);
+/// There are as many slots as names, unless this was swapped or assigned through its base.
+void Tm_prenamed_struct::check_place(int i) const {
+    int const count = std::min(values_.size(), name_count_);
+    if (i < 0 || i >= count) throw Tm_out_of_range_exception(i, 0, count - 1);
 }

@@ -49,7 +49,7 @@ private:
     friend class Tm_member_adders<Tm_prenamed_struct, int>;
 
     void place_member(int i, std::unique_ptr<Tm_value> value, Index* index);
-    void check_position(int i) const;
+    void check_place(int i) const;
 
     char const* const* names_ = nullptr;
     int name_count_ = 0;

@@ -15,12 +15,20 @@
 
 namespace {
 
-/// Plain types read their value; the specialisations below hand out text and objects.
+/// Integers; the specialisations below are for the other plain types, text and objects.
 template <class Result>
 struct Reading {
     static constexpr TMV code = Tm_plain<Result>::code;
     static Result read(Tm_value const* member) {
-        return static_cast<typename Tm_plain<Result>::value const*>(member)->value();
+        return (static_cast<Tm_int const*>(member)->*Tm_int_accessor<Result>::read)();
+    }
+};
+
+template <class Plain>
+struct Plain_reading {
+    static constexpr TMV code = Tm_plain<Plain>::code;
+    static Plain read(Tm_value const* member) {
+        return static_cast<typename Tm_plain<Plain>::value const*>(member)->value();
     }
 };
 
@@ -31,6 +39,8 @@ struct Object_reading {
 };
 
 // clang-format off
+template <> struct Reading<double>           : Plain_reading<double> {};
+template <> struct Reading<bool>             : Plain_reading<bool> {};
 template <> struct Reading<Tm_date const*>   : Object_reading<TMV_DATE, Tm_date> {};
 template <> struct Reading<Tm_binary const*> : Object_reading<TMV_BINARY, Tm_binary> {};
 template <> struct Reading<Tm_file const*>   : Object_reading<TMV_FILE, Tm_file> {};

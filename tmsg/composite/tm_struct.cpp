@@ -108,16 +108,16 @@ void Tm_struct::clear() {
     hint_ = 0;
 }
 
-char const* Tm_struct::get_member_name(int i) const {
+std::string const& Tm_struct::listed_name(int i) const {
     int const count = static_cast<int>(names_.size());
     if (i < 0 || i >= count) throw Tm_out_of_range_exception(i, 0, count - 1);
-    return names_[static_cast<std::size_t>(i)].c_str();
+    return names_[static_cast<std::size_t>(i)];
 }
 
+char const* Tm_struct::get_member_name(int i) const { return listed_name(i).c_str(); }
+
 unsigned int Tm_struct::get_member_name_length(int i) const {
-    int const count = static_cast<int>(names_.size());
-    if (i < 0 || i >= count) throw Tm_out_of_range_exception(i, 0, count - 1);
-    return static_cast<unsigned int>(names_[static_cast<std::size_t>(i)].size());
+    return static_cast<unsigned int>(listed_name(i).size());
 }
 
 int Tm_struct::add_name(std::string const& name, Index* index) {
@@ -216,24 +216,26 @@ void Tm_struct::forget_lookup() noexcept {
 }
 
 void Tm_struct::swap(Tm_struct& other) {
-    forget_lookup();
-    other.forget_lookup();
-    values_.swap(other.values_);
-    std::swap(hint_, other.hint_);
-    indexes_.swap(other.indexes_);
-    if (names_.owns_catalog() != other.names_.owns_catalog()) {
+    bool const same_make = names_.owns_catalog() == other.names_.owns_catalog();
+    if (same_make) names_.swap(other.names_);
+    swap_members(other);
+    if (!same_make) {
         throw Tm_exception("swap does not support swapping tm_struct with different type");
     }
-    names_.swap(other.names_);
 }
 
 void Tm_struct::swap_all(Tm_struct& other) noexcept {
+    names_.swap_all(other.names_);
+    swap_members(other);
+}
+
+/// All but the names.
+void Tm_struct::swap_members(Tm_struct& other) noexcept {
     forget_lookup();
     other.forget_lookup();
     values_.swap(other.values_);
     std::swap(hint_, other.hint_);
     indexes_.swap(other.indexes_);
-    names_.swap_all(other.names_);
 }
 
 /// A struct whose names stand elsewhere answers them through get_member_name() alone.

@@ -91,8 +91,10 @@ private:
 
     Tm_value const* find_member(int i) const { return get_value(i); }
     Tm_value const* find_member(char const* name) const { return get_value(get_number(name)); }
+    void check_place(std::string const&) const {}
     void place_member(std::string const& name, std::unique_ptr<Tm_value> value, Index* index);
 
+    std::string const& listed_name(int i) const;
     std::string_view name_at(int i) const;
     int find(std::string_view name) const;
     int find_far(std::string_view name, int from) const;
@@ -101,6 +103,7 @@ private:
     void list_names_of(Tm_struct const& other);
     bool accept_name(int i, bool by_index, Tm_visitor& visitor) const;
     void swap_all(Tm_struct& other) noexcept;
+    void swap_members(Tm_struct& other) noexcept;
 
     Tm_member_names names_;
     mutable std::unique_ptr<Tm_name_lookup> lookup_;

@@ -22,7 +22,7 @@ public:
     /// Room for one more, so that the next push cannot fail.
     void reserve_next();
 
-    /// Both answer the stored value. `..._own` takes the value over and frees it on failure.
+    /// Each answers the stored value. `..._own` takes the value over and frees it on failure.
     Tm_value* push_and_copy(Tm_value const* value);
     Tm_value* push_and_own(Tm_value* value);
     Tm_value* set_and_copy(int position, Tm_value const* value);

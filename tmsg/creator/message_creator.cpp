@@ -3,12 +3,6 @@
 #include "tmsg/creator/tm_struct_creator.h"
 #include "tmsg/value/tm_string.h"
 
-namespace {
-
-constexpr unsigned int longest_name = 65535;
-
-}  // namespace
-
 Message_creator::Message_creator(Message* target, Tm_shared_names const& names,
                                  Tm_received_files* received_files)
     : target_(target), context_{names, nullptr, received_files} {}
@@ -63,7 +57,7 @@ bool Message_creator::visit_fault_end() {
 }
 
 bool Message_creator::visit_method_name_begin(unsigned int length) {
-    if (name_length_ != 0 || length > longest_name || phase_ != Phase::begun) {
+    if (name_length_ != 0 || length > Tm_string::MAX_LENGTH || phase_ != Phase::begun) {
         return Tm_creator_state::visit_method_name_begin(length);
     }
     if (!is_call_) return fail("method name found in method response");
@@ -94,7 +88,6 @@ bool Message_creator::visit_struct_begin() {
     return Tm_creator_state::visit_struct_begin();
 }
 
-/// The names stay where they are: the first struct is complete and keeps them.
 bool Message_creator::read_name_table() {
     Tm_struct const& meta = target_->get_const_struct(Message::TMG_META);
     int const position = meta.get_member_index("catalog");
@@ -105,7 +98,7 @@ bool Message_creator::read_name_table() {
     for (int i = 0; i < count; ++i) {
         auto const* const name =
             static_cast<Tm_string const*>(catalog.get_member_value(TMV_STRING, i));
-        table_.push_back(&name->value());
+        table_.push_back(name->value());
     }
     return true;
 }

@@ -7,7 +7,7 @@
 #include "tmsg/value/tm_catalog.h"
 
 /// The names of members that come by index, in index order.
-using Tm_name_table = std::vector<std::string const*>;
+using Tm_name_table = std::vector<std::string>;
 
 /// The paths of complete received files, for who drops what is built.
 using Tm_received_files = std::vector<std::string>;

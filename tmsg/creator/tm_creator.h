@@ -1,6 +1,7 @@
 /// Rebuilds a message, or fills an array with values, from events. Each event goes to the state on
-/// top of a stack with one state for every value that is open. The target stays its owner's and
-/// must outlive the creator. After a failure the error text stays.
+/// top of a stack with one state for every value that is open. The target stays its owner's, must
+/// outlive the creator and is not changed by others before it is complete. After a failure the
+/// error text stays.
 #pragma once
 
 #include <memory>

@@ -25,7 +25,7 @@ bool Tm_member_creator::visit_member_continue(char const* data, unsigned int len
 bool Tm_member_creator::visit_member_continue_with_index(unsigned short index) {
     if (context()->table == nullptr)
         return Tm_creator_state::visit_member_continue_with_index(index);
-    std::string const& name = *context()->table->at(index);
+    std::string const& name = context()->table->at(index);
     return visit_member_continue(name.data(), static_cast<unsigned int>(name.size()));
 }
 

@@ -28,7 +28,7 @@ bool Tm_struct_creator::visit_member_begin(unsigned int length) {
 
 bool Tm_struct_creator::visit_member_begin_with_index(unsigned short index) {
     if (context_->table == nullptr) return Tm_creator_state::visit_member_begin_with_index(index);
-    return visit_member_begin(static_cast<unsigned int>(context_->table->at(index)->size()));
+    return visit_member_begin(static_cast<unsigned int>(context_->table->at(index).size()));
 }
 
 bool Tm_struct_creator::visit_struct_end() {

@@ -80,8 +80,8 @@ public:
     Tm_struct const& get_const_struct(TMG group) const;
     void clear(TMG group);
 
-    /// Faults only; another kind throws Tm_type_mismatch_exception. Setting one of the two moves
-    /// it behind the other and drops every further member of the body.
+    /// Faults only; another kind throws Tm_type_mismatch_exception. Setting one of the two again
+    /// moves it behind the other and drops every further member of the body.
     void set_fault_code(int code);
     void set_fault_string(char const* text);
     /// -1 when there is none.
@@ -96,13 +96,16 @@ public:
     bool get_use_send_member_string() const { return use_send_names_; }
     /// The index catalogue of the body while the feature is on; null otherwise and for TMG_META.
     Tm_catalog<std::string>* get_send_member_string(TMG group);
+    Tm_catalog<std::string> const* get_send_member_string(TMG group) const;
     /// Adds the table that a receiver needs to read the indexes, the array "catalog", to TMG_META,
     /// unless it is there or the feature is off.
     void create_send_member_string_meta();
     /// Turns the feature on for the whole message as it stands: records indexes for every struct
-    /// of the body but those of nested messages, and puts the fitting "catalog" in the place of
-    /// one already there. False, and nothing changed, where the environment forbids the feature or
-    /// there are more than 65,536 names. To be called again after members were added.
+    /// of the body and puts the fitting "catalog" in the place of one already there; the same for
+    /// each nested message that has a "catalog", while all others are sent with their names.
+    /// Nothing changes when the answer is false, as it is where the environment forbids the
+    /// feature or one message has more than 65,536 names, or when a name over 65,535 bytes makes it
+    /// throw Tm_out_of_range_exception. To be called again after members were added.
     bool index_member_names();
 
     /// For callers that expect them; the library keeps no such data.
@@ -127,6 +130,7 @@ public:
     Tm_header header;
 
 private:
+    friend class Tm_index_plan;
     friend class Tm_member_getters<Message, TMG>;
 
     template <class... Datum>
@@ -135,6 +139,10 @@ private:
     Tm_value const* find_member(TMG group, Key key) const {
         return get_const_struct(group).find_member(key);
     }
+
+    int name_table_position() const;
+    static std::unique_ptr<Tm_array> make_name_table(Tm_catalog<std::string> const& names);
+    void place_name_table(std::unique_ptr<Tm_array> table);
 
     void check_is_fault() const;
     void set_fault_member(char const* name, std::unique_ptr<Tm_value> value, char const* other,

@@ -10,7 +10,7 @@
 
 class TMSG_API MessageChunk {
 public:
-    /// Collections of garbage that a message without new data survives, plus one.
+    /// The collection of garbage after its last data with which a message is dropped.
     static constexpr int IDLE_LIMIT = 20;
 
     /// The originator tells apart messages of equal sequence number from different senders.
@@ -30,7 +30,8 @@ public:
     unsigned int getSeqNo() const { return seq_no_; }
     int getOriginator() const { return originator_; }
 
-    /// The message under construction, still the decoder's.
+    /// The message under construction, still the decoder's, not to be changed before it is
+    /// complete.
     Message* getMessage() const { return decoder_.message(); }
     /// The caller owns it from now on.
     Message* releaseMessage() { return decoder_.release_msg(); }

@@ -8,30 +8,9 @@
 namespace {
 
 char const table_name[] = "catalog";
-/// What a 16-bit index on the wire can tell apart.
-constexpr unsigned int most_names = 65536;
-
 bool is_forbidden_by_environment() {
     static bool const forbidden = std::getenv("QEL_INIT_DISABLE_SEND_MEMBER_STRING") != nullptr;
     return forbidden;
-}
-
-/// The names in index order.
-std::unique_ptr<Tm_array> make_table(Tm_catalog<std::string> const& names) {
-    auto table = std::make_unique<Tm_array>();
-    table->reserve(static_cast<int>(names.size()));
-    for (std::size_t i = 0; i < names.size(); ++i) table->add_member(names[i].first);
-    return table;
-}
-
-/// The first member of that name, where a receiver looks it up; -1 for none.
-int first_position(Tm_struct const& group, std::string_view name) {
-    for (int i = 0; i < group.get_member_count(); ++i) {
-        if (std::string_view(group.get_member_name(i), group.get_member_name_length(i)) == name) {
-            return i;
-        }
-    }
-    return -1;
 }
 
 }  // namespace
@@ -44,29 +23,48 @@ Tm_catalog<std::string>* Message::get_send_member_string(TMG group) {
     return use_send_names_ && group == TMG_BODY ? &send_names_ : nullptr;
 }
 
+Tm_catalog<std::string> const* Message::get_send_member_string(TMG group) const {
+    return const_cast<Message*>(this)->get_send_member_string(group);
+}
+
 void Message::create_send_member_string_meta() {
-    Tm_struct& meta = groups_[TMG_META];
-    if (!use_send_names_ || first_position(meta, table_name) >= 0) return;
-    meta.add_member_and_own(table_name, make_table(send_names_).release());
+    if (use_send_names_ && name_table_position() < 0) {
+        place_name_table(make_name_table(send_names_));
+    }
 }
 
 bool Message::index_member_names() {
     if (is_forbidden_by_environment()) return false;
-    Tm_struct& meta = groups_[TMG_META];
-    Tm_index_plan plan;
-    plan.number(groups_[TMG_BODY]);
-    plan.strip(meta);
-    if (plan.names().size() > most_names) return false;
+    Tm_index_plan plan(*this);
+    if (!plan.is_possible()) return false;
+    plan.carry_out();
+    return true;
+}
 
-    auto table = make_table(plan.names());
-    int const position = first_position(meta, table_name);
+/// Where a receiver looks the table up: the first member of its name.
+int Message::name_table_position() const {
+    Tm_struct const& meta = groups_[TMG_META];
+    for (int i = 0; i < meta.get_member_count(); ++i) {
+        std::string_view const name(meta.get_member_name(i), meta.get_member_name_length(i));
+        if (name == table_name) return i;
+    }
+    return -1;
+}
+
+/// The names in index order.
+std::unique_ptr<Tm_array> Message::make_name_table(Tm_catalog<std::string> const& names) {
+    auto table = std::make_unique<Tm_array>();
+    table->reserve(static_cast<int>(names.size()));
+    for (std::size_t i = 0; i < names.size(); ++i) table->add_member(names[i].first);
+    return table;
+}
+
+void Message::place_name_table(std::unique_ptr<Tm_array> table) {
+    Tm_struct& meta = groups_[TMG_META];
+    int const position = name_table_position();
     if (position >= 0) {
         meta.values_.set_and_own(position, table.release());
     } else {
         meta.add_member_and_own(table_name, table.release());
     }
-    plan.carry_out();
-    send_names_.swap(plan.names());
-    use_send_names_ = true;
-    return true;
 }

@@ -42,7 +42,8 @@ public:
     /// Drops all that a closed connection left, without a report.
     void forget(int originator);
 
-    /// Ages every unfinished message and drops those that got no data since the 20th call back.
+    /// Ages every unfinished message and drops those that got no data since the 20th call back. A
+    /// handler that throws here ends the reports, not the ageing.
     void collect_garbage();
 
 private:

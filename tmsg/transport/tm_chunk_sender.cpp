@@ -42,11 +42,9 @@ bool Tm_chunk_sender::send_as_it_is(Message const& message, Sink const& sink, un
     header.set_first_chunk(true);
 
     encoder_.begin_fill();
-    for (bool complete = false, last = false; !last;) {
-        // What passes the chunk size is part of a later chunk, so a complete walk ends the message
-        // only when nothing is left over.
-        if (!complete && encoder_.check_state()) complete = message.accept(encoder_);
-        last = complete && encoder_.fill_position() <= encoder_.chunk_size();
+    for (bool last = false; !last;) {
+        // A complete walk leaves no more than a chunk: the last event is one byte.
+        if (encoder_.check_state()) last = message.accept(encoder_);
 
         int const payload = std::min(encoder_.fill_position(), encoder_.chunk_size());
         header.set_length(static_cast<unsigned int>(payload));

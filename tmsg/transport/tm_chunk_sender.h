@@ -18,7 +18,9 @@ public:
     /// How the names of the body's members travel.
     enum class Names {
         as_built,  ///< as the message has it
-        by_index   ///< by index: an indexed copy of the message is sent, if it can be indexed
+        /// By index: an indexed copy of the message is sent, as far as it can be indexed. Copying
+        /// opens the message's files again, and empties one that was opened for writing.
+        by_index
     };
 
     /// Payload bytes of a chunk, 1 to 1,048,575; else Tm_out_of_range_exception.
@@ -27,7 +29,8 @@ public:
 
     /// Every chunk but the last carries exactly the chunk size. False: the sink has stopped it.
     /// Throws, before the first chunk, Tm_out_of_range_exception for a method or member name over
-    /// 65,535 bytes; Tm_file_read_exception when a file cannot be read.
+    /// 65,535 bytes; Tm_file_read_exception when a file cannot be read; with by_index also what
+    /// copying the message throws.
     bool send(Message const& message, unsigned int seq_no, unsigned char tmport, Sink const& sink,
               Names names = Names::as_built);
 

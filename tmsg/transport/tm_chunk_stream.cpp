@@ -47,18 +47,27 @@ std::size_t Tm_chunk_stream::read_header(unsigned char const* data, std::size_t 
 void Tm_chunk_stream::begin_chunk(Tm_chunk_outcome& outcome) {
     unsigned int const seq_no = header_.get_seq_no();
     if (header_.get_first_chunk()) {
-        auto fresh = std::make_unique<MessageChunk>(seq_no, originator_);
-        auto const unfinished = take_message();
-        messages_.putChunk(fresh.release());
-        refused_.erase(seq_no);
-        if (unfinished == nullptr) return;
+        begin_message(outcome);
+    } else if (auto const refused = refused_.find(seq_no); refused != refused_.end()) {
+        refused->second = MessageChunk::IDLE_LIMIT;
+    } else if (messages_.findChunk(seq_no, originator_, false) == nullptr) {
+        report("chunk continues no known message", outcome);
+    }
+}
+
+void Tm_chunk_stream::begin_message(Tm_chunk_outcome& outcome) {
+    refused_.erase(header_.get_seq_no());
+    if (auto const unfinished = take_message()) {
         unfinished->removeReceivedFiles();
         unfinished->finalize();
         report(unfinished->hasError() ? unfinished->error() : "message without a last chunk",
                outcome);
-    } else if (messages_.findChunk(seq_no, originator_, false) == nullptr &&
-               refused_.count(seq_no) == 0) {
-        report("chunk continues no known message", outcome);
+    }
+    try {
+        messages_.putChunk(
+            std::make_unique<MessageChunk>(header_.get_seq_no(), originator_).release());
+    } catch (std::exception const& failure) {
+        refuse_message(failure.what(), outcome);
     }
 }
 
@@ -77,7 +86,7 @@ void Tm_chunk_stream::add_payload(unsigned char const* data, std::size_t size,
 
 void Tm_chunk_stream::refuse_message(std::string const& text, Tm_chunk_outcome& outcome) {
     report(text, outcome);
-    take_message()->removeReceivedFiles();
+    if (auto const message = take_message()) message->removeReceivedFiles();
     if (!header_.get_last_chunk()) refused_[header_.get_seq_no()] = MessageChunk::IDLE_LIMIT;
 }
 

@@ -45,6 +45,7 @@ public:
 private:
     std::size_t read_header(unsigned char const* data, std::size_t size);
     void begin_chunk(Tm_chunk_outcome& outcome);
+    void begin_message(Tm_chunk_outcome& outcome);
     void add_payload(unsigned char const* data, std::size_t size, Tm_chunk_outcome& outcome);
     void end_chunk(Tm_chunk_outcome& outcome);
     void refuse_message(std::string const& text, Tm_chunk_outcome& outcome);

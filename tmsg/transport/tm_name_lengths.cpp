@@ -5,12 +5,10 @@
 
 namespace {
 
-constexpr unsigned int longest_name = 65535;
-
 void check(std::size_t length) {
-    if (length > longest_name) {
+    if (length > Tm_string::MAX_LENGTH) {
         throw Tm_out_of_range_exception("String length", static_cast<int>(length), 0,
-                                        static_cast<int>(longest_name));
+                                        static_cast<int>(Tm_string::MAX_LENGTH));
     }
 }
 

@@ -1,5 +1,7 @@
 #include "tmsg/value/tm_binary.h"
 
+#include <cstring>
+#include <functional>
 #include <memory>
 #include <utility>
 
@@ -11,6 +13,12 @@ namespace {
 std::vector<unsigned char> copy_bytes(unsigned char const* data, unsigned int size) {
     if (size == 0) return {};
     return std::vector<unsigned char>(data, data + size);
+}
+
+/// The bytes at `data` are part of the vector, and would move with it.
+bool holds(std::vector<unsigned char> const& bytes, unsigned char const* data) {
+    std::less<> const before;
+    return !before(data, bytes.data()) && before(data, bytes.data() + bytes.size());
 }
 
 }  // namespace
@@ -54,7 +62,12 @@ Tm_binary& Tm_binary::operator=(Tm_binary const& other) {
 }
 
 Tm_binary& Tm_binary::operator=(tm_binary_cstruct const& source) {
-    *bytes_ = copy_bytes(source.data, source.size);
+    if (holds(*bytes_, source.data)) {
+        *bytes_ = copy_bytes(source.data, source.size);
+    } else {
+        bytes_->resize(source.size);
+        if (source.size > 0) std::memcpy(bytes_->data(), source.data, source.size);
+    }
     return *this;
 }
 

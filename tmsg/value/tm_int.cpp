@@ -48,7 +48,7 @@ Tm_int_of<Plain>* Tm_int_of<Plain>::clone() const {
 template <class Plain>
 bool Tm_int_of<Plain>::equals(Tm_value const& other) const {
     return other.get_value_type() == Tm_plain<Plain>::code &&
-           static_cast<Tm_int_of const&>(other).value_ == value_;
+           (static_cast<Tm_int const&>(other).*Tm_int_accessor<Plain>::read)() == value_;
 }
 
 template <class Plain>

@@ -27,6 +27,21 @@ public:
     static Tm_value* create(unsigned long value);
 };
 
+/// The accessor of each plain type: getters and equality read through it, so that a class of a
+/// user's own on Tm_int is read like one of the library's.
+template <class Plain>
+struct Tm_int_accessor;
+// clang-format off
+template <> struct Tm_int_accessor<signed char>    { static constexpr auto read = &Tm_int::value_int8; };
+template <> struct Tm_int_accessor<unsigned char>  { static constexpr auto read = &Tm_int::value_uint8; };
+template <> struct Tm_int_accessor<short>          { static constexpr auto read = &Tm_int::value_int16; };
+template <> struct Tm_int_accessor<unsigned short> { static constexpr auto read = &Tm_int::value_uint16; };
+template <> struct Tm_int_accessor<int>            { static constexpr auto read = &Tm_int::value_int32; };
+template <> struct Tm_int_accessor<unsigned int>   { static constexpr auto read = &Tm_int::value_uint32; };
+template <> struct Tm_int_accessor<long>           { static constexpr auto read = &Tm_int::value_int64; };
+template <> struct Tm_int_accessor<unsigned long>  { static constexpr auto read = &Tm_int::value_uint64; };
+// clang-format on
+
 /// The integer value that stores `Plain`; use the names Tm_int8 to Tm_uint64 below.
 template <class Plain>
 class TMSG_API Tm_int_of : public Tm_int {

@@ -9,6 +9,7 @@
 
 class TMSG_API Tm_string : public Tm_value {
 public:
+    /// In bytes; what the wire form has room for, in names too.
     static constexpr unsigned int MAX_LENGTH = 65535;
 
     /// With a catalogue the text also becomes a name in it.

@@ -15,9 +15,7 @@ char const* Tm_value::tmv_to_string(TMV type) {
 
 void* Tm_value::operator new(std::size_t size) { return ::operator new(size); }
 
-void Tm_value::operator delete(void* memory, std::size_t size) noexcept {
-    ::operator delete(memory, size);
-}
+void Tm_value::operator delete(void* memory, std::size_t) noexcept { ::operator delete(memory); }
 
 bool operator==(Tm_value const& left, Tm_value const& right) {
     return left.get_value_type() == right.get_value_type() && left.equals(right);

@@ -1,0 +1,98 @@
+/// Bytes as readable text and back, the texts of exceptions, and files.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <tmsg/tmsg.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+using Bytes = std::vector<unsigned char>;
+
+/// "00 01 0A" to bytes.
+inline Bytes from_hex(std::string const& text) {
+    Bytes bytes;
+    std::istringstream stream(text);
+    for (unsigned int byte = 0; stream >> std::hex >> byte;) bytes.push_back(static_cast<unsigned char>(byte));
+    return bytes;
+}
+
+using Names = std::vector<std::string>;
+
+template <class... Text>
+Names rows(Text const&... text) {
+    return {text...};
+}
+
+/// The two halves of a table's row "bytes -> text".
+inline std::pair<Bytes, std::string> split(std::string const& row) {
+    std::size_t const arrow = row.find("-> ");
+    return {from_hex(row.substr(0, arrow)), row.substr(arrow + 3)};
+}
+
+inline std::string to_hex(Bytes const& bytes) {
+    std::string text;
+    for (unsigned char const byte : bytes) {
+        for (int const digit : {byte >> 4, byte & 15}) text += "0123456789ABCDEF"[digit];
+        text += ' ';
+    }
+    return text.substr(0, text.size() - !text.empty());
+}
+
+/// Bytes that differ from their neighbours and repeat late.
+inline std::string pattern(std::size_t size) {
+    std::string text(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) text[i] = static_cast<char>(i * 7 + i / 256);
+    return text;
+}
+
+/// The exact text of what a call throws.
+template <class Exception = Tm_exception, class Call>
+std::string text_thrown_by(Call call) {
+    try {
+        call();
+    } catch (Exception const& thrown) { return thrown.what(); }
+    return "nothing thrown";
+}
+
+#define EXPECT_THROWS(text, call) EXPECT_EQ(text, text_thrown_by([&] { call; }))
+
+/// Files of a test, gone with it.
+class Scratch {
+public:
+    Scratch() {
+        std::string name = (std::filesystem::temp_directory_path() / "tmsg_test_XXXXXX").string();
+        folder_ = ::mkdtemp(name.data());
+    }
+    ~Scratch() { std::filesystem::remove_all(folder_); }
+
+    std::string path(std::string const& name) const { return (folder_ / name).string(); }
+    std::string file(std::string const& name, std::string const& content) const {
+        std::ofstream(path(name), std::ios::binary) << content;
+        return path(name);
+    }
+
+private:
+    std::filesystem::path folder_;
+};
+
+inline std::string content_of(std::string const& path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+/// How many received files of this process stand in /tmp; removes them.
+inline int remove_received_files() {
+    int removed = 0;
+    std::string const prefix = "/tmp/zab_tmp_" + std::to_string(::getpid()) + "_";
+    for (auto const& entry : std::filesystem::directory_iterator("/tmp")) {
+        if (entry.path().string().rfind(prefix, 0) == 0) removed += std::filesystem::remove(entry.path());
+    }
+    return removed;
+}
