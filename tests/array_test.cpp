@@ -90,7 +90,7 @@ TEST_F(Every_kind, IsGotByPositionAndName) {
     ADD(double, got == 0.5, 0.5);
     ADD(bool, got, true);
     ADD(string, std::string("text") == got, "text");
-    ADD(binary, *got == binary && got->get_buffer() != binary.get_buffer(), bytes, 2);
+    ADD(binary, *got == binary && got->get_buffer() != binary.get_buffer(), bytes, 2U);
     ADD(file, got->size() == 3, scratch.file("f", "123"), 0U);
     ADD(array, *got == list && got != &list, &list);
     ADD(struct, *got == inner && got != &inner, &inner);

@@ -22,7 +22,7 @@ struct Recording_decoder : Tm_bin_decoder_base {
 TEST(Decoder, DoesNotMindHowItsInputIsCut) {
     for (auto const& message : sample_messages()) {
         Bytes const bytes = encode(*message);
-        for (std::size_t const piece : {0, 1, 2, 3, 7, 127, 128, 129, 1000}) {
+        for (std::size_t const piece : {0U, 1U, 2U, 3U, 7U, 127U, 128U, 129U, 1000U}) {
             Decoded const decoded = decode(bytes, piece);
             ASSERT_EQ("", decoded.error) << piece;
             ASSERT_TRUE(*decoded.message == *message && !decoded.message->is_clone()) << piece;
@@ -118,7 +118,7 @@ TEST(Decoder, ReportsBrokenAndCutInput) {
     Tm_bin_decoder decoder(4096);
     for (std::string const& row : cases) {
         auto const [bytes, text] = split(row);
-        for (std::size_t const piece : {0, 1}) {
+        for (std::size_t const piece : {0U, 1U}) {
             feed(decoder, bytes, piece);
             decoder.finalize();
             // What follows changes nothing.

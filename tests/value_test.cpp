@@ -18,7 +18,7 @@ template <class Plain>
 class IntegerTest : public testing::Test {};
 using Integers =
     testing::Types<signed char, unsigned char, short, unsigned short, int, unsigned int, long, unsigned long>;
-TYPED_TEST_SUITE(IntegerTest, Integers);
+TYPED_TEST_SUITE(IntegerTest, Integers, );
 
 /// How many of the eight accessors answer something else than 0.
 int answering_accessors(Tm_int const& value) {

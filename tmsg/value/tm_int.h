@@ -69,14 +69,14 @@ private:
     Plain value_;
 };
 
-extern template class Tm_int_of<signed char>;
-extern template class Tm_int_of<unsigned char>;
-extern template class Tm_int_of<short>;
-extern template class Tm_int_of<unsigned short>;
-extern template class Tm_int_of<int>;
-extern template class Tm_int_of<unsigned int>;
-extern template class Tm_int_of<long>;
-extern template class Tm_int_of<unsigned long>;
+extern template class TMSG_API Tm_int_of<signed char>;
+extern template class TMSG_API Tm_int_of<unsigned char>;
+extern template class TMSG_API Tm_int_of<short>;
+extern template class TMSG_API Tm_int_of<unsigned short>;
+extern template class TMSG_API Tm_int_of<int>;
+extern template class TMSG_API Tm_int_of<unsigned int>;
+extern template class TMSG_API Tm_int_of<long>;
+extern template class TMSG_API Tm_int_of<unsigned long>;
 
 using Tm_int8 = Tm_int_of<signed char>;
 using Tm_uint8 = Tm_int_of<unsigned char>;
