@@ -8,7 +8,6 @@
 #include "tmsg/composite/tm_prenamed_struct.h"
 #include "tmsg/composite/tm_slot.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_string.h"
 #include "tmsg/value/tm_walk.h"
 
 namespace {
@@ -95,9 +94,8 @@ bool Tm_struct::accept(Tm_visitor& visitor) const {
 bool Tm_struct::accept_name(int i, bool by_index, Tm_visitor& visitor) const {
     if (by_index) return visitor.visit_member_begin(indexes_[static_cast<std::size_t>(i)]);
     std::string_view const name = name_at(i);
-    return Tm_string::accept_generic_buffer(name.data(), static_cast<unsigned int>(name.size()),
-                                            visitor, &Tm_visitor::visit_member_begin,
-                                            &Tm_visitor::visit_member_continue);
+    return tm_walk_buffer<&Tm_visitor::visit_member_begin, &Tm_visitor::visit_member_continue>(
+        name.data(), static_cast<unsigned int>(name.size()), visitor);
 }
 
 void Tm_struct::clear() {

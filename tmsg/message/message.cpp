@@ -48,9 +48,9 @@ bool Message::accept(Tm_visitor& visitor) const {
     bool const is_request = type_ == TMT_REQUEST;
     bool const is_fault = type_ == TMT_FAULT;
     auto const send_name = [&] {
-        return Tm_string::accept_generic_buffer(
-            request_name_.data(), static_cast<unsigned int>(request_name_.size()), visitor,
-            &Tm_visitor::visit_method_name_begin, &Tm_visitor::visit_method_name_continue);
+        return tm_walk_buffer<&Tm_visitor::visit_method_name_begin,
+                              &Tm_visitor::visit_method_name_continue>(
+            request_name_.data(), static_cast<unsigned int>(request_name_.size()), visitor);
     };
 
     Tm_walk walk(visitor);

@@ -5,8 +5,7 @@
 #include <memory>
 #include <utility>
 
-#include "tmsg/value/tm_string.h"
-#include "tmsg/value/tm_visitor.h"
+#include "tmsg/value/tm_walk.h"
 
 namespace {
 
@@ -51,9 +50,8 @@ bool Tm_binary::equals(Tm_value const& other) const {
 TMV Tm_binary::get_value_type() const { return TMV_BINARY; }
 
 bool Tm_binary::accept(Tm_visitor& visitor) const {
-    return Tm_string::accept_generic_buffer(
-        reinterpret_cast<char const*>(get_buffer()), get_buffer_size(), visitor,
-        &Tm_visitor::visit_binary_begin, &Tm_visitor::visit_binary_continue);
+    return tm_walk_buffer<&Tm_visitor::visit_binary_begin, &Tm_visitor::visit_binary_continue>(
+        reinterpret_cast<char const*>(get_buffer()), get_buffer_size(), visitor);
 }
 
 Tm_binary& Tm_binary::operator=(Tm_binary const& other) {

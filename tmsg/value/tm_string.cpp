@@ -36,9 +36,8 @@ bool Tm_string::equals(Tm_value const& other) const {
 TMV Tm_string::get_value_type() const { return TMV_STRING; }
 
 bool Tm_string::accept(Tm_visitor& visitor) const {
-    return accept_generic_buffer(text_.data(), static_cast<unsigned int>(text_.size()), visitor,
-                                 &Tm_visitor::visit_string_begin,
-                                 &Tm_visitor::visit_string_continue);
+    return tm_walk_buffer<&Tm_visitor::visit_string_begin, &Tm_visitor::visit_string_continue>(
+        text_.data(), static_cast<unsigned int>(text_.size()), visitor);
 }
 
 std::string const& Tm_string::validate_string_length(std::string const& text,

@@ -49,3 +49,13 @@ bool tm_walk_bytes(unsigned int length, Tm_visitor& visitor, Begin begin, Piece 
     unsigned int const tail = length % tm_piece_size;
     return tail == 0 || walk.step(index + 1, [&] { return piece(offset, tail); });
 }
+
+/// The walk of bytes in memory, with the events known when it is compiled.
+template <auto Begin_event, auto Piece_event>
+bool tm_walk_buffer(char const* data, unsigned int length, Tm_visitor& visitor) {
+    return tm_walk_bytes(
+        length, visitor, [&] { return (visitor.*Begin_event)(length); },
+        [&](unsigned int offset, unsigned int size) {
+            return (visitor.*Piece_event)(data + offset, size);
+        });
+}
