@@ -30,7 +30,7 @@ public:
     using Error_handler =
         std::function<void(int originator, unsigned int seq_no, std::string const& text)>;
 
-    /// An empty handler ignores what it would be told.
+    /// An empty handler ignores what it would be told; files of ignored messages stay.
     Tm_chunk_receiver(Message_handler on_message, Error_handler on_error);
     Tm_chunk_receiver(Tm_chunk_receiver const&) = delete;
     Tm_chunk_receiver& operator=(Tm_chunk_receiver const&) = delete;

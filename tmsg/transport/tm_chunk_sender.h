@@ -27,7 +27,8 @@ public:
     explicit Tm_chunk_sender(int chunk_size);
     ~Tm_chunk_sender();
 
-    /// Every chunk but the last carries exactly the chunk size. False: the sink has stopped it.
+    /// Every chunk but the last carries exactly the chunk size. A sequence number above
+    /// Tm_header::MAX_SEQ_NO is cut to its low bits. False: the sink has stopped the message.
     /// Throws, before the first chunk, Tm_out_of_range_exception for a method or member name over
     /// 65,535 bytes; Tm_file_read_exception when a file cannot be read; with by_index also what
     /// copying the message throws.
