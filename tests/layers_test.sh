@@ -9,12 +9,13 @@ layer_of() {
         export.h) echo 0 ;;
         value/*) echo 1 ;;
         composite/*) echo 2 ;;
-        message/message_chunk*) echo 6 ;;
+        message/message_chunk*) echo 7 ;;
         message/*) echo 3 ;;
         creator/*) echo 4 ;;
-        binary/*) echo 5 ;;
-        transport/*) echo 7 ;;
-        tmsg.h) echo 8 ;;
+        text/*) echo 5 ;;
+        binary/*) echo 6 ;;
+        transport/*) echo 8 ;;
+        tmsg.h) echo 9 ;;
         *) echo unknown ;;
     esac
 }

@@ -2,15 +2,10 @@
 
 #include <utility>
 
-namespace {
-
-/// Values of an array stand in no message: their structs own their names, which come as text.
-Tm_build_context const no_message;
-
-}  // namespace
-
-Tm_base_array_creator::Tm_base_array_creator(Tm_array* target)
-    : Tm_base_array_creator(target, &no_message) {}
+Tm_base_array_creator::Tm_base_array_creator(Tm_array* target, Tm_received_files* received_files)
+    : Tm_base_array_creator(target, &no_message_) {
+    no_message_.received_files = received_files;
+}
 
 Tm_base_array_creator::Tm_base_array_creator(Tm_array* target, Tm_build_context const* context)
     : Tm_value_receiver(context), target_(target) {}

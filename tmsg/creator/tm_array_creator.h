@@ -8,7 +8,7 @@
 /// Fills an array of the caller's with every value that comes; it never finishes.
 class Tm_base_array_creator : public Tm_value_receiver {
 public:
-    explicit Tm_base_array_creator(Tm_array* target);
+    Tm_base_array_creator(Tm_array* target, Tm_received_files* received_files);
 
     char const* get_name() const override { return "base array"; }
 
@@ -21,6 +21,8 @@ protected:
 
 private:
     Tm_array* target_;
+    /// The values of the caller's array stand in no message: their names come as text.
+    Tm_build_context no_message_;
 };
 
 /// Builds a nested array up to its end.

@@ -21,7 +21,7 @@ Tm_creator::Tm_creator(Message* target) {
 
 Tm_creator::Tm_creator(Tm_array* target) {
     states_.reserve(usual_depth);
-    states_.push_back(std::make_unique<Tm_base_array_creator>(target));
+    states_.push_back(std::make_unique<Tm_base_array_creator>(target, &received_files_));
     current_ = states_.back().get();
 }
 

@@ -7,6 +7,7 @@
 /// message made through the other constructor, each struct owns its own.
 #pragma once
 
+#include <iosfwd>
 #include <memory>
 #include <string>
 
@@ -30,6 +31,10 @@ public:
     /// Each group struct owns its catalogue; the argument does not matter.
     explicit Message(Tm_catalog<std::string>* ignored);
     Message(Message const& other);
+
+    /// The message that a list text (see Tm_tcl_decoder) describes; Tm_exception for any other
+    /// text, Tm_out_of_range_exception for an empty one.
+    static Message from_string(std::string const& text);
 
     Message* clone() const override;
     ~Message() override;
@@ -159,3 +164,6 @@ private:
 };
 
 TMSG_API bool operator==(Message const& left, Message const& right);
+
+/// The message as list text (see Tm_tcl_encoder), for logs: from 1,024 bytes on it is cut short.
+TMSG_API std::ostream& operator<<(std::ostream& out, Message const& message);

@@ -1,15 +1,17 @@
 #include "tmsg/value/tm_number_text.h"
 
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+
+#include "tmsg/value/tm_decimal.h"
 
 namespace {
 
 template <class Number, std::size_t Size>
 char const* write_number(Number value, char (&buffer)[Size]) {
-    *std::to_chars(buffer, buffer + Size - 1, value).ptr = '\0';
+    Tm_decimal const text(value);
+    buffer[std::string_view(text).copy(buffer, Size - 1)] = '\0';
     return buffer;
 }
 

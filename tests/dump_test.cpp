@@ -1,0 +1,82 @@
+#include "support/text.h"
+
+namespace {
+
+std::string dump(Bytes const& bytes, std::size_t piece = 0) {
+    return printed_by([&](FILE* stream) {
+        Tm_bin_decoder_to_text decoder(static_cast<long>(bytes.size()), stream);
+        feed(decoder, bytes, piece);
+        decoder.finalize();
+        EXPECT_EQ("", decoder.error());
+    });
+}
+
+TEST(Dump, PrintsAMessage) {
+    EXPECT_EQ("methodCall\n  (name) add\n(struct)\n    (name) a(int32_t) 1\n      (struct)\n    ",
+              dump(encode(*add_message())));
+    EXPECT_EQ("methodResponse\n  fault\n    (struct)\n      (struct)\n      ",
+              dump(encode(*make_message(Message::TMT_FAULT))));
+}
+
+TEST(Dump, PrintsEveryKindAndDoesNotDependOnTheCut) {
+    Scratch const scratch;
+    Tm_array value = array_of(true, false, Tm_int8(-1).value(), Tm_uint8(255).value(), Tm_int16(-2).value(),
+                              Tm_uint16(65535).value(), -3, 4294967295U, -1L, 2UL, 2.5, "text", "", "x");
+    value.add_member(std::make_unique<Tm_binary>(binary_of(std::string(130, 'x'))).get());
+    value.add_member(scratch.file("f", "123"), 0U);
+    Bytes const bytes = encode(value);
+    std::string expected = "(array)\n  ";
+    for (std::string const& line : rows("(bool) true", "(bool) false", "(int8_t) -1", "(uint8_t) 255", "(int16_t) -2",
+                                        "(uint16_t) 65535", "(int32_t) -3", "(uint32_t) 4294967295", "(int64_t) -1",
+                                        "(uint64_t) 2", "(double) 2.5", "(string) text", "(string) ", "(string) x")) {
+        expected += line + "\n  ";
+    }
+    expected += "(binary)[130]\n        ...[128]\n    ...[2]\n(file)[3]\n        ...[3]\n";
+    EXPECT_EQ(expected, dump(bytes));
+    for (std::size_t piece = 1; piece < 20; ++piece) ASSERT_EQ(expected, dump(bytes, piece));
+}
+
+TEST(Dump, CountsPiecesAndIndents) {
+    EXPECT_EQ("(binary)[300]\n        ...[256]\n    ...[44]\n(string) abcde\n  (name) x(string) ",
+              printed_by([](FILE* stream) {
+                  Tm_text_creator creator(stream);
+                  creator.unindent();
+                  creator.indent();
+                  creator.visit_binary_begin(300);
+                  creator.visit_binary_continue(nullptr, 256);
+                  creator.visit_binary_continue(nullptr, 44);
+                  creator.visit_string_begin(2);
+                  creator.visit_string_continue("abc", 3);  // too long: does not count
+                  creator.visit_string_continue("de", 2);
+                  creator.visit_member_begin(1);
+                  creator.visit_member_continue("x", 1);
+                  creator.visit_string_begin(0);
+                  EXPECT_STREQ("      ", creator.indent_c_str()) << "an empty string leaves its indent";
+                  EXPECT_TRUE(creator.done() && creator.indent_c_str()[0] == '\0');
+                  EXPECT_FALSE(creator.support_member_with_index());
+              }));
+    EXPECT_STREQ("(date)", Tm_text_creator::type_to_c_str(static_cast<Tm_text_creator::Type>(8)));
+    EXPECT_STREQ("???", Tm_text_creator::type_to_c_str(static_cast<Tm_text_creator::Type>(21)));
+}
+
+TEST(Peek, FindsTheMethodNameAtTheHead) {
+    for (std::string const& row :
+         rows("00 01 00 03 61 62 63 04 -> abc", "00 00 00 01 00 01 61 -> a", "01 00 00 -> ", "01 00 02 61 62 -> ab")) {
+        auto const [bytes, name] = split(row);
+        Tm_message_peek_decoder peek(bytes.data(), static_cast<long>(bytes.size()));
+        EXPECT_TRUE(peek.complete() && peek.decode()) << row;
+        EXPECT_EQ(name, peek.method_name());
+        EXPECT_EQ(name.size(), bytes[static_cast<std::size_t>(peek.read_position() - 1)]);
+    }
+    for (std::string const& row : rows("-> 0", "00 -> 1", "00 01 -> 1", "00 01 00 -> 1", "02 04 84 -> 1", "11 00 -> 0",
+                                       "FF -> 1", "00 08 00 -> 2")) {
+        auto const [bytes, position] = split(row);
+        Tm_message_peek_decoder peek(bytes.data(), static_cast<long>(bytes.size()));
+        EXPECT_FALSE(peek.complete() || peek.decode() || !peek.method_name().empty()) << row;
+        EXPECT_EQ(position, std::to_string(peek.read_position())) << row;
+    }
+    Bytes const cut = from_hex("00 01 00 03 61 62");
+    EXPECT_FALSE(Tm_message_peek_decoder(cut.data(), 6).complete()) << "decode() would read behind it";
+}
+
+}  // namespace

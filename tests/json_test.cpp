@@ -1,0 +1,123 @@
+#include <cstring>
+#include <random>
+
+#include "support/text.h"
+
+namespace {
+
+std::string json(Tm_value const& value, unsigned int limit = Tm_text_encoder::DEFAULT_LIMIT) {
+    return text_of<Tm_json_encoder>(value, limit);
+}
+
+TEST(Json, WritesMessagesAndEveryKind) {
+    EXPECT_EQ(R"({"name": "add", "request": [{"a": 1}, {}]})", json(*add_message()));
+    EXPECT_EQ(R"({"response": [{"a": 1}, {}]})", json(*add_message(Message::TMT_RESPONSE)));
+    EXPECT_EQ(R"({"response": [{"a": 1}, {}]})", json(*add_message(Message::TMT_FAULT)));
+    EXPECT_EQ(R"({"name": "{}, {}]})", json(*make_message(Message::TMT_REQUEST))) << "an empty name";
+
+    Scratch const scratch;
+    Tm_struct value(nullptr);
+    Tm_array const numbers = array_of(Tm_int8(-1).value(), 0L, Tm_uint8(255).value(), 0.1, 1e20, true, false);
+    Tm_array const empty;
+    auto const nested = add_message();
+    auto const bytes = binary_of("\1\xFF");
+    add(value, "s", "x\"y", "b", &bytes, "n", &numbers, "q\"", "", "e", &empty, "m", nested.get());
+    value.add_member("f", scratch.file("f", "123"), 0U);
+    EXPECT_EQ(R"({"s": "x\"y", "b": {"type": "binary", "size": 2, "hex": "01 ff "}, )"
+              R"("n": [-1, 0, 255, 0.1, 1e+20, true, false], "q"": "", "e": [], )"
+              R"("m": {"name": "add", "request": [{"a": 1}, {}]}, "f": {"type": "file", "size": 3}})",
+              json(value));
+    EXPECT_EQ(R"([{"type": "binary", "size": 0, "hex": ""}, ""])",
+              json(array_of(std::make_unique<Tm_binary>(binary_of("")).get(), "")));
+}
+
+TEST(Json, EscapesEveryByteByItself) {
+    std::map<int, std::string> const named = {{'\b', "\\b"}, {'\t', "\\t"}, {'\n', "\\n"}, {'\f', "\\f"},
+                                              {'\r', "\\r"}, {'"', "\\\""}, {'\\', "\\\\"}};
+    std::string all;
+    std::string expected = "\"";
+    for (int byte = 0; byte < 256; ++byte) {
+        all += static_cast<char>(byte);
+        char code[8];
+        std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned int>(byte));
+        bool const plain = byte >= 0x20 && byte <= 0x7E;
+        expected += named.count(byte) != 0 ? named.at(byte) : plain ? std::string(1, static_cast<char>(byte)) : code;
+    }
+    EXPECT_EQ(expected + "\"", json(Tm_string(all)));
+    EXPECT_EQ(R"({"name": "a\n", "request": [{"a"b": 1}, {}]})", [] {
+        auto const message = make_message(Message::TMT_REQUEST, "a\n");
+        message->add_member(meta, "a\"b", 1);
+        return json(*message);
+    }());
+}
+
+TEST(Json, CutsAtMembersAndBytesAndClosesWhatIsOpen) {
+    EXPECT_EQ(R"({"name": "add", "request": [{}], "__SNIPPED__" : true})", json(*add_message(), 10));
+    auto const bytes = binary_of(std::string(200, 'x'));
+    EXPECT_EQ(R"([{"type": "binary", "size": 200, "hex": "78 ])", json(array_of(&bytes, 5, "later"), 0))
+        << "cut in the first of two pieces";
+    auto const two = binary_of("ab");
+    EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": "61 "}])", json(array_of(&two, 5), 42));
+    EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": "61 62 "}, 5])", json(array_of(&two, 5), 46));
+    EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": "61 62 "}])", json(array_of(&two, 5), 45)) << "cut by its end";
+}
+
+/// At every limit what was opened is closed; and up to the cut the text is the whole one's.
+TEST(Json, StaysBalancedAtEveryLimit) {
+    auto const message = make_message(Message::TMT_REQUEST, "a.b");
+    auto const inner = nested_struct();
+    auto const bytes = binary_of("bytes");
+    Tm_array const list = array_of(&inner, 7, &inner, &bytes);
+    add(message->get_struct(body), "list", &list, "m", message.get(), "last", &inner);
+    std::string const whole = json(*message);
+    for (unsigned int limit = 0; limit < whole.size() + 2; ++limit) {
+        std::string const text = json(*message, limit);
+        bool const snipped = text.find("__SNIPPED__") != std::string::npos;
+        auto const count = [&](char c) { return std::count(text.begin(), text.end(), c); };
+        ASSERT_EQ(count('{'), count('}')) << limit << text;
+        ASSERT_EQ(count('['), count(']')) << limit << text;
+        ASSERT_TRUE(snipped || text == whole) << limit;
+        std::size_t const kept = std::min<std::size_t>(limit, whole.rfind("\"last\""));
+        ASSERT_TRUE(text.compare(0, kept, whole, 0, kept) == 0) << limit << text;
+    }
+}
+
+TEST(Json, LeavesNoCommasBehindForTheNextText) {
+    Tm_json_encoder encoder(10);
+    for (int round = 0; round < 3; ++round) {
+        encoder.clear();
+        encoder.visit_method_begin(true);
+        encoder.visit_method_name_begin(4);
+        encoder.visit_method_name_continue("ab", 2);
+        encoder.visit_method_name_continue("cd", 2);
+        Tm_struct(nullptr).accept(encoder);
+        encoder.visit_method_end(true);
+        EXPECT_EQ(R"({"name": "ab, "request": [cd", "request": [{}]})", encoder.get_string());
+    }
+    add_message()->accept(encoder);
+    encoder.clear();
+    Message().accept(encoder);
+    EXPECT_EQ(R"({"response": [{}, {}]})", encoder.get_string()) << "the cut is forgotten, and all commas";
+    Tm_json_comma_check commas;
+    commas.push_in_type(true);
+    EXPECT_TRUE(!commas.needs_comma() && commas.needs_comma());
+    commas.pop_in_type();
+    commas.pop_in_type();
+    commas.pop_in_type();
+    EXPECT_FALSE(commas.needs_comma());
+}
+
+TEST(Json, WritesDoublesAsPrintfDoes) {
+    std::mt19937_64 random(1);
+    for (int i = 0; i < 20000; ++i) {
+        std::uint64_t bits = random();
+        if (i % 2 == 0) bits = (bits & 0x800FFFFFFFFFFFFF) | (0x3FA0000000000000 + (bits % 90 << 52));
+        double value = 0;
+        std::memcpy(&value, &bits, sizeof value);
+        char expected[40];
+        std::snprintf(expected, sizeof expected, "[%g, %g]", value, static_cast<double>(i - 10000) / 8);
+        ASSERT_EQ(expected, json(array_of(value, static_cast<double>(i - 10000) / 8)));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,45 @@
+/// Values as text, and the message of the worked examples.
+#pragma once
+
+#include <cstdio>
+
+#include "support/samples.h"
+#include "support/wire.h"
+
+template <class Encoder, class... Argument>
+std::string text_of(Tm_value const& value, Argument... argument) {
+    Encoder encoder(argument...);
+    value.accept(encoder);
+    return encoder.get_string();
+}
+
+/// {"a": 1} in the first group, nothing in the second.
+inline std::unique_ptr<Message> add_message(Message::TMT kind = Message::TMT_REQUEST) {
+    auto message = make_message(kind, "add");
+    message->add_member(meta, "a", 1);
+    return message;
+}
+
+template <class... Datum>
+Tm_array array_of(Datum const&... datum) {
+    Tm_array array;
+    (array.add_member(datum), ...);
+    return array;
+}
+
+inline Tm_binary binary_of(std::string const& bytes) {
+    return Tm_binary(reinterpret_cast<unsigned char const*>(bytes.data()), static_cast<unsigned int>(bytes.size()));
+}
+
+/// What `write` prints on a stream that is closed behind it.
+template <class Write>
+std::string printed_by(Write write) {
+    char* text = nullptr;
+    std::size_t size = 0;
+    FILE* const stream = ::open_memstream(&text, &size);
+    write(stream);
+    std::fclose(stream);
+    std::string const printed(text, size);
+    std::free(text);
+    return printed;
+}

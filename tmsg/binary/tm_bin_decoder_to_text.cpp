@@ -1,0 +1,15 @@
+#include "tmsg/binary/tm_bin_decoder_to_text.h"
+
+#include "tmsg/text/tm_text_creator.h"
+
+Tm_bin_decoder_to_text::Tm_bin_decoder_to_text(long capacity, FILE* stream)
+    : Tm_bin_decoder_base(capacity), stream_(stream) {
+    Tm_bin_decoder_to_text::init();
+}
+
+Tm_bin_decoder_to_text::~Tm_bin_decoder_to_text() = default;
+
+void Tm_bin_decoder_to_text::init() {
+    Tm_bin_decoder_base::init();
+    creator_ = std::make_unique<Tm_text_creator>(stream_);
+}

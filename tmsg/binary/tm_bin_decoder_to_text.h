@@ -1,0 +1,20 @@
+/// Prints the binary form as an indented dump (see Tm_text_creator) instead of building values.
+/// Names by index cannot be told from names of that length: the bytes of such a message are
+/// misread.
+#pragma once
+
+#include <cstdio>
+
+#include "tmsg/binary/tm_bin_decoder_base.h"
+
+class TMSG_API Tm_bin_decoder_to_text : public Tm_bin_decoder_base {
+public:
+    /// The stream stays the caller's.
+    Tm_bin_decoder_to_text(long capacity, FILE* stream);
+    ~Tm_bin_decoder_to_text() override;
+
+    void init() override;
+
+private:
+    FILE* stream_;
+};

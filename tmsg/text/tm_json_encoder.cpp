@@ -1,0 +1,207 @@
+#include "tmsg/text/tm_json_encoder.h"
+
+#include <array>
+#include <cstddef>
+
+#include "tmsg/value/tm_decimal.h"
+
+namespace {
+
+/// For every byte: 0 when it is written as it is, or what follows the backslash.
+constexpr std::array<char, 256> make_escapes() {
+    std::array<char, 256> escapes{};
+    for (std::size_t byte = 0; byte < escapes.size(); ++byte) {
+        escapes[byte] = byte >= ' ' && byte <= '~' ? '\0' : 'u';
+    }
+    for (char const byte : {'"', '\\'}) escapes[static_cast<std::size_t>(byte)] = byte;
+    escapes['\b'] = 'b';
+    escapes['\t'] = 't';
+    escapes['\n'] = 'n';
+    escapes['\f'] = 'f';
+    escapes['\r'] = 'r';
+    return escapes;
+}
+
+constexpr std::array<char, 256> escapes = make_escapes();
+
+}  // namespace
+
+Tm_json_encoder::Tm_json_encoder(unsigned int limit) : Tm_text_encoder(limit) {}
+
+Tm_json_encoder::~Tm_json_encoder() = default;
+
+/// The comma in front of a value. False: the value is left out.
+bool Tm_json_encoder::begin_value() {
+    if (snipped_) return false;
+    if (value_commas_.needs_comma()) append(", ");
+    return true;
+}
+
+/// The same for a container, whose end must be left out too.
+bool Tm_json_encoder::begin_container() {
+    if (snipped_) oversize_.push();
+    return begin_value();
+}
+
+bool Tm_json_encoder::ends_unwritten_container() { return snipped_ && oversize_.pop(); }
+
+template <class Number>
+bool Tm_json_encoder::put_number(Number value) {
+    if (begin_value()) append(Tm_decimal(value));
+    return true;
+}
+
+bool Tm_json_encoder::visit_method_begin(bool is_request) {
+    value_commas_.push_in_type(true);
+    append(is_request ? "{" : "{\"response\": [");
+    return true;
+}
+
+bool Tm_json_encoder::visit_method_end(bool) {
+    value_commas_.pop_in_type();
+    append(snipped_ ? "], \"__SNIPPED__\" : true}" : "]}");
+    return true;
+}
+
+bool Tm_json_encoder::visit_fault_begin() { return true; }
+bool Tm_json_encoder::visit_fault_end() { return true; }
+
+bool Tm_json_encoder::visit_method_name_begin(unsigned int length) {
+    append("\"name\": \"");
+    begin_item(length);
+    return true;
+}
+
+bool Tm_json_encoder::visit_method_name_continue(char const* data, unsigned int length) {
+    if (visit_string_continue(data, length)) {
+        value_commas_.push_in_type(true);
+        append(", \"request\": [");
+    }
+    return true;
+}
+
+bool Tm_json_encoder::visit_bool(bool value) {
+    if (begin_value()) append(value ? "true" : "false");
+    return true;
+}
+
+bool Tm_json_encoder::visit_int8(signed char value) { return put_number(value); }
+bool Tm_json_encoder::visit_uint8(unsigned char value) { return put_number(value); }
+bool Tm_json_encoder::visit_int16(short value) { return put_number(value); }
+bool Tm_json_encoder::visit_uint16(unsigned short value) { return put_number(value); }
+bool Tm_json_encoder::visit_int32(int value) { return put_number(value); }
+bool Tm_json_encoder::visit_uint32(unsigned int value) { return put_number(value); }
+bool Tm_json_encoder::visit_int64(long value) { return put_number(value); }
+bool Tm_json_encoder::visit_uint64(unsigned long value) { return put_number(value); }
+bool Tm_json_encoder::visit_double(double value) { return put_number(value); }
+
+bool Tm_json_encoder::visit_string_begin(unsigned int length) {
+    if (!begin_value()) return true;
+    begin_item(length);
+    append(length == 0 ? "\"\"" : "\"");
+    return true;
+}
+
+bool Tm_json_encoder::visit_string_continue(char const* data, unsigned int length) {
+    if (snipped_) return true;
+    escape_and_append(data, length);
+    if (end_piece(length)) append("\"");
+    return true;
+}
+
+bool Tm_json_encoder::visit_binary_begin(unsigned int length) {
+    if (!begin_value()) return true;
+    begin_item(length);
+    append("{\"type\": \"binary\", \"size\": ");
+    append(Tm_decimal(length));
+    append(length == 0 ? ", \"hex\": \"\"}" : ", \"hex\": \"");
+    return true;
+}
+
+bool Tm_json_encoder::visit_binary_continue(char const* data, unsigned int length) {
+    if (snipped_) return true;
+    if (!append_hex(data, length)) snipped_ = true;
+    if (end_piece(length)) append("\"}");
+    return true;
+}
+
+bool Tm_json_encoder::visit_struct_begin() {
+    if (!begin_container()) return true;
+    value_commas_.push_in_type(false);
+    member_commas_.push_in_type(true);
+    append("{");
+    return true;
+}
+
+bool Tm_json_encoder::visit_struct_end() {
+    if (ends_unwritten_container()) return true;
+    value_commas_.pop_in_type();
+    member_commas_.pop_in_type();
+    append("}");
+    return true;
+}
+
+bool Tm_json_encoder::visit_member_begin(unsigned int length) {
+    if (is_full()) snipped_ = true;
+    if (snipped_) return true;
+    append(member_commas_.needs_comma() ? ", \"" : "\"");
+    begin_item(length);
+    return true;
+}
+
+bool Tm_json_encoder::visit_member_continue(char const* data, unsigned int length) {
+    if (snipped_) return true;
+    output_.append(data, length);
+    if (end_piece(length)) append("\": ");
+    return true;
+}
+
+bool Tm_json_encoder::visit_member_end() { return true; }
+
+bool Tm_json_encoder::visit_array_begin() {
+    if (!begin_container()) return true;
+    value_commas_.push_in_type(true);
+    append("[");
+    return true;
+}
+
+bool Tm_json_encoder::visit_array_end() {
+    if (ends_unwritten_container()) return true;
+    value_commas_.pop_in_type();
+    append("]");
+    return true;
+}
+
+bool Tm_json_encoder::visit_file_begin(unsigned int length) {
+    if (!begin_value()) return true;
+    append("{\"type\": \"file\", \"size\": ");
+    append(Tm_decimal(length));
+    append("}");
+    return true;
+}
+
+bool Tm_json_encoder::visit_file_continue(char const*, unsigned int) { return true; }
+
+void Tm_json_encoder::clear() {
+    output_.clear();
+    snipped_ = false;
+}
+
+std::string const& Tm_json_encoder::get_string() const { return output_; }
+
+void Tm_json_encoder::escape_and_append(char const* data, unsigned int length) {
+    output_.reserve(output_.size() + length);
+    char const* const end = data + length;
+    char const* plain = data;
+    for (; data != end; ++data) {
+        auto const byte = static_cast<unsigned char>(*data);
+        char const escape = escapes[byte];
+        if (escape == '\0') continue;
+        output_.append(plain, data);
+        plain = data + 1;
+        char const hex[] = {
+            '\\', escape, '0', '0', "0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+        output_.append(hex, escape == 'u' ? sizeof hex : 2);
+    }
+    output_.append(plain, end);
+}

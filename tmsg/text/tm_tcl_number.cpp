@@ -1,0 +1,84 @@
+#include "tmsg/text/tm_tcl_number.h"
+
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <string>
+#include <system_error>
+#include <type_traits>
+
+#include "tmsg/value/tm_number_text.h"
+
+namespace {
+
+bool is_negative(std::string_view token) { return !token.empty() && token.front() == '-'; }
+
+/// The token is a plain number and nothing else: digits, for a double also point and exponent.
+template <class Number>
+bool parse_plain(std::string_view token, Number& number) {
+    char const* const end = token.data() + token.size();
+    auto const [stop, error] = std::from_chars(token.data(), end, number);
+    return stop == end && error == std::errc();
+}
+
+/// As scanf reads "%lu%c" when it finds one item: a negative number wraps around, one too large
+/// becomes the largest.
+bool parse_unsigned(std::string_view token, unsigned long& number) {
+    if (parse_plain(token, number)) return true;
+    std::string const text(token);
+    char* stop = nullptr;
+    number = std::strtoul(text.c_str(), &stop, 10);
+    return stop != text.c_str() && stop == text.c_str() + text.size();
+}
+
+template <class Narrow>
+bool parse_narrow(std::string_view token, Narrow& number) {
+    unsigned long wide = 0;
+    if (!parse_unsigned(token, wide)) return false;
+    using Limits = std::numeric_limits<Narrow>;
+    if constexpr (std::is_signed_v<Narrow>) {
+        auto const value = static_cast<long>(wide);
+        if (value < Limits::min() || value > Limits::max()) return false;
+        if (value != 0 && (value < 0) != is_negative(token)) return false;
+    } else {
+        if (wide > Limits::max() || (wide != 0 && is_negative(token))) return false;
+    }
+    number = static_cast<Narrow>(wide);
+    return true;
+}
+
+/// A zero must show that it is one.
+template <class Wide>
+bool parse_wide(std::string_view token, Wide& number, Wide (*convert)(char const*)) {
+    if (parse_plain(token, number) && number != 0) return true;
+    number = convert(std::string(token).c_str());
+    return number != 0 || (!token.empty() && token.front() == '0');
+}
+
+}  // namespace
+
+// clang-format off
+bool tm_parse_number(std::string_view token, signed char& number) { return parse_narrow(token, number); }
+bool tm_parse_number(std::string_view token, unsigned char& number) { return parse_narrow(token, number); }
+bool tm_parse_number(std::string_view token, short& number) { return parse_narrow(token, number); }
+bool tm_parse_number(std::string_view token, unsigned short& number) { return parse_narrow(token, number); }
+bool tm_parse_number(std::string_view token, int& number) { return parse_narrow(token, number); }
+bool tm_parse_number(std::string_view token, unsigned int& number) { return parse_narrow(token, number); }
+bool tm_parse_number(std::string_view token, long& number) { return parse_wide(token, number, string_to_int64); }
+// clang-format on
+
+bool tm_parse_number(std::string_view token, unsigned long& number) {
+    return !is_negative(token) && parse_wide(token, number, string_to_uint64);
+}
+
+/// Plain numbers do not depend on the locale; the rest (signs, infinities, hexadecimal) is scanf's.
+bool tm_parse_number(std::string_view token, double& number) {
+    std::size_t const sign = is_negative(token) ? 1 : 0;
+    bool const begins_plainly = token.size() > sign && token[sign] >= '0' && token[sign] <= '9';
+    if (begins_plainly && parse_plain(token, number)) return true;
+    std::string const text(token);
+    char extra = 0;
+    return text.find('\0') == std::string::npos &&
+           std::sscanf(text.c_str(), "%lg%c", &number, &extra) == 1;
+}
