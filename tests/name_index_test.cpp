@@ -65,6 +65,26 @@ TEST(NameIndex, OfAWholeMessageReachesEveryStructButNestedMessages) {
     }
 }
 
+/// A table keeps its order, its doubles and its unused names as long as it has all names.
+TEST(NameIndex, RestoresTheTableThatAMessageCameWith) {
+    auto const inner = of_ints({"b", "c"});
+    Message inner_message;
+    Tm_array inner_table;
+    for (char const* const name : {"x", "c", "c", "b"}) inner_table.add_member(name);
+    inner_message.add_member(meta, "catalog", &inner_table);
+    inner_message.add_member(body, "b", &inner);
+    Message message;
+    message.add_member(body, "m", &inner_message);
+    ASSERT_TRUE(message.restore_member_indexes());
+    EXPECT_FALSE(message.get_use_send_member_string()) << "no table, no indexes";
+    expect_arrives(message);
+    EXPECT_EQ(Names({"x", "c", "c", "b"}), table_of(*message.get_member_message(body, "m")));
+    inner_message.add_member(body, "d", 1);
+    ASSERT_TRUE(inner_message.restore_member_indexes());
+    EXPECT_EQ(Names({"b", "c", "d"}), table_of(inner_message));
+    expect_arrives(inner_message);
+}
+
 /// A decoded message that came by index has no indexes of its own and must get new ones.
 TEST(NameIndex, SurvivesForwarding) {
     auto const sent = indexed_request();

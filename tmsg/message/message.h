@@ -106,12 +106,16 @@ public:
     /// unless it is there or the feature is off.
     void create_send_member_string_meta();
     /// Turns the feature on for the whole message as it stands: records indexes for every struct
-    /// of the body and puts the fitting "catalog" in the place of one already there; the same for
-    /// each nested message that has a "catalog", while all others are sent with their names.
-    /// Nothing changes when the answer is false, as it is where the environment forbids the
+    /// of the body and puts a "catalog" of all names in place, unless the one there has them; the
+    /// same for each nested message that has a "catalog", while all others are sent with their
+    /// names. Nothing changes when the answer is false, as it is where the environment forbids the
     /// feature or one message has more than 65,536 names, or when a name over 65,535 bytes makes it
     /// throw Tm_out_of_range_exception. To be called again after members were added.
     bool index_member_names();
+    /// Makes a received message ready to be sent on: the same, but without a "catalog" for a
+    /// message that came with its names. Such a message alone needs no indexes; then the answer is
+    /// true.
+    bool restore_member_indexes();
 
     /// For callers that expect them; the library keeps no such data.
     int get_access_level() const { return 0; }

@@ -35,8 +35,16 @@ void Message::create_send_member_string_meta() {
 
 bool Message::index_member_names() {
     if (is_forbidden_by_environment()) return false;
-    Tm_index_plan plan(*this);
+    Tm_index_plan plan(*this, Tm_index_plan::Tableless::gets_table);
     if (!plan.is_possible()) return false;
+    plan.carry_out();
+    return true;
+}
+
+bool Message::restore_member_indexes() {
+    Tm_index_plan plan(*this, Tm_index_plan::Tableless::keeps_names);
+    if (!plan.is_possible() || (plan.needs_indexes() && is_forbidden_by_environment()))
+        return false;
     plan.carry_out();
     return true;
 }

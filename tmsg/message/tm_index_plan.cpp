@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tmsg/message/message.h"
+#include "tmsg/value/tm_string.h"
 
 namespace {
 
@@ -12,14 +13,54 @@ constexpr unsigned int most_names = 65536;
 
 }  // namespace
 
-Tm_index_plan::Tm_index_plan(Message& message) : message_(message) {
-    visit_struct(message.get_struct(Message::TMG_META), false);
-    visit_struct(message.get_struct(Message::TMG_BODY), true);
+Tm_index_plan::Tm_index_plan(Message& message, Tableless tableless)
+    : message_(message),
+      by_index_(tableless == Tableless::gets_table || message.name_table_position() >= 0) {
+    keeps_table_ = read_table();
+    if (!keeps_table_) names_ = {};
+    visit_groups();
+    if (table_lacks_name_) {
+        keeps_table_ = false;
+        is_second_visit_ = true;
+        names_ = {};
+        steps_.clear();
+        visit_groups();
+    }
+    if (!by_index_ || keeps_table_) return;
     if (names_.size() > most_names) is_possible_ = false;
-    if (is_possible_) table_ = Message::make_name_table(names_);
+    if (is_possible_) new_table_ = Message::make_name_table(names_);
 }
 
 Tm_index_plan::~Tm_index_plan() = default;
+
+/// False: there is none, or none that a receiver could read.
+bool Tm_index_plan::read_table() {
+    int const position = message_.name_table_position();
+    if (position < 0) return false;
+    Tm_value const* const table = message_.get_const_struct(Message::TMG_META).get_value(position);
+    if (table == nullptr || table->get_value_type() != TMV_ARRAY) return false;
+    auto const& names = static_cast<Tm_array const&>(*table);
+    for (int i = 0; i < names.get_member_count(); ++i) {
+        Tm_value const* const name = names.get_value(i);
+        if (name == nullptr || name->get_value_type() != TMV_STRING) return false;
+        names_.add(static_cast<Tm_string const&>(*name).value());
+        if (names_.size() > places_.size()) places_.push_back(static_cast<std::size_t>(i));
+    }
+    return true;
+}
+
+void Tm_index_plan::visit_groups() {
+    visit_struct(message_.get_struct(Message::TMG_META), false);
+    visit_struct(message_.get_struct(Message::TMG_BODY), by_index_);
+}
+
+unsigned short Tm_index_plan::number_of(std::string_view name) {
+    if (!keeps_table_) return static_cast<unsigned short>(names_.add(name)->second);
+    auto const* const entry = names_.find(name);
+    std::size_t const place = entry != nullptr ? places_[entry->second] : most_names;
+    if (place >= most_names) table_lacks_name_ = true;
+    return static_cast<unsigned short>(place);
+}
 
 void Tm_index_plan::visit(Tm_value* value, bool by_index) {
     if (value == nullptr) return;
@@ -48,7 +89,7 @@ void Tm_index_plan::visit_struct(Tm_struct& target, bool by_index) {
         if (by_index) {
             std::string_view const name(target.get_member_name(i),
                                         target.get_member_name_length(i));
-            indexes.push_back(static_cast<unsigned short>(names_.add(name)->second));
+            indexes.push_back(number_of(name));
         }
         visit(target.get_value(i), by_index);
     }
@@ -61,14 +102,16 @@ void Tm_index_plan::visit_message(Message& nested) {
         visit_struct(nested.get_struct(Message::TMG_BODY), false);
         return;
     }
-    nested_.push_back(std::make_unique<Tm_index_plan>(nested));
+    if (is_second_visit_) return;
+    nested_.push_back(std::make_unique<Tm_index_plan>(nested, Tableless::keeps_names));
     if (!nested_.back()->is_possible_) is_possible_ = false;
 }
 
 void Tm_index_plan::carry_out() {
-    message_.place_name_table(std::move(table_));
+    if (new_table_ != nullptr) message_.place_name_table(std::move(new_table_));
     for (Step& step : steps_) step.target->set_member_indexes(std::move(step.indexes));
     for (auto const& plan : nested_) plan->carry_out();
+    if (!by_index_) return;
     message_.send_names_.swap(names_);
     message_.use_send_names_ = true;
 }
