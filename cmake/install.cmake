@@ -1,10 +1,13 @@
-# The library, its public headers, and what find_package(tmsg) and pkg-config need. Nothing of it
+# The library, its public headers, the program, and what find_package(tmsg) and pkg-config need. Nothing of it
 # holds an absolute path: the installed tree can be moved.
 include(CMakePackageConfigHelpers)
 
 set(TMSG_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/tmsg)
 
 install(TARGETS tmsg EXPORT tmsg-targets FILE_SET HEADERS)
+if(TMSG_BUILD_TOOLS)
+    install(TARGETS tmsg_program)
+endif()
 install(EXPORT tmsg-targets
     NAMESPACE tmsg::
     FILE tmsgTargets.cmake

@@ -18,6 +18,8 @@ Tm_bin_decoder_base::~Tm_bin_decoder_base() = default;
 void Tm_bin_decoder_base::init() {
     read_ = 0;
     end_ = 0;
+    packed_ = 0;
+    item_offset_ = 0;
     state_ = State::between_items;
     sealed_ = false;
     error_.clear();
@@ -37,6 +39,7 @@ void Tm_bin_decoder_base::pack_buffer() {
     if (read_ == 0) return;
     std::memmove(buffer_.get(), buffer_.get() + read_, static_cast<std::size_t>(available()));
     end_ -= read_;
+    packed_ += read_;
     read_ = 0;
 }
 
@@ -63,6 +66,7 @@ bool Tm_bin_decoder_base::decode_buffer() {
 bool Tm_bin_decoder_base::decode_item() {
     long const position = read_;
     unsigned char const tag = buffer_[static_cast<std::size_t>(position)];
+    item_offset_ = packed_ + position;
     if (tm_tag_size(tag) > available()) return false;
     ++read_;
     if (!act_on(tag)) {

@@ -47,6 +47,8 @@ public:
     /// Positions in the buffer, which move when it is packed.
     long read_position() const { return read_; }
     long end_position() const { return end_; }
+    /// Where the current item, or the one that failed, begins in the whole input since init().
+    long item_offset() const { return item_offset_; }
 
 protected:
     /// Ignores all further input until init(), for the result is no longer the decoder's.
@@ -78,6 +80,8 @@ private:
     std::unique_ptr<unsigned char[]> buffer_;
     long read_ = 0;
     long end_ = 0;
+    long packed_ = 0;  ///< bytes of the message that have left the buffer
+    long item_offset_ = 0;
     long capacity_;
     long passed_ = 0;  ///< of the current item's bytes
     long total_ = 0;

@@ -18,7 +18,7 @@ MessageChunk::MessageChunk(unsigned int seq_no, int const& originator)
 MessageChunk::~MessageChunk() = default;
 
 void MessageChunk::removeReceivedFiles() const {
-    for (std::string const& path : decoder_.received_files()) ::unlink(path.c_str());
+    for (std::string const& path : receivedFiles()) ::unlink(path.c_str());
 }
 
 /// After decode() less than one piece is left unread, so a slice of the decoder's capacity always

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tmsg/binary/tm_bin_decoder.h"
 #include "tmsg/export.h"
@@ -36,6 +37,8 @@ public:
     /// The caller owns it from now on.
     Message* releaseMessage() { return decoder_.release_msg(); }
 
+    /// The paths of the files that were received completely so far.
+    std::vector<std::string> const& receivedFiles() const { return decoder_.received_files(); }
     /// Removes the files received for a message that is given up.
     void removeReceivedFiles() const;
 

@@ -1,0 +1,171 @@
+#!/bin/sh
+# tool_test.sh PROGRAM: the program as its users meet it, with good and bad input.
+set -eu
+program=$1
+work=$(mktemp -d)
+server=
+trap '[ -z "$server" ] || kill "$server"; rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT TERM
+cd "$work"
+
+fail() {
+    echo "$1" >&2
+    [ ! -s err ] || sed 's/^/stderr: /' err >&2
+    exit 1
+}
+
+# run STATUS ARGUMENT...: leaves what is printed in `out` and `err`. Only a failure says something on
+# standard error: one line.
+run() {
+    expected=$1
+    shift
+    status=0
+    "$program" "$@" >out 2>err || status=$?
+    [ "$status" -eq "$expected" ] || fail "tmsg $*: exit status $status instead of $expected"
+    lines=$(wc -l <err)
+    [ "$lines" -eq "$([ "$expected" -eq 0 ] && echo 0 || echo 1)" ] || fail "tmsg $*: $lines lines of error"
+}
+
+# Standard output is exactly that text.
+printed() { printf '%s' "$1" | cmp -s - out || fail "printed: $(cat out)"; }
+shows() { grep -Fq -e "$1" out || fail "not shown: $1; but: $(cat out)"; }
+says() { [ "$(cat err)" = "tmsg: $1" ] || fail "did not say: $1"; }
+
+# refuse STATUS ERROR ARGUMENT...: nothing on standard output.
+refuse() {
+    wanted=$2
+    expected=$1
+    shift 2
+    run "$expected" "$@"
+    printed ''
+    says "$wanted"
+}
+
+text='request {name "add" struct {"a" {int32_t 1 } } struct {"s" {string "x y" } } } '
+printf '%s' "$text" >message.tcl
+run 0 convert --from tcl --to wire message.tcl && cp out message.wire
+run 0 convert --from tcl --to chunks --chunk-size 15 --seq 7 --port 3 message.tcl && cp out message.chunks
+
+# Every form to every form.
+json='{"name": "add", "request": [{"a": 1}, {"s": "x y"}]}'
+for from in tcl wire chunks; do
+    run 0 convert --from $from --to tcl message.$from && printed "$text"
+    run 0 convert --from $from --to json message.$from && printed "$json"
+    run 0 convert --from $from --to json --limit 10 message.$from
+    printed '{"name": "add", "request": [{}], "__SNIPPED__" : true}'
+    run 0 convert --from $from --to xml --chunk-size 5 message.$from && shows '<member><name>a</name><value><i4>1</i4></value>'
+    run 0 convert --from $from --to dump message.$from && shows '    (name) a(int32_t) 1'
+    run 0 convert --from $from --to wire message.$from && cmp out message.wire
+    run 0 convert --from $from --to chunks --chunk-size 15 --seq 7 --port 3 message.$from && cmp out message.chunks
+done
+run 0 convert --from wire --to json <message.wire && printed "$json"
+run 0 convert --from wire --to json - <message.wire && printed "$json"
+
+# Names by index stay so, whatever lies between, and come and go when asked.
+run 0 convert --from tcl --to wire --names-by-index message.tcl && cp out index.wire
+run 0 convert --from wire --to chunks index.wire && cp out index.chunks
+run 0 convert --from chunks --to wire index.chunks && cmp out index.wire
+run 0 convert --from wire --to tcl index.wire && shows '"catalog" {array {string "s" }' && cp out index.tcl
+run 0 convert --from tcl --to wire index.tcl && cmp out index.wire
+run 0 convert --from wire --to wire --names index.wire && cmp out message.wire
+run 0 convert --from chunks --to dump index.chunks && shows '(name) s(string) x y'
+QEL_INIT_DISABLE_SEND_MEMBER_STRING=1 refuse 1 'the names of this message cannot be sent by index' \
+    convert --from wire --to chunks index.wire
+
+# Files land in temporary files that are gone afterwards, damaged messages included.
+printf 'response {struct {f {file 3 "abc"}} struct {}}' >file.tcl
+"$program" convert --from tcl --to wire file.tcl >file.wire & convert=$!
+wait $convert
+head -c 25 file.wire >cut.wire
+for input in file.wire cut.wire; do
+    "$program" convert --from wire --to xml $input >out 2>err & convert=$!
+    wait $convert || says 'decoder expecting more data after end of buffer'
+    [ -z "$(find /tmp -maxdepth 1 -name "zab_tmp_${convert}_*")" ] || fail "a file of $input was left"
+done
+run 0 convert --from wire --to xml file.wire && shows '<value><file>3</file></value>'
+
+# What is wrong with the input.
+head -c 30 message.wire >cut.wire
+head -c 30 message.chunks >cut.chunks
+refuse 1 'decoder within string at end of method' convert --from wire --to json cut.wire
+refuse 1 'decoder within string at end of method' convert --from wire --to dump cut.wire
+refuse 1 'input ends within the header of the chunk at byte 23' convert --from chunks --to json cut.chunks
+head -c 23 message.chunks | refuse 1 'message without a last chunk' convert --from chunks --to json
+tail -c 28 message.chunks | refuse 1 'chunk continues no known message' convert --from chunks --to json
+cat message.chunks message.wire | refuse 1 "data follows the message at byte $(wc -c <message.chunks)" convert --from chunks --to json
+cat message.wire message.wire | refuse 1 'unexpected method call begin in method call: 00h at byte 35' convert --from wire --to tcl
+cat message.tcl message.tcl | refuse 1 'text follows the message' convert --from tcl --to wire
+refuse 1 'unknown tag found: 72h at byte 0' convert --from wire --to json message.tcl
+refuse 1 'bad number format parsing int8_t: 200' convert --from tcl --to wire <<END
+response {struct {a {int8_t 200}} struct {}}
+END
+printf 'struct {}' | refuse 1 'message expected but not found in: struct {}' convert --from tcl --to wire
+refuse 1 'failed to open nowhere: No such file or directory' convert --from wire --to json nowhere
+refuse 1 'failed to read from .: Is a directory' convert --from wire --to json .
+[ ! -e /dev/full ] || ! "$program" convert --from tcl --to json message.tcl >/dev/full 2>err || fail "no error for a full disk"
+says 'failed to write to standard output: No space left on device'
+
+# What is wrong with the command line.
+refuse 2 'no verb given; see tmsg --help'
+refuse 2 'The following argument was not expected: melt; see tmsg --help' melt
+refuse 2 '--from: no such form: json; see tmsg --help' convert --from json --to tcl
+refuse 2 '--chunk-size: Value 0 not in range 1 to 1048575; see tmsg --help' convert --from tcl --to xml --chunk-size 0
+refuse 2 'HOST:PORT: no address of the form HOST:PORT: here; see tmsg --help' call here
+run 0 --help && shows 'peek'
+for verb in convert inspect peek call serve; do run 0 $verb --help && shows "--help"; done
+run 0 --version && grep -Eq '^tmsg [0-9]+\.[0-9]+\.[0-9]+$' out || fail "no version"
+
+run 0 peek message.wire && [ "$(cat out)" = add ] || fail "no method name"
+printf '\002\004' | refuse 1 'no method name at the head of the input' peek
+head -c 6 message.wire | refuse 1 'no method name at the head of the input' peek
+
+run 0 inspect message.chunks
+shows '     2         23       15  -      -        3          7'
+shows 'message 7: 35 bytes in 3 chunks'
+shows '    s: string[3] "x y"'
+run 0 inspect --from wire index.wire && shows '      39      s: string[3] "x y"'
+NO_COLOR= run 0 inspect --from wire message.wire && shows '       8      a: int32_t 1'
+run 1 inspect --from wire cut.wire && says 'decoder within string at end of method'
+shows '       8      a: int32_t 1'
+shows 'damaged at byte'
+cat cut.chunks | run 1 inspect && shows 'damaged at byte'
+printf 'response {struct {"\\033[2J" {string "\\x1b[31mred\\x07\xc2\x9b\xc3\xbc"}} struct {}}' |
+    "$program" convert --from tcl --to wire | run 0 inspect --from wire
+shows 'string[13] "\x1b[31mred\a\xc2\x9bü"'
+! grep -q "$(printf '\033')" out || fail "a control character was printed"
+
+# A message of 5 MB there and back, and the other ways in which a call ends.
+{ printf 'request {name big struct {} struct {data {binary 5000000 "'; seq 900000 | head -c 5000000; printf '"}}}'; } >big.tcl
+mkfifo log
+"$program" serve --to json >log 2>serve.err & server=$!
+exec 3<log
+read -r port <&3
+cat <&3 >serve.out & reader=$!
+run 0 call "127.0.0.1:$port" --to json big.tcl && cp out answer.json
+run 0 convert --from tcl --to json big.tcl
+[ "$(sed 's/.*{"data"//' out | cksum)" = "$(sed 's/.*{"data"//' answer.json | cksum)" ] || fail "another body came back"
+run 0 call "localhost:$port" --from wire --to wire --chunk-size 1 index.wire && cp out answer.wire
+run 0 convert --from wire --to tcl answer.wire && printed 'response {struct {} struct {"s" {string "x y" } } } '
+printf 'response {struct {} struct {}}' >response.tcl
+refuse 1 'failed to receive: timed out' call "127.0.0.1:$port" --timeout 0.2 response.tcl
+kill -TERM $server
+wait $server || fail "the server ended with $?"
+server=
+wait $reader
+exec 3<&-
+[ "$(tail -n 1 serve.out)" = '{"response": [{}, {}]}' ] && [ ! -s serve.err ] || fail "the server printed: $(tail -n 1 serve.out)"
+refuse 1 "failed to connect to 127.0.0.1:$port: Connection refused" call "127.0.0.1:$port" message.tcl
+
+printf 'response {fault {struct {} struct {"faultCode" {int32_t 7} "faultString" {string "not so"}}}}' >fault.tcl
+"$program" serve --reply fault.tcl >serve.out 2>serve.err & server=$!
+until port=$(sed -n 1p serve.out) && [ -n "$port" ]; do sleep 0.05; done
+run 1 call "127.0.0.1:$port" --to json message.tcl && says 'fault 7: not so'
+printed '{"response": [{}, {"faultCode": 7, "faultString": "not so"}]}'
+[ "$(sed -n 2p serve.out)" = "$text" ] || fail "the server printed: $(sed -n 2p serve.out)"
+kill -INT $server
+wait $server || fail "the server ended with $?"
+server=
+
+status=$({ { "$program" convert --from tcl --to json big.tcl 2>err || echo $? >&3; } | true; } 3>&1)
+[ "$status" = 1 ] || fail "a closed pipe: exit status $status"
+says 'failed to write to standard output: Broken pipe'

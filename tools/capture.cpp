@@ -1,0 +1,100 @@
+#include "capture.h"
+
+#include <cstdio>
+
+#include "output.h"
+#include "style.h"
+
+namespace {
+
+constexpr char const* no_last_chunk = "message without a last chunk";
+constexpr char const* unknown_message = "chunk continues no known message";
+
+void write_row(std::size_t row, Chunk const& chunk, bool is_known) {
+    Tm_header const& header = chunk.header;
+    char text[160];
+    std::snprintf(text, sizeof text, "%6zu %10zu %8u  %-5s  %-4s %5u %10u", row, chunk.offset,
+                  header.get_length(), header.get_first_chunk() ? "first" : "-",
+                  header.get_last_chunk() ? "last" : "-",
+                  static_cast<unsigned int>(header.get_tmport()), header.get_seq_no());
+    write_output(text);
+    if (!is_known) write_output(painted(Colour::red, std::string("  ") + unknown_message));
+    write_output("\n");
+}
+
+}  // namespace
+
+void Capture::note(std::string const& error) {
+    if (error_.empty()) error_ = error;
+}
+
+void Capture::read(Input& input) {
+    write_output(" chunk     offset   length  first  last  port   sequence\n");
+    std::string missing = no_last_chunk;
+    try {
+        for (Chunk chunk; read_chunk_header(input, chunk);) read_chunk(input, chunk);
+    } catch (Failure const& failure) {
+        missing = failure.what();
+        note(missing);
+        write_output(painted(Colour::red, missing) + "\n");
+    }
+    while (!unfinished_.empty()) end_message(unfinished_.begin(), missing);
+}
+
+void Capture::read_chunk(Input& input, Chunk const& chunk) {
+    unsigned int const seq_no = chunk.header.get_seq_no();
+    bool const is_first = chunk.header.get_first_chunk();
+    auto found = unfinished_.find(seq_no);
+    if (is_first && found != unfinished_.end()) end_message(found, no_last_chunk);
+    if (is_first) begin_message(seq_no);
+    found = unfinished_.find(seq_no);
+
+    bool const is_known = found != unfinished_.end();
+    write_row(++row_, chunk, is_known);
+    if (!is_known) note(unknown_message);
+    if (is_known) ++found->second.chunks;
+    read_chunk_payload(input, chunk, [&](unsigned char const* data, std::size_t size) {
+        if (!is_known) return;
+        Unfinished& message = found->second;
+        message.bytes += size;
+        if (!message.decoder->error().empty()) return;
+        message.last_offset = chunk.offset;
+        message.decoder->feed(data, size);
+    });
+    if (is_known && chunk.header.get_last_chunk()) end_message(found, "");
+}
+
+Capture::Unfinished& Capture::begin_message(unsigned int seq_no) {
+    trees_.push_back(std::make_unique<Tree>());
+    Unfinished& message = unfinished_[seq_no];
+    message.tree = trees_.back().get();
+    message.decoder = std::make_unique<Tree_decoder>(
+        Tree_lines::Offsets::hidden,
+        [tree = message.tree](std::string_view text) { tree->lines += text; });
+    return message;
+}
+
+void Capture::end_message(Messages::iterator message, std::string const& error) {
+    Unfinished& ended = message->second;
+    Tree& tree = *ended.tree;
+    bool const is_damaged = !ended.decoder->error().empty();
+    ended.decoder->finish();
+    tree.title = "message " + std::to_string(message->first) + ": " + std::to_string(ended.bytes) +
+                 " bytes in " + std::to_string(ended.chunks) +
+                 (ended.chunks == 1 ? " chunk" : " chunks");
+    tree.damage = error.empty() || is_damaged ? ended.decoder->error() : error;
+    if (!tree.damage.empty()) {
+        note(tree.damage);
+        tree.damage = "damaged at byte " + std::to_string(ended.decoder->error_offset()) +
+                      " of the message, chunk at byte " + std::to_string(ended.last_offset) + ": " +
+                      tree.damage;
+    }
+    unfinished_.erase(message);
+}
+
+void Capture::write_trees() const {
+    for (auto const& tree : trees_) {
+        write_output("\n" + tree->title + "\n" + tree->lines);
+        if (!tree->damage.empty()) write_output(painted(Colour::red, tree->damage) + "\n");
+    }
+}

@@ -1,0 +1,167 @@
+#include "command_line.h"
+
+#include <tmsg/tmsg.h>
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <memory>
+
+#include "failure.h"
+#include "verbs.h"
+
+namespace {
+
+/// The options of all verbs, and what the command line made of them.
+struct Options {
+    Convert_options convert;
+    Inspect_options inspect;
+    std::string peek_file;
+    Call_options call;
+    Serve_options serve;
+    std::function<void()> run;
+};
+
+using Forms = std::map<std::string, Form>;
+
+std::string names_of(Forms const& forms) {
+    std::string names;
+    for (auto const& form : forms) names += (names.empty() ? "" : ", ") + form.first;
+    return names;
+}
+
+CLI::Option* add_form(CLI::App& verb, std::string const& name, std::string const& what, Form& form,
+                      Forms const& forms) {
+    auto const read = [&form, &forms, name](std::string const& text) {
+        auto const found = forms.find(text);
+        if (found == forms.end()) throw CLI::ValidationError(name, "no such form: " + text);
+        form = found->second;
+    };
+    return verb.add_option_function<std::string>(name, read, what + ": " + names_of(forms))
+        ->type_name("FORM");
+}
+
+/// "HOST:PORT" with both parts there; the answer is empty when it is right.
+std::string check_address(std::string const& text) {
+    std::size_t const colon = text.rfind(':');
+    bool const has_both = colon != std::string::npos && colon > 0;
+    std::string const port = has_both ? text.substr(colon + 1) : "";
+    bool const is_number = !port.empty() && port.size() <= 5 &&
+                           port.find_first_not_of("0123456789") == std::string::npos;
+    if (is_number && std::stoi(port) > 0 && std::stoi(port) <= 65535) return {};
+    return "no address of the form HOST:PORT: " + text;
+}
+
+void add_file(CLI::App& verb, std::string& file, std::string const& what) {
+    verb.add_option("FILE", file, what + "; standard input when it is missing or -")->type_name("");
+}
+
+template <class Number>
+void add_number(CLI::App& verb, std::string const& name, std::string const& what, Number& number,
+                Number low, Number high) {
+    std::string const range = ", " + std::to_string(low) + " to " + std::to_string(high);
+    verb.add_option(name, number, what + range)
+        ->check(CLI::Range(low, high).description(""))
+        ->capture_default_str()
+        ->type_name("N");
+}
+
+void add_chunk_size(CLI::App& verb, Writing& writing) {
+    int const largest = Tm_header::MAX_LENGTH;
+    add_number(verb, "--chunk-size", "payload bytes of a chunk, or bytes of an XML piece",
+               writing.chunk_size, 1, largest);
+}
+
+void add_convert(CLI::App& app, Options& options) {
+    CLI::App& verb =
+        *app.add_subcommand("convert", "Read one message and write it in another form");
+    Convert_options& chosen = options.convert;
+    Writing& writing = chosen.writing;
+    add_form(verb, "--from", "form of the input", chosen.from, input_forms)->required();
+    add_form(verb, "--to", "form of the output", chosen.to, output_forms)->required();
+    add_chunk_size(verb, writing);
+    add_number(verb, "--limit", "length at which JSON and list text are cut short", writing.limit,
+               0U, ~0U);
+    add_number(verb, "--seq", "sequence number in the chunk headers", writing.seq_no, 0U,
+               Tm_header::MAX_SEQ_NO);
+    add_number(verb, "--port", "port byte in the chunk headers", writing.port, 0U, 255U);
+    auto* const by_index = verb.add_flag_callback(
+        "--names-by-index", [&writing] { writing.names = Names::by_index; },
+        "write member names by index");
+    verb.add_flag_callback(
+            "--names", [&writing] { writing.names = Names::as_text; },
+            "never write member names by index")
+        ->excludes(by_index);
+    add_file(verb, chosen.file, "the message");
+    verb.callback([&options] { options.run = [&options] { convert(options.convert); }; });
+}
+
+void add_inspect(CLI::App& app, Options& options) {
+    CLI::App& verb =
+        *app.add_subcommand("inspect", "Show what a capture holds, as far as it is sound");
+    Forms static const forms = {{"wire", Form::wire}, {"chunks", Form::chunks}};
+    add_form(verb, "--from", "form of the input, else chunks", options.inspect.from, forms);
+    add_file(verb, options.inspect.file, "the capture");
+    verb.callback([&options] { options.run = [&options] { inspect(options.inspect); }; });
+}
+
+void add_peek(CLI::App& app, Options& options) {
+    CLI::App& verb =
+        *app.add_subcommand("peek", "Print the method name of a request in the wire form");
+    add_file(verb, options.peek_file, "the request");
+    verb.callback([&options] { options.run = [&options] { peek(options.peek_file); }; });
+}
+
+void add_call(CLI::App& app, Options& options) {
+    CLI::App& verb = *app.add_subcommand("call", "Send a message over TCP and print the answer");
+    Call_options& chosen = options.call;
+    verb.add_option("HOST:PORT", chosen.address, "where to send it")
+        ->required()
+        ->type_name("")
+        ->check(check_address);
+    add_form(verb, "--from", "form of the input, else tcl", chosen.from, input_forms);
+    add_form(verb, "--to", "form of the output, else tcl", chosen.to, output_forms);
+    add_chunk_size(verb, chosen.writing);
+    verb.add_option("--timeout", chosen.timeout, "how long the call may take")
+        ->check(CLI::Range(0.001, 1e6).description(""))
+        ->capture_default_str()
+        ->type_name("SECONDS");
+    add_file(verb, chosen.file, "the message");
+    verb.callback([&options] { options.run = [&options] { call(options.call); }; });
+}
+
+void add_serve(CLI::App& app, Options& options) {
+    CLI::App& verb = *app.add_subcommand(
+        "serve", "Print messages that come over TCP and answer requests with an echo");
+    Serve_options& chosen = options.serve;
+    unsigned short const largest = 65535;
+    add_number(verb, "--port", "where to listen; 0 picks a free port and prints it", chosen.port,
+               static_cast<unsigned short>(0), largest);
+    add_form(verb, "--to", "form of the output, else tcl", chosen.to, output_forms);
+    verb.add_option("--reply", chosen.reply, "list text of the answer to every request")
+        ->type_name("FILE");
+    verb.callback([&options] { options.run = [&options] { serve(options.serve); }; });
+}
+
+}  // namespace
+
+Command read_command_line(int argc, char** argv) {
+    auto const options = std::make_shared<Options>();
+    CLI::App app("Shows, converts and sends messages of typed values.", "tmsg");
+    app.set_version_flag("--version", "tmsg " TMSG_VERSION);
+    app.set_help_flag("--help", "print this help and exit");
+    app.require_subcommand(0, 1);
+    for (auto const add : {add_convert, add_inspect, add_peek, add_call, add_serve})
+        add(app, *options);
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& error) {
+        if (error.get_exit_code() == 0) return {{}, app.exit(error)};
+        report(std::string(error.what()) + "; see tmsg --help");
+        return {{}, exit_usage};
+    }
+    if (!options->run) {
+        report("no verb given; see tmsg --help");
+        return {{}, exit_usage};
+    }
+    return {[options] { options->run(); }, exit_good};
+}

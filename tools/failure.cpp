@@ -1,0 +1,24 @@
+#include "failure.h"
+
+#include <cerrno>
+#include <iostream>
+#include <system_error>
+
+#include "printable.h"
+
+namespace {
+
+/// Some texts quote the input, which may be long.
+constexpr std::size_t longest_line = 2000;
+
+}  // namespace
+
+Failure Failure::of_system(std::string const& what) {
+    return Failure(what + ": " + std::generic_category().message(errno));
+}
+
+void report(std::string_view text) {
+    bool const is_cut = text.size() > longest_line;
+    std::cerr << "tmsg: " << printable(text.substr(0, longest_line)) << (is_cut ? "..." : "")
+              << std::endl;
+}

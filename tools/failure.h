@@ -1,0 +1,19 @@
+/// What ends the program: a line on standard error, and an exit status.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+enum Exit_status { exit_good = 0, exit_failure = 1, exit_usage = 2 };
+
+class Failure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+
+    /// "WHAT: " and what the system says about the call that has just failed.
+    static Failure of_system(std::string const& what);
+};
+
+/// "tmsg: TEXT" on standard error, on one line whatever the text holds.
+void report(std::string_view text);

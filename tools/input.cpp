@@ -1,0 +1,68 @@
+#include "input.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "failure.h"
+#include "interrupt.h"
+
+namespace {
+
+bool is_standard_input(std::string const& path) { return path.empty() || path == "-"; }
+
+/// 0 when it is not known.
+std::size_t size_of(std::FILE* file) {
+    struct stat status = {};
+    bool const is_file = ::fstat(::fileno(file), &status) == 0 && S_ISREG(status.st_mode);
+    return is_file ? static_cast<std::size_t>(status.st_size) : 0;
+}
+
+std::FILE* open_input(std::string const& path) {
+    std::FILE* const file = is_standard_input(path) ? stdin : std::fopen(path.c_str(), "rbe");
+    if (file == nullptr) throw Failure::of_system("failed to open " + path);
+    return file;
+}
+
+}  // namespace
+
+Input::Input(std::string const& path)
+    : name_(is_standard_input(path) ? "standard input" : path),
+      file_(open_input(path)),
+      progress_("read", size_of(file_.get())) {}
+
+std::size_t Input::read(void* data, std::size_t size) {
+    ssize_t got = -1;
+    do {
+        throw_if_interrupted();
+        got = ::read(::fileno(file_.get()), data, size);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0) throw Failure::of_system("failed to read from " + name_);
+    auto const count = static_cast<std::size_t>(got);
+    offset_ += count;
+    progress_.advance(count);
+    return count;
+}
+
+std::size_t Input::read_fully(void* data, std::size_t size) {
+    std::size_t done = 0;
+    while (done < size) {
+        std::size_t const got = read(static_cast<char*>(data) + done, size - done);
+        if (got == 0) break;
+        done += got;
+    }
+    return done;
+}
+
+std::string Input::read_all() {
+    constexpr std::size_t block = 1 << 16;
+    std::string all;
+    for (std::size_t got = block; got != 0;) {
+        std::size_t const before = all.size();
+        all.resize(before + block);
+        got = read(&all[before], block);
+        all.resize(before + got);
+    }
+    return all;
+}

@@ -1,0 +1,36 @@
+/// The bytes of a file or of standard input, in one pass.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "progress.h"
+
+class Input {
+public:
+    /// Standard input when the path is empty or "-". Throws Failure.
+    explicit Input(std::string const& path);
+
+    /// The next bytes, as many as there are up to `size`; 0 at the end. Throws Failure.
+    std::size_t read(void* data, std::size_t size);
+    /// `size` bytes, or fewer at the end.
+    std::size_t read_fully(void* data, std::size_t size);
+    std::string read_all();
+
+    /// How many bytes were read.
+    std::size_t offset() const { return offset_; }
+
+private:
+    struct Closer {
+        void operator()(std::FILE* file) const {
+            if (file != stdin) std::fclose(file);
+        }
+    };
+
+    std::string name_;
+    std::unique_ptr<std::FILE, Closer> file_;
+    std::size_t offset_ = 0;
+    Progress progress_;
+};

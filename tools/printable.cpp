@@ -1,0 +1,72 @@
+#include "printable.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace {
+
+unsigned int byte_at(std::string_view text, std::size_t at) {
+    return static_cast<unsigned char>(text[at]);
+}
+
+std::string hex_of(unsigned int byte) {
+    return {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+}
+
+/// The bytes of the character at the front, if it is valid and no control character; else 0.
+std::size_t size_of_character(std::string_view text) {
+    unsigned int const first = byte_at(text, 0);
+    if (first < 0x80) return first >= ' ' && first <= '~' ? 1 : 0;
+    std::size_t const size = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC2 || first > 0xF4 || size > text.size()) return 0;
+    unsigned int code = first & (0x7Fu >> size);
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte_at(text, i) & 0xC0) != 0x80) return 0;
+        code = code << 6 | (byte_at(text, i) & 0x3F);
+    }
+    constexpr unsigned int smallest[] = {0, 0, 0xA0, 0x800, 0x10000};
+    bool const is_surrogate = code >= 0xD800 && code <= 0xDFFF;
+    // Marks that change the direction or the lines of what stands around them.
+    bool const is_mark = (code >= 0x200B && code <= 0x200F) || (code >= 0x2028 && code <= 0x202E) ||
+                         (code >= 0x2066 && code <= 0x2069);
+    return code < smallest[size] || code > 0x10FFFF || is_surrogate || is_mark ? 0 : size;
+}
+
+std::string escaped(unsigned int byte) {
+    constexpr std::string_view controls = "\a\b\t\n\v\f\r";
+    std::size_t const found = controls.find(static_cast<char>(byte));
+    if (found != std::string_view::npos) return {'\\', "abtnvfr"[found]};
+    return "\\x" + hex_of(byte);
+}
+
+/// Escapes the `special` characters too.
+std::string escape(std::string_view text, std::string_view special) {
+    std::string result;
+    while (!text.empty()) {
+        std::size_t const size = size_of_character(text);
+        if (size == 0) {
+            result += escaped(byte_at(text, 0));
+        } else {
+            if (special.find(text.front()) != std::string_view::npos) result += '\\';
+            result += text.substr(0, size);
+        }
+        text.remove_prefix(std::max<std::size_t>(size, 1));
+    }
+    return result;
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) { return escape(text, ""); }
+
+std::string quoted(std::string_view text, std::size_t most) {
+    return '"' + escape(text.substr(0, most), "\"\\") + '"' + (text.size() > most ? "..." : "");
+}
+
+std::string hexadecimal(std::string_view bytes, std::size_t most) {
+    std::string result;
+    for (std::size_t i = 0; i < std::min(bytes.size(), most); ++i) {
+        result += (i == 0 ? "" : " ") + hex_of(byte_at(bytes, i));
+    }
+    return result + (bytes.size() > most ? " ..." : "");
+}

@@ -1,0 +1,35 @@
+#include <memory>
+#include <string>
+
+#include "failure.h"
+#include "input.h"
+#include "output.h"
+#include "read_message.h"
+#include "server.h"
+#include "verbs.h"
+
+namespace {
+
+std::unique_ptr<Message> read_reply(std::string const& path, Temporary_files& files) {
+    Input input(path);
+    auto reply = read_message(input, Form::tcl, files);
+    if (reply->get_msg_type() == Message::TMT_REQUEST) {
+        throw Failure("the reply must be a response or a fault");
+    }
+    prepare_names(*reply, Names::as_received);
+    return reply;
+}
+
+}  // namespace
+
+void serve(Serve_options const& options) {
+    Temporary_files files;
+    std::unique_ptr<Message> reply;
+    if (!options.reply.empty()) reply = read_reply(options.reply, files);
+    Server server(options.port);
+    server.print_as(options.to);
+    server.answer_with(reply.get());
+    if (options.port == 0) write_output(std::to_string(server.port()) + "\n");
+    flush_output();
+    server.run();
+}

@@ -1,0 +1,148 @@
+#include "server.h"
+
+#include <ace/INET_Addr.h>
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <exception>
+
+#include "failure.h"
+#include "interrupt.h"
+#include "output.h"
+#include "temporary_files.h"
+#include "write_message.h"
+
+namespace {
+
+/// How long one client may keep all others waiting, in seconds.
+constexpr double patience = 10;
+/// Time between two collections of garbage, in seconds.
+constexpr int interval = 1;
+constexpr int answer_chunk_size = 4096;
+
+/// Signals come only while the server waits for events, so that none is missed.
+class Blocked_signals {
+public:
+    Blocked_signals() {
+        sigset_t blocked;
+        sigemptyset(&blocked);
+        for (int const number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&blocked, number);
+        sigprocmask(SIG_BLOCK, &blocked, &before_);
+    }
+    ~Blocked_signals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+    Blocked_signals(Blocked_signals const&) = delete;
+    Blocked_signals& operator=(Blocked_signals const&) = delete;
+
+    /// The mask to wait with.
+    sigset_t const& before() const { return before_; }
+
+private:
+    sigset_t before_;
+};
+
+}  // namespace
+
+Server::Server(unsigned short port)
+    : receiver_([this](std::unique_ptr<Message> message, int client,
+                       Tm_header const& header) { take(std::move(message), client, header); },
+                [](int, unsigned int, std::string const& text) { report(text); }) {
+    ACE_INET_Addr const address(port, "127.0.0.1");
+    if (acceptor_.open(address, 1) != 0) {
+        throw Failure::of_system("failed to listen on port " + std::to_string(port));
+    }
+}
+
+Server::~Server() { acceptor_.close(); }
+
+unsigned short Server::port() const {
+    ACE_INET_Addr address;
+    acceptor_.get_local_addr(address);
+    return address.get_port_number();
+}
+
+void Server::run() {
+    Blocked_signals const signals;
+    Deadline collection(interval);
+    while (!is_interrupted()) {
+        std::vector<pollfd> handles = watched();
+        timespec const patience_of_poll = {interval, 0};
+        int const ready =
+            ::ppoll(handles.data(), handles.size(), &patience_of_poll, &signals.before());
+        if (ready < 0 && errno != EINTR) throw Failure::of_system("failed to wait for clients");
+        if (ready > 0) serve_ready(handles);
+        if (collection.left() == ACE_Time_Value::zero) {
+            receiver_.collect_garbage();
+            collection = Deadline(interval);
+        }
+    }
+}
+
+void Server::serve_ready(std::vector<pollfd> const& handles) {
+    for (pollfd const& handle : handles) {
+        if (handle.revents == 0) continue;
+        if (handle.fd == acceptor_.get_handle()) {
+            accept();
+        } else {
+            read_from(handle.fd);
+        }
+    }
+}
+
+std::vector<pollfd> Server::watched() const {
+    std::vector<pollfd> handles = {{acceptor_.get_handle(), POLLIN, 0}};
+    for (auto const& client : clients_) handles.push_back({client.first, POLLIN, 0});
+    return handles;
+}
+
+void Server::accept() {
+    auto client = std::make_unique<Connection>();
+    if (acceptor_.accept(client->stream()) != 0) return;
+    int const handle = client->handle();
+    clients_[handle] = std::move(client);
+}
+
+void Server::read_from(int client) {
+    try {
+        if (clients_.at(client)->receive(receiver_, Deadline(patience))) return;
+    } catch (Lost_connection const& loss) {
+        report(loss.what());
+    }
+    receiver_.forget(client);
+    clients_.erase(client);
+}
+
+void Server::take(std::unique_ptr<Message> message, int client, Tm_header const& header) {
+    Temporary_files files;
+    files.add(*message);
+    print(*message, header);
+    if (message->get_msg_type() != Message::TMT_REQUEST) return;
+    try {
+        answer(*message, client, header);
+    } catch (Lost_connection const&) {
+        throw;
+    } catch (std::exception const& error) {
+        report(error.what());
+    }
+}
+
+void Server::print(Message& message, Tm_header const& header) const {
+    Writing writing;
+    writing.seq_no = header.get_seq_no();
+    writing.port = header.get_tmport();
+    if (!is_text(form_)) prepare_names(message, Names::as_received);
+    write_message(message, form_, writing);
+    if (is_text(form_)) write_output("\n");
+    flush_output();
+}
+
+/// The echo is the request itself, made a response without the first group.
+void Server::answer(Message& request, int client, Tm_header const& header) {
+    if (reply_ == nullptr) {
+        request.set_msg_type(Message::TMT_RESPONSE);
+        request.clear(Message::TMG_META);
+        prepare_names(request, Names::as_received);
+    }
+    clients_.at(client)->send(reply_ != nullptr ? *reply_ : request, answer_chunk_size,
+                              header.get_seq_no(), header.get_tmport(), Deadline(patience));
+}

@@ -1,0 +1,56 @@
+#include "tree_decoder.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "tree_printer.h"
+
+namespace {
+
+constexpr long capacity = 4096;
+
+}  // namespace
+
+Tree_decoder::Tree_decoder(Tree_lines::Offsets offsets, Tree_lines::Sink sink)
+    : Tm_bin_decoder_base(capacity), lines_(offsets, std::move(sink)) {
+    Tree_decoder::init();
+}
+
+Tree_decoder::~Tree_decoder() {
+    for (std::string const& path : builder_->received_files()) ::unlink(path.c_str());
+}
+
+void Tree_decoder::init() {
+    Tm_bin_decoder_base::init();
+    builder_ = std::make_unique<Tm_creator>(&message_);
+    auto printer = std::make_unique<Tree_printer>(*builder_, lines_, *this);
+    printer_ = printer.get();
+    creator_ = std::move(printer);
+}
+
+void Tree_decoder::feed(unsigned char const* data, std::size_t size) {
+    while (size > 0 && error().empty()) {
+        auto const slice = std::min(size, static_cast<std::size_t>(capacity));
+        add_to_buffer(data, static_cast<long>(slice));
+        fed_ += static_cast<long>(slice);
+        try {
+            decode();
+        } catch (std::exception const&) {
+            // Its text has become the error.
+        }
+        error_offset_ = item_offset();
+        data += slice;
+        size -= slice;
+    }
+}
+
+void Tree_decoder::finish() {
+    bool const is_between_items =
+        error().empty() && state() == 0 && read_position() == end_position();
+    finalize();
+    if (is_between_items) error_offset_ = fed_;
+    printer_->finish();
+}

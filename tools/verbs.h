@@ -1,0 +1,42 @@
+/// What the program does, one function for each verb. All throw Failure, and what the library
+/// throws, after which nothing more is written.
+#pragma once
+
+#include <string>
+
+#include "form.h"
+#include "write_message.h"
+
+struct Convert_options {
+    std::string file;
+    Form from = Form::tcl;
+    Form to = Form::tcl;
+    Writing writing;
+};
+
+struct Inspect_options {
+    std::string file;
+    Form from = Form::chunks;
+};
+
+struct Call_options {
+    std::string address;
+    std::string file;
+    Form from = Form::tcl;
+    Form to = Form::tcl;
+    Writing writing;
+    double timeout = 10;  ///< seconds, for the whole call
+};
+
+struct Serve_options {
+    unsigned short port = 0;
+    Form to = Form::tcl;
+    std::string reply;
+};
+
+void convert(Convert_options const& options);
+void inspect(Inspect_options const& options);
+void peek(std::string const& file);
+void call(Call_options const& options);
+/// Returns when SIGINT, SIGTERM or SIGHUP comes.
+void serve(Serve_options const& options);
