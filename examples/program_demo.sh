@@ -1,0 +1,54 @@
+#!/bin/sh
+# Shows the program tmsg at work: a request written by hand is converted, inspected and called. The
+# argument is the program.
+set -eu
+
+if [ $# -ne 1 ] || [ ! -x "$1" ]; then
+    echo "usage: program_demo.sh PROGRAM, the path of tmsg" >&2
+    exit 2
+fi
+program=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
+work=$(mktemp -d)
+server=
+trap '[ -z "$server" ] || kill "$server" 2>/dev/null || true; rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT TERM
+
+show() {
+    echo "\$ tmsg $*"
+    "$program" "$@"
+}
+
+cd "$(dirname "$0")"
+echo "A request, written by hand as list text in reserve.tcl:"
+cat reserve.tcl
+echo
+echo "\$ tmsg convert --from tcl --to chunks --chunk-size 64 --seq 7 reserve.tcl >reserve.chunks"
+"$program" convert --from tcl --to chunks --chunk-size 64 --seq 7 reserve.tcl >"$work/reserve.chunks"
+cd "$work"
+echo
+show inspect reserve.chunks
+echo
+
+echo "\$ tmsg serve --to json"
+mkfifo log
+"$program" serve --to json >log &
+server=$!
+exec 3<log
+read -r port <&3
+echo "$port"
+echo
+show call "127.0.0.1:$port" --from chunks --to json reserve.chunks | tee answer
+echo
+read -r line <&3
+echo
+echo "The server has printed:"
+echo "$line"
+
+kill -TERM "$server"
+wait "$server"
+server=
+expected='{"response": [{}, {"article": "bolt M8", "count": 250, "weights": [0.25, 1.5], "code": {"type": "binary", "size": 3, "hex": "4d 38 2b "}}]}'
+if ! grep -Fqx "$expected" answer; then
+    echo "program_demo: this is not the expected answer" >&2
+    exit 1
+fi
