@@ -67,8 +67,13 @@ void add_number(CLI::App& verb, std::string const& name, std::string const& what
 
 void add_chunk_size(CLI::App& verb, Writing& writing) {
     int const largest = Tm_header::MAX_LENGTH;
-    add_number(verb, "--chunk-size", "payload bytes of a chunk, or bytes of an XML piece",
-               writing.chunk_size, 1, largest);
+    auto const set = [&writing](int size) { writing.chunk_size = writing.xml_piece_size = size; };
+    std::string const what = "payload bytes of a chunk, 1 to " + std::to_string(largest) +
+                             "; when given, also bytes of an XML piece";
+    verb.add_option_function<int>("--chunk-size", set, what)
+        ->check(CLI::Range(1, largest).description(""))
+        ->default_str(std::to_string(writing.chunk_size))
+        ->type_name("N");
 }
 
 void add_convert(CLI::App& app, Options& options) {

@@ -115,7 +115,7 @@ void write_message(Message const& message, Form form, Writing const& writing) {
         case Form::json:
             return write_text<Tm_json_encoder>(message, writing.limit);
         case Form::xml:
-            return write_xml(message, writing.chunk_size);
+            return write_xml(message, writing.xml_piece_size);
         case Form::dump:
             return write_dump(message, writing);
         case Form::wire:

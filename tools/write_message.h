@@ -13,7 +13,10 @@ enum class Names {
 };
 
 struct Writing {
-    int chunk_size = 4096;  ///< bytes of a chunk's payload, or of an XML piece
+    int chunk_size = 4096;  ///< payload bytes
+    /// Pieces join to the same text; each walks the message once, so that a few large ones are
+    /// best.
+    int xml_piece_size = 1 << 22;
     unsigned int limit = Tm_text_encoder::DEFAULT_LIMIT;  ///< of JSON and list text
     unsigned int seq_no = 1;
     unsigned int port = 0;  ///< a byte
