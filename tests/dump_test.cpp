@@ -40,7 +40,10 @@ TEST(Dump, CountsPiecesAndIndents) {
     EXPECT_EQ("(binary)[300]\n        ...[256]\n    ...[44]\n(string) abcde\n  (name) x(string) ",
               printed_by([](FILE* stream) {
                   Tm_text_creator creator(stream);
+                  creator.indent();
                   creator.unindent();
+                  creator.unindent();
+                  EXPECT_STREQ("", creator.indent_c_str());
                   creator.indent();
                   creator.visit_binary_begin(300);
                   creator.visit_binary_continue(nullptr, 256);
@@ -59,6 +62,38 @@ TEST(Dump, CountsPiecesAndIndents) {
     EXPECT_STREQ("???", Tm_text_creator::type_to_c_str(static_cast<Tm_text_creator::Type>(21)));
 }
 
+TEST(Dump, EveryEndTakesItsIndentBack) {
+    printed_by([](FILE* stream) {
+        Tm_text_creator creator(stream);
+        creator.visit_method_begin(false);
+        creator.visit_fault_begin();
+        creator.visit_array_begin();
+        creator.visit_struct_begin();
+        creator.visit_member_begin(1);
+        EXPECT_EQ(10U, std::string(creator.indent_c_str()).size());
+        creator.visit_member_end();
+        creator.visit_struct_end();
+        creator.visit_array_end();
+        creator.visit_fault_end();
+        creator.visit_method_end(false);
+        EXPECT_STREQ("", creator.indent_c_str());
+        creator.visit_struct_begin();
+        creator.visit_method_begin(true);
+        EXPECT_STREQ("  ", creator.indent_c_str());
+    });
+}
+
+TEST(Dump, StartsAgainAfterAnError) {
+    EXPECT_EQ("(array)\n  (int8_t) 5\n", printed_by([](FILE* stream) {
+                  Tm_bin_decoder_to_text decoder(100, stream);
+                  feed(decoder, from_hex("06 FF"));
+                  EXPECT_EQ("unknown tag found: FFh at byte 1", decoder.error());
+                  decoder.init();
+                  feed(decoder, from_hex("0D 05"));
+                  EXPECT_EQ("", decoder.error());
+              }));
+}
+
 TEST(Peek, FindsTheMethodNameAtTheHead) {
     for (std::string const& row :
          rows("00 01 00 03 61 62 63 04 -> abc", "00 00 00 01 00 01 61 -> a", "01 00 00 -> ", "01 00 02 61 62 -> ab")) {
@@ -75,6 +110,9 @@ TEST(Peek, FindsTheMethodNameAtTheHead) {
         EXPECT_FALSE(peek.complete() || peek.decode() || !peek.method_name().empty()) << row;
         EXPECT_EQ(position, std::to_string(peek.read_position())) << row;
     }
+    Bytes const twice = from_hex("01 00 03 01 FF FF");
+    Tm_message_peek_decoder peek(twice.data(), 6);
+    EXPECT_TRUE(peek.complete() && peek.decode() && !peek.complete()) << "the name is no second head";
     Bytes const cut = from_hex("00 01 00 03 61 62");
     EXPECT_FALSE(Tm_message_peek_decoder(cut.data(), 6).complete()) << "decode() would read behind it";
 }

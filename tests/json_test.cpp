@@ -31,6 +31,27 @@ TEST(Json, WritesMessagesAndEveryKind) {
               json(array_of(std::make_unique<Tm_binary>(binary_of("")).get(), "")));
 }
 
+/// A nested message has commas of its own; empty names are not closed; nor do names look at the cut.
+TEST(Json, KeepsItsQuirks) {
+    Message const response;
+    auto const request = make_message(Message::TMT_REQUEST, "x");
+    EXPECT_EQ(R"([1{"name": "x", "request": [{}, {}]}2, 3{"response": [{}, {}]}, 4])",
+              json(array_of(1, request.get(), 2, 3, &response, 4)));
+    EXPECT_EQ(R"({"0, "1})", json(of_ints({"", ""})));
+    auto const message = add_message();
+    EXPECT_EQ(R"([{"name": "add", "request": [{}], "__SNIPPED__" : true})"
+              R"({"name": ", "request": [], "__SNIPPED__" : true}])",
+              json(array_of(message.get(), message.get()), 0));
+    EXPECT_EQ(R"({"name": "add", "request": [{}], "__SNIPPED__" : true})", json(*message, 29));
+    EXPECT_EQ(R"({"name": "add", "request": [{"a": 1}, {}]})", json(*message, 30));
+    struct Shouting : Tm_json_encoder {
+        bool visit_string_continue(char const*, unsigned int) override {
+            return Tm_json_encoder::visit_string_continue("A", 1);
+        }
+    };
+    EXPECT_EQ(R"({"name": "A", "request": [{}, {}]})", text_of<Shouting>(*request));
+}
+
 TEST(Json, EscapesEveryByteByItself) {
     std::map<int, std::string> const named = {{'\b', "\\b"}, {'\t', "\\t"}, {'\n', "\\n"}, {'\f', "\\f"},
                                               {'\r', "\\r"}, {'"', "\\\""}, {'\\', "\\\\"}};
@@ -57,6 +78,14 @@ TEST(Json, CutsAtMembersAndBytesAndClosesWhatIsOpen) {
     EXPECT_EQ(R"([{"type": "binary", "size": 200, "hex": "78 ])", json(array_of(&bytes, 5, "later"), 0))
         << "cut in the first of two pieces";
     auto const two = binary_of("ab");
+    Scratch const scratch;
+    Tm_array with_file = array_of(&two);
+    with_file.add_member(scratch.file("f", "123"), 0U);
+    EXPECT_EQ(std::string::npos, json(with_file, 0).find("file"));
+    auto const pieces = binary_of(std::string(130, 'x'));
+    std::string const whole = json(array_of(&pieces));
+    EXPECT_EQ(R"( 78 78 "}])", whole.substr(whole.size() - 10));
+    EXPECT_EQ(41U + 3 * 130 + 3, whole.size());
     EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": "61 "}])", json(array_of(&two, 5), 42));
     EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": "61 62 "}, 5])", json(array_of(&two, 5), 46));
     EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": "61 62 "}])", json(array_of(&two, 5), 45)) << "cut by its end";

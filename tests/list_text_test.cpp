@@ -54,9 +54,34 @@ TEST(ListText, WritesMessagesAndEveryKind) {
               list_text(value));
 }
 
+TEST(ListText, ClosesByteSequencesByTheirLength) {
+    Tm_tcl_encoder encoder;
+    for (int round = 0; round < 2; ++round) {
+        encoder.clear();
+        encoder.visit_string_begin(2);
+        encoder.visit_string_continue("ab", 2);
+        encoder.visit_string_continue("", 0);
+        EXPECT_EQ(R"(string "ab" " )", encoder.get_string());
+    }
+    std::string hex;
+    for (int i = 0; i < 130; ++i) hex += "78 ";
+    auto const bytes = binary_of(std::string(130, 'x'));
+    EXPECT_EQ("array {binary \"130 bytes\" \"" + hex + "\" } ", list_text(array_of(&bytes)));
+    // The last member begins where a log's text may end, or one byte before it.
+    for (std::size_t const size : {975U, 976U}) {
+        auto const message = make_message(Message::TMT_RESPONSE);
+        add(message->get_struct(body), "text", std::string(size, 'x'), "last", true);
+        std::ostringstream out;
+        out << *message;
+        EXPECT_EQ(size == 976 ? 1024 : std::string::npos, out.str().find("...SNIPPED"));
+    }
+}
+
 TEST(ListText, EndsAtTheLimitWithoutClosing) {
     EXPECT_EQ(R"(request {name "add" struct {...SNIPPED...)", list_text(*add_message(), 0));
     EXPECT_EQ("response {struct {} struct {} } ", list_text(*make_message(Message::TMT_RESPONSE), 0));
+    EXPECT_EQ(R"(request {name "add" struct {...SNIPPED...)", list_text(*add_message(), 28));
+    EXPECT_EQ(list_text(*add_message()), list_text(*add_message(), 29));
     auto const bytes = binary_of("ab");
     EXPECT_EQ(R"(array {binary "2 bytes" "61 ...SNIPPED...)", list_text(array_of(&bytes), 0));
     EXPECT_EQ(R"(array {binary "2 bytes" "61 62 ...SNIPPED...)", list_text(array_of(&bytes), 31));
@@ -108,7 +133,12 @@ TEST(ListText, ReadsBlanksQuotesAndEscapes) {
                      "struct{{{bool true}} -> struct {\"{\" {bool true } } ",
                      R"(struct {"a\"b" {bool true}} -> struct {"a\"b" {bool true } } )",
                      "request {name \"a b\" struct {} struct {}} -> request {name \"a b\" struct {} struct {} } ",
-                     "request {name x struct {} struct {}} int8_t 1 -> request {name \"x\" struct {} struct {} } "));
+                     "request {name x struct {} struct {}} int8_t 1 -> request {name \"x\" struct {} struct {} } ",
+                     "request {name \"a\\n\" struct {} struct {}} -> request {name \"a\\n\" struct {} struct {} } ",
+                     "struct {a {response {fault {struct {}struct {}}}} b {bool true}} -> "
+                     "struct {\"a\" {response {fault {struct {} struct {} } } } \"b\" {bool true } } ",
+                     "array {string \"a\\n\" string \"b\\n\"} -> array {string \"a\n\" string \"b\n\" } ",
+                     "int8_t \v5 -> int8_t 5 ", "int8_t \v-5 -> bad number format parsing int8_t: \v-5"));
     EXPECT_EQ("a b", string_in("\"a b\""));
     EXPECT_EQ("abc", string_in("abc"));
     EXPECT_EQ("a\"b", string_in("\"a\\\"b\""));
@@ -213,6 +243,13 @@ TEST(ListText, SaysWhatIsWrong) {
         "binary 1 \"\\xG0\" -> invalid \\x string, should be two hex characters: \\xG0",
         "response {fault {struct {} struct {} } x -> expected } but got: x",
         "response {fault {struct {} struct {} } -> premature end of input: expected }",
+        "request {request x -> unexpected method call begin in method call",
+        "array {response {response x -> unexpected method response begin in method response",
+        "fault x -> unexpected fault begin in base array", "request {array x -> unexpected array begin in method call",
+        "request {name a struct {} struct {} struct x -> unexpected struct begin in method call",
+        "request {binary 1 a -> unexpected binary begin in method call",
+        "string \"\\x4g\" -> invalid \\x string, should be two hex characters: \\x4g",
+        "double 5" + std::string(1, '\0') + " -> bad number format parsing double: 5" + std::string(1, '\0'),
         "request {int32_t 1 -> unexpected int32 in method call",
         "array {name x -> unexpected method name begin in array", "struct {a {}} -> no values found in member",
         "bool true } -> unmatched }, current state: base array",
@@ -238,6 +275,13 @@ TEST(ListText, StartsAfreshWithEveryText) {
     EXPECT_EQ("enough", decoder.error());
     EXPECT_THROWS("message expected but not found in: struct {}", Message::from_string("struct {}"));
     EXPECT_THROWS("unexpected token: x while parsing: x y", Message::from_string("x y"));
+    std::string const bad_table = "request {name a struct {x {file 1 y} catalog {int32_t 1}} struct {}}";
+    EXPECT_THROWS("value of type int32_t accessed as type array", decoder.decode(bad_table));
+    EXPECT_EQ("value of type int32_t accessed as type array", decoder.error());
+    remove_received_files();
+    EXPECT_THROWS("value of type int32_t accessed as type array", Message::from_string(bad_table));
+    text_thrown_by([] { Message::from_string("response {struct {x {file 1 y}} x"); });
+    EXPECT_EQ(0, remove_received_files());
 }
 
 TEST(ListText, CutsTextIntoTokens) {

@@ -64,6 +64,11 @@ TEST(Xml, StopsAtTheEdgeOfAPiece) {
     EXPECT_TRUE(encoder.continue_fill() && encoder.fill() == 3);
     EXPECT_TRUE(encoder.visit_bool(true) && encoder.visit_string_continue(std::string(999, 'x').data(), 999));
     EXPECT_EQ(1002, encoder.fill()) << "one skipped, one larger than any piece of the library";
+    encoder.begin_fill();
+    EXPECT_TRUE(encoder.visit_method_begin(false) && !encoder.visit_bool(true)) << "16 bytes";
+    EXPECT_TRUE(encoder.continue_fill() && encoder.fill() == 0);
+    EXPECT_TRUE(encoder.visit_method_begin(false) && encoder.visit_string_continue(std::string(32, 'x').data(), 32));
+    EXPECT_TRUE(!encoder.continue_fill() && encoder.fill() == 16) << "one more full piece";
     EXPECT_THROWS("chunk size 0 out of range 1..2147483647", Tm_xml_file_size_encoder(0));
 }
 

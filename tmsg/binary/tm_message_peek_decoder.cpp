@@ -14,7 +14,7 @@ Tm_message_peek_decoder::Tm_message_peek_decoder(unsigned char const* data, long
 Tm_message_peek_decoder::~Tm_message_peek_decoder() = default;
 
 bool Tm_message_peek_decoder::complete() const {
-    long at = 0;
+    long at = read_;
     while (at < length_ && data_[at] == TM_TAG_CALL) ++at;
     if (length_ - at < 1 + length_size || data_[at] != TM_TAG_METHOD_NAME) return false;
     return tm_get_big_endian<std::uint16_t>(data_ + at + 1) <= length_ - at - 1 - length_size;

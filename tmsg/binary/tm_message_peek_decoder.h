@@ -14,8 +14,9 @@ public:
     Tm_message_peek_decoder(unsigned char const* data, long length);
     virtual ~Tm_message_peek_decoder();
 
-    /// The input holds the head of a request entirely: its leading tags, the length of the name and
-    /// the whole name.
+    /// The input holds, from the read position on, the head of a request entirely: its leading
+    /// tags, the length of the name and the whole name. The next decode() stays within the input
+    /// then.
     bool complete() const;
 
     /// Appends the name to method_name(). False: there is none, as in responses, or not even its

@@ -33,7 +33,7 @@ public:
     Message(Message const& other);
 
     /// The message that a list text (see Tm_tcl_decoder) describes; Tm_exception for any other
-    /// text, Tm_out_of_range_exception for an empty one.
+    /// text, Tm_out_of_range_exception for an empty one, and what the decoder throws.
     static Message from_string(std::string const& text);
 
     Message* clone() const override;

@@ -12,11 +12,24 @@ namespace {
 
 constexpr unsigned int log_limit = 1024;
 
-/// Nobody else can know the paths of the files that a refused text has made.
-[[noreturn]] void refuse(Tm_tcl_decoder const& decoder, std::string const& why) {
-    for (std::string const& path : decoder.received_files()) ::unlink(path.c_str());
-    throw Tm_exception(why);
-}
+/// Removes the files that a text has made, unless a message is given away that holds them: nobody
+/// else can know their paths.
+class Received_files {
+public:
+    explicit Received_files(Tm_tcl_decoder const& decoder) : decoder_(decoder) {}
+    ~Received_files() {
+        if (are_kept_) return;
+        for (std::string const& path : decoder_.received_files()) ::unlink(path.c_str());
+    }
+    Received_files(Received_files const&) = delete;
+    Received_files& operator=(Received_files const&) = delete;
+
+    void keep() { are_kept_ = true; }
+
+private:
+    Tm_tcl_decoder const& decoder_;
+    bool are_kept_ = false;
+};
 
 }  // namespace
 
@@ -28,11 +41,16 @@ std::ostream& operator<<(std::ostream& out, Message const& message) {
 
 Message Message::from_string(std::string const& text) {
     Tm_tcl_decoder decoder;
+    Received_files files(decoder);
     decoder.decode(text);
-    if (!decoder.error().empty()) refuse(decoder, decoder.error() + " while parsing: " + text);
+    if (!decoder.error().empty()) {
+        throw Tm_exception(decoder.error() + " while parsing: " + text);
+    }
     Tm_value const* const value = decoder.get_value();
     if (value->get_value_type() != TMV_MESSAGE) {
-        refuse(decoder, "message expected but not found in: " + text);
+        throw Tm_exception("message expected but not found in: " + text);
     }
-    return static_cast<Message const&>(*value);
+    Message message(static_cast<Message const&>(*value));
+    files.keep();
+    return message;
 }

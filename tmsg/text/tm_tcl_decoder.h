@@ -7,7 +7,9 @@
 /// More is accepted than the encoder writes: blanks of any kind between words, backslash escapes
 /// in quoted strings, and byte strings and files as length and raw contents. The first error ends
 /// the text. Exceptions come from the creator alone: Tm_file_open_exception and
-/// Tm_file_mapping_exception for the temporary file of a file value, and std::bad_alloc.
+/// Tm_file_mapping_exception for the temporary file of a file value, Tm_type_mismatch_exception for
+/// a "catalog" in the first struct of a message that is no array of strings. Their text becomes the
+/// error text too.
 #pragma once
 
 #include <memory>
@@ -32,7 +34,8 @@ public:
     Tm_tcl_decoder& operator=(Tm_tcl_decoder const&) = delete;
     virtual ~Tm_tcl_decoder();
 
-    /// Reads the whole text; what the text before gave is destroyed.
+    /// Reads the whole text, which is not the decoder's own; what the text before gave is
+    /// destroyed.
     void decode(std::string const& text);
 
     /// Empty while all is well.

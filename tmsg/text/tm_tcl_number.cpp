@@ -1,5 +1,7 @@
 #include "tmsg/text/tm_tcl_number.h"
 
+#include <locale.h>
+
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -56,6 +58,23 @@ bool parse_wide(std::string_view token, Wide& number, Wide (*convert)(char const
     return number != 0 || (!token.empty() && token.front() == '0');
 }
 
+/// The C locale for the calling thread.
+class C_locale {
+public:
+    C_locale() : before_(::uselocale(c_locale())) {}
+    ~C_locale() { ::uselocale(before_); }
+    C_locale(C_locale const&) = delete;
+    C_locale& operator=(C_locale const&) = delete;
+
+private:
+    static locale_t c_locale() {
+        static locale_t const made = ::newlocale(LC_ALL_MASK, "C", locale_t());
+        return made;
+    }
+
+    locale_t before_;
+};
+
 }  // namespace
 
 // clang-format off
@@ -72,13 +91,14 @@ bool tm_parse_number(std::string_view token, unsigned long& number) {
     return !is_negative(token) && parse_wide(token, number, string_to_uint64);
 }
 
-/// Plain numbers do not depend on the locale; the rest (signs, infinities, hexadecimal) is scanf's.
+/// What is no plain number (signs, infinities, hexadecimal, overflow) is left to scanf.
 bool tm_parse_number(std::string_view token, double& number) {
     std::size_t const sign = is_negative(token) ? 1 : 0;
     bool const begins_plainly = token.size() > sign && token[sign] >= '0' && token[sign] <= '9';
     if (begins_plainly && parse_plain(token, number)) return true;
     std::string const text(token);
     char extra = 0;
+    C_locale const locale;
     return text.find('\0') == std::string::npos &&
            std::sscanf(text.c_str(), "%lg%c", &number, &extra) == 1;
 }

@@ -1,7 +1,7 @@
 /// The numbers of list text: what each type accepts. False: bad format.
 ///
 /// The widths up to 32 bits and the doubles take what scanf reads with %lu and %lg, if nothing
-/// follows it; the 64-bit types read leniently up to the first other character.
+/// follows it, in the C locale; the 64-bit types read leniently up to the first other character.
 #pragma once
 
 #include <string_view>
