@@ -19,9 +19,12 @@ namespace {
 constexpr double patience = 10;
 /// Time between two collections of garbage, in seconds.
 constexpr int interval = 1;
+/// More must wait until others have gone.
+constexpr std::size_t most_clients = 500;
 constexpr int answer_chunk_size = 4096;
 
-/// Signals come only while the server waits for events, so that none is missed.
+/// Signals come while the server waits for events, and not between asking for them and waiting, so
+/// that none is missed.
 class Blocked_signals {
 public:
     Blocked_signals() {
@@ -62,20 +65,28 @@ unsigned short Server::port() const {
 }
 
 void Server::run() {
-    Blocked_signals const signals;
     Deadline collection(interval);
-    while (!is_interrupted()) {
-        std::vector<pollfd> handles = watched();
-        timespec const patience_of_poll = {interval, 0};
-        int const ready =
-            ::ppoll(handles.data(), handles.size(), &patience_of_poll, &signals.before());
-        if (ready < 0 && errno != EINTR) throw Failure::of_system("failed to wait for clients");
-        if (ready > 0) serve_ready(handles);
-        if (collection.left() == ACE_Time_Value::zero) {
+    try {
+        for (std::vector<pollfd> handles; wait(handles);) {
+            serve_ready(handles);
+            if (collection.left() != ACE_Time_Value::zero) continue;
             receiver_.collect_garbage();
             collection = Deadline(interval);
         }
+    } catch (Interrupted const&) {
+        // A client was being served when the signal came.
     }
+}
+
+/// Until something is ready, or for one interval. False: a signal came.
+bool Server::wait(std::vector<pollfd>& handles) {
+    Blocked_signals const signals;
+    if (is_interrupted()) return false;
+    handles = watched();
+    timespec const time = {interval, 0};
+    if (::ppoll(handles.data(), handles.size(), &time, &signals.before()) >= 0) return true;
+    if (errno != EINTR) throw Failure::of_system("failed to wait for clients");
+    return !is_interrupted();
 }
 
 void Server::serve_ready(std::vector<pollfd> const& handles) {
@@ -90,7 +101,8 @@ void Server::serve_ready(std::vector<pollfd> const& handles) {
 }
 
 std::vector<pollfd> Server::watched() const {
-    std::vector<pollfd> handles = {{acceptor_.get_handle(), POLLIN, 0}};
+    std::vector<pollfd> handles;
+    if (clients_.size() < most_clients) handles.push_back({acceptor_.get_handle(), POLLIN, 0});
     for (auto const& client : clients_) handles.push_back({client.first, POLLIN, 0});
     return handles;
 }

@@ -28,6 +28,7 @@ public:
     void run();
 
 private:
+    bool wait(std::vector<pollfd>& handles);
     std::vector<pollfd> watched() const;
     void serve_ready(std::vector<pollfd> const& handles);
     void accept();
