@@ -1,5 +1,5 @@
 #!/bin/sh
-# tool_test.sh PROGRAM: the program as its users meet it, with good and bad input.
+# tool_test.sh PROGRAM: the program (its absolute path) as its users meet it, with good and bad input.
 set -eu
 program=$1
 work=$(mktemp -d)
@@ -83,6 +83,17 @@ for input in file.wire cut.wire; do
     [ -z "$(find /tmp -maxdepth 1 -name "zab_tmp_${convert}_*")" ] || fail "a file of $input was left"
 done
 run 0 convert --from wire --to xml file.wire && shows '<value><file>3</file></value>'
+mkfifo slow
+"$program" convert --from wire --to xml slow >out 2>err & convert=$!
+exec 4>slow
+head -c 25 file.wire >&4
+until [ -n "$(find /tmp -maxdepth 1 -name "zab_tmp_${convert}_*")" ]; do sleep 0.01; done
+kill -TERM $convert
+status=0
+wait $convert 2>/dev/null || status=$?
+exec 4>&-
+[ "$status" -eq 143 ] || fail "SIGTERM: exit status $status"
+[ -z "$(find /tmp -maxdepth 1 -name "zab_tmp_${convert}_*")" ] || fail "SIGTERM left a file"
 
 # What is wrong with the input.
 head -c 30 message.wire >cut.wire
@@ -92,6 +103,10 @@ refuse 1 'decoder within string at end of method' convert --from wire --to dump 
 refuse 1 'input ends within the header of the chunk at byte 23' convert --from chunks --to json cut.chunks
 head -c 23 message.chunks | refuse 1 'message without a last chunk' convert --from chunks --to json
 tail -c 28 message.chunks | refuse 1 'chunk continues no known message' convert --from chunks --to json
+head -c 23 message.chunks >first.chunk
+cat first.chunk message.chunks | refuse 1 'message without a last chunk' convert --from chunks --to json
+run 0 convert --from tcl --to chunks --chunk-size 15 --seq 8 message.tcl && cp out other.chunks
+cat first.chunk other.chunks | refuse 1 'another message in the chunk at byte 23' convert --from chunks --to json
 cat message.chunks message.wire | refuse 1 "data follows the message at byte $(wc -c <message.chunks)" convert --from chunks --to json
 cat message.wire message.wire | refuse 1 'unexpected method call begin in method call: 00h at byte 35' convert --from wire --to tcl
 cat message.tcl message.tcl | refuse 1 'text follows the message' convert --from tcl --to wire
@@ -104,6 +119,10 @@ refuse 1 'failed to open nowhere: No such file or directory' convert --from wire
 refuse 1 'failed to read from .: Is a directory' convert --from wire --to json .
 [ ! -e /dev/full ] || ! "$program" convert --from tcl --to json message.tcl >/dev/full 2>err || fail "no error for a full disk"
 says 'failed to write to standard output: No space left on device'
+[ ! -e /dev/full ] || ! "$program" convert --from tcl --to dump message.tcl >/dev/full 2>err || fail "no error for a full disk"
+says 'failed to write to standard output: No space left on device'
+! "$program" convert --from wire --to dump <message.wire >&- 2>err || fail "no error for a closed output"
+says 'failed to write to standard output: Bad file descriptor'
 
 # What is wrong with the command line.
 refuse 2 'no verb given; see tmsg --help'
@@ -111,11 +130,15 @@ refuse 2 'The following argument was not expected: melt; see tmsg --help' melt
 refuse 2 '--from: no such form: json; see tmsg --help' convert --from json --to tcl
 refuse 2 '--chunk-size: Value 0 not in range 1 to 1048575; see tmsg --help' convert --from tcl --to xml --chunk-size 0
 refuse 2 'HOST:PORT: no address of the form HOST:PORT: here; see tmsg --help' call here
+refuse 2 'HOST:PORT: no address of the form HOST:PORT: here:65536; see tmsg --help' call here:65536
+refuse 1 'the reply must be a response or a fault' serve --reply message.tcl
 run 0 --help && shows 'peek'
 for verb in convert inspect peek call serve; do run 0 $verb --help && shows "--help"; done
 run 0 --version && grep -Eq '^tmsg [0-9]+\.[0-9]+\.[0-9]+$' out || fail "no version"
 
 run 0 peek message.wire && [ "$(cat out)" = add ] || fail "no method name"
+name=$(seq 1200 | tr -d '\n')
+echo "request {name $name struct {} struct {}}" | "$program" convert --from tcl --to wire | run 0 peek && [ "$(cat out)" = "$name" ] || fail "no long name"
 printf '\002\004' | refuse 1 'no method name at the head of the input' peek
 head -c 6 message.wire | refuse 1 'no method name at the head of the input' peek
 
@@ -127,12 +150,18 @@ run 0 inspect --from wire index.wire && shows '      39      s: string[3] "x y"'
 NO_COLOR= run 0 inspect --from wire message.wire && shows '       8      a: int32_t 1'
 run 1 inspect --from wire cut.wire && says 'decoder within string at end of method'
 shows '       8      a: int32_t 1'
-shows 'damaged at byte'
-cat cut.chunks | run 1 inspect && shows 'damaged at byte'
+shows '      21      s: string[3] "", incomplete'
+shows 'damaged at byte 26: decoder within string at end of method'
+run 1 inspect cut.chunks
+shows 'damaged at byte 13 of the message, chunk at byte 0: input ends within the header of the chunk at byte 23'
 printf 'response {struct {"\\033[2J" {string "\\x1b[31mred\\x07\xc2\x9b\xc3\xbc"}} struct {}}' |
     "$program" convert --from tcl --to wire | run 0 inspect --from wire
 shows 'string[13] "\x1b[31mred\a\xc2\x9bü"'
 ! grep -q "$(printf '\033')" out || fail "a control character was printed"
+{ head -c 23 message.chunks; head -c 23 other.chunks; tail -c +24 message.chunks; tail -c +24 other.chunks; } | run 0 inspect
+[ "$(grep -c '    s: string\[3\] "x y"' out)" -eq 2 ] || fail "interleaved messages are not shown"
+printf 'response {struct {a {string "%0100d"}} struct {}}' 0 | "$program" convert --from tcl --to wire | run 0 inspect --from wire
+shows "string[100] \"$(printf '%064d' 0)\"..."
 
 # A message of 5 MB there and back, and the other ways in which a call ends.
 { printf 'request {name big struct {} struct {data {binary 5000000 "'; seq 900000 | head -c 5000000; printf '"}}}'; } >big.tcl
@@ -149,6 +178,8 @@ getent hosts $host >/dev/null || host=127.0.0.1
 run 0 call "$host:$port" --from wire --to wire --chunk-size 1 index.wire && cp out answer.wire
 run 0 convert --from wire --to tcl answer.wire && printed 'response {struct {} struct {"s" {string "x y" } } } '
 printf 'response {struct {} struct {}}' >response.tcl
+printf 'request {name f struct {f {file 3 "abc"}} struct {}}' | run 0 call "127.0.0.1:$port" --to json && shows '{"response": [{}, {}]}'
+[ -z "$(find /tmp -maxdepth 1 -name "zab_tmp_${server}_*")" ] || fail "the server has left a file"
 refuse 1 'failed to receive: timed out' call "127.0.0.1:$port" --timeout 0.2 response.tcl
 kill -TERM $server
 wait $server || fail "the server ended with $?"

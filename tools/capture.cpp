@@ -8,9 +8,12 @@
 namespace {
 
 constexpr char const* no_last_chunk = "message without a last chunk";
+/// Further ones are shown as chunks only.
+constexpr std::size_t most_unfinished = 1024;
 constexpr char const* unknown_message = "chunk continues no known message";
 
 void write_row(std::size_t row, Chunk const& chunk, bool is_known) {
+    if (row == 1) write_output(" chunk     offset   length  first  last  port   sequence\n");
     Tm_header const& header = chunk.header;
     char text[160];
     std::snprintf(text, sizeof text, "%6zu %10zu %8u  %-5s  %-4s %5u %10u", row, chunk.offset,
@@ -29,7 +32,6 @@ void Capture::note(std::string const& error) {
 }
 
 void Capture::read(Input& input) {
-    write_output(" chunk     offset   length  first  last  port   sequence\n");
     std::string missing = no_last_chunk;
     try {
         for (Chunk chunk; read_chunk_header(input, chunk);) read_chunk(input, chunk);
@@ -46,7 +48,7 @@ void Capture::read_chunk(Input& input, Chunk const& chunk) {
     bool const is_first = chunk.header.get_first_chunk();
     auto found = unfinished_.find(seq_no);
     if (is_first && found != unfinished_.end()) end_message(found, no_last_chunk);
-    if (is_first) begin_message(seq_no);
+    if (is_first && unfinished_.size() < most_unfinished) begin_message(seq_no);
     found = unfinished_.find(seq_no);
 
     bool const is_known = found != unfinished_.end();
@@ -60,18 +62,18 @@ void Capture::read_chunk(Input& input, Chunk const& chunk) {
         if (!message.decoder->error().empty()) return;
         message.last_offset = chunk.offset;
         message.decoder->feed(data, size);
+        note(message.decoder->error());
     });
     if (is_known && chunk.header.get_last_chunk()) end_message(found, "");
 }
 
-Capture::Unfinished& Capture::begin_message(unsigned int seq_no) {
+void Capture::begin_message(unsigned int seq_no) {
     trees_.push_back(std::make_unique<Tree>());
     Unfinished& message = unfinished_[seq_no];
     message.tree = trees_.back().get();
     message.decoder = std::make_unique<Tree_decoder>(
         Tree_lines::Offsets::hidden,
         [tree = message.tree](std::string_view text) { tree->lines += text; });
-    return message;
 }
 
 void Capture::end_message(Messages::iterator message, std::string const& error) {

@@ -36,7 +36,7 @@ private:
     using Messages = std::map<unsigned int, Unfinished>;
 
     void read_chunk(Input& input, Chunk const& chunk);
-    Unfinished& begin_message(unsigned int seq_no);
+    void begin_message(unsigned int seq_no);
     /// With the error if the decoder had none.
     void end_message(Messages::iterator message, std::string const& error);
     void note(std::string const& error);

@@ -5,8 +5,10 @@
 
 #include <iostream>
 #include <memory>
+#include <sstream>
 
 #include "failure.h"
+#include "output.h"
 #include "verbs.h"
 
 namespace {
@@ -147,6 +149,16 @@ void add_serve(CLI::App& app, Options& options) {
     verb.callback([&options] { options.run = [&options] { serve(options.serve); }; });
 }
 
+Command show_help(CLI::App const& app, CLI::ParseError const& error) {
+    std::ostringstream text;
+    app.exit(error, text, text);
+    return {[help = text.str()] {
+                write_output(help);
+                flush_output();
+            },
+            exit_good};
+}
+
 }  // namespace
 
 Command read_command_line(int argc, char** argv) {
@@ -160,7 +172,7 @@ Command read_command_line(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
-        if (error.get_exit_code() == 0) return {{}, app.exit(error)};
+        if (error.get_exit_code() == 0) return show_help(app, error);
         report(std::string(error.what()) + "; see tmsg --help");
         return {{}, exit_usage};
     }

@@ -5,7 +5,7 @@
 #include <string>
 
 struct Command {
-    std::function<void()> run;  ///< nothing for --help and --version, which are done
+    std::function<void()> run;  ///< nothing after bad usage
     int exit_status = 0;        ///< without anything to run
 };
 

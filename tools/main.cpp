@@ -1,4 +1,7 @@
 /// tmsg, the program that shows and converts messages.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <exception>
 #include <new>
@@ -7,10 +10,23 @@
 #include "failure.h"
 #include "interrupt.h"
 
+namespace {
+
+/// A descriptor 0, 1 or 2 that is closed would be given to a file or socket of the program's own.
+void occupy_standard_descriptors() {
+    for (int const descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        bool const is_open = ::fcntl(descriptor, F_GETFD) != -1;
+        if (!is_open) ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+    occupy_standard_descriptors();
+    std::signal(SIGPIPE, SIG_IGN);
     Command const command = read_command_line(argc, argv);
     if (!command.run) return command.exit_status;
-    std::signal(SIGPIPE, SIG_IGN);
     watch_interrupts();
     try {
         command.run();

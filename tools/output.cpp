@@ -2,25 +2,48 @@
 
 #include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <cerrno>
+#include <string>
 
 #include "interrupt.h"
 
 namespace {
 
-[[noreturn]] void fail() {
-    throw_if_interrupted();
-    throw Failure::of_system("failed to write to standard output");
+constexpr std::size_t block = 1 << 16;
+
+std::string& waiting() {
+    static std::string text;
+    return text;
+}
+
+/// Not by way of stdio, which goes on writing when a signal comes.
+void write_now(std::string_view text) {
+    while (!text.empty()) {
+        throw_if_interrupted();
+        ssize_t const done = ::write(STDOUT_FILENO, text.data(), std::min(text.size(), block));
+        if (done >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(done));
+        } else if (errno != EINTR) {
+            throw Output_failure(Failure::of_system("failed to write to standard output").what());
+        }
+    }
 }
 
 }  // namespace
 
 void write_output(std::string_view text) {
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) fail();
+    if (waiting().size() + text.size() >= block) {
+        flush_output();
+        if (text.size() >= block) return write_now(text);
+    }
+    waiting() += text;
 }
 
 void flush_output() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) fail();
+    std::string const text = std::move(waiting());
+    waiting().clear();
+    write_now(text);
 }
 
 void end_text_output() {

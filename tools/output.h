@@ -1,12 +1,16 @@
 /// Standard output, of which every failure counts.
 #pragma once
 
-#include <cstddef>
 #include <string_view>
 
 #include "failure.h"
 
-/// All of these throw Failure when writing fails.
+class Output_failure : public Failure {
+public:
+    using Failure::Failure;
+};
+
+/// Both throw Output_failure when writing fails, and Interrupted.
 void write_output(std::string_view text);
 /// What was written has left the program.
 void flush_output();

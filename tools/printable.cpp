@@ -55,12 +55,26 @@ std::string escape(std::string_view text, std::string_view special) {
     return result;
 }
 
+/// The first bytes, `most` or a few less where a character would be cut.
+std::string_view first_of(std::string_view text, std::size_t most) {
+    std::size_t end = std::min(text.size(), most);
+    auto const is_within_character = [&] {
+        return end < text.size() && end + 3 > most && (byte_at(text, end) & 0xC0) == 0x80;
+    };
+    while (end > 0 && is_within_character()) --end;
+    return text.substr(0, end);
+}
+
 }  // namespace
 
 std::string printable(std::string_view text) { return escape(text, ""); }
 
+std::string shortened(std::string_view text, std::size_t most) {
+    return printable(first_of(text, most)) + (text.size() > most ? "..." : "");
+}
+
 std::string quoted(std::string_view text, std::size_t most) {
-    return '"' + escape(text.substr(0, most), "\"\\") + '"' + (text.size() > most ? "..." : "");
+    return '"' + escape(first_of(text, most), "\"\\") + '"' + (text.size() > most ? "..." : "");
 }
 
 std::string hexadecimal(std::string_view bytes, std::size_t most) {

@@ -7,8 +7,10 @@
 /// Writes every other byte as \n, \t and the like or as \xNN.
 std::string printable(std::string_view text);
 
-/// In quotes, with quotes and backslashes escaped too; only the first `most` bytes and "..." when
-/// there are more.
+/// Only the first `most` bytes and "..." when there are more.
+std::string shortened(std::string_view text, std::size_t most);
+
+/// In quotes, with quotes and backslashes escaped too, and shortened likewise.
 std::string quoted(std::string_view text, std::size_t most);
 
 /// "01 ff", likewise.

@@ -15,7 +15,7 @@ constexpr std::size_t megabyte = 1000000;
 Progress::Progress(std::string what, std::size_t total)
     : what_(std::move(what)),
       total_(total),
-      is_on_terminal_(::isatty(STDERR_FILENO) != 0),
+      is_wanted_(::isatty(STDERR_FILENO) != 0 && ::isatty(STDOUT_FILENO) == 0),
       next_(Clock::now() + interval) {}
 
 Progress::~Progress() {
@@ -24,7 +24,7 @@ Progress::~Progress() {
 
 void Progress::advance(std::size_t bytes) {
     done_ += bytes;
-    if (!is_on_terminal_) return;
+    if (!is_wanted_) return;
     auto const now = Clock::now();
     if (now < next_) return;
     next_ = now + interval;

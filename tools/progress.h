@@ -1,5 +1,5 @@
-/// How far a long conversion is, on standard error if that is a terminal; a short one shows
-/// nothing.
+/// How far a long conversion is, on standard error if that is a terminal and the output goes to
+/// another place; a short one shows nothing.
 #pragma once
 
 #include <chrono>
@@ -25,7 +25,7 @@ private:
     std::string what_;
     std::size_t total_;
     std::size_t done_ = 0;
-    bool is_on_terminal_;
+    bool is_wanted_;
     bool is_shown_ = false;
     Clock::time_point next_;
 };

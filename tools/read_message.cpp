@@ -3,6 +3,7 @@
 #include <tmsg/tmsg.h>
 
 #include "chunk_input.h"
+#include "dump.h"
 #include "failure.h"
 
 namespace {
@@ -39,21 +40,16 @@ std::unique_ptr<Message> read_list_text(Input& input, Temporary_files& files) {
     return std::make_unique<Message>(static_cast<Message const&>(value));
 }
 
-void decode_block(Tm_bin_decoder_base& decoder, unsigned char const* data, std::size_t size) {
-    decoder.add_to_buffer(data, static_cast<long>(size));
-    decoder.decode();
-}
-
-std::unique_ptr<Message> read_wire(Input& input, Temporary_files& files,
-                                   Tm_bin_decoder_base* also) {
+std::unique_ptr<Message> read_wire(Input& input, Temporary_files& files, Dump* dump) {
     // What is left undecoded fits into the room that a decoder has beyond its capacity.
     Tm_bin_decoder decoder(input_block);
     Files_of<Tm_bin_decoder, &Tm_bin_decoder::received_files> const guard(decoder, files);
     unsigned char block[input_block];
     for (std::size_t got = 0; (got = input.read(block, sizeof block)) != 0;) {
-        decode_block(decoder, block, got);
+        decoder.add_to_buffer(block, static_cast<long>(got));
+        decoder.decode();
         throw_if(decoder.error());
-        if (also != nullptr) decode_block(*also, block, got);
+        if (dump != nullptr) dump->add(block, got);
     }
     decoder.finalize();
     throw_if(decoder.error());
@@ -99,13 +95,12 @@ std::unique_ptr<Message> read_chunks(Input& input, Temporary_files& files) {
 
 }  // namespace
 
-std::unique_ptr<Message> read_message(Input& input, Form form, Temporary_files& files,
-                                      Tm_bin_decoder_base* also) {
+std::unique_ptr<Message> read_message(Input& input, Form form, Temporary_files& files, Dump* dump) {
     switch (form) {
         case Form::tcl:
             return read_list_text(input, files);
         case Form::wire:
-            return read_wire(input, files, also);
+            return read_wire(input, files, dump);
         default:
             return read_chunks(input, files);
     }

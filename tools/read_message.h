@@ -8,10 +8,10 @@
 #include "temporary_files.h"
 
 class Message;
-class Tm_bin_decoder_base;
+class Dump;
 
 /// Reads the whole input, which must hold one message and nothing else. What it brings in files is
-/// added to `files`. Bytes of the wire form go to `also` too, if it is not null. Throws Failure,
+/// added to `files`. Bytes of the wire form go to `dump` too, if it is not null. Throws Failure,
 /// and what the library throws.
 std::unique_ptr<Message> read_message(Input& input, Form form, Temporary_files& files,
-                                      Tm_bin_decoder_base* also = nullptr);
+                                      Dump* dump = nullptr);

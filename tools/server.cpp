@@ -16,12 +16,14 @@
 namespace {
 
 /// How long one client may keep all others waiting, in seconds.
-constexpr double patience = 10;
+constexpr double patience = 2;
 /// Time between two collections of garbage, in seconds.
 constexpr int interval = 1;
 /// More must wait until others have gone.
 constexpr std::size_t most_clients = 500;
 constexpr int answer_chunk_size = 4096;
+/// The code of the fault that goes in the place of an answer that cannot be made.
+constexpr int no_answer = 1;
 
 /// Signals come while the server waits for events, and not between asking for them and waiting, so
 /// that none is missed.
@@ -102,14 +104,19 @@ void Server::serve_ready(std::vector<pollfd> const& handles) {
 
 std::vector<pollfd> Server::watched() const {
     std::vector<pollfd> handles;
-    if (clients_.size() < most_clients) handles.push_back({acceptor_.get_handle(), POLLIN, 0});
+    if (has_room_ && clients_.size() < most_clients)
+        handles.push_back({acceptor_.get_handle(), POLLIN, 0});
     for (auto const& client : clients_) handles.push_back({client.first, POLLIN, 0});
     return handles;
 }
 
 void Server::accept() {
     auto client = std::make_unique<Connection>();
-    if (acceptor_.accept(client->stream()) != 0) return;
+    if (acceptor_.accept(client->stream()) != 0) {
+        has_room_ = errno != EMFILE && errno != ENFILE;
+        if (!has_room_) report(Failure::of_system("failed to accept a client").what());
+        return;
+    }
     int const handle = client->handle();
     clients_[handle] = std::move(client);
 }
@@ -122,19 +129,28 @@ void Server::read_from(int client) {
     }
     receiver_.forget(client);
     clients_.erase(client);
+    has_room_ = true;
 }
 
 void Server::take(std::unique_ptr<Message> message, int client, Tm_header const& header) {
     Temporary_files files;
     files.add(*message);
-    print(*message, header);
-    if (message->get_msg_type() != Message::TMT_REQUEST) return;
+    bool const is_request = message->get_msg_type() == Message::TMT_REQUEST;
     try {
-        answer(*message, client, header);
+        print(*message, header);
+        if (is_request) answer(*message, client, header);
+    } catch (Output_failure const&) {
+        throw;
     } catch (Lost_connection const&) {
         throw;
     } catch (std::exception const& error) {
         report(error.what());
+        if (!is_request) return;
+        Message fault;
+        fault.set_msg_type(Message::TMT_FAULT);
+        fault.set_fault_code(no_answer);
+        fault.set_fault_string(error.what());
+        send(fault, client, header);
     }
 }
 
@@ -148,13 +164,16 @@ void Server::print(Message& message, Tm_header const& header) const {
     flush_output();
 }
 
+void Server::send(Message const& message, int client, Tm_header const& header) {
+    clients_.at(client)->send(message, answer_chunk_size, header.get_seq_no(), header.get_tmport(),
+                              Deadline(patience));
+}
+
 /// The echo is the request itself, made a response without the first group.
 void Server::answer(Message& request, int client, Tm_header const& header) {
-    if (reply_ == nullptr) {
-        request.set_msg_type(Message::TMT_RESPONSE);
-        request.clear(Message::TMG_META);
-        prepare_names(request, Names::as_received);
-    }
-    clients_.at(client)->send(reply_ != nullptr ? *reply_ : request, answer_chunk_size,
-                              header.get_seq_no(), header.get_tmport(), Deadline(patience));
+    if (reply_ != nullptr) return send(*reply_, client, header);
+    request.set_msg_type(Message::TMT_RESPONSE);
+    request.clear(Message::TMG_META);
+    prepare_names(request, Names::as_received);
+    send(request, client, header);
 }

@@ -35,11 +35,13 @@ private:
     void read_from(int client);
     void take(std::unique_ptr<Message> message, int client, Tm_header const& header);
     void print(Message& message, Tm_header const& header) const;
+    void send(Message const& message, int client, Tm_header const& header);
     void answer(Message& request, int client, Tm_header const& header);
 
     ACE_SOCK_Acceptor acceptor_;
     std::map<int, std::unique_ptr<Connection>> clients_;
     Tm_chunk_receiver receiver_;
+    bool has_room_ = true;  ///< for one more descriptor
     Form form_ = Form::tcl;
     Message const* reply_ = nullptr;
 };

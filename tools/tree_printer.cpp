@@ -58,8 +58,7 @@ std::string Tree_printer::next_label() {
         case Kind::array:
             return "[" + std::to_string(number) + "]";
         default:
-            return (name_.empty() ? "\"\"" : printable(name_.substr(0, most_text))) +
-                   (name_.size() > most_text ? "...:" : ":");
+            return (name_.empty() ? "\"\"" : shortened(name_, most_text)) + ":";
     }
 }
 
@@ -97,13 +96,16 @@ bool Tree_printer::visit_fault_begin() {
 
 bool Tree_printer::visit_method_name_begin(unsigned int length) {
     if (!pass<&Tm_creator::visit_method_name_begin>(length)) return false;
-    lines_.add(" ");
+    name_.clear();
+    bytes_left_ = length;
     return true;
 }
 
 bool Tree_printer::visit_method_name_continue(char const* data, unsigned int length) {
     if (!pass<&Tm_creator::visit_method_name_continue>(data, length)) return false;
-    lines_.add(printable({data, length}));
+    name_.append(data, length);
+    bytes_left_ -= length;
+    if (bytes_left_ == 0) lines_.add(" " + shortened(name_, most_text));
     return true;
 }
 

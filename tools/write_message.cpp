@@ -1,8 +1,8 @@
 #include "write_message.h"
 
-#include <cstdio>
 #include <functional>
 
+#include "dump.h"
 #include "failure.h"
 #include "output.h"
 #include "progress.h"
@@ -33,13 +33,10 @@ void write_binary(Message const& message, Writing const& writing, std::size_t fr
 }
 
 void write_dump(Message const& message, Writing const& writing) {
-    Tm_bin_decoder_to_text decoder(writing.chunk_size, stdout);
-    encode(message, writing, sizeof(TM_HEADER), [&](unsigned char const* data, std::size_t size) {
-        decoder.add_to_buffer(data, static_cast<long>(size));
-        decoder.decode();
-    });
-    decoder.finalize();
-    if (!decoder.error().empty()) throw Failure(decoder.error());
+    Dump dump;
+    encode(message, writing, sizeof(TM_HEADER),
+           [&](unsigned char const* data, std::size_t size) { dump.add(data, size); });
+    dump.write();
 }
 
 void write_xml(Message const& message, int piece_size) {
@@ -47,7 +44,7 @@ void write_xml(Message const& message, int piece_size) {
     Progress progress("wrote", 0);
     auto const ship = [&](int size) {
         write_output({encoder.data(), static_cast<std::size_t>(size)});
-        if (!output_is_terminal()) progress.advance(static_cast<std::size_t>(size));
+        progress.advance(static_cast<std::size_t>(size));
     };
     while (!message.accept(encoder)) {
         do ship(piece_size);

@@ -1,0 +1,43 @@
+#include "dump.h"
+
+#include <algorithm>
+
+#include "failure.h"
+#include "output.h"
+
+namespace {
+
+constexpr std::size_t capacity = 1 << 16;
+
+std::FILE* open_temporary_file() {
+    std::FILE* const file = std::tmpfile();
+    if (file == nullptr) throw Failure::of_system("failed to make a temporary file");
+    return file;
+}
+
+}  // namespace
+
+Dump::Dump() : file_(open_temporary_file()), decoder_(capacity, file_.get()) {}
+
+void Dump::add(unsigned char const* data, std::size_t size) {
+    while (size > 0) {
+        std::size_t const slice = std::min(size, capacity);
+        decoder_.add_to_buffer(data, static_cast<long>(slice));
+        decoder_.decode();
+        data += slice;
+        size -= slice;
+    }
+}
+
+void Dump::write() {
+    decoder_.finalize();
+    if (!decoder_.error().empty()) throw Failure(decoder_.error());
+    bool const is_written = std::fflush(file_.get()) == 0 && std::ferror(file_.get()) == 0;
+    if (!is_written) throw Failure::of_system("failed to write to a temporary file");
+    std::rewind(file_.get());
+    char block[capacity];
+    for (std::size_t got = 0; (got = std::fread(block, 1, sizeof block, file_.get())) != 0;) {
+        write_output({block, got});
+    }
+    if (std::ferror(file_.get()) != 0) throw Failure::of_system("failed to read a temporary file");
+}
