@@ -48,6 +48,22 @@ TEST(File, ThatCannotBeUsedOrReadIsReported) {
     EXPECT_LT(Tm_file::read_n(-1, buffer, 3), 0);
 }
 
+/// A file too large to be mapped, which ends before its announced length.
+TEST(File, ThatHasBecomeShorterIsNotSent) {
+    Scratch const scratch;
+    std::string const path = scratch.file("large", "");
+    std::filesystem::resize_file(path, 12000000);
+    Message message;
+    message.add_member(body, "file", path, 0U);
+    std::filesystem::resize_file(path, 6000001);
+    Tm_chunk_sender sender(1000);
+    std::size_t sent = 0;
+    auto const count = [&](unsigned char const*, std::size_t size) { return (sent += size) > 0; };
+    EXPECT_THROWS("failed to read from " + path, sender.send(message, 1, 0, count));
+    EXPECT_LT(6000000U, sent);
+    EXPECT_TRUE(sender.send(Message(), 2, 0, count)) << "the sender is usable";
+}
+
 TEST(File, ComparesPathAndSizeAndClonesByName) {
     Scratch const scratch;
     std::string const path = scratch.file("a", "123");

@@ -115,6 +115,10 @@ refuse 1 'bad number format parsing int8_t: 200' convert --from tcl --to wire <<
 response {struct {a {int8_t 200}} struct {}}
 END
 printf 'struct {}' | refuse 1 'message expected but not found in: struct {}' convert --from tcl --to wire
+refuse 1 'nested deeper than 1 levels: 04h at byte 7' convert --from wire --to dump --max-depth 1 message.wire
+refuse 1 'message longer than 34 bytes: 80h at byte 34' convert --from chunks --to json --max-bytes 34 message.chunks
+refuse 1 'message longer than 34 bytes' convert --from tcl --to json --max-bytes 34 message.tcl
+run 1 inspect --max-bytes 34 message.chunks && says 'message longer than 34 bytes: 80h at byte 34'
 refuse 1 'failed to open nowhere: No such file or directory' convert --from wire --to json nowhere
 refuse 1 'failed to read from .: Is a directory' convert --from wire --to json .
 [ ! -e /dev/full ] || ! "$program" convert --from tcl --to json message.tcl >/dev/full 2>err || fail "no error for a full disk"

@@ -18,6 +18,7 @@
 #include "tmsg/creator/tm_creator.h"
 #include "tmsg/creator/tm_creator_base.h"
 #include "tmsg/creator/tm_creator_state.h"
+#include "tmsg/creator/tm_limits.h"
 #include "tmsg/message/message.h"
 #include "tmsg/message/message_chunk.h"
 #include "tmsg/message/message_chunk_container.h"

@@ -30,7 +30,7 @@ void connect(Connection& connection, std::string const& address, Deadline const&
 
 /// What comes back for the call, whatever else comes.
 std::unique_ptr<Message> wait_for_answer(Connection& connection, Temporary_files& files,
-                                         Deadline const& deadline) {
+                                         Tm_limits const& limits, Deadline const& deadline) {
     std::unique_ptr<Message> answer;
     std::string error;
     Tm_chunk_receiver receiver(
@@ -41,7 +41,8 @@ std::unique_ptr<Message> wait_for_answer(Connection& connection, Temporary_files
         },
         [&](int, unsigned int seq_no, std::string const& text) {
             if (seq_no == call_number) error = text;
-        });
+        },
+        limits);
     while (answer == nullptr && error.empty()) {
         if (!connection.receive(receiver, deadline))
             throw Failure("connection closed without an answer");
@@ -68,14 +69,14 @@ void write_answer(Message& answer, Call_options const& options) {
 void call(Call_options const& options) {
     Temporary_files files;
     Input input(options.file);
-    auto const message = read_message(input, options.from, files);
+    auto const message = read_message(input, options.from, files, options.limits);
     prepare_names(*message, options.writing.names);
 
     Deadline const deadline(options.timeout);
     Connection connection;
     connect(connection, options.address, deadline);
     connection.send(*message, options.writing.chunk_size, call_number, 0, deadline);
-    auto const answer = wait_for_answer(connection, files, deadline);
+    auto const answer = wait_for_answer(connection, files, options.limits, deadline);
     write_answer(*answer, options);
     if (answer->get_msg_type() != Message::TMT_FAULT) return;
     throw Failure("fault " + std::to_string(answer->get_fault_code()) + ": " +

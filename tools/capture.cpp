@@ -8,8 +8,6 @@
 namespace {
 
 constexpr char const* no_last_chunk = "message without a last chunk";
-/// Further ones are shown as chunks only.
-constexpr std::size_t most_unfinished = 1024;
 constexpr char const* unknown_message = "chunk continues no known message";
 
 void write_row(std::size_t row, Chunk const& chunk, bool is_known) {
@@ -48,7 +46,7 @@ void Capture::read_chunk(Input& input, Chunk const& chunk) {
     bool const is_first = chunk.header.get_first_chunk();
     auto found = unfinished_.find(seq_no);
     if (is_first && found != unfinished_.end()) end_message(found, no_last_chunk);
-    if (is_first && unfinished_.size() < most_unfinished) begin_message(seq_no);
+    if (is_first && unfinished_.size() < limits_.max_unfinished) begin_message(seq_no);
     found = unfinished_.find(seq_no);
 
     bool const is_known = found != unfinished_.end();
@@ -73,7 +71,7 @@ void Capture::begin_message(unsigned int seq_no) {
     message.tree = trees_.back().get();
     message.decoder = std::make_unique<Tree_decoder>(
         Tree_lines::Offsets::hidden,
-        [tree = message.tree](std::string_view text) { tree->lines += text; });
+        [tree = message.tree](std::string_view text) { tree->lines += text; }, limits_);
 }
 
 void Capture::end_message(Messages::iterator message, std::string const& error) {

@@ -13,6 +13,8 @@
 
 class Capture {
 public:
+    explicit Capture(Tm_limits const& limits) : limits_(limits) {}
+
     /// Writes the table. Damage is noted, not thrown.
     void read(Input& input);
     void write_trees() const;
@@ -41,6 +43,7 @@ private:
     void end_message(Messages::iterator message, std::string const& error);
     void note(std::string const& error);
 
+    Tm_limits limits_;
     Messages unfinished_;
     std::vector<std::unique_ptr<Tree>> trees_;
     std::size_t row_ = 0;

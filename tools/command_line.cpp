@@ -78,6 +78,13 @@ void add_chunk_size(CLI::App& verb, Writing& writing) {
         ->type_name("N");
 }
 
+void add_limits(CLI::App& verb, Tm_limits& limits) {
+    add_number(verb, "--max-depth", "most levels of nesting in the input", limits.max_depth, 1U,
+               ~0U);
+    add_number(verb, "--max-bytes", "most bytes of one message in the input",
+               limits.max_message_bytes, 1UL, ~0UL);
+}
+
 void add_convert(CLI::App& app, Options& options) {
     CLI::App& verb =
         *app.add_subcommand("convert", "Read one message and write it in another form");
@@ -98,6 +105,7 @@ void add_convert(CLI::App& app, Options& options) {
             "--names", [&writing] { writing.names = Names::as_text; },
             "never write member names by index")
         ->excludes(by_index);
+    add_limits(verb, chosen.limits);
     add_file(verb, chosen.file, "the message");
     verb.callback([&options] { options.run = [&options] { convert(options.convert); }; });
 }
@@ -107,6 +115,7 @@ void add_inspect(CLI::App& app, Options& options) {
         *app.add_subcommand("inspect", "Show what a capture holds, as far as it is sound");
     Forms static const forms = {{"wire", Form::wire}, {"chunks", Form::chunks}};
     add_form(verb, "--from", "form of the input, else chunks", options.inspect.from, forms);
+    add_limits(verb, options.inspect.limits);
     add_file(verb, options.inspect.file, "the capture");
     verb.callback([&options] { options.run = [&options] { inspect(options.inspect); }; });
 }
@@ -132,6 +141,7 @@ void add_call(CLI::App& app, Options& options) {
         ->check(CLI::Range(0.001, 1e6).description(""))
         ->capture_default_str()
         ->type_name("SECONDS");
+    add_limits(verb, chosen.limits);
     add_file(verb, chosen.file, "the message");
     verb.callback([&options] { options.run = [&options] { call(options.call); }; });
 }
@@ -146,6 +156,7 @@ void add_serve(CLI::App& app, Options& options) {
     add_form(verb, "--to", "form of the output, else tcl", chosen.to, output_forms);
     verb.add_option("--reply", chosen.reply, "list text of the answer to every request")
         ->type_name("FILE");
+    add_limits(verb, chosen.limits);
     verb.callback([&options] { options.run = [&options] { serve(options.serve); }; });
 }
 

@@ -6,16 +6,16 @@
 namespace {
 
 /// The bytes as they were read.
-void dump_wire(Input& input) {
+void dump_wire(Input& input, Tm_limits const& limits) {
     Temporary_files files;
-    Dump dump;
-    read_message(input, Form::wire, files, &dump);
+    Dump dump(limits);
+    read_message(input, Form::wire, files, limits, &dump);
     dump.write();
 }
 
 void convert_message(Input& input, Convert_options const& options) {
     Temporary_files files;
-    auto const message = read_message(input, options.from, files);
+    auto const message = read_message(input, options.from, files, options.limits);
     if (!is_text(options.to)) prepare_names(*message, options.writing.names);
     write_message(*message, options.to, options.writing);
 }
@@ -25,7 +25,7 @@ void convert_message(Input& input, Convert_options const& options) {
 void convert(Convert_options const& options) {
     Input input(options.file);
     if (options.from == Form::wire && options.to == Form::dump) {
-        dump_wire(input);
+        dump_wire(input, options.limits);
     } else {
         convert_message(input, options);
     }

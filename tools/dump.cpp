@@ -17,7 +17,8 @@ std::FILE* open_temporary_file() {
 
 }  // namespace
 
-Dump::Dump() : file_(open_temporary_file()), decoder_(capacity, file_.get()) {}
+Dump::Dump(Tm_limits const& limits)
+    : file_(open_temporary_file()), decoder_(capacity, file_.get(), limits) {}
 
 void Dump::add(unsigned char const* data, std::size_t size) {
     while (size > 0) {

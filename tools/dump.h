@@ -11,7 +11,7 @@
 class Dump {
 public:
     /// Throws Failure when there is no temporary file.
-    Dump();
+    explicit Dump(Tm_limits const& limits);
 
     /// The next bytes of the wire form.
     void add(unsigned char const* data, std::size_t size);

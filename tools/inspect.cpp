@@ -9,8 +9,8 @@
 namespace {
 
 /// Answers the error text.
-std::string inspect_wire(Input& input) {
-    Tree_decoder decoder(Tree_lines::Offsets::shown, write_output);
+std::string inspect_wire(Input& input, Tm_limits const& limits) {
+    Tree_decoder decoder(Tree_lines::Offsets::shown, write_output, limits);
     unsigned char block[input_block];
     for (std::size_t got = 0;
          decoder.error().empty() && (got = input.read(block, sizeof block)) != 0;) {
@@ -23,8 +23,8 @@ std::string inspect_wire(Input& input) {
     return decoder.error();
 }
 
-std::string inspect_chunks(Input& input) {
-    Capture capture;
+std::string inspect_chunks(Input& input, Tm_limits const& limits) {
+    Capture capture(limits);
     capture.read(input);
     capture.write_trees();
     return capture.error();
@@ -34,8 +34,8 @@ std::string inspect_chunks(Input& input) {
 
 void inspect(Inspect_options const& options) {
     Input input(options.file);
-    std::string const error =
-        options.from == Form::wire ? inspect_wire(input) : inspect_chunks(input);
+    std::string const error = options.from == Form::wire ? inspect_wire(input, options.limits)
+                                                         : inspect_chunks(input, options.limits);
     flush_output();
     if (!error.empty()) throw Failure(error);
 }

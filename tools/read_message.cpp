@@ -26,9 +26,10 @@ void throw_if(std::string const& error) {
     if (!error.empty()) throw Failure(error);
 }
 
-std::unique_ptr<Message> read_list_text(Input& input, Temporary_files& files) {
+std::unique_ptr<Message> read_list_text(Input& input, Temporary_files& files,
+                                        Tm_limits const& limits) {
     std::string const text = input.read_all();
-    Tm_tcl_decoder decoder;
+    Tm_tcl_decoder decoder(limits);
     Files_of<Tm_tcl_decoder, &Tm_tcl_decoder::received_files> const guard(decoder, files);
     decoder.decode(text);
     throw_if(decoder.error());
@@ -40,9 +41,10 @@ std::unique_ptr<Message> read_list_text(Input& input, Temporary_files& files) {
     return std::make_unique<Message>(static_cast<Message const&>(value));
 }
 
-std::unique_ptr<Message> read_wire(Input& input, Temporary_files& files, Dump* dump) {
+std::unique_ptr<Message> read_wire(Input& input, Temporary_files& files, Tm_limits const& limits,
+                                   Dump* dump) {
     // What is left undecoded fits into the room that a decoder has beyond its capacity.
-    Tm_bin_decoder decoder(input_block);
+    Tm_bin_decoder decoder(input_block, limits);
     Files_of<Tm_bin_decoder, &Tm_bin_decoder::received_files> const guard(decoder, files);
     unsigned char block[input_block];
     for (std::size_t got = 0; (got = input.read(block, sizeof block)) != 0;) {
@@ -67,14 +69,15 @@ void check_order(Chunk const& chunk, MessageChunk const* message) {
     if (is_first) throw Failure("message without a last chunk");
 }
 
-std::unique_ptr<Message> read_chunks(Input& input, Temporary_files& files) {
+std::unique_ptr<Message> read_chunks(Input& input, Temporary_files& files,
+                                     Tm_limits const& limits) {
     std::unique_ptr<MessageChunk> message;
     using Guard = Files_of<MessageChunk, &MessageChunk::receivedFiles>;
     std::unique_ptr<Guard> guard;
     for (Chunk chunk; read_chunk_header(input, chunk);) {
         check_order(chunk, message.get());
         if (message == nullptr) {
-            message = std::make_unique<MessageChunk>(chunk.header.get_seq_no(), 0);
+            message = std::make_unique<MessageChunk>(chunk.header.get_seq_no(), 0, limits);
             guard = std::make_unique<Guard>(*message, files);
         }
         read_chunk_payload(input, chunk, [&](unsigned char const* data, std::size_t size) {
@@ -95,13 +98,14 @@ std::unique_ptr<Message> read_chunks(Input& input, Temporary_files& files) {
 
 }  // namespace
 
-std::unique_ptr<Message> read_message(Input& input, Form form, Temporary_files& files, Dump* dump) {
+std::unique_ptr<Message> read_message(Input& input, Form form, Temporary_files& files,
+                                      Tm_limits const& limits, Dump* dump) {
     switch (form) {
         case Form::tcl:
-            return read_list_text(input, files);
+            return read_list_text(input, files, limits);
         case Form::wire:
-            return read_wire(input, files, dump);
+            return read_wire(input, files, limits, dump);
         default:
-            return read_chunks(input, files);
+            return read_chunks(input, files, limits);
     }
 }

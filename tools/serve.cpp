@@ -12,7 +12,7 @@ namespace {
 
 std::unique_ptr<Message> read_reply(std::string const& path, Temporary_files& files) {
     Input input(path);
-    auto reply = read_message(input, Form::tcl, files);
+    auto reply = read_message(input, Form::tcl, files, Tm_limits());
     if (reply->get_msg_type() == Message::TMT_REQUEST) {
         throw Failure("the reply must be a response or a fault");
     }
@@ -26,7 +26,7 @@ void serve(Serve_options const& options) {
     Temporary_files files;
     std::unique_ptr<Message> reply;
     if (!options.reply.empty()) reply = read_reply(options.reply, files);
-    Server server(options.port);
+    Server server(options.port, options.limits);
     server.print_as(options.to);
     server.answer_with(reply.get());
     if (options.port == 0) write_output(std::to_string(server.port()) + "\n");

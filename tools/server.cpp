@@ -48,10 +48,10 @@ private:
 
 }  // namespace
 
-Server::Server(unsigned short port)
+Server::Server(unsigned short port, Tm_limits const& limits)
     : receiver_([this](std::unique_ptr<Message> message, int client,
                        Tm_header const& header) { take(std::move(message), client, header); },
-                [](int, unsigned int, std::string const& text) { report(text); }) {
+                [](int, unsigned int, std::string const& text) { report(text); }, limits) {
     ACE_INET_Addr const address(port, "127.0.0.1");
     if (acceptor_.open(address, 1) != 0) {
         throw Failure::of_system("failed to listen on port " + std::to_string(port));

@@ -14,7 +14,7 @@
 class Server {
 public:
     /// Listens on the loopback address; port 0 picks a free one. Throws Failure.
-    explicit Server(unsigned short port);
+    Server(unsigned short port, Tm_limits const& limits);
     ~Server();
 
     unsigned short port() const;

@@ -14,8 +14,9 @@ constexpr long capacity = 4096;
 
 }  // namespace
 
-Tree_decoder::Tree_decoder(Tree_lines::Offsets offsets, Tree_lines::Sink sink)
-    : Tm_bin_decoder_base(capacity), lines_(offsets, std::move(sink)) {
+Tree_decoder::Tree_decoder(Tree_lines::Offsets offsets, Tree_lines::Sink sink,
+                           Tm_limits const& limits)
+    : Tm_bin_decoder_base(capacity, limits), lines_(offsets, std::move(sink)) {
     Tree_decoder::init();
 }
 
@@ -25,7 +26,7 @@ Tree_decoder::~Tree_decoder() {
 
 void Tree_decoder::init() {
     Tm_bin_decoder_base::init();
-    builder_ = std::make_unique<Tm_creator>(&message_);
+    builder_ = std::make_unique<Tm_creator>(&message_, limits());
     auto printer = std::make_unique<Tree_printer>(*builder_, lines_, *this);
     printer_ = printer.get();
     creator_ = std::move(printer);

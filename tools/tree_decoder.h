@@ -12,7 +12,7 @@ class Tree_printer;
 
 class Tree_decoder : public Tm_bin_decoder_base {
 public:
-    Tree_decoder(Tree_lines::Offsets offsets, Tree_lines::Sink sink);
+    Tree_decoder(Tree_lines::Offsets offsets, Tree_lines::Sink sink, Tm_limits const& limits);
     /// Removes the files that the message brought.
     ~Tree_decoder() override;
 

@@ -12,11 +12,13 @@ struct Convert_options {
     Form from = Form::tcl;
     Form to = Form::tcl;
     Writing writing;
+    Tm_limits limits;
 };
 
 struct Inspect_options {
     std::string file;
     Form from = Form::chunks;
+    Tm_limits limits;
 };
 
 struct Call_options {
@@ -25,6 +27,7 @@ struct Call_options {
     Form from = Form::tcl;
     Form to = Form::tcl;
     Writing writing;
+    Tm_limits limits;
     double timeout = 10;  ///< seconds, for the whole call
 };
 
@@ -32,6 +35,7 @@ struct Serve_options {
     unsigned short port = 0;
     Form to = Form::tcl;
     std::string reply;
+    Tm_limits limits;
 };
 
 void convert(Convert_options const& options);

@@ -33,7 +33,10 @@ void write_binary(Message const& message, Writing const& writing, std::size_t fr
 }
 
 void write_dump(Message const& message, Writing const& writing) {
-    Dump dump;
+    Tm_limits none;  // it was read within its limits
+    none.max_depth = ~0U;
+    none.max_message_bytes = ~0UL;
+    Dump dump(none);
     encode(message, writing, sizeof(TM_HEADER),
            [&](unsigned char const* data, std::size_t size) { dump.add(data, size); });
     dump.write();

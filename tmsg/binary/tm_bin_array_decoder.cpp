@@ -3,7 +3,8 @@
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/creator/tm_creator.h"
 
-Tm_bin_array_decoder::Tm_bin_array_decoder(long capacity) : Tm_bin_decoder_base(capacity) {
+Tm_bin_array_decoder::Tm_bin_array_decoder(long capacity, Tm_limits const& limits)
+    : Tm_bin_decoder_base(capacity, limits) {
     Tm_bin_array_decoder::init();
 }
 
@@ -12,6 +13,6 @@ Tm_bin_array_decoder::~Tm_bin_array_decoder() { creator_.reset(); }
 void Tm_bin_array_decoder::init() {
     Tm_bin_decoder_base::init();
     auto array = std::make_unique<Tm_array>();
-    creator_ = std::make_unique<Tm_creator>(array.get());
+    creator_ = std::make_unique<Tm_creator>(array.get(), limits());
     array_ = std::move(array);
 }

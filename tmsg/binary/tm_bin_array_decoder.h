@@ -9,7 +9,7 @@ class Tm_array;
 
 class TMSG_API Tm_bin_array_decoder : public Tm_bin_decoder_base {
 public:
-    explicit Tm_bin_array_decoder(long capacity);
+    explicit Tm_bin_array_decoder(long capacity, Tm_limits const& limits = {});
     ~Tm_bin_array_decoder() override;
 
     /// Begins a new array.

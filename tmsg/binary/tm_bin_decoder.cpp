@@ -3,7 +3,8 @@
 #include "tmsg/creator/tm_creator.h"
 #include "tmsg/message/message.h"
 
-Tm_bin_decoder::Tm_bin_decoder(long capacity) : Tm_bin_decoder_base(capacity) {
+Tm_bin_decoder::Tm_bin_decoder(long capacity, Tm_limits const& limits)
+    : Tm_bin_decoder_base(capacity, limits) {
     Tm_bin_decoder::init();
 }
 
@@ -12,7 +13,7 @@ Tm_bin_decoder::~Tm_bin_decoder() { creator_.reset(); }
 void Tm_bin_decoder::init() {
     Tm_bin_decoder_base::init();
     auto message = std::make_unique<Message>();
-    creator_ = std::make_unique<Tm_creator>(message.get());
+    creator_ = std::make_unique<Tm_creator>(message.get(), limits());
     message_ = std::move(message);
 }
 

@@ -11,7 +11,7 @@ class Message;
 
 class TMSG_API Tm_bin_decoder : public Tm_bin_decoder_base {
 public:
-    explicit Tm_bin_decoder(long capacity);
+    explicit Tm_bin_decoder(long capacity, Tm_limits const& limits = {});
     ~Tm_bin_decoder() override;
 
     /// Drops the message unless it was released, and begins a new one.

@@ -6,10 +6,12 @@
 #include <exception>
 
 #include "tmsg/binary/tm_wire.h"
+#include "tmsg/creator/tm_limit_error.h"
 #include "tmsg/value/tm_walk.h"
 
-Tm_bin_decoder_base::Tm_bin_decoder_base(long capacity)
-    : buffer_(std::make_unique<unsigned char[]>(
+Tm_bin_decoder_base::Tm_bin_decoder_base(long capacity, Tm_limits const& limits)
+    : limits_(limits),
+      buffer_(std::make_unique<unsigned char[]>(
           static_cast<std::size_t>(std::max(capacity, 0L) + EXTRA_CAPACITY))),
       capacity_(std::max(capacity, 0L)) {}
 
@@ -68,6 +70,10 @@ bool Tm_bin_decoder_base::decode_item() {
     unsigned char const tag = buffer_[static_cast<std::size_t>(position)];
     item_offset_ = packed_ + position;
     if (tm_tag_size(tag) > available()) return false;
+    if (is_too_long(position + std::max(tm_tag_size(tag), 1))) {
+        set_error(tm_message_too_long(limits_), tag, position);
+        return true;
+    }
     ++read_;
     if (!act_on(tag)) {
         read_ = position;
@@ -198,12 +204,21 @@ void Tm_bin_decoder_base::enter_item(unsigned int length, Continue_event piece) 
 bool Tm_bin_decoder_base::pass_piece() {
     long const piece = std::min(total_ - passed_, static_cast<long>(tm_piece_size));
     if (available() < piece) return false;
+    if (is_too_long(read_ + piece)) {
+        set_error(tm_message_too_long(limits_));
+        return true;
+    }
     char const* const data = reinterpret_cast<char const*>(buffer_.get() + read_);
     (creator_.get()->*continue_)(data, static_cast<unsigned int>(piece));
     passed_ += piece;
     read_ += piece;
     if (passed_ == total_) state_ = State::between_items;
     return true;
+}
+
+/// The message has more bytes than it may, if it goes on to this position in the buffer.
+bool Tm_bin_decoder_base::is_too_long(long end) const {
+    return static_cast<unsigned long>(packed_ + end) > limits_.max_message_bytes;
 }
 
 void Tm_bin_decoder_base::finalize() {

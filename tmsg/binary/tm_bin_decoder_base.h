@@ -13,6 +13,7 @@
 #include <string>
 
 #include "tmsg/creator/tm_creator_base.h"
+#include "tmsg/creator/tm_limits.h"
 #include "tmsg/export.h"
 
 class TMSG_API Tm_bin_decoder_base {
@@ -20,7 +21,7 @@ public:
     /// Bytes that the buffer takes beyond its capacity.
     static constexpr long EXTRA_CAPACITY = 128;
 
-    explicit Tm_bin_decoder_base(long capacity);
+    explicit Tm_bin_decoder_base(long capacity, Tm_limits const& limits = {});
     Tm_bin_decoder_base(Tm_bin_decoder_base const&) = delete;
     Tm_bin_decoder_base& operator=(Tm_bin_decoder_base const&) = delete;
     virtual ~Tm_bin_decoder_base();
@@ -54,6 +55,8 @@ protected:
     /// Ignores all further input until init(), for the result is no longer the decoder's.
     void seal() { sealed_ = true; }
 
+    Tm_limits const& limits() const { return limits_; }
+
     std::unique_ptr<Tm_creator_base> creator_;
 
 private:
@@ -71,12 +74,14 @@ private:
     bool begin_bytes(Begin_event begin, Continue_event piece);
     void enter_item(unsigned int length, Continue_event piece);
     bool pass_piece();
+    bool is_too_long(long end) const;
 
     long available() const { return end_ - read_; }
     template <class Unsigned>
     Unsigned take_number();
     double take_double();
 
+    Tm_limits limits_;
     std::unique_ptr<unsigned char[]> buffer_;
     long read_ = 0;
     long end_ = 0;

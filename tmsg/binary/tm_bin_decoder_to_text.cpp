@@ -2,8 +2,8 @@
 
 #include "tmsg/text/tm_text_creator.h"
 
-Tm_bin_decoder_to_text::Tm_bin_decoder_to_text(long capacity, FILE* stream)
-    : Tm_bin_decoder_base(capacity), stream_(stream) {
+Tm_bin_decoder_to_text::Tm_bin_decoder_to_text(long capacity, FILE* stream, Tm_limits const& limits)
+    : Tm_bin_decoder_base(capacity, limits), stream_(stream) {
     Tm_bin_decoder_to_text::init();
 }
 
@@ -11,5 +11,5 @@ Tm_bin_decoder_to_text::~Tm_bin_decoder_to_text() = default;
 
 void Tm_bin_decoder_to_text::init() {
     Tm_bin_decoder_base::init();
-    creator_ = std::make_unique<Tm_text_creator>(stream_);
+    creator_ = std::make_unique<Tm_text_creator>(stream_, limits());
 }

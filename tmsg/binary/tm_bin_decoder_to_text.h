@@ -10,7 +10,7 @@
 class TMSG_API Tm_bin_decoder_to_text : public Tm_bin_decoder_base {
 public:
     /// The stream stays the caller's.
-    Tm_bin_decoder_to_text(long capacity, FILE* stream);
+    Tm_bin_decoder_to_text(long capacity, FILE* stream, Tm_limits const& limits = {});
     ~Tm_bin_decoder_to_text() override;
 
     void init() override;

@@ -1,7 +1,7 @@
 /// Rebuilds a message, or fills an array with values, from events. Each event goes to the state on
 /// top of a stack with one state for every value that is open. The target stays its owner's, must
 /// outlive the creator and is not changed by others before it is complete. After a failure the
-/// error text stays.
+/// error text stays. Events beyond the limits on depth and files are refused.
 #pragma once
 
 #include <memory>
@@ -10,6 +10,7 @@
 
 #include "tmsg/creator/tm_creator_base.h"
 #include "tmsg/creator/tm_creator_state.h"
+#include "tmsg/creator/tm_limits.h"
 
 class Message;
 class Message_creator;
@@ -17,9 +18,9 @@ class Tm_array;
 
 class TMSG_API Tm_creator : public Tm_creator_base {
 public:
-    explicit Tm_creator(Message* target);
+    explicit Tm_creator(Message* target, Tm_limits const& limits = {});
     /// Every top-level value that arrives is appended.
-    explicit Tm_creator(Tm_array* target);
+    explicit Tm_creator(Tm_array* target, Tm_limits const& limits = {});
     Tm_creator(Tm_creator const&) = delete;
     Tm_creator& operator=(Tm_creator const&) = delete;
     ~Tm_creator() override;
@@ -70,6 +71,12 @@ public:
     bool process_state();
 
 private:
+    bool has_room();
+    bool enter(bool begun);
+    bool leave(bool ended);
+
+    Tm_limits limits_;
+    unsigned int depth_ = 0;  ///< open structs, arrays and messages
     std::vector<std::string> received_files_;
     std::vector<std::unique_ptr<Tm_creator_state>> states_;
     Tm_creator_state* current_ = nullptr;

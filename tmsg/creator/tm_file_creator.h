@@ -22,8 +22,10 @@ public:
 private:
     void map();
     bool write(char const* data, unsigned int length);
+    bool reserve(unsigned int end);
 
     Tm_received_files* received_files_;
     Tm_temporary_file file_;
+    unsigned int reserved_ = 0;  ///< bytes that have room on the disk
     Tm_mapping mapping_;  ///< of the whole file while it is small enough; else pieces are written
 };

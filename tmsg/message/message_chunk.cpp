@@ -12,8 +12,8 @@ constexpr unsigned int decoder_capacity = 4096;
 
 }  // namespace
 
-MessageChunk::MessageChunk(unsigned int seq_no, int const& originator)
-    : seq_no_(seq_no), originator_(originator), decoder_(decoder_capacity) {}
+MessageChunk::MessageChunk(unsigned int seq_no, int const& originator, Tm_limits const& limits)
+    : seq_no_(seq_no), originator_(originator), decoder_(decoder_capacity, limits) {}
 
 MessageChunk::~MessageChunk() = default;
 

@@ -15,7 +15,7 @@ public:
     static constexpr int IDLE_LIMIT = 20;
 
     /// The originator tells apart messages of equal sequence number from different senders.
-    MessageChunk(unsigned int seq_no, int const& originator);
+    MessageChunk(unsigned int seq_no, int const& originator, Tm_limits const& limits = {});
     MessageChunk(MessageChunk const&) = delete;
     MessageChunk& operator=(MessageChunk const&) = delete;
     ~MessageChunk();

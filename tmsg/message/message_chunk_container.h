@@ -2,6 +2,7 @@
 /// thread at a time.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <vector>
@@ -29,6 +30,7 @@ public:
     void collectGarbage();
     /// The same, but hands out those chunks instead of deleting them.
     std::vector<std::unique_ptr<MessageChunk>> takeExpired();
+    std::size_t size() const { return chunks_.size(); }
     /// Calls `visit(chunk)` for every chunk.
     template <class Visit>
     void forEach(Visit visit) const {

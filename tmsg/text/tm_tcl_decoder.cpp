@@ -5,6 +5,7 @@
 
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/creator/tm_creator.h"
+#include "tmsg/creator/tm_limit_error.h"
 #include "tmsg/text/tm_tcl_number.h"
 #include "tmsg/text/tm_tcl_quotes.h"
 #include "tmsg/text/tm_tcl_tokenizer.h"
@@ -43,7 +44,7 @@ struct Tm_tcl_decoder::Contents {
     Piece_event piece;
 };
 
-Tm_tcl_decoder::Tm_tcl_decoder() = default;
+Tm_tcl_decoder::Tm_tcl_decoder(Tm_limits const& limits) : limits_(limits) {}
 
 Tm_tcl_decoder::~Tm_tcl_decoder() = default;
 
@@ -52,11 +53,12 @@ void Tm_tcl_decoder::init() {
     error_.clear();
     creator_.reset();
     result_ = std::make_unique<Tm_array>();
-    creator_ = std::make_unique<Tm_creator>(result_.get());
+    creator_ = std::make_unique<Tm_creator>(result_.get(), limits_);
 }
 
 void Tm_tcl_decoder::decode(std::string const& text) {
     init();
+    if (text.size() > limits_.max_message_bytes) return set_error(tm_message_too_long(limits_));
     try {
         Tokenizer tokens(text, "", delimiters);
         while (state_ != State::failed && tokens.has_more_tokens()) {

@@ -18,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tmsg/creator/tm_limits.h"
 #include "tmsg/export.h"
 
 class Tm_array;
@@ -29,7 +30,7 @@ public:
     class Tokenizer;
     class IgnoreMap;
 
-    Tm_tcl_decoder();
+    explicit Tm_tcl_decoder(Tm_limits const& limits = {});
     Tm_tcl_decoder(Tm_tcl_decoder const&) = delete;
     Tm_tcl_decoder& operator=(Tm_tcl_decoder const&) = delete;
     virtual ~Tm_tcl_decoder();
@@ -97,6 +98,7 @@ private:
     void next_state_after_value(Tokenizer& tokens);
     bool fail(std::string const& text);
 
+    Tm_limits limits_;
     State state_ = State::failed;
     std::string error_;
     std::unique_ptr<Tm_array> result_;

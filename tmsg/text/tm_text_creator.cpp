@@ -3,9 +3,11 @@
 #include <cstddef>
 #include <iterator>
 
+#include "tmsg/creator/tm_limit_error.h"
 #include "tmsg/value/tm_decimal.h"
 
-Tm_text_creator::Tm_text_creator(FILE* stream) : stream_(stream) {}
+Tm_text_creator::Tm_text_creator(FILE* stream, Tm_limits const& limits)
+    : stream_(stream), limits_(limits) {}
 
 Tm_text_creator::~Tm_text_creator() { std::fflush(stream_); }
 
@@ -61,6 +63,21 @@ bool Tm_text_creator::close() {
     return true;
 }
 
+/// The indent of each line grows with the depth, so that it must end somewhere.
+bool Tm_text_creator::open_group(Type type) {
+    if (depth_ < limits_.max_depth) {
+        ++depth_;
+        return open(type);
+    }
+    error_ = tm_too_deep(limits_);
+    return false;
+}
+
+bool Tm_text_creator::close_group() {
+    if (depth_ > 0) --depth_;
+    return close();
+}
+
 bool Tm_text_creator::put(Type type, std::string_view text) {
     output_type(type);
     write(" ");
@@ -95,10 +112,10 @@ bool Tm_text_creator::put_bytes(unsigned int length) {
 
 bool Tm_text_creator::visit_method_begin(bool is_request) {
     indent_.clear();
-    return open(is_request ? TYPE_CALL : TYPE_RESPONSE);
+    return open_group(is_request ? TYPE_CALL : TYPE_RESPONSE);
 }
 
-bool Tm_text_creator::visit_method_end(bool) { return close(); }
+bool Tm_text_creator::visit_method_end(bool) { return close_group(); }
 bool Tm_text_creator::visit_fault_begin() { return open(TYPE_FAULT); }
 bool Tm_text_creator::visit_fault_end() { return close(); }
 
@@ -152,8 +169,8 @@ bool Tm_text_creator::visit_binary_continue(char const*, unsigned int length) {
     return put_bytes(length);
 }
 
-bool Tm_text_creator::visit_struct_begin() { return open(TYPE_STRUCT); }
-bool Tm_text_creator::visit_struct_end() { return close(); }
+bool Tm_text_creator::visit_struct_begin() { return open_group(TYPE_STRUCT); }
+bool Tm_text_creator::visit_struct_end() { return close_group(); }
 
 bool Tm_text_creator::visit_member_begin(unsigned int length) {
     return begin_text(TYPE_MEMBER_NAME, length);
@@ -166,8 +183,8 @@ bool Tm_text_creator::visit_member_continue(char const* data, unsigned int lengt
 }
 
 bool Tm_text_creator::visit_member_end() { return close(); }
-bool Tm_text_creator::visit_array_begin() { return open(TYPE_ARRAY); }
-bool Tm_text_creator::visit_array_end() { return close(); }
+bool Tm_text_creator::visit_array_begin() { return open_group(TYPE_ARRAY); }
+bool Tm_text_creator::visit_array_end() { return close_group(); }
 
 bool Tm_text_creator::visit_file_begin(unsigned int length) {
     return begin_bytes(TYPE_FILE, length);
@@ -180,6 +197,7 @@ bool Tm_text_creator::visit_file_continue(char const*, unsigned int length) {
 bool Tm_text_creator::done() {
     std::fflush(stream_);
     indent_.clear();
+    depth_ = 0;
     return true;
 }
 

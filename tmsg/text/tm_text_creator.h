@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "tmsg/creator/tm_creator_base.h"
+#include "tmsg/creator/tm_limits.h"
 
 class TMSG_API Tm_text_creator : public Tm_creator_base {
 public:
@@ -36,7 +37,7 @@ public:
         TYPE_FILE
     };
 
-    explicit Tm_text_creator(FILE* stream);
+    explicit Tm_text_creator(FILE* stream, Tm_limits const& limits = {});
     Tm_text_creator(Tm_text_creator const&) = delete;
     Tm_text_creator& operator=(Tm_text_creator const&) = delete;
     /// Flushes the stream.
@@ -45,7 +46,7 @@ public:
     /// "???" for another number.
     static char const* type_to_c_str(Type type);
 
-    /// Every event answers true.
+    /// Every event answers true, but for a group nested deeper than the limits allow.
     bool visit_method_begin(bool is_request) override;
     bool visit_method_end(bool is_request) override;
     bool visit_fault_begin() override;
@@ -98,12 +99,16 @@ private:
     bool end_piece(unsigned int length);
     bool open(Type type);
     bool close();
+    bool open_group(Type type);
+    bool close_group();
     bool put(Type type, std::string_view text);
     bool begin_text(Type type, unsigned int length);
     bool begin_bytes(Type type, unsigned int length);
     bool put_bytes(unsigned int length);
 
     FILE* stream_;
+    Tm_limits limits_;
+    unsigned int depth_ = 0;  ///< open structs, arrays and messages
     std::string indent_;
     unsigned int received_ = 0;
     unsigned int expected_ = 0;

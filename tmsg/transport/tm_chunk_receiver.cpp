@@ -12,14 +12,15 @@ char const idle_text[] = "message dropped: no data since 20 collections of garba
 
 }  // namespace
 
-Tm_chunk_receiver::Tm_chunk_receiver(Message_handler on_message, Error_handler on_error)
-    : on_message_(std::move(on_message)), on_error_(std::move(on_error)) {}
+Tm_chunk_receiver::Tm_chunk_receiver(Message_handler on_message, Error_handler on_error,
+                                     Tm_limits const& limits)
+    : on_message_(std::move(on_message)), on_error_(std::move(on_error)), limits_(limits) {}
 
 Tm_chunk_receiver::~Tm_chunk_receiver() = default;
 
 void Tm_chunk_receiver::receive(int originator, unsigned char const* data, std::size_t size) {
     auto& slot = streams_[originator];
-    if (slot == nullptr) slot = std::make_shared<Tm_chunk_stream>(originator);
+    if (slot == nullptr) slot = std::make_shared<Tm_chunk_stream>(originator, limits_);
     auto const stream = slot;
 
     std::vector<unsigned char> kept = std::move(stream->unread);

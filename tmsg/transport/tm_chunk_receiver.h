@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 
+#include "tmsg/creator/tm_limits.h"
 #include "tmsg/export.h"
 #include "tmsg/message/tm_header.h"
 
@@ -31,7 +32,8 @@ public:
         std::function<void(int originator, unsigned int seq_no, std::string const& text)>;
 
     /// An empty handler ignores what it would be told; files of ignored messages stay.
-    Tm_chunk_receiver(Message_handler on_message, Error_handler on_error);
+    Tm_chunk_receiver(Message_handler on_message, Error_handler on_error,
+                      Tm_limits const& limits = {});
     Tm_chunk_receiver(Tm_chunk_receiver const&) = delete;
     Tm_chunk_receiver& operator=(Tm_chunk_receiver const&) = delete;
     ~Tm_chunk_receiver();
@@ -53,5 +55,6 @@ private:
 
     Message_handler on_message_;
     Error_handler on_error_;
+    Tm_limits limits_;
     std::map<int, std::shared_ptr<Tm_chunk_stream>> streams_;
 };

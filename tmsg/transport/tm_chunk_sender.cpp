@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "tmsg/binary/tm_bin_encoder.h"
 #include "tmsg/message/message.h"
 #include "tmsg/message/tm_header.h"
 #include "tmsg/transport/tm_name_lengths.h"
@@ -18,10 +19,26 @@ int checked_chunk_size(int chunk_size) {
     return chunk_size;
 }
 
+/// Nobody could decode a message of which a file ends before its announced length.
+class Whole_file_encoder : public Tm_bin_encoder {
+public:
+    using Tm_bin_encoder::Tm_bin_encoder;
+
+    using Tm_bin_encoder::visit_file_continue;
+    bool visit_file_continue(int fd, std::string const& path, unsigned int length) override {
+        int const before = fill_position();
+        if (!Tm_bin_encoder::visit_file_continue(fd, path, length)) return false;
+        bool const is_whole = fill_position() - before == static_cast<int>(length);
+        if (!is_whole) throw Tm_file_read_exception(path);
+        return true;
+    }
+};
+
 }  // namespace
 
 Tm_chunk_sender::Tm_chunk_sender(int chunk_size)
-    : encoder_(checked_chunk_size(chunk_size), sizeof(TM_HEADER)) {}
+    : encoder_(std::make_unique<Whole_file_encoder>(checked_chunk_size(chunk_size),
+                                                    static_cast<int>(sizeof(TM_HEADER)))) {}
 
 Tm_chunk_sender::~Tm_chunk_sender() = default;
 
@@ -41,20 +58,20 @@ bool Tm_chunk_sender::send_as_it_is(Message const& message, Sink const& sink, un
     header.set_tmport(tmport);
     header.set_first_chunk(true);
 
-    encoder_.begin_fill();
+    encoder_->begin_fill();
     for (bool last = false; !last;) {
         // A complete walk leaves no more than a chunk: the last event is one byte.
-        if (encoder_.check_state()) last = message.accept(encoder_);
+        if (encoder_->check_state()) last = message.accept(*encoder_);
 
-        int const payload = std::min(encoder_.fill_position(), encoder_.chunk_size());
+        int const payload = std::min(encoder_->fill_position(), encoder_->chunk_size());
         header.set_length(static_cast<unsigned int>(payload));
         header.set_last_chunk(last);
-        std::memcpy(encoder_.buffer(), header.record().bytes, sizeof(TM_HEADER));
-        if (!sink(encoder_.buffer(), sizeof(TM_HEADER) + static_cast<std::size_t>(payload))) {
+        std::memcpy(encoder_->buffer(), header.record().bytes, sizeof(TM_HEADER));
+        if (!sink(encoder_->buffer(), sizeof(TM_HEADER) + static_cast<std::size_t>(payload))) {
             return false;
         }
         header.set_first_chunk(false);
-        encoder_.continue_fill();
+        encoder_->continue_fill();
     }
     return true;
 }

@@ -4,11 +4,12 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 
-#include "tmsg/binary/tm_bin_encoder.h"
 #include "tmsg/export.h"
 
 class Message;
+class Tm_bin_encoder;
 
 class TMSG_API Tm_chunk_sender {
 public:
@@ -30,8 +31,8 @@ public:
     /// Every chunk but the last carries exactly the chunk size. A sequence number above
     /// Tm_header::MAX_SEQ_NO is cut to its low bits. False: the sink has stopped the message.
     /// Throws, before the first chunk, Tm_out_of_range_exception for a method or member name over
-    /// 65,535 bytes; Tm_file_read_exception when a file cannot be read; with by_index also what
-    /// copying the message throws.
+    /// 65,535 bytes; Tm_file_read_exception when a file cannot be read or has become shorter; with
+    /// by_index also what copying the message throws.
     bool send(Message const& message, unsigned int seq_no, unsigned char tmport, Sink const& sink,
               Names names = Names::as_built);
 
@@ -39,5 +40,5 @@ private:
     bool send_as_it_is(Message const& message, Sink const& sink, unsigned int seq_no,
                        unsigned char tmport);
 
-    Tm_bin_encoder encoder_;
+    std::unique_ptr<Tm_bin_encoder> encoder_;
 };

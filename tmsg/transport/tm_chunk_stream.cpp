@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exception>
 
+#include "tmsg/creator/tm_limit_error.h"
 #include "tmsg/message/message.h"
 
 Tm_chunk_stream::~Tm_chunk_stream() {
@@ -63,9 +64,12 @@ void Tm_chunk_stream::begin_message(Tm_chunk_outcome& outcome) {
         report(unfinished->hasError() ? unfinished->error() : "message without a last chunk",
                outcome);
     }
+    if (messages_.size() >= limits_.max_unfinished) {
+        return refuse_message(tm_too_many_unfinished(limits_), outcome);
+    }
     try {
         messages_.putChunk(
-            std::make_unique<MessageChunk>(header_.get_seq_no(), originator_).release());
+            std::make_unique<MessageChunk>(header_.get_seq_no(), originator_, limits_).release());
     } catch (std::exception const& failure) {
         refuse_message(failure.what(), outcome);
     }
@@ -75,6 +79,10 @@ void Tm_chunk_stream::add_payload(unsigned char const* data, std::size_t size,
                                   Tm_chunk_outcome& outcome) {
     MessageChunk* const message = messages_.findChunk(header_.get_seq_no(), originator_, false);
     if (message == nullptr) return;
+    if (size > limits_.max_held_bytes - std::min(held_bytes_, limits_.max_held_bytes)) {
+        return refuse_message(tm_too_much_held(limits_), outcome);
+    }
+    held_bytes_ += size;
     try {
         message->addBuffer(data, static_cast<unsigned int>(size));
     } catch (std::exception const& failure) {
@@ -87,7 +95,10 @@ void Tm_chunk_stream::add_payload(unsigned char const* data, std::size_t size,
 void Tm_chunk_stream::refuse_message(std::string const& text, Tm_chunk_outcome& outcome) {
     report(text, outcome);
     if (auto const message = take_message()) message->removeReceivedFiles();
-    if (!header_.get_last_chunk()) refused_[header_.get_seq_no()] = MessageChunk::IDLE_LIMIT;
+    bool const goes_on = !header_.get_last_chunk();
+    if (goes_on && refused_.size() < limits_.max_unfinished) {
+        refused_[header_.get_seq_no()] = MessageChunk::IDLE_LIMIT;
+    }
 }
 
 void Tm_chunk_stream::end_chunk(Tm_chunk_outcome& outcome) {
@@ -115,14 +126,17 @@ void Tm_chunk_stream::report(std::string const& text, Tm_chunk_outcome& outcome)
 
 /// The message of the current chunk, out of the reassembly; null when it is not known.
 std::unique_ptr<MessageChunk> Tm_chunk_stream::take_message() {
-    return std::unique_ptr<MessageChunk>(
+    std::unique_ptr<MessageChunk> message(
         messages_.findChunk(header_.get_seq_no(), originator_, true));
+    if (message != nullptr) held_bytes_ -= message->getTotalBufferLength();
+    return message;
 }
 
 std::vector<unsigned int> Tm_chunk_stream::collect_garbage() {
     std::vector<unsigned int> dropped;
     for (auto const& message : messages_.takeExpired()) {
         message->removeReceivedFiles();
+        held_bytes_ -= message->getTotalBufferLength();
         dropped.push_back(message->getSeqNo());
     }
     for (auto at = refused_.begin(); at != refused_.end();) {

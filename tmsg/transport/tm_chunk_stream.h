@@ -26,7 +26,8 @@ struct Tm_chunk_outcome {
 
 class Tm_chunk_stream {
 public:
-    explicit Tm_chunk_stream(int originator) : originator_(originator) {}
+    Tm_chunk_stream(int originator, Tm_limits const& limits)
+        : originator_(originator), limits_(limits) {}
     Tm_chunk_stream(Tm_chunk_stream const&) = delete;
     Tm_chunk_stream& operator=(Tm_chunk_stream const&) = delete;
     /// Drops all unfinished messages.
@@ -53,8 +54,11 @@ private:
     std::unique_ptr<MessageChunk> take_message();
 
     int originator_;
+    Tm_limits limits_;
     MessageChunkContainer messages_;
-    /// Failed messages whose further chunks are ignored, each with its idle countdown.
+    std::size_t held_bytes_ = 0;  ///< payload of all unfinished messages
+    /// Failed messages whose further chunks are ignored, each with its idle countdown; as many as
+    /// there may be unfinished ones.
     std::map<unsigned int, int> refused_;
     TM_HEADER header_bytes_ = {};
     std::size_t header_size_ = 0;  ///< header bytes read so far

@@ -1,0 +1,165 @@
+/// What input may demand, at each limit and one beyond it.
+#include <pthread.h>
+
+#include "support/text.h"
+
+namespace {
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr std::size_t stack_size = 8 << 20;  // its frames are larger
+#else
+constexpr std::size_t stack_size = 1 << 20;
+#endif
+
+/// A response with `depth` open groups in all: message, body, as many as fit between, an array.
+Bytes nested_wire(std::string const& opening, std::string const& closing, unsigned int depth) {
+    std::string text = "02 04 84 04 05 07 00 01 61 ";
+    for (unsigned int i = 3; i < depth; ++i) text += opening;
+    text += "06 86 ";
+    for (unsigned int i = 3; i < depth; ++i) text += closing;
+    return from_hex(text + "85 84 82");
+}
+
+Bytes nested_arrays(unsigned int depth) { return nested_wire("06 ", "86 ", depth); }
+Bytes nested_structs(unsigned int depth) { return nested_wire("04 05 07 00 01 61 ", "85 84 ", depth); }
+
+std::string error_of(Bytes const& bytes, Tm_limits const& limits) {
+    Tm_bin_decoder decoder(static_cast<long>(bytes.size()), limits);
+    feed(decoder, bytes);
+    decoder.finalize();
+    return decoder.error();
+}
+
+std::string list_error_of(std::string const& text, Tm_limits const& limits) {
+    Tm_tcl_decoder decoder(limits);
+    decoder.decode(text);
+    remove_received_files();
+    return decoder.error();
+}
+
+TEST(Limits, OfDepthCountsOpenStructsArraysAndMessages) {
+    Tm_limits limits;
+    limits.max_depth = 5;
+    std::string const error = "nested deeper than 5 levels";
+    EXPECT_EQ("", error_of(nested_arrays(5), limits));
+    EXPECT_EQ(error + ": 06h at byte 12", error_of(nested_arrays(6), limits));
+    EXPECT_EQ(error + ": 06h at byte 1007", error_of(nested_arrays(1001), {}).replace(19, 4, "5"));
+    EXPECT_EQ("", error_of(nested_arrays(1000), {}));
+    Bytes const nested =
+        encode(array_of(make_message(Message::TMT_FAULT).get(), 1, make_message(Message::TMT_FAULT).get()));
+    limits.max_depth = 3;
+    Tm_bin_array_decoder siblings(100, limits);
+    feed(siblings, nested);
+    EXPECT_EQ("", siblings.error()) << "what has ended does not count";
+    EXPECT_EQ("nested deeper than 3 levels", list_error_of("array {array {array {array {}}}}", limits));
+    EXPECT_EQ("", list_error_of("array {array {array {} array {}}} array {}", limits));
+    printed_by([&](FILE* stream) {
+        Tm_bin_decoder_to_text dump(100, stream, limits);
+        feed(dump, from_hex("06 06 06 86 86 86 06 06 06"));
+        EXPECT_EQ("", dump.error());
+        feed(dump, from_hex("06"));
+        EXPECT_EQ("nested deeper than 3 levels: 06h at byte 9", dump.error());
+    });
+}
+
+TEST(Limits, OfSizesCountBytesOfOneMessage) {
+    Tm_limits limits;
+    auto const bytes = binary_of(std::string(300, 'x'));
+    Bytes const wire = encode(array_of(&bytes));
+    limits.max_message_bytes = wire.size();
+    Tm_bin_array_decoder decoder(100, limits);
+    for (int round = 0; round < 2; ++round) {
+        decoder.init();
+        feed(decoder, wire, 7);
+        EXPECT_EQ("", decoder.error()) << "each message counts from 0";
+    }
+    feed(decoder, from_hex("06"));
+    EXPECT_EQ(0U, decoder.error().find("message longer than 307 bytes: 06h at byte "));
+    limits.max_message_bytes = 200;
+    for (std::size_t piece : {1U, 50U, 90U}) {
+        Tm_bin_array_decoder cut(100, limits);
+        feed(cut, wire, piece);
+        EXPECT_EQ("message longer than 200 bytes", cut.error());
+    }
+    EXPECT_EQ("message longer than 200 bytes", list_error_of(std::string(201, ' '), limits));
+    EXPECT_EQ("", list_error_of(std::string(200, ' '), limits));
+    limits.max_file_bytes = 3;
+    EXPECT_EQ("", list_error_of("array {file 3 abc}", limits));
+    EXPECT_EQ("file longer than 3 bytes", list_error_of("array {file 4 abcd}", limits));
+    EXPECT_EQ("file longer than 3 bytes: 15h at byte 9",
+              error_of(from_hex("02 04 84 04 05 07 00 01 61 15 00 00 00 04"), limits));
+}
+
+TEST(Limits, OfTheReceiverHoldForEachOriginator) {
+    Names errors;
+    int finished = 0;
+    Tm_limits limits;
+    limits.max_unfinished = 2;
+    limits.max_held_bytes = 20;
+    Tm_chunk_receiver receiver(
+        [&](std::unique_ptr<Message>, int, Tm_header const&) { ++finished; },
+        [&](int originator, unsigned int seq_no, std::string const& text) {
+            errors.push_back(std::to_string(originator) + "/" + std::to_string(seq_no) + " " + text);
+        },
+        limits);
+    auto const send = [&](int originator, unsigned int seq_no, std::size_t from, std::size_t to) {
+        Message message;
+        auto const bytes = binary_of(std::string(20, 'x'));
+        message.add_member(body, "x", &bytes);
+        for (Bytes const& chunk : chunks_of(message, seq_no, 10)) {
+            if (from > 0)
+                --from, --to;
+            else if (to > 0)
+                --to, receiver.receive(originator, chunk.data(), chunk.size());
+        }
+    };
+    for (unsigned int seq_no : {1U, 2U, 3U}) send(7, seq_no, 0, 1);
+    EXPECT_EQ(Names({"7/3 more than 2 unfinished messages"}), errors);
+    send(8, 1, 0, 2);
+    send(8, 1, 2, 3);
+    EXPECT_EQ("8/1 more than 20 bytes in unfinished messages", errors.back());
+    send(8, 1, 3, 4);
+    EXPECT_EQ(2U, errors.size()) << "the rest of a refused message is ignored";
+    for (unsigned int seq_no = 10; seq_no < 1000; ++seq_no) send(7, seq_no, 0, 1);
+    EXPECT_EQ(992U, errors.size());
+    receiver.forget(7);
+    send(7, 1, 0, 2);
+    EXPECT_EQ(992U, errors.size());
+    Message const empty;
+    for (Bytes const& chunk : chunks_of(empty, 5, 100)) receiver.receive(8, chunk.data(), chunk.size());
+    EXPECT_EQ(1, finished) << "others go on";
+}
+
+/// All walks of the deepest messages, on a thread with a stack of 1 MiB.
+TEST(Limits, OfDepthFitsASmallStack) {
+    auto const walk = [](void*) -> void* {
+        for (Bytes const& bytes : {nested_arrays(1000), nested_structs(1000),
+                                   nested_wire("02 04 84 04 05 07 00 01 61 ", "85 84 82 ", 500)}) {
+            Decoded const decoded = decode(bytes);
+            EXPECT_EQ("", decoded.error);
+            Message const copy(*decoded.message);
+            EXPECT_TRUE(copy == *decoded.message);
+            EXPECT_EQ(bytes, encode(copy));
+            EXPECT_EQ(bytes.size(), encode_chunks(copy, 1).size());
+            EXPECT_LT(1000U, text_of<Tm_json_encoder>(copy).size());
+            Tm_xml_file_size_encoder xml(1 << 20);
+            EXPECT_TRUE(copy.accept(xml));
+            EXPECT_TRUE(Message::from_string(text_of<Tm_tcl_encoder>(copy)) == copy);
+            EXPECT_TRUE(decoded.message->index_member_names());
+            printed_by([&](FILE* stream) {
+                Tm_bin_decoder_to_text dump(1 << 20, stream);
+                feed(dump, bytes);
+                EXPECT_EQ("", dump.error());
+            });
+        }
+        return nullptr;
+    };
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, stack_size));
+    pthread_t thread{};
+    ASSERT_EQ(0, pthread_create(&thread, &attributes, walk, nullptr));
+    pthread_join(thread, nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,26 @@
+/// The error texts of the limits.
+#pragma once
+
+#include <string>
+
+#include "tmsg/creator/tm_limits.h"
+
+inline std::string tm_too_deep(Tm_limits const& limits) {
+    return "nested deeper than " + std::to_string(limits.max_depth) + " levels";
+}
+
+inline std::string tm_message_too_long(Tm_limits const& limits) {
+    return "message longer than " + std::to_string(limits.max_message_bytes) + " bytes";
+}
+
+inline std::string tm_file_too_long(Tm_limits const& limits) {
+    return "file longer than " + std::to_string(limits.max_file_bytes) + " bytes";
+}
+
+inline std::string tm_too_many_unfinished(Tm_limits const& limits) {
+    return "more than " + std::to_string(limits.max_unfinished) + " unfinished messages";
+}
+
+inline std::string tm_too_much_held(Tm_limits const& limits) {
+    return "more than " + std::to_string(limits.max_held_bytes) + " bytes in unfinished messages";
+}

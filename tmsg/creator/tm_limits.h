@@ -1,0 +1,19 @@
+/// What received input may demand. Every limit is counted for each message, or each originator, and
+/// starts anew with the next; what exceeds one is refused with an error text like all bad input.
+#pragma once
+
+struct Tm_limits {
+    /// Open structs, arrays and messages. Trees are copied, compared, walked and destroyed by
+    /// recursion: a deeper one could overflow the stack.
+    unsigned int max_depth = 1000;
+    /// Bytes of one message in the wire form, or of a list text: a sender that never ends would
+    /// fill the memory.
+    unsigned long max_message_bytes = 0x7FFFFFFF;
+    /// Announced bytes of one file value: it would fill the disk.
+    unsigned long max_file_bytes = 0xFFFFFFFF;
+    /// Unfinished messages of one originator, each with a decoder of about 5 KiB: a header alone
+    /// begins one.
+    unsigned int max_unfinished = 1024;
+    /// Payload bytes that the unfinished messages of one originator hold together.
+    unsigned long max_held_bytes = 1UL << 30;
+};
