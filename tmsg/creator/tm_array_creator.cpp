@@ -2,11 +2,6 @@
 
 #include <utility>
 
-Tm_base_array_creator::Tm_base_array_creator(Tm_array* target, Tm_received_files* received_files)
-    : Tm_base_array_creator(target, &no_message_) {
-    no_message_.received_files = received_files;
-}
-
 Tm_base_array_creator::Tm_base_array_creator(Tm_array* target, Tm_build_context const* context)
     : Tm_value_receiver(context), target_(target) {}
 

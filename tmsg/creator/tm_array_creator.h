@@ -8,21 +8,17 @@
 /// Fills an array of the caller's with every value that comes; it never finishes.
 class Tm_base_array_creator : public Tm_value_receiver {
 public:
-    Tm_base_array_creator(Tm_array* target, Tm_received_files* received_files);
+    Tm_base_array_creator(Tm_array* target, Tm_build_context const* context);
 
     char const* get_name() const override { return "base array"; }
 
 protected:
-    Tm_base_array_creator(Tm_array* target, Tm_build_context const* context);
-
     bool expects_value() const override { return true; }
     void value_begun() override {}
     Tm_destination destination() const override { return Tm_destination(target_); }
 
 private:
     Tm_array* target_;
-    /// The values of the caller's array stand in no message: their names come as text.
-    Tm_build_context no_message_;
 };
 
 /// Builds a nested array up to its end.

@@ -2,6 +2,7 @@
 
 #include "tmsg/creator/message_creator.h"
 #include "tmsg/creator/tm_array_creator.h"
+#include "tmsg/creator/tm_build_context.h"
 #include "tmsg/creator/tm_limit_error.h"
 #include "tmsg/message/message.h"
 
@@ -22,7 +23,10 @@ Tm_creator::Tm_creator(Message* target, Tm_limits const& limits) : limits_(limit
 
 Tm_creator::Tm_creator(Tm_array* target, Tm_limits const& limits) : limits_(limits) {
     states_.reserve(usual_depth);
-    states_.push_back(std::make_unique<Tm_base_array_creator>(target, &received_files_));
+    // The values of an array stand in no message: their structs own their names.
+    array_context_ = std::make_unique<Tm_build_context>();
+    array_context_->received_files = &received_files_;
+    states_.push_back(std::make_unique<Tm_base_array_creator>(target, array_context_.get()));
     current_ = states_.back().get();
 }
 

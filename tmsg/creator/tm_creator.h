@@ -15,6 +15,7 @@
 class Message;
 class Message_creator;
 class Tm_array;
+struct Tm_build_context;
 
 class TMSG_API Tm_creator : public Tm_creator_base {
 public:
@@ -78,6 +79,7 @@ private:
     Tm_limits limits_;
     unsigned int depth_ = 0;  ///< open structs, arrays and messages
     std::vector<std::string> received_files_;
+    std::unique_ptr<Tm_build_context> array_context_;  ///< null when a message is built
     std::vector<std::unique_ptr<Tm_creator_state>> states_;
     Tm_creator_state* current_ = nullptr;
     Message_creator const* root_ = nullptr;  ///< null when an array is filled

@@ -1,0 +1,55 @@
+/// What decodes encodes to bytes that decode to the same, and prints in every form.
+#include "target.h"
+
+namespace {
+
+std::string xml(Message const& message, int piece_size) {
+    Tm_xml_file_size_encoder encoder(piece_size);
+    std::string text;
+    while (!message.accept(encoder)) {
+        do text.append(encoder.data(), static_cast<std::size_t>(piece_size));
+        while (!encoder.continue_fill());
+    }
+    return text.append(encoder.data(), static_cast<std::size_t>(encoder.fill()));
+}
+
+void print(Message const& message, unsigned int limit) {
+    Tm_json_encoder json(limit);
+    FUZZ_CHECK(message.accept(json));
+    Tm_tcl_encoder list(limit);
+    bool const is_whole = message.accept(list);
+    std::string const snipped = "...SNIPPED...";
+    std::string const& text = list.get_string();
+    bool const ends_snipped =
+        text.size() >= snipped.size() &&
+        text.compare(text.size() - snipped.size(), snipped.size(), snipped) == 0;
+    FUZZ_CHECK(is_whole || ends_snipped);
+    FUZZ_CHECK(xml(message, 1 + static_cast<int>(limit % 1000)) == xml(message, 1 << 20));
+
+    Tm_tcl_decoder decoder;
+    try {
+        decoder.decode(text);
+    } catch (std::exception const& failure) {
+        FUZZ_CHECK(decoder.error() == failure.what());
+    }
+    remove_files(decoder.received_files());
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    Fuzz_input input(data, size);
+    unsigned int const limit = input.byte() * 8;
+    Fuzz_result const first = decode_whole(input.data(), input.size());
+    if (first.error.empty() && first.message->restore_member_indexes()) {
+        auto const bytes = encode(*first.message, 1 + static_cast<int>(limit));
+        Fuzz_result const second = decode_whole(bytes.data(), bytes.size());
+        FUZZ_CHECK(second.error.empty());
+        FUZZ_CHECK(second.message->restore_member_indexes());
+        FUZZ_CHECK(encode(*second.message, 1000) == bytes);
+        print(*second.message, limit);
+        remove_files(second.files);
+    }
+    remove_files(first.files);
+    return 0;
+}

@@ -1,0 +1,49 @@
+/// Writes the first corpora into a folder: the messages of the tests, in every form that is read.
+#include <filesystem>
+#include <fstream>
+
+#include "support/support.h"
+#include "support/text.h"
+
+namespace {
+
+void write(std::filesystem::path const& folder, std::size_t number, std::string const& bytes) {
+    std::filesystem::create_directories(folder);
+    std::ofstream(folder / ("seed_" + std::to_string(number)), std::ios::binary) << bytes;
+}
+
+std::string as_string(Bytes const& bytes) { return {bytes.begin(), bytes.end()}; }
+
+/// For the target "chunks": in front of each piece the connection and its length.
+std::string storm_of(Message const& message, unsigned int seq_no) {
+    std::string storm;
+    for (Bytes const& chunk : chunks_of(message, seq_no, 100)) {
+        storm += static_cast<char>(seq_no % 3);
+        storm += static_cast<char>(chunk.size());
+        storm += as_string(chunk);
+    }
+    return storm;
+}
+
+}  // namespace
+
+int main(int, char** argv) {
+    std::filesystem::path const root(argv[1]);
+    std::size_t number = 0;
+    auto samples = sample_messages();
+    Scratch const scratch;
+    samples.push_back(make_message(Message::TMT_RESPONSE));
+    samples.back()->add_member(meta, "file", scratch.file("f", "content"), 0U);
+    for (auto const& message : samples) {
+        std::string const wire = as_string(encode(*message));
+        write(root / "decode", number, wire);
+        write(root / "split", number, "\x05\x20" + wire);
+        write(root / "roundtrip", number, "\x10" + wire);
+        write(root / "chunks", number, storm_of(*message, static_cast<unsigned int>(number)));
+        write(root / "list_text", number, text_of<Tm_tcl_encoder>(*message));
+        write(root / "api", number, wire.substr(0, 200));
+        ++number;
+    }
+    write(root / "list_text", number,
+          R"(response {struct {a {binary 3 "\x01b\\"} f {file 2 "ab"}} struct {}} bool true)");
+}
