@@ -37,16 +37,17 @@ void Tm_chunk_receiver::read_all(int originator, Tm_chunk_stream& stream, unsign
                                  std::size_t size) {
     for (;;) {
         Tm_chunk_outcome outcome;
-        std::size_t const used = stream.read(data, size, outcome);
-        data += used;
-        size -= used;
-        if (outcome.kind == Tm_chunk_outcome::Kind::none) return;
+        std::size_t used = 0;
         try {
+            stream.read(data, size, used, outcome);
+            if (outcome.kind == Tm_chunk_outcome::Kind::none) return;
             hand_out(originator, outcome);
         } catch (...) {
-            stream.unread.assign(data, data + size);
+            stream.unread.assign(data + used, data + size);
             throw;
         }
+        data += used;
+        size -= used;
         auto const current = streams_.find(originator);
         if (current == streams_.end() || current->second.get() != &stream) return;
     }

@@ -4,7 +4,8 @@
 /// are removed. One thread at a time.
 ///
 /// Handlers may call forget(), but not receive() for the same originator. An exception of a handler
-/// passes through receive(), and the input behind it is read at the originator's next one.
+/// passes through receive(), and so does std::bad_alloc, which drops the message that it met; the
+/// input behind it is read at the originator's next one.
 #pragma once
 
 #include <cstddef>

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <new>
 
 #include "tmsg/creator/tm_limit_error.h"
 #include "tmsg/message/message.h"
@@ -11,9 +12,8 @@ Tm_chunk_stream::~Tm_chunk_stream() {
     messages_.forEach([](MessageChunk const& message) { message.removeReceivedFiles(); });
 }
 
-std::size_t Tm_chunk_stream::read(unsigned char const* data, std::size_t size,
-                                  Tm_chunk_outcome& outcome) {
-    std::size_t used = 0;
+void Tm_chunk_stream::read(unsigned char const* data, std::size_t size, std::size_t& used,
+                           Tm_chunk_outcome& outcome) {
     while (outcome.kind == Tm_chunk_outcome::Kind::none) {
         if (!in_chunk_) {
             used += read_header(data + used, size - used);
@@ -21,15 +21,15 @@ std::size_t Tm_chunk_stream::read(unsigned char const* data, std::size_t size,
             begin_chunk(outcome);
             continue;
         }
-        std::size_t const piece = std::min(payload_left_, size - used);
-        if (piece > 0) add_payload(data + used, piece, outcome);
-        used += piece;
-        payload_left_ -= piece;
+        unsigned char const* const piece = data + used;
+        std::size_t const length = std::min(payload_left_, size - used);
+        used += length;
+        payload_left_ -= length;
+        if (length > 0) add_payload(piece, length, outcome);
         if (payload_left_ > 0) break;
         in_chunk_ = false;
         end_chunk(outcome);
     }
-    return used;
 }
 
 std::size_t Tm_chunk_stream::read_header(unsigned char const* data, std::size_t size) {
@@ -70,6 +70,9 @@ void Tm_chunk_stream::begin_message(Tm_chunk_outcome& outcome) {
     try {
         messages_.putChunk(
             std::make_unique<MessageChunk>(header_.get_seq_no(), originator_, limits_).release());
+    } catch (std::bad_alloc const&) {
+        drop_message();
+        throw;
     } catch (std::exception const& failure) {
         refuse_message(failure.what(), outcome);
     }
@@ -85,6 +88,9 @@ void Tm_chunk_stream::add_payload(unsigned char const* data, std::size_t size,
     held_bytes_ += size;
     try {
         message->addBuffer(data, static_cast<unsigned int>(size));
+    } catch (std::bad_alloc const&) {
+        drop_message();
+        throw;
     } catch (std::exception const& failure) {
         refuse_message(failure.what(), outcome);
         return;
@@ -94,6 +100,11 @@ void Tm_chunk_stream::add_payload(unsigned char const* data, std::size_t size,
 
 void Tm_chunk_stream::refuse_message(std::string const& text, Tm_chunk_outcome& outcome) {
     report(text, outcome);
+    drop_message();
+}
+
+/// The rest of it is ignored.
+void Tm_chunk_stream::drop_message() {
     if (auto const message = take_message()) message->removeReceivedFiles();
     bool const goes_on = !header_.get_last_chunk();
     if (goes_on && refused_.size() < limits_.max_unfinished) {

@@ -33,9 +33,11 @@ public:
     /// Drops all unfinished messages.
     ~Tm_chunk_stream();
 
-    /// Reads input up to the first outcome, or all of it when nothing comes of it. Answers how many
-    /// bytes it read; to be called again, without input too, until there is no outcome.
-    std::size_t read(unsigned char const* data, std::size_t size, Tm_chunk_outcome& outcome);
+    /// Reads input up to the first outcome, or all of it when nothing comes of it, and adds what it
+    /// read to `used`; to be called again, without input too, until there is no outcome. When it
+    /// throws std::bad_alloc, the message of the current chunk is dropped.
+    void read(unsigned char const* data, std::size_t size, std::size_t& used,
+              Tm_chunk_outcome& outcome);
 
     /// Ages the unfinished messages and drops the idle ones, whose sequence numbers it answers.
     std::vector<unsigned int> collect_garbage();
@@ -50,6 +52,7 @@ private:
     void add_payload(unsigned char const* data, std::size_t size, Tm_chunk_outcome& outcome);
     void end_chunk(Tm_chunk_outcome& outcome);
     void refuse_message(std::string const& text, Tm_chunk_outcome& outcome);
+    void drop_message();
     void report(std::string const& text, Tm_chunk_outcome& outcome) const;
     std::unique_ptr<MessageChunk> take_message();
 
