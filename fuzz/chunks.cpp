@@ -1,75 +1,166 @@
-/// A receiver under a storm: chunks of several connections, cut anywhere, and bytes that are none.
+/// A receiver under a storm: bytes that are no chunks, chunks of random headers, connections that
+/// vanish. Good messages between them are delivered, each whole and once.
+#include <algorithm>
+#include <map>
+
+#include "received_files.h"
 #include "target.h"
 
 namespace {
 
-constexpr unsigned int connections = 3;
+constexpr int raw_connections = 3;       ///< of bytes that are cut and mixed as the input likes
+constexpr int shared = raw_connections;  ///< good messages among chunks of random headers
+constexpr int honest = shared + 1;       ///< good messages alone
+constexpr unsigned int first_good_number = 1000;
 
-void remove_files_of(Tm_value const& value);
-
-template <class Container>
-void remove_files_within(Container const& container) {
-    for (int i = 0; i < container.get_member_count(); ++i) {
-        remove_files_of(*container.get_value(i));
-    }
+Message const& good_message() {
+    static auto const message = [] {
+        auto made = std::make_unique<Message>();
+        made->add_member(Message::TMG_META, "number", 7);
+        made->add_member(Message::TMG_BODY, "text", std::string(100, 't'));
+        return made;
+    }();
+    return *message;
 }
 
-void remove_files_of(Tm_value const& value) {
-    switch (value.get_value_type()) {
-        case TMV_FILE:
-            ::unlink(static_cast<Tm_file const&>(value).path().c_str());
-            break;
-        case TMV_ARRAY:
-            return remove_files_within(static_cast<Tm_array const&>(value));
-        case TMV_STRUCT:
-            return remove_files_within(static_cast<Tm_struct const&>(value));
-        case TMV_MESSAGE:
-            for (auto const group : {Message::TMG_META, Message::TMG_BODY}) {
-                remove_files_within(static_cast<Message const&>(value).get_const_struct(group));
+/// Sends good messages one after another, a chunk at a time.
+class Good_sender {
+public:
+    Good_sender(Tm_chunk_receiver& receiver, int connection)
+        : receiver_(receiver), connection_(connection) {}
+
+    void send_next(unsigned int chunk_size) {
+        if (next_ == chunks_.size()) begin_message(chunk_size);
+        auto const& chunk = chunks_[next_++];
+        receiver_.receive(connection_, chunk.data(), chunk.size());
+        if (next_ == chunks_.size()) ++finished_;
+    }
+    /// How many messages were sent whole.
+    unsigned int finished() const { return finished_; }
+
+private:
+    void begin_message(unsigned int chunk_size) {
+        chunks_.clear();
+        next_ = 0;
+        auto const keep = [&](unsigned char const* chunk, std::size_t size) {
+            chunks_.emplace_back(chunk, chunk + size);
+            return true;
+        };
+        Tm_chunk_sender(static_cast<int>(chunk_size))
+            .send(good_message(), first_good_number + finished_ % 3, 0, keep);
+    }
+
+    Tm_chunk_receiver& receiver_;
+    int connection_;
+    std::vector<std::vector<unsigned char>> chunks_;
+    std::size_t next_ = 0;
+    unsigned int finished_ = 0;
+};
+
+class Storm {
+public:
+    /// Tight limits hold for each connection: what shares one with hostile chunks may be refused.
+    explicit Storm(bool is_tight)
+        : is_tight_(is_tight), receiver_(on_message(), on_error(), limits(is_tight)) {}
+
+    void step(Fuzz_input& input) {
+        switch (unsigned int const choice = input.below(8)) {
+            case 0:
+            case 1:
+            case 2:
+                return receive_raw(static_cast<int>(choice), input);
+            case 3:
+            case 4:
+                return receive_chunk(input);
+            case 5:
+                send_good(input);
+                return receiver_.collect_garbage();
+            case 6:
+                return send_good(input);
+            default:
+                return receiver_.forget(static_cast<int>(input.below(raw_connections)));
+        }
+    }
+
+    void check(std::size_t input_size) const {
+        constexpr std::size_t smallest_message = 9;  // input of a step, its payload included
+        FUZZ_CHECK(delivered_.at(honest) == honest_.finished());
+        FUZZ_CHECK(is_tight_ || delivered_.at(shared) == shared_.finished());
+        FUZZ_CHECK(others_ <= input_size / smallest_message);
+    }
+
+private:
+    static Tm_limits limits(bool is_tight) {
+        Tm_limits limits;
+        limits.max_unfinished = is_tight ? 2 : 5;
+        if (is_tight) limits.max_held_bytes = 500;
+        return limits;
+    }
+
+    Tm_chunk_receiver::Message_handler on_message() {
+        return [this](std::unique_ptr<Message> message, int connection, Tm_header const& header) {
+            FUZZ_CHECK(header.get_last_chunk());
+            bool const is_good = connection >= shared && header.get_seq_no() >= first_good_number;
+            if (is_good) {
+                ++delivered_.at(connection);
+                FUZZ_CHECK(*message == good_message());
+            } else {
+                ++others_;
+                remove_files_of(*message);
             }
-            break;
-        default:
-            break;
+        };
     }
-}
+
+    static Tm_chunk_receiver::Error_handler on_error() {
+        return [](int connection, unsigned int, std::string const& text) {
+            FUZZ_CHECK(!text.empty());
+            FUZZ_CHECK(connection != honest);
+        };
+    }
+
+    void receive_raw(int connection, Fuzz_input& input) {
+        std::size_t const size = std::min<std::size_t>(input.byte(), input.size());
+        receiver_.receive(connection, input.data(), size);
+        input.skip(size);
+    }
+
+    /// A chunk with flags and a number of the input's choice, one of 4 numbers.
+    void receive_chunk(Fuzz_input& input) {
+        unsigned int const flags = input.byte();
+        std::size_t const size = std::min<std::size_t>(input.byte(), input.size());
+        Tm_header header;
+        header.set_first_chunk((flags & 1) != 0);
+        header.set_last_chunk((flags & 2) != 0);
+        header.set_discard_eligible((flags & 4) != 0);
+        header.set_seq_no(flags >> 3 & 3);
+        header.set_length(static_cast<unsigned int>(size));
+        receiver_.receive(shared, header.record().bytes, sizeof(TM_HEADER));
+        receiver_.receive(shared, input.data(), size);
+        input.skip(size);
+    }
+
+    void send_good(Fuzz_input& input) {
+        unsigned int const chunk_size = 1 + input.below(100);
+        shared_.send_next(chunk_size);
+        honest_.send_next(chunk_size);
+    }
+
+    bool is_tight_;
+    std::map<int, unsigned int> delivered_{{shared, 0},
+                                           {honest, 0}};  ///< good messages of each connection
+    std::size_t others_ = 0;
+    Tm_chunk_receiver receiver_;
+    Good_sender shared_{receiver_, shared};
+    Good_sender honest_{receiver_, honest};
+};
 
 }  // namespace
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    Tm_limits limits;
-    limits.max_unfinished = 4;
-    limits.max_held_bytes = 1000;
-    std::size_t messages = 0;
-    Tm_chunk_receiver receiver(
-        [&](std::unique_ptr<Message> message, int, Tm_header const& header) {
-            ++messages;
-            FUZZ_CHECK(header.get_last_chunk());
-            remove_files_of(*message);
-        },
-        [](int, unsigned int, std::string const& text) { FUZZ_CHECK(!text.empty()); }, limits);
-
-    // The smallest message takes a header and 6 bytes.
-    constexpr std::size_t smallest = sizeof(TM_HEADER) + 6;
-    for (Fuzz_input input(data, size); !input.empty();) {
-        unsigned int const choice = input.byte();
-        int const connection = static_cast<int>(choice % connections);
-        if (choice == 255) receiver.collect_garbage();
-        if (choice == 254) receiver.forget(0);
-        std::size_t const wanted = input.byte();
-        std::size_t const piece = wanted < input.size() ? wanted : input.size();
-        receiver.receive(connection, input.data(), piece);
-        input = Fuzz_input(input.data() + piece, input.size() - piece);
-    }
-    FUZZ_CHECK(messages <= size / smallest);
-
-    // Whatever came before, a good message is delivered.
-    Message const good;
-    std::size_t const before = messages;
-    receiver.forget(1);
-    Tm_chunk_sender(3).send(good, 1, 0, [&](unsigned char const* chunk, std::size_t length) {
-        receiver.receive(1, chunk, length);
-        return true;
-    });
-    FUZZ_CHECK(messages == before + 1);
+    Fuzz_input input(data, size);
+    bool const is_tight = input.byte() % 2 == 0;
+    Storm storm(is_tight);
+    while (!input.empty()) storm.step(input);
+    storm.check(size);
     return 0;
 }

@@ -1,8 +1,10 @@
 /// Bytes to a message; what was decoded is copied, compared and destroyed.
+#include "received_files.h"
 #include "target.h"
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    Fuzz_result const whole = decode_whole(data, size);
+    Fuzz_input const input(data, size);
+    Fuzz_result const whole = decode_whole(input);
     if (whole.error.empty()) {
         Message const copy(*whole.message);
         FUZZ_CHECK(encode(copy, 64) == encode(*whole.message, 1000));
@@ -17,14 +19,7 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     Tm_bin_array_decoder values(64, limits);
     Tm_message_peek_decoder peek(data, static_cast<long>(size));
     if (peek.complete()) FUZZ_CHECK(peek.decode());
-    try {
-        for (std::size_t at = 0; at < size; ++at) {
-            values.add_to_buffer(data + at, 1);
-            values.decode();
-        }
-    } catch (std::exception const& failure) {
-        FUZZ_CHECK(values.error() == failure.what());
-    }
-    values.finalize();
+    feed_pieces(values, input, [](std::size_t) { return std::size_t(1); });
+    remove_files_of(*values.array());
     return 0;
 }

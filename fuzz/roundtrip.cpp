@@ -40,14 +40,15 @@ void print(Message const& message, unsigned int limit) {
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     Fuzz_input input(data, size);
     unsigned int const limit = input.byte() * 8;
-    Fuzz_result const first = decode_whole(input.data(), input.size());
+    Fuzz_result const first = decode_whole(input);
     if (first.error.empty() && first.message->restore_member_indexes()) {
         auto const bytes = encode(*first.message, 1 + static_cast<int>(limit));
-        Fuzz_result const second = decode_whole(bytes.data(), bytes.size());
+        Fuzz_result const second = decode_whole(bytes);
         FUZZ_CHECK(second.error.empty());
         FUZZ_CHECK(second.message->restore_member_indexes());
         FUZZ_CHECK(encode(*second.message, 1000) == bytes);
         print(*second.message, limit);
+        FUZZ_CHECK(!dump_pieces(Fuzz_input(bytes.data(), bytes.size()), whole_piece).empty());
         remove_files(second.files);
     }
     remove_files(first.files);

@@ -14,13 +14,19 @@ void write(std::filesystem::path const& folder, std::size_t number, std::string 
 
 std::string as_string(Bytes const& bytes) { return {bytes.begin(), bytes.end()}; }
 
-/// For the target "chunks": in front of each piece the connection and its length.
-std::string storm_of(Message const& message, unsigned int seq_no) {
-    std::string storm;
-    for (Bytes const& chunk : chunks_of(message, seq_no, 100)) {
-        storm += static_cast<char>(seq_no % 3);
+/// For the target "chunks": as bytes of one connection and as chunks with a number, good messages
+/// between them.
+std::string storm_of(Message const& message, unsigned int number) {
+    std::string storm(1, static_cast<char>(number));
+    for (Bytes const& chunk : chunks_of(message, number, 100)) {
+        storm += static_cast<char>(number % 3);
         storm += static_cast<char>(chunk.size());
         storm += as_string(chunk);
+        storm += "\x05\x30";
+        storm += "\x03";
+        storm += static_cast<char>((chunk[1] >> 7 & 1) | (chunk[1] >> 5 & 2) | 8);
+        storm += static_cast<char>(chunk.size() - sizeof(TM_HEADER));
+        storm += as_string(chunk).substr(sizeof(TM_HEADER));
     }
     return storm;
 }

@@ -1,32 +1,10 @@
 /// The same bytes whole and in pieces that the input chooses: the same message, error and events.
 #include <algorithm>
 
+#include "received_files.h"
 #include "target.h"
 
 namespace {
-
-template <class Next_piece>
-std::string dump(Fuzz_input input, Next_piece next_piece) {
-    char* text = nullptr;
-    std::size_t length = 0;
-    FILE* const stream = ::open_memstream(&text, &length);
-    std::string error;
-    {
-        Tm_bin_decoder_to_text decoder(static_cast<long>(input.size()), stream);
-        for (std::size_t at = 0; at < input.size();) {
-            std::size_t const piece = next_piece(input.size() - at);
-            decoder.add_to_buffer(input.data() + at, static_cast<long>(piece));
-            decoder.decode();
-            at += piece;
-        }
-        decoder.finalize();
-        error = decoder.error();
-    }
-    std::fclose(stream);
-    std::string const dumped(text, length);
-    std::free(text);
-    return dumped + error;
-}
 
 /// Sizes that look random and are always the same for one seed.
 class Cuts {
@@ -43,22 +21,45 @@ private:
     unsigned int largest_;
 };
 
+/// Every second seed has limits that short inputs reach.
+Tm_limits limits_of(unsigned int seed, unsigned int largest) {
+    Tm_limits limits;
+    if (seed % 2 == 1) {
+        limits.max_depth = 1 + largest % 8;
+        limits.max_message_bytes = seed * 2;
+        limits.max_file_bytes = largest;
+    }
+    return limits;
+}
+
+/// The values of an input that is no message, those before a fault included.
+template <class Next_piece>
+std::string decode_values(Fuzz_input input, Next_piece next_piece, Tm_limits const& limits) {
+    Tm_bin_array_decoder decoder(static_cast<long>(input.size()), limits);
+    feed_pieces(decoder, input, next_piece);
+    auto const bytes = encode(*decoder.array(), 1000);
+    remove_files_of(*decoder.array());
+    return std::string(bytes.begin(), bytes.end()) + decoder.error();
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     Fuzz_input input(data, size);
     unsigned int const seed = input.byte();
     unsigned int const largest = input.byte();
-    auto const whole_piece = [](std::size_t left) { return left; };
+    Cuts const cuts(seed, largest);
+    Tm_limits const limits = limits_of(seed, largest);
 
-    Fuzz_result const whole = decode_whole(input.data(), input.size());
-    Fuzz_result const cut = decode_pieces(input.data(), input.size(), Cuts(seed, largest));
+    Fuzz_result const whole = decode_pieces(input, whole_piece, limits);
+    Fuzz_result const cut = decode_pieces(input, cuts, limits);
     FUZZ_CHECK(whole.error == cut.error);
     FUZZ_CHECK(whole.files.size() == cut.files.size());
     if (whole.error.empty()) {
         FUZZ_CHECK(encode(*whole.message, 100) == encode(*cut.message, 100));
     }
-    FUZZ_CHECK(dump(input, whole_piece) == dump(input, Cuts(seed, largest)));
+    FUZZ_CHECK(decode_values(input, whole_piece, limits) == decode_values(input, cuts, limits));
+    FUZZ_CHECK(dump_pieces(input, whole_piece, limits) == dump_pieces(input, cuts, limits));
     remove_files(whole.files);
     remove_files(cut.files);
     return 0;

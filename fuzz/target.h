@@ -37,6 +37,10 @@ public:
     }
     /// 0 to `end` - 1.
     unsigned int below(unsigned int end) { return byte() % end; }
+    void skip(std::size_t count) {
+        data_ += count;
+        size_ -= count;
+    }
     std::uint8_t const* data() const { return data_; }
     std::size_t size() const { return size_; }
 
@@ -49,6 +53,24 @@ inline void remove_files(std::vector<std::string> const& paths) {
     for (std::string const& path : paths) ::unlink(path.c_str());
 }
 
+/// Feeds the input in pieces whose sizes `next_piece(left)` chooses.
+template <class Next_piece>
+void feed_pieces(Tm_bin_decoder_base& decoder, Fuzz_input input, Next_piece next_piece) {
+    try {
+        while (!input.empty()) {
+            std::size_t const piece = next_piece(input.size());
+            FUZZ_CHECK(decoder.add_to_buffer(input.data(), static_cast<long>(piece)));
+            decoder.decode();
+            input.skip(piece);
+        }
+    } catch (std::exception const& failure) {
+        FUZZ_CHECK(decoder.error() == failure.what());
+    }
+    decoder.finalize();
+}
+
+inline std::size_t whole_piece(std::size_t left) { return left; }
+
 /// What came of a message, whatever it was fed in.
 struct Fuzz_result {
     std::unique_ptr<Message> message;
@@ -56,22 +78,10 @@ struct Fuzz_result {
     std::vector<std::string> files;
 };
 
-/// Decodes the wire form, cut into pieces whose sizes `next_piece(left)` chooses.
 template <class Next_piece>
-Fuzz_result decode_pieces(std::uint8_t const* data, std::size_t size, Next_piece next_piece) {
-    Tm_bin_decoder decoder(static_cast<long>(size));
-    std::string thrown;
-    try {
-        for (std::size_t at = 0; at < size;) {
-            std::size_t const piece = next_piece(size - at);
-            FUZZ_CHECK(decoder.add_to_buffer(data + at, static_cast<long>(piece)));
-            decoder.decode();
-            at += piece;
-        }
-    } catch (std::exception const& failure) {
-        FUZZ_CHECK(decoder.error() == failure.what());
-    }
-    decoder.finalize();
+Fuzz_result decode_pieces(Fuzz_input input, Next_piece next_piece, Tm_limits const& limits = {}) {
+    Tm_bin_decoder decoder(static_cast<long>(input.size()), limits);
+    feed_pieces(decoder, input, next_piece);
     Fuzz_result result;
     result.error = decoder.error();
     result.files = decoder.received_files();
@@ -79,8 +89,28 @@ Fuzz_result decode_pieces(std::uint8_t const* data, std::size_t size, Next_piece
     return result;
 }
 
-inline Fuzz_result decode_whole(std::uint8_t const* data, std::size_t size) {
-    return decode_pieces(data, size, [](std::size_t left) { return left; });
+inline Fuzz_result decode_whole(Fuzz_input input) { return decode_pieces(input, whole_piece); }
+
+inline Fuzz_result decode_whole(std::vector<std::uint8_t> const& bytes) {
+    return decode_whole(Fuzz_input(bytes.data(), bytes.size()));
+}
+
+/// All events as text, and the error, if any, behind them.
+template <class Next_piece>
+std::string dump_pieces(Fuzz_input input, Next_piece next_piece, Tm_limits const& limits = {}) {
+    char* text = nullptr;
+    std::size_t length = 0;
+    FILE* const stream = ::open_memstream(&text, &length);
+    std::string error;
+    {
+        Tm_bin_decoder_to_text decoder(static_cast<long>(input.size()), stream, limits);
+        feed_pieces(decoder, input, next_piece);
+        error = decoder.error();
+    }
+    std::fclose(stream);
+    std::string const dumped(text, length);
+    std::free(text);
+    return dumped + error;
 }
 
 /// The wire form, in chunks of that size.
