@@ -119,7 +119,8 @@ private:
     }
 
     void receive_raw(int connection, Fuzz_input& input) {
-        std::size_t const size = std::min<std::size_t>(input.byte(), input.size());
+        std::size_t const wanted = input.byte();
+        std::size_t const size = std::min(wanted, input.size());
         receiver_.receive(connection, input.data(), size);
         input.skip(size);
     }
@@ -127,7 +128,8 @@ private:
     /// A chunk with flags and a number of the input's choice, one of 4 numbers.
     void receive_chunk(Fuzz_input& input) {
         unsigned int const flags = input.byte();
-        std::size_t const size = std::min<std::size_t>(input.byte(), input.size());
+        std::size_t const wanted = input.byte();
+        std::size_t const size = std::min(wanted, input.size());
         Tm_header header;
         header.set_first_chunk((flags & 1) != 0);
         header.set_last_chunk((flags & 2) != 0);

@@ -1,4 +1,5 @@
 /// List text to values: an error or values, the same each time, and printable.
+#include "received_files.h"
 #include "target.h"
 
 namespace {
@@ -38,7 +39,7 @@ int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     try {
         Message const message = Message::from_string(text);
         FUZZ_CHECK(decoder.error().empty());
-        remove_files(decoder.received_files());
+        remove_files_of(message);
     } catch (std::exception const&) {
         // No message, or an error that was seen above.
     }

@@ -26,7 +26,7 @@ Tm_limits limits_of(unsigned int seed, unsigned int largest) {
     Tm_limits limits;
     if (seed % 2 == 1) {
         limits.max_depth = 1 + largest % 8;
-        limits.max_message_bytes = seed * 2;
+        limits.max_message_bytes = seed * 2UL;
         limits.max_file_bytes = largest;
     }
     return limits;

@@ -1,5 +1,8 @@
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+
+#include <csignal>
 
 #include "support/support.h"
 
@@ -27,13 +30,33 @@ TEST(File, ArrivesWithItsContent) {
     EXPECT_EQ(6, remove_received_files());
 }
 
+namespace {
+
+int next_descriptor() {
+    int const fd = ::open("/dev/null", O_RDONLY);
+    ::close(fd);
+    return fd;
+}
+
+/// The process may have no more of that resource than so much, for a while.
+class Lower_limit {
+public:
+    Lower_limit(__rlimit_resource resource, rlim_t limit) : resource_(resource) {
+        ::getrlimit(resource_, &before_);
+        rlimit const lower = {limit, before_.rlim_max};
+        ::setrlimit(resource_, &lower);
+    }
+    ~Lower_limit() { ::setrlimit(resource_, &before_); }
+
+private:
+    __rlimit_resource resource_;
+    rlimit before_ = {};
+};
+
+}  // namespace
+
 TEST(File, ThatCannotBeUsedOrReadIsReported) {
     Scratch const scratch;
-    auto const next_descriptor = [] {
-        int const fd = ::open("/dev/null", O_RDONLY);
-        ::close(fd);
-        return fd;
-    };
     int const before = next_descriptor();
     EXPECT_THROWS("failed to open " + scratch.path("missing"), Tm_file(scratch.path("missing"), 0));
     EXPECT_THROWS("failed to map " + scratch.path(""), Tm_file(scratch.path(""), 0));
@@ -114,6 +137,49 @@ TEST_F(Temporary_file, ThatCannotBeMadeThrowsAndLeavesTheDecoderUsable) {
     decoder.init();
     feed(decoder, bytes);
     EXPECT_EQ(1, decoder.array()->get_member_count());
+}
+
+/// One descriptor is for the temporary file, another for the value on it.
+TEST_F(Temporary_file, WithoutDescriptorsIsReportedAndGone) {
+    Message message;
+    Scratch const scratch;
+    message.add_member(body, "file", scratch.file("sent", "content"), 0U);
+    auto const chunks = chunks_of(message, 1, 20);
+    Receiver receiver;
+    for (unsigned int const spare : {0U, 1U}) {
+        std::string const error = "failed to open " + next_path();
+        int const next = next_descriptor();
+        {
+            Lower_limit const limit(RLIMIT_NOFILE, static_cast<unsigned int>(next) + spare);
+            EXPECT_THROWS(error, feed(decoder, bytes));
+            for (Bytes const& chunk : chunks) receiver.take(1, chunk);
+        }
+        EXPECT_EQ(error, decoder.error());
+        EXPECT_EQ(0U, receiver.errors.back().find("1/1 failed to open /tmp/zab_tmp_"));
+        decoder.init();
+        EXPECT_EQ(next, next_descriptor());
+        EXPECT_EQ(1, remove_received_files()) << "the one of next_path()";
+    }
+    for (Bytes const& chunk : chunks) receiver.take(1, chunk);
+    EXPECT_EQ(2U, receiver.errors.size());
+    EXPECT_EQ(1U, receiver.messages.size());
+}
+
+TEST_F(Temporary_file, WithoutRoomIsReportedAndGone) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    Lower_limit const limit(RLIMIT_FSIZE, 150);
+    std::string path = next_path();
+    EXPECT_THROWS("failed to map " + path, feed(decoder, from_hex("15 00 00 01 2C")));
+
+    // Too large to be mapped: the second of its pieces is written in part.
+    decoder.init();
+    path = next_path();
+    Bytes large = from_hex("15 00 AB E0 00");
+    large.resize(5 + 256, 'x');
+    feed(decoder, large);
+    EXPECT_EQ("failed to write to " + path, decoder.error());
+    decoder.init();
+    EXPECT_EQ(2, remove_received_files()) << "those of next_path()";
 }
 
 TEST_F(Temporary_file, IsNotMadeThroughALinkPlantedUnderItsName) {

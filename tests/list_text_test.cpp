@@ -282,6 +282,9 @@ TEST(ListText, StartsAfreshWithEveryText) {
     EXPECT_THROWS("value of type int32_t accessed as type array", Message::from_string(bad_table));
     text_thrown_by([] { Message::from_string("response {struct {x {file 1 y}} x"); });
     EXPECT_EQ(0, remove_received_files());
+    Message const first = Message::from_string("response {struct {} struct {x {file 1 y}}} file 1 y array {file 1 y}");
+    EXPECT_EQ("y", content_of(first.get_member_file(body, "x")->path()));
+    EXPECT_EQ(1, remove_received_files()) << "those of further values are gone";
 }
 
 TEST(ListText, CutsTextIntoTokens) {

@@ -16,7 +16,7 @@ namespace {
 /// Asked before every call: one with no time left would do what can be done at once.
 ACE_Time_Value time_left(Deadline const& deadline, std::string const& what) {
     throw_if_interrupted();
-    ACE_Time_Value const left = deadline.left();
+    ACE_Time_Value left = deadline.left();
     if (left == ACE_Time_Value::zero) throw Lost_connection(what + ": timed out");
     return left;
 }

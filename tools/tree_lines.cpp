@@ -23,7 +23,7 @@ void Tree_lines::open(long offset, int depth, std::string_view label, std::strin
         std::snprintf(column, sizeof column, "%8ld  ", offset);
         front_ = painted(Colour::dim, column);
     }
-    front_.append(static_cast<std::size_t>(2 * std::min(depth, deepest_indent)), ' ');
+    front_.append(2 * static_cast<std::size_t>(std::min(depth, deepest_indent)), ' ');
     front_ += painted(Colour::cyan, label);
     if (!label.empty() && !type.empty()) front_ += ' ';
     type_ = type;

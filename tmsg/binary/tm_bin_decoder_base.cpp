@@ -213,7 +213,14 @@ bool Tm_bin_decoder_base::pass_piece() {
     passed_ += piece;
     read_ += piece;
     if (passed_ == total_) state_ = State::between_items;
+    if (has_failed_to_write()) set_error(creator_->error());
     return true;
+}
+
+/// A rejected piece shows with the next item, but for one that found no room on the disk.
+bool Tm_bin_decoder_base::has_failed_to_write() const {
+    Continue_event const file_piece = &Tm_creator_base::visit_file_continue;
+    return continue_ == file_piece && !creator_->error().empty();
 }
 
 /// The message has more bytes than it may, if it goes on to this position in the buffer.

@@ -74,6 +74,7 @@ private:
     bool begin_bytes(Begin_event begin, Continue_event piece);
     void enter_item(unsigned int length, Continue_event piece);
     bool pass_piece();
+    bool has_failed_to_write() const;
     bool is_too_long(long end) const;
 
     long available() const { return end_ - read_; }

@@ -25,7 +25,9 @@ public:
     /// Says that the last payload was added: an incomplete message becomes an error.
     void finalize() { decoder_.finalize(); }
 
-    unsigned int getTotalBufferLength() const { return total_length_; }
+    /// Payload bytes added so far, from 4 GiB on modulo that; and their full count.
+    unsigned int getTotalBufferLength() const { return static_cast<unsigned int>(total_length_); }
+    unsigned long heldBytes() const { return total_length_; }
     bool hasError() const { return !decoder_.error().empty(); }
     std::string const& error() const { return decoder_.error(); }
     unsigned int getSeqNo() const { return seq_no_; }
@@ -50,6 +52,6 @@ private:
     unsigned int seq_no_;
     int originator_;
     int countdown_ = IDLE_LIMIT;
-    unsigned int total_length_ = 0;
+    unsigned long total_length_ = 0;
     Tm_bin_decoder decoder_;
 };

@@ -4,31 +4,46 @@
 #include <ostream>
 
 #include "tmsg/message/message.h"
+#include "tmsg/message/tm_children.h"
 #include "tmsg/text/tm_tcl_decoder.h"
 #include "tmsg/text/tm_tcl_encoder.h"
 #include "tmsg/value/tm_exception.h"
+#include "tmsg/value/tm_file.h"
 
 namespace {
 
 constexpr unsigned int log_limit = 1024;
 
-/// Removes the files that a text has made, unless a message is given away that holds them: nobody
-/// else can know their paths.
+void remove_files_of(Tm_value const& value) {
+    if (value.get_value_type() == TMV_FILE) {
+        ::unlink(static_cast<Tm_file const&>(value).path().c_str());
+    }
+    tm_for_each_child(value, remove_files_of);
+}
+
+/// Removes the files that a text has made, but those of the message that is given away: nobody else
+/// can know their paths.
 class Received_files {
 public:
     explicit Received_files(Tm_tcl_decoder const& decoder) : decoder_(decoder) {}
     ~Received_files() {
-        if (are_kept_) return;
-        for (std::string const& path : decoder_.received_files()) ::unlink(path.c_str());
+        if (!is_message_given_) {
+            for (std::string const& path : decoder_.received_files()) ::unlink(path.c_str());
+        } else if (!decoder_.received_files().empty()) {
+            Tm_array const& values = *decoder_.values();
+            for (int i = 1; i < values.get_member_count(); ++i) {
+                remove_files_of(*values.get_value(i));
+            }
+        }
     }
     Received_files(Received_files const&) = delete;
     Received_files& operator=(Received_files const&) = delete;
 
-    void keep() { are_kept_ = true; }
+    void give_message() { is_message_given_ = true; }
 
 private:
     Tm_tcl_decoder const& decoder_;
-    bool are_kept_ = false;
+    bool is_message_given_ = false;
 };
 
 }  // namespace
@@ -51,6 +66,6 @@ Message Message::from_string(std::string const& text) {
         throw Tm_exception("message expected but not found in: " + text);
     }
     Message message(static_cast<Message const&>(*value));
-    files.keep();
+    files.give_message();
     return message;
 }

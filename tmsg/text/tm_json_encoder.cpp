@@ -13,7 +13,8 @@ constexpr std::array<char, 256> make_escapes() {
     for (std::size_t byte = 0; byte < escapes.size(); ++byte) {
         escapes[byte] = byte >= ' ' && byte <= '~' ? '\0' : 'u';
     }
-    for (char const byte : {'"', '\\'}) escapes[static_cast<std::size_t>(byte)] = byte;
+    escapes['"'] = '"';
+    escapes['\\'] = '\\';
     escapes['\b'] = 'b';
     escapes['\t'] = 't';
     escapes['\n'] = 'n';
@@ -59,7 +60,7 @@ bool Tm_json_encoder::visit_method_begin(bool is_request) {
 
 bool Tm_json_encoder::visit_method_end(bool) {
     value_commas_.pop_in_type();
-    append(snipped_ ? "], \"__SNIPPED__\" : true}" : "]}");
+    append(snipped_ ? R"(], "__SNIPPED__" : true})" : "]}");
     return true;
 }
 
@@ -112,9 +113,9 @@ bool Tm_json_encoder::visit_string_continue(char const* data, unsigned int lengt
 bool Tm_json_encoder::visit_binary_begin(unsigned int length) {
     if (!begin_value()) return true;
     begin_item(length);
-    append("{\"type\": \"binary\", \"size\": ");
+    append(R"({"type": "binary", "size": )");
     append(Tm_decimal(length));
-    append(length == 0 ? ", \"hex\": \"\"}" : ", \"hex\": \"");
+    append(length == 0 ? R"(, "hex": ""})" : R"(, "hex": ")");
     return true;
 }
 
@@ -174,7 +175,7 @@ bool Tm_json_encoder::visit_array_end() {
 
 bool Tm_json_encoder::visit_file_begin(unsigned int length) {
     if (!begin_value()) return true;
-    append("{\"type\": \"file\", \"size\": ");
+    append(R"({"type": "file", "size": )");
     append(Tm_decimal(length));
     append("}");
     return true;

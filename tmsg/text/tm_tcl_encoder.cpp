@@ -74,7 +74,7 @@ bool Tm_tcl_encoder::visit_binary_begin(unsigned int length) {
     begin_item(length);
     append("binary \"");
     append(Tm_decimal(length));
-    return put(length == 0 ? " bytes\" \"\"" : " bytes\" \"");
+    return put(length == 0 ? R"( bytes" "")" : R"( bytes" ")");
 }
 
 bool Tm_tcl_encoder::visit_binary_continue(char const* data, unsigned int length) {

@@ -1,8 +1,7 @@
 #include "tmsg/text/tm_tcl_number.h"
 
-#include <locale.h>
-
 #include <charconv>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -99,6 +98,7 @@ bool tm_parse_number(std::string_view token, double& number) {
     std::string const text(token);
     char extra = 0;
     C_locale const locale;
+    // NOLINTNEXTLINE(cert-err34-c): what scanf takes is the format.
     return text.find('\0') == std::string::npos &&
            std::sscanf(text.c_str(), "%lg%c", &number, &extra) == 1;
 }

@@ -139,7 +139,7 @@ void Tm_chunk_stream::report(std::string const& text, Tm_chunk_outcome& outcome)
 std::unique_ptr<MessageChunk> Tm_chunk_stream::take_message() {
     std::unique_ptr<MessageChunk> message(
         messages_.findChunk(header_.get_seq_no(), originator_, true));
-    if (message != nullptr) held_bytes_ -= message->getTotalBufferLength();
+    if (message != nullptr) held_bytes_ -= message->heldBytes();
     return message;
 }
 
@@ -147,7 +147,7 @@ std::vector<unsigned int> Tm_chunk_stream::collect_garbage() {
     std::vector<unsigned int> dropped;
     for (auto const& message : messages_.takeExpired()) {
         message->removeReceivedFiles();
-        held_bytes_ -= message->getTotalBufferLength();
+        held_bytes_ -= message->heldBytes();
         dropped.push_back(message->getSeqNo());
     }
     for (auto at = refused_.begin(); at != refused_.end();) {

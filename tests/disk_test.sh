@@ -1,0 +1,25 @@
+#!/bin/sh
+# disk_test.sh PROGRAM: a received file for which the disk has no room, or that may not be made, is an
+# error, and gone. The disk is a small one that only this test sees; where none may be made, there is
+# no test (77).
+set -eu
+unshare -rm true 2>/dev/null || exit 77
+work=$(mktemp -d -p /var/tmp)
+trap 'rm -rf "$work"' EXIT
+text=$work/message.tcl
+
+# refused PROGRAM OPTIONS ERROR: with /tmp on a disk of these options.
+refused() {
+    unshare -rm sh -c 'mount -t tmpfs -o "$2" none /tmp || exit 77
+        status=0
+        "$1" convert --from tcl --to json "$4/message.tcl" 2>"$4/error" || status=$?
+        grep -Eqx "tmsg: $3 /tmp/zab_tmp_[0-9]+_0" "$4/error" && [ $status -eq 1 ] && [ -z "$(ls /tmp)" ]' \
+        sh "$1" "$2" "$3" "$work"
+}
+
+# A file that would be mapped, and one too large for that.
+for size in 1000000 12000000; do
+    { printf 'response {struct {} struct {f {file %s "' $size; head -c $size /dev/zero | tr '\0' x; printf '"}}}'; } >"$text"
+    refused "$1" size=300k "failed to write to"
+    refused "$1" ro "failed to open"
+done
