@@ -68,7 +68,7 @@ bool Tm_json_encoder::visit_fault_begin() { return true; }
 bool Tm_json_encoder::visit_fault_end() { return true; }
 
 bool Tm_json_encoder::visit_method_name_begin(unsigned int length) {
-    append("\"name\": \"");
+    append(R"("name": ")");
     begin_item(length);
     return true;
 }

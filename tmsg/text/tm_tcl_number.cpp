@@ -98,7 +98,7 @@ bool tm_parse_number(std::string_view token, double& number) {
     std::string const text(token);
     char extra = 0;
     C_locale const locale;
+    if (text.find('\0') != std::string::npos) return false;
     // NOLINTNEXTLINE(cert-err34-c): what scanf takes is the format.
-    return text.find('\0') == std::string::npos &&
-           std::sscanf(text.c_str(), "%lg%c", &number, &extra) == 1;
+    return std::sscanf(text.c_str(), "%lg%c", &number, &extra) == 1;
 }
