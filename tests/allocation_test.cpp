@@ -1,5 +1,7 @@
 /// Memory that runs out at every point of every operation: std::bad_alloc reaches the caller, nothing
-/// leaks, and what should be as before is so.
+/// leaks, and what should be as before is so. And memory that strangers may make a receiver hold.
+#include <malloc.h>
+
 #include <cstdlib>
 #include <functional>
 #include <new>
@@ -10,6 +12,7 @@ namespace {
 
 long allowed = -1;  ///< allocations until one fails; negative: all succeed
 long live = 0;
+std::size_t live_bytes = 0;
 
 void* allocate(std::size_t size) {
     if (allowed == 0) throw std::bad_alloc();
@@ -17,6 +20,7 @@ void* allocate(std::size_t size) {
     void* const memory = std::malloc(size == 0 ? 1 : size);
     if (memory == nullptr) throw std::bad_alloc();
     ++live;
+    live_bytes += ::malloc_usable_size(memory);
     return memory;
 }
 
@@ -27,7 +31,9 @@ void* allocate_or_null(std::size_t size) noexcept {
 }
 
 void release(void* memory) noexcept {
-    if (memory != nullptr) --live;
+    if (memory == nullptr) return;
+    --live;
+    live_bytes -= ::malloc_usable_size(memory);
     std::free(memory);
 }
 
@@ -75,19 +81,37 @@ std::unique_ptr<Message> sample() {
     return message;
 }
 
+/// Each kind of member, added to a struct that has one; a value given away is freed by a failure.
 TEST(Allocation, FailingWhileBuildingLeavesTheContainerAsItWas) {
+    Scratch const scratch;
+    std::string const path = scratch.file("f", "content");
+    std::string const name = "a second name, long enough for the heap";
     auto const inner = nested_struct();
-    fail_at_every_allocation([&](auto const& attempt) {
-        Message message;
-        message.add_member(body, "first", 1);
-        Message const before(message);
-        bool done = false;
-        attempt([&] {
-            message.add_member(body, "a second name, long enough for the heap", &inner);
-            done = true;
+    auto const bytes = binary_of(pattern(300));
+    std::function<void(Message&)> const additions[] = {
+        [&](Message& message) { message.add_member(body, name, 1); },
+        [&](Message& message) { message.add_member(body, name, pattern(300)); },
+        [&](Message& message) { message.add_member(body, name, &bytes); },
+        [&](Message& message) { message.add_member(body, name, path, 0U); },
+        [&](Message& message) { message.add_member(body, name, &inner); },
+        [&](Message& message) { message.add_member_and_own(body, name, new Tm_struct(inner)); },
+        [&](Message& message) { message.set_fault_string("a text that is long enough for the heap"); },
+    };
+    for (auto const& addition : additions) {
+        fail_at_every_allocation([&](auto const& attempt) {
+            Message message;
+            message.set_msg_type(Message::TMT_FAULT);
+            message.set_use_send_member_string(true);
+            message.add_member(body, "first", 1);
+            Message const before(message);
+            bool done = false;
+            attempt([&] {
+                addition(message);
+                done = true;
+            });
+            EXPECT_TRUE(done || message == before);
         });
-        EXPECT_TRUE(done || message == before);
-    });
+    }
     fail_at_every_allocation([&](auto const& attempt) {
         Tm_array array;
         bool done = false;
@@ -100,7 +124,10 @@ TEST(Allocation, FailingWhileBuildingLeavesTheContainerAsItWas) {
 }
 
 TEST(Allocation, FailingWhileCopyingAndAssigning) {
+    Scratch const scratch;
     auto const message = sample();
+    message->add_member(body, "file", scratch.file("f", "content"), 0U);
+    message->index_member_names();
     fail_at_every_allocation([&](auto const& attempt) { attempt([&] { Message const copy(*message); }); });
     fail_at_every_allocation([&](auto const& attempt) {
         Tm_struct target(nullptr);
@@ -114,12 +141,37 @@ TEST(Allocation, FailingWhileCopyingAndAssigning) {
         EXPECT_TRUE(target == (done ? message->get_const_struct(meta) : before));
     });
     fail_at_every_allocation([&](auto const& attempt) {
+        Tm_array target = every_length();
+        Tm_array const source = every_scalar();
+        bool done = false;
+        attempt([&] {
+            target = source;
+            done = true;
+        });
+        int const copied = target.get_member_count();
+        EXPECT_TRUE(done ? target == source : copied < source.get_member_count());
+    });
+    fail_at_every_allocation([&](auto const& attempt) {
         Message left, right;
-        left.add_member(body, "a", 1);
+        left.add_member(body, "a name that is long enough for the heap", 1);
+        Message const before(left);
+        std::unique_ptr<Message> content;
         attempt([&] {
             left.swap(right);
-            auto const content = right.take_content();
+            content = right.take_content();
         });
+        EXPECT_TRUE((content != nullptr ? *content : right) == before);
+    });
+    fail_at_every_allocation([&](auto const& attempt) {
+        Message left, right;
+        left.add_member(body, "a name that is long enough for the heap", 1);
+        bool done = false;
+        attempt([&] {
+            left.get_struct(body).swap(right.get_struct(body));
+            done = true;
+        });
+        EXPECT_EQ(done ? 1 : 0, right.get_member_count(body));
+        EXPECT_EQ(done ? 0 : 1, left.get_member_count(body));
     });
     fail_at_every_allocation([&](auto const& attempt) {
         Message indexed(*message);
@@ -134,7 +186,17 @@ TEST(Allocation, FailingWhileEncodingAndDecoding) {
     Bytes const wire = encode(*message);
     std::string const text =
         R"(request {name "a b" struct {} struct {"a \"name\"" {array {string "a\nb" double +1}}}})";
+    auto const ignore = [](unsigned char const*, std::size_t) { return true; };
     fail_at_every_allocation([&](auto const& attempt) { attempt([&] { encode_chunks(*message, 10); }); });
+    fail_at_every_allocation([&](auto const& attempt) {
+        attempt([&] { Tm_chunk_sender(10).send(*message, 1, 2, ignore, Tm_chunk_sender::Names::by_index); });
+    });
+    fail_at_every_allocation([&](auto const& attempt) {
+        attempt([&] {
+            Tm_xml_file_size_encoder xml(300);
+            for (bool whole = false; !whole; xml.continue_fill()) whole = message->accept(xml);
+        });
+    });
     fail_at_every_allocation([&](auto const& attempt) {
         Tm_bin_decoder decoder(4096);
         attempt([&] { feed(decoder, wire, 100); });
@@ -169,6 +231,33 @@ TEST(Allocation, FailingWhileReassembling) {
         for (Bytes const& chunk : chunks) receiver.receive(1, chunk.data(), chunk.size());
         EXPECT_EQ(1, finished);
     });
+}
+
+/// Chunks that begin messages and do not end them, and some that go on: what is held depends on the
+/// limits alone, and the connection's end frees it.
+TEST(Allocation, OfAStormIsBounded) {
+    Tm_limits limits;
+    limits.max_unfinished = 10;
+    limits.max_held_bytes = 10000;
+    Tm_chunk_receiver receiver({}, {}, limits);
+    Bytes payload = from_hex("02 04 05 07 00 01 61 0A 7F FF FF FF");
+    payload.resize(300, 'x');
+    Tm_header header;
+    header.set_length(static_cast<unsigned int>(payload.size()));
+    std::size_t after[2] = {};
+    for (std::size_t& live_after : after) {
+        std::size_t const before = live_bytes;
+        for (unsigned int i = 0; i < 20000; ++i) {
+            header.set_first_chunk(i % 3 != 0);
+            header.set_seq_no(i % 7 == 0 ? i : i % 50);
+            receiver.receive(1, header.record().bytes, sizeof(TM_HEADER));
+            receiver.receive(1, payload.data(), payload.size());
+            EXPECT_LT(live_bytes, before + 100000 + 2 * limits.max_held_bytes);
+        }
+        receiver.forget(1);
+        live_after = live_bytes;
+    }
+    EXPECT_EQ(after[0], after[1]);
 }
 
 }  // namespace
