@@ -128,7 +128,8 @@ private:
             value->add_member(name, number);
             model->add(name, Model::of_number(number));
         } else if (call == 1) {
-            std::string const text(input.byte(), 't');
+            // List text of an empty string runs into the value behind it.
+            std::string const text(1 + input.byte(), 't');
             value->add_member(name, text);
             model->add(name, Model::of_text(text));
         } else {
