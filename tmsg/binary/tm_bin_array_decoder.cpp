@@ -11,8 +11,13 @@ Tm_bin_array_decoder::Tm_bin_array_decoder(long capacity, Tm_limits const& limit
 Tm_bin_array_decoder::~Tm_bin_array_decoder() { creator_.reset(); }
 
 void Tm_bin_array_decoder::init() {
-    Tm_bin_decoder_base::init();
     auto array = std::make_unique<Tm_array>();
-    creator_ = std::make_unique<Tm_creator>(array.get(), limits());
+    auto creator = std::make_unique<Tm_creator>(array.get(), limits());
+    Tm_bin_decoder_base::init();
+    creator_ = std::move(creator);
     array_ = std::move(array);
+}
+
+std::vector<std::string> const& Tm_bin_array_decoder::received_files() const {
+    return static_cast<Tm_creator const&>(*creator_).received_files();
 }

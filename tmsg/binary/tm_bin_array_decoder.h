@@ -2,6 +2,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "tmsg/binary/tm_bin_decoder_base.h"
 
@@ -16,6 +18,9 @@ public:
     void init() override;
 
     Tm_array* array() const { return array_.get(); }
+
+    /// The paths of the files that were received completely so far, for who drops the array.
+    std::vector<std::string> const& received_files() const;
 
 private:
     std::unique_ptr<Tm_array> array_;

@@ -11,9 +11,10 @@ Tm_bin_decoder::Tm_bin_decoder(long capacity, Tm_limits const& limits)
 Tm_bin_decoder::~Tm_bin_decoder() { creator_.reset(); }
 
 void Tm_bin_decoder::init() {
-    Tm_bin_decoder_base::init();
     auto message = std::make_unique<Message>();
-    creator_ = std::make_unique<Tm_creator>(message.get(), limits());
+    auto creator = std::make_unique<Tm_creator>(message.get(), limits());
+    Tm_bin_decoder_base::init();
+    creator_ = std::move(creator);
     message_ = std::move(message);
 }
 

@@ -69,11 +69,11 @@ bool Tm_bin_decoder_base::decode_item() {
     long const position = read_;
     unsigned char const tag = buffer_[static_cast<std::size_t>(position)];
     item_offset_ = packed_ + position;
-    if (tm_tag_size(tag) > available()) return false;
-    if (is_too_long(position + std::max(tm_tag_size(tag), 1))) {
+    if (is_too_long(position + tm_head_size(tag))) {
         set_error(tm_message_too_long(limits_), tag, position);
         return true;
     }
+    if (tm_tag_size(tag) > available()) return false;
     ++read_;
     if (!act_on(tag)) {
         read_ = position;

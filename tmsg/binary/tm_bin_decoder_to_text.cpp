@@ -10,6 +10,7 @@ Tm_bin_decoder_to_text::Tm_bin_decoder_to_text(long capacity, FILE* stream, Tm_l
 Tm_bin_decoder_to_text::~Tm_bin_decoder_to_text() = default;
 
 void Tm_bin_decoder_to_text::init() {
+    auto creator = std::make_unique<Tm_text_creator>(stream_, limits());
     Tm_bin_decoder_base::init();
-    creator_ = std::make_unique<Tm_text_creator>(stream_, limits());
+    creator_ = std::move(creator);
 }

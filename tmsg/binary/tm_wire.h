@@ -41,6 +41,9 @@ enum Tm_tag : unsigned char {
 /// The bytes that an item of fixed size takes with its tag; -1 for variable sizes and unknown tags.
 int tm_tag_size(unsigned char tag);
 
+/// The bytes of an item up to its contents: tag, marker and length. An item of fixed size has none.
+int tm_head_size(unsigned char tag);
+
 /// Writes an unsigned number, most significant byte first.
 template <class Unsigned>
 void tm_put_big_endian(unsigned char* at, Unsigned number) {

@@ -30,6 +30,8 @@ public:
 
     virtual void clear();
     virtual void reserve(int count);
+    /// Room for one more element, so that the next add_member_and_own() cannot fail.
+    void reserve_next() { values_.reserve_next(); }
 
     /// Each appends one element; when it throws, nothing is appended.
     virtual void add_member(signed char value);

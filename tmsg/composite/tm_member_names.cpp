@@ -4,15 +4,6 @@
 
 #include "tmsg/composite/tm_grow.h"
 
-namespace {
-
-/// A copy must not keep a huge catalogue alive for a few names of its own.
-bool is_worth_lending(Tm_catalog<std::string> const& catalog, std::size_t names) {
-    return catalog.size() <= 1024 + 2 * names;
-}
-
-}  // namespace
-
 Tm_member_names::Tm_member_names(Tm_catalog<std::string>* shared)
     : catalog_(shared), owns_catalog_(shared == nullptr) {}
 
@@ -46,6 +37,13 @@ std::string const& Tm_member_names::intern(std::string_view name) {
         catalog_ = kept_.get();
     }
     return catalog_->add(name)->first;
+}
+
+std::string const& Tm_member_names::borrow(std::string const& name,
+                                           std::shared_ptr<void const> const& keeper) {
+    if (!owns_catalog_ || (lent_ != nullptr && lent_ != keeper)) return intern(name);
+    lent_ = keeper;
+    return name;
 }
 
 void Tm_member_names::append(std::string const& interned) {
@@ -101,15 +99,26 @@ void Tm_member_names::swap_all(Tm_member_names& other) noexcept {
 void Tm_member_names::copy_list(Tm_member_names const& other) {
     if (other.lent_ != nullptr && other.catalog_ == nullptr) {
         borrow_list(other, other.lent_);
-    } else if (other.lent_ == nullptr && other.kept_ != nullptr &&
-               is_worth_lending(*other.catalog_, other.size())) {
+    } else if (other.lent_ == nullptr && other.kept_ != nullptr && other.is_worth_lending()) {
         borrow_list(other, other.kept_);
     } else {
         names_ = interned(other.names_);
     }
 }
 
-void Tm_member_names::borrow_list(Tm_member_names const& other, Tm_shared_names const& lender) {
+/// A copy must not keep a huge catalogue alive for a few short names; but if each of many structs
+/// copied its long names, they could fill the memory.
+bool Tm_member_names::is_worth_lending() const {
+    constexpr std::size_t small_catalog = 1024;
+    constexpr std::size_t long_name = 64;
+    if (catalog_->size() <= small_catalog + 2 * names_.size()) return true;
+    std::size_t bytes = 0;
+    for (std::string const* name : names_) bytes += name->size();
+    return bytes > long_name * names_.size();
+}
+
+void Tm_member_names::borrow_list(Tm_member_names const& other,
+                                  std::shared_ptr<void const> const& lender) {
     names_ = other.names_;
     lent_ = lender;
 }

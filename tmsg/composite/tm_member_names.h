@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,7 +36,9 @@ public:
 
     /// The stored name; adding it to the list is a second step.
     std::string const& intern(std::string_view name);
-    /// `interned` must come from intern() of these names.
+    /// The name itself where this owns its catalogue, keeping `keeper` alive; else interned.
+    std::string const& borrow(std::string const& name, std::shared_ptr<void const> const& keeper);
+    /// `interned` must come from intern() or borrow() of these names.
     void append(std::string const& interned);
     /// Room for one more, so that the next append() cannot fail.
     void reserve_next();
@@ -51,9 +54,10 @@ public:
 private:
     std::vector<std::string const*> interned(std::vector<std::string const*> const& names);
     void copy_list(Tm_member_names const& other);
-    void borrow_list(Tm_member_names const& other, Tm_shared_names const& lender);
+    void borrow_list(Tm_member_names const& other, std::shared_ptr<void const> const& lender);
+    bool is_worth_lending() const;
 
-    Tm_shared_names lent_;              ///< keeps the names alive that a copy took over
+    std::shared_ptr<void const> lent_;  ///< keeps the names alive that this borrowed
     Tm_shared_names kept_;              ///< the own catalogue, or a shared one kept alive
     Tm_catalog<std::string>* catalog_;  ///< where names go; null until an own one is needed
     bool owns_catalog_;

@@ -145,10 +145,16 @@ void Tm_struct::place_member(std::string const& name, std::unique_ptr<Tm_value> 
     add_value_and_own(position, value.release());
 }
 
-void Tm_struct::add_interned(std::string const& name, std::unique_ptr<Tm_value> value) {
+void Tm_struct::reserve_next() {
     values_.reserve_next();
+    names_.reserve_next();
+}
+
+void Tm_struct::add_interned(std::string const& name, Tm_value* value) {
+    std::unique_ptr<Tm_value> owned(value);
+    reserve_next();
     names_.append(name);
-    values_.push_and_own(value.release());
+    values_.push_and_own(owned.release());
 }
 
 TMV Tm_struct::get_member_value_type(int i) const {

@@ -68,8 +68,16 @@ public:
 
     /// Stores a name in the catalogue in use; the answer lives as long as this struct's names.
     std::string const& intern_name(std::string_view name) { return names_.intern(name); }
-    /// Adds a member under a name that intern_name() of this struct answered.
-    void add_interned(std::string const& name, std::unique_ptr<Tm_value> value);
+    /// The same for a name that `keeper` keeps alive: a struct that owns its catalogue may read it
+    /// where it stands, so that many structs with one name do not copy it.
+    std::string const& borrow_name(std::string const& name,
+                                   std::shared_ptr<void const> const& keeper) {
+        return names_.borrow(name, keeper);
+    }
+    /// Adds a member under a name that one of these two answered; cannot fail after reserve_next().
+    void add_interned(std::string const& name, Tm_value* value);
+    /// Room for one more member.
+    void reserve_next();
 
     /// Replaces the wire indexes: one per member, or none.
     void set_member_indexes(std::vector<unsigned short>&& indexes) noexcept;

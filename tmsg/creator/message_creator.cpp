@@ -5,7 +5,7 @@
 
 Message_creator::Message_creator(Message* target, Tm_shared_names const& names,
                                  Tm_received_files* received_files)
-    : target_(target), context_{names, nullptr, received_files} {}
+    : target_(target), context_{names, {}, received_files} {}
 
 char const* Message_creator::get_name() const {
     if (phase_ == Phase::not_begun) return "method";
@@ -80,7 +80,7 @@ bool Message_creator::visit_struct_begin() {
         return false;
     }
     if (phase_ == Phase::in_first_struct) {
-        if (read_name_table()) context_.table = &table_;
+        read_name_table();
         descend<Tm_struct_creator>(&target_->get_struct(Message::TMG_BODY), &context_);
         phase_ = Phase::in_second_struct;
         return false;
@@ -88,17 +88,19 @@ bool Message_creator::visit_struct_begin() {
     return Tm_creator_state::visit_struct_begin();
 }
 
-bool Message_creator::read_name_table() {
+/// Without a "catalog" there is no table.
+void Message_creator::read_name_table() {
     Tm_struct const& meta = target_->get_const_struct(Message::TMG_META);
     int const position = meta.get_member_index("catalog");
-    if (position < 0) return false;
+    if (position < 0) return;
     Tm_array const& catalog = *meta.get_member_array(position);
     int const count = catalog.get_member_count();
-    table_.reserve(static_cast<std::size_t>(count));
+    auto const table = std::make_shared<Tm_name_table>();
+    table->reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         auto const* const name =
             static_cast<Tm_string const*>(catalog.get_member_value(TMV_STRING, i));
-        table_.push_back(name->value());
+        table->push_back(name->value());
     }
-    return true;
+    context_.table = table;
 }

@@ -30,13 +30,12 @@ public:
 private:
     enum class Phase { not_begun, begun, in_first_struct, in_second_struct, ended };
 
-    bool read_name_table();
+    void read_name_table();
 
     Phase phase_ = Phase::not_begun;
     bool is_call_ = false;
     Message* target_;
     Tm_build_context context_;
-    Tm_name_table table_;
     std::string name_;
     unsigned int name_length_ = 0;  ///< 0 until one is announced
 };

@@ -18,6 +18,6 @@ Nested_message_creator::Nested_message_creator(Tm_destination destination, bool 
 
 bool Nested_message_creator::visit_method_end(bool is_request) {
     if (!Message_creator::visit_method_end(is_request)) return false;
-    destination_.add(std::move(message_));
+    destination_.add(message_);
     return finish();
 }

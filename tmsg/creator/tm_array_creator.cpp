@@ -13,6 +13,6 @@ Tm_array_creator::Tm_array_creator(Tm_destination destination, Tm_build_context 
     : Tm_base_array_creator(array.get(), context), place_(destination), array_(std::move(array)) {}
 
 bool Tm_array_creator::visit_array_end() {
-    place_.add(std::move(array_));
+    place_.add(array_);
     return finish();
 }

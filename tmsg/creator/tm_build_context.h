@@ -1,6 +1,7 @@
 /// What a level of the tree under construction hands down to the levels below it.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,6 @@ using Tm_received_files = std::vector<std::string>;
 /// States refer to the context; the message's own state, below them on the stack, holds it.
 struct Tm_build_context {
     Tm_shared_names names;                        ///< of the message; null: structs own theirs
-    Tm_name_table const* table = nullptr;         ///< null where members come with their names
+    std::shared_ptr<Tm_name_table const> table;   ///< null where members come with their names
     Tm_received_files* received_files = nullptr;  ///< null where nobody asks
 };

@@ -29,7 +29,7 @@ protected:
     }
     /// Hands the value over; always false, for the state is done.
     bool finish(std::unique_ptr<Tm_value> value) {
-        destination_.add(std::move(value));
+        destination_.add(value);
         done_ = true;
         return false;
     }

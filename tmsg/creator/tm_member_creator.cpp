@@ -26,6 +26,11 @@ bool Tm_member_creator::visit_member_continue_with_index(unsigned short index) {
     if (context()->table == nullptr)
         return Tm_creator_state::visit_member_continue_with_index(index);
     std::string const& name = context()->table->at(index);
+    bool const is_whole = name_ == nullptr && collected_.empty() && name.size() == expected_;
+    if (is_whole) {
+        name_ = &target_->borrow_name(name, context()->table);
+        return true;
+    }
     return visit_member_continue(name.data(), static_cast<unsigned int>(name.size()));
 }
 

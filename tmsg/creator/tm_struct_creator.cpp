@@ -1,7 +1,5 @@
 #include "tmsg/creator/tm_struct_creator.h"
 
-#include <utility>
-
 #include "tmsg/creator/tm_member_creator.h"
 
 namespace {
@@ -32,6 +30,6 @@ bool Tm_struct_creator::visit_member_begin_with_index(unsigned short index) {
 }
 
 bool Tm_struct_creator::visit_struct_end() {
-    if (destination_.has_value()) destination_->add(std::move(owned_));
+    if (destination_.has_value()) destination_->add(owned_);
     return finish();
 }

@@ -10,7 +10,8 @@
 
 template <class Plain>
 bool Tm_value_receiver::place(Plain value) {
-    destination().add(tm_make_value(value));
+    auto made = tm_make_value(value);
+    destination().add(made);
     value_begun();
     return true;
 }

@@ -47,17 +47,6 @@ int MessageChunkContainer::removeChunk(MessageChunk* chunk) {
     return 0;
 }
 
-void MessageChunkContainer::collectGarbage() { takeExpired(); }
-
-std::vector<std::unique_ptr<MessageChunk>> MessageChunkContainer::takeExpired() {
-    std::vector<std::unique_ptr<MessageChunk>> expired;
-    for (auto at = chunks_.begin(); at != chunks_.end();) {
-        if (at->second->timeout()) {
-            expired.push_back(std::move(at->second));
-            at = chunks_.erase(at);
-        } else {
-            ++at;
-        }
-    }
-    return expired;
+void MessageChunkContainer::collectGarbage() {
+    takeExpired([](std::unique_ptr<MessageChunk> const&) {});
 }

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <map>
 #include <memory>
-#include <vector>
+#include <utility>
 
 #include "tmsg/export.h"
 #include "tmsg/message/message_chunk.h"
@@ -28,8 +28,18 @@ public:
     /// Counts one idle round for every chunk and deletes those for which it was the last: the 20th
     /// after their last data.
     void collectGarbage();
-    /// The same, but hands out those chunks instead of deleting them.
-    std::vector<std::unique_ptr<MessageChunk>> takeExpired();
+    /// The same, but gives those chunks to `take`, which must not throw.
+    template <class Take>
+    void takeExpired(Take take) {
+        for (auto at = chunks_.begin(); at != chunks_.end();) {
+            if (at->second->timeout()) {
+                take(std::move(at->second));
+                at = chunks_.erase(at);
+            } else {
+                ++at;
+            }
+        }
+    }
     std::size_t size() const { return chunks_.size(); }
     /// Calls `visit(chunk)` for every chunk.
     template <class Visit>

@@ -57,9 +57,11 @@ void Tm_tcl_decoder::init() {
 }
 
 void Tm_tcl_decoder::decode(std::string const& text) {
-    init();
-    if (text.size() > limits_.max_message_bytes) return set_error(tm_message_too_long(limits_));
     try {
+        init();
+        if (text.size() > limits_.max_message_bytes) {
+            return set_error(tm_message_too_long(limits_));
+        }
         Tokenizer tokens(text, "", delimiters);
         while (state_ != State::failed && tokens.has_more_tokens()) {
             std::string_view const token = tokens.next_token();

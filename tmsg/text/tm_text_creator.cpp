@@ -63,18 +63,18 @@ bool Tm_text_creator::close() {
     return true;
 }
 
-/// The indent of each line grows with the depth, so that it must end somewhere.
-bool Tm_text_creator::open_group(Type type) {
-    if (depth_ < limits_.max_depth) {
-        ++depth_;
-        return open(type);
+/// The indent of each line grows with the levels, so that each kind of them must end somewhere.
+bool Tm_text_creator::enter(unsigned int& level) {
+    if (level < limits_.max_depth) {
+        ++level;
+        return true;
     }
     error_ = tm_too_deep(limits_);
     return false;
 }
 
-bool Tm_text_creator::close_group() {
-    if (depth_ > 0) --depth_;
+bool Tm_text_creator::leave(unsigned int& level) {
+    if (level > 0) --level;
     return close();
 }
 
@@ -112,12 +112,12 @@ bool Tm_text_creator::put_bytes(unsigned int length) {
 
 bool Tm_text_creator::visit_method_begin(bool is_request) {
     indent_.clear();
-    return open_group(is_request ? TYPE_CALL : TYPE_RESPONSE);
+    return enter(groups_) && open(is_request ? TYPE_CALL : TYPE_RESPONSE);
 }
 
-bool Tm_text_creator::visit_method_end(bool) { return close_group(); }
-bool Tm_text_creator::visit_fault_begin() { return open(TYPE_FAULT); }
-bool Tm_text_creator::visit_fault_end() { return close(); }
+bool Tm_text_creator::visit_method_end(bool) { return leave(groups_); }
+bool Tm_text_creator::visit_fault_begin() { return enter(faults_) && open(TYPE_FAULT); }
+bool Tm_text_creator::visit_fault_end() { return leave(faults_); }
 
 bool Tm_text_creator::visit_method_name_begin(unsigned int length) {
     return begin_text(TYPE_METHOD_NAME, length);
@@ -169,11 +169,11 @@ bool Tm_text_creator::visit_binary_continue(char const*, unsigned int length) {
     return put_bytes(length);
 }
 
-bool Tm_text_creator::visit_struct_begin() { return open_group(TYPE_STRUCT); }
-bool Tm_text_creator::visit_struct_end() { return close_group(); }
+bool Tm_text_creator::visit_struct_begin() { return enter(groups_) && open(TYPE_STRUCT); }
+bool Tm_text_creator::visit_struct_end() { return leave(groups_); }
 
 bool Tm_text_creator::visit_member_begin(unsigned int length) {
-    return begin_text(TYPE_MEMBER_NAME, length);
+    return enter(members_) && begin_text(TYPE_MEMBER_NAME, length);
 }
 
 bool Tm_text_creator::visit_member_continue(char const* data, unsigned int length) {
@@ -182,9 +182,9 @@ bool Tm_text_creator::visit_member_continue(char const* data, unsigned int lengt
     return true;
 }
 
-bool Tm_text_creator::visit_member_end() { return close(); }
-bool Tm_text_creator::visit_array_begin() { return open_group(TYPE_ARRAY); }
-bool Tm_text_creator::visit_array_end() { return close_group(); }
+bool Tm_text_creator::visit_member_end() { return leave(members_); }
+bool Tm_text_creator::visit_array_begin() { return enter(groups_) && open(TYPE_ARRAY); }
+bool Tm_text_creator::visit_array_end() { return leave(groups_); }
 
 bool Tm_text_creator::visit_file_begin(unsigned int length) {
     return begin_bytes(TYPE_FILE, length);
@@ -197,7 +197,7 @@ bool Tm_text_creator::visit_file_continue(char const*, unsigned int length) {
 bool Tm_text_creator::done() {
     std::fflush(stream_);
     indent_.clear();
-    depth_ = 0;
+    groups_ = members_ = faults_ = 0;
     return true;
 }
 

@@ -46,7 +46,7 @@ public:
     /// "???" for another number.
     static char const* type_to_c_str(Type type);
 
-    /// Every event answers true, but for a group nested deeper than the limits allow.
+    /// Every event answers true, but for one that would nest deeper than the limits allow.
     bool visit_method_begin(bool is_request) override;
     bool visit_method_end(bool is_request) override;
     bool visit_fault_begin() override;
@@ -99,8 +99,8 @@ private:
     bool end_piece(unsigned int length);
     bool open(Type type);
     bool close();
-    bool open_group(Type type);
-    bool close_group();
+    bool enter(unsigned int& level);
+    bool leave(unsigned int& level);
     bool put(Type type, std::string_view text);
     bool begin_text(Type type, unsigned int length);
     bool begin_bytes(Type type, unsigned int length);
@@ -108,7 +108,9 @@ private:
 
     FILE* stream_;
     Tm_limits limits_;
-    unsigned int depth_ = 0;  ///< open structs, arrays and messages
+    unsigned int groups_ = 0;  ///< open structs, arrays and messages
+    unsigned int members_ = 0;
+    unsigned int faults_ = 0;
     std::string indent_;
     unsigned int received_ = 0;
     unsigned int expected_ = 0;

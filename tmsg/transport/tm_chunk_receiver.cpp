@@ -1,5 +1,6 @@
 #include "tmsg/transport/tm_chunk_receiver.h"
 
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -18,39 +19,36 @@ Tm_chunk_receiver::Tm_chunk_receiver(Message_handler on_message, Error_handler o
 
 Tm_chunk_receiver::~Tm_chunk_receiver() = default;
 
-void Tm_chunk_receiver::receive(int originator, unsigned char const* data, std::size_t size) {
-    auto& slot = streams_[originator];
-    if (slot == nullptr) slot = std::make_shared<Tm_chunk_stream>(originator, limits_);
-    auto const stream = slot;
-
-    std::vector<unsigned char> kept = std::move(stream->unread);
-    stream->unread.clear();
-    if (!kept.empty()) {
-        kept.insert(kept.end(), data, data + size);
-        data = kept.data();
-        size = kept.size();
-    }
-    read_all(originator, *stream, data, size);
+std::shared_ptr<Tm_chunk_stream> Tm_chunk_receiver::stream_of(int originator) {
+    auto const known = streams_.find(originator);
+    if (known != streams_.end()) return known->second;
+    auto stream = std::make_shared<Tm_chunk_stream>(originator, limits_);
+    streams_.emplace(originator, stream);
+    return stream;
 }
 
-void Tm_chunk_receiver::read_all(int originator, Tm_chunk_stream& stream, unsigned char const* data,
-                                 std::size_t size) {
-    for (;;) {
-        Tm_chunk_outcome outcome;
+void Tm_chunk_receiver::receive(int originator, unsigned char const* data, std::size_t size) {
+    auto const stream = stream_of(originator);
+    std::exception_ptr thrown;
+    auto const is_current = [&] {
+        auto const current = streams_.find(originator);
+        return current != streams_.end() && current->second == stream;
+    };
+    bool goes_on = true;
+    while (goes_on && is_current()) {
         std::size_t used = 0;
         try {
-            stream.read(data, size, used, outcome);
-            if (outcome.kind == Tm_chunk_outcome::Kind::none) return;
-            hand_out(originator, outcome);
+            Tm_chunk_outcome outcome;
+            stream->read(data, size, used, outcome);
+            goes_on = outcome.kind != Tm_chunk_outcome::Kind::none;
+            if (goes_on) hand_out(originator, outcome);
         } catch (...) {
-            stream.unread.assign(data + used, data + size);
-            throw;
+            if (thrown == nullptr) thrown = std::current_exception();
         }
         data += used;
         size -= used;
-        auto const current = streams_.find(originator);
-        if (current == streams_.end() || current->second.get() != &stream) return;
     }
+    if (thrown != nullptr) std::rethrow_exception(thrown);
 }
 
 void Tm_chunk_receiver::hand_out(int originator, Tm_chunk_outcome& outcome) const {
@@ -64,13 +62,13 @@ void Tm_chunk_receiver::hand_out(int originator, Tm_chunk_outcome& outcome) cons
 
 void Tm_chunk_receiver::forget(int originator) { streams_.erase(originator); }
 
+/// All room is made first, so that nothing is lost half-way.
 void Tm_chunk_receiver::collect_garbage() {
+    std::size_t unfinished = 0;
+    for (auto const& [originator, stream] : streams_) unfinished += stream->unfinished();
     std::vector<std::pair<int, unsigned int>> dropped;
-    for (auto const& [originator, stream] : streams_) {
-        for (unsigned int const seq_no : stream->collect_garbage()) {
-            dropped.emplace_back(originator, seq_no);
-        }
-    }
+    dropped.reserve(unfinished);
+    for (auto const& [originator, stream] : streams_) stream->collect_garbage(dropped);
     if (!on_error_) return;
     for (auto const& [originator, seq_no] : dropped) on_error_(originator, seq_no, idle_text);
 }

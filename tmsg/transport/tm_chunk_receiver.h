@@ -3,9 +3,10 @@
 /// goes wrong with one message is reported and leaves all others alone; the files that it brought
 /// are removed. One thread at a time.
 ///
-/// Handlers may call forget(), but not receive() for the same originator. An exception of a handler
-/// passes through receive(), and so does std::bad_alloc, which drops the message that it met; the
-/// input behind it is read at the originator's next one.
+/// Handlers may call forget(), but not receive() for the same originator. What a handler throws
+/// passes through receive() when the rest of the input has been read, of several the first. So does
+/// std::bad_alloc, which drops the message that it met; the very first input of an originator may
+/// then not have been read.
 #pragma once
 
 #include <cstddef>
@@ -32,7 +33,8 @@ public:
     using Error_handler =
         std::function<void(int originator, unsigned int seq_no, std::string const& text)>;
 
-    /// An empty handler ignores what it would be told; files of ignored messages stay.
+    /// An empty handler ignores what it would be told; files of ignored messages stay. The limits
+    /// hold for each message and for each originator.
     Tm_chunk_receiver(Message_handler on_message, Error_handler on_error,
                       Tm_limits const& limits = {});
     Tm_chunk_receiver(Tm_chunk_receiver const&) = delete;
@@ -50,8 +52,7 @@ public:
     void collect_garbage();
 
 private:
-    void read_all(int originator, Tm_chunk_stream& stream, unsigned char const* data,
-                  std::size_t size);
+    std::shared_ptr<Tm_chunk_stream> stream_of(int originator);
     void hand_out(int originator, Tm_chunk_outcome& outcome) const;
 
     Message_handler on_message_;

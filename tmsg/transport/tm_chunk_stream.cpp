@@ -8,6 +8,11 @@
 #include "tmsg/creator/tm_limit_error.h"
 #include "tmsg/message/message.h"
 
+void Tm_chunk_stream::Remove_with_files::operator()(MessageChunk* message) const {
+    message->removeReceivedFiles();
+    delete message;
+}
+
 Tm_chunk_stream::~Tm_chunk_stream() {
     messages_.forEach([](MessageChunk const& message) { message.removeReceivedFiles(); });
 }
@@ -58,13 +63,13 @@ void Tm_chunk_stream::begin_chunk(Tm_chunk_outcome& outcome) {
 
 void Tm_chunk_stream::begin_message(Tm_chunk_outcome& outcome) {
     refused_.erase(header_.get_seq_no());
-    if (auto const unfinished = take_message()) {
-        unfinished->removeReceivedFiles();
+    if (Unfinished const unfinished = take_message()) {
         unfinished->finalize();
         report(unfinished->hasError() ? unfinished->error() : "message without a last chunk",
                outcome);
     }
-    if (messages_.size() >= limits_.max_unfinished) {
+    // A message of one chunk is finished with it.
+    if (messages_.size() >= limits_.max_unfinished && !header_.get_last_chunk()) {
         return refuse_message(tm_too_many_unfinished(limits_), outcome);
     }
     try {
@@ -82,12 +87,11 @@ void Tm_chunk_stream::add_payload(unsigned char const* data, std::size_t size,
                                   Tm_chunk_outcome& outcome) {
     MessageChunk* const message = messages_.findChunk(header_.get_seq_no(), originator_, false);
     if (message == nullptr) return;
-    if (size > limits_.max_held_bytes - std::min(held_bytes_, limits_.max_held_bytes)) {
-        return refuse_message(tm_too_much_held(limits_), outcome);
-    }
-    held_bytes_ += size;
+    std::size_t const room = limits_.max_held_bytes - std::min(held_bytes_, limits_.max_held_bytes);
+    std::size_t const held = std::min(size, room);
+    held_bytes_ += held;
     try {
-        message->addBuffer(data, static_cast<unsigned int>(size));
+        message->addBuffer(data, static_cast<unsigned int>(held));
     } catch (std::bad_alloc const&) {
         drop_message();
         throw;
@@ -95,17 +99,27 @@ void Tm_chunk_stream::add_payload(unsigned char const* data, std::size_t size,
         refuse_message(failure.what(), outcome);
         return;
     }
-    if (message->hasError()) refuse_message(message->error(), outcome);
+    if (message->hasError()) {
+        refuse_message(message->error(), outcome);
+    } else if (held < size) {
+        refuse_message(tm_too_much_held(limits_), outcome);
+    }
 }
 
+/// The text may be the message's own.
 void Tm_chunk_stream::refuse_message(std::string const& text, Tm_chunk_outcome& outcome) {
+    Unfinished const refused = take_message();
     report(text, outcome);
-    drop_message();
+    ignore_rest();
 }
 
-/// The rest of it is ignored.
 void Tm_chunk_stream::drop_message() {
-    if (auto const message = take_message()) message->removeReceivedFiles();
+    take_message();
+    ignore_rest();
+}
+
+/// Of as many messages as there may be unfinished ones.
+void Tm_chunk_stream::ignore_rest() {
     bool const goes_on = !header_.get_last_chunk();
     if (goes_on && refused_.size() < limits_.max_unfinished) {
         refused_[header_.get_seq_no()] = MessageChunk::IDLE_LIMIT;
@@ -115,18 +129,16 @@ void Tm_chunk_stream::drop_message() {
 void Tm_chunk_stream::end_chunk(Tm_chunk_outcome& outcome) {
     if (!header_.get_last_chunk()) return;
     refused_.erase(header_.get_seq_no());
-    auto const finished = take_message();
+    Unfinished finished = take_message();
     if (finished == nullptr) return;
     finished->finalize();
-    if (finished->hasError()) {
-        finished->removeReceivedFiles();
-        report(finished->error(), outcome);
-        return;
-    }
+    if (finished->hasError()) return report(finished->error(), outcome);
     outcome.kind = Tm_chunk_outcome::Kind::message;
     outcome.seq_no = header_.get_seq_no();
     outcome.message.reset(finished->releaseMessage());
     outcome.message->header = header_;
+    // Its files are the message's.
+    std::unique_ptr<MessageChunk> const emptied(finished.release());
 }
 
 void Tm_chunk_stream::report(std::string const& text, Tm_chunk_outcome& outcome) const {
@@ -136,22 +148,19 @@ void Tm_chunk_stream::report(std::string const& text, Tm_chunk_outcome& outcome)
 }
 
 /// The message of the current chunk, out of the reassembly; null when it is not known.
-std::unique_ptr<MessageChunk> Tm_chunk_stream::take_message() {
-    std::unique_ptr<MessageChunk> message(
-        messages_.findChunk(header_.get_seq_no(), originator_, true));
+Tm_chunk_stream::Unfinished Tm_chunk_stream::take_message() {
+    Unfinished message(messages_.findChunk(header_.get_seq_no(), originator_, true));
     if (message != nullptr) held_bytes_ -= message->heldBytes();
     return message;
 }
 
-std::vector<unsigned int> Tm_chunk_stream::collect_garbage() {
-    std::vector<unsigned int> dropped;
-    for (auto const& message : messages_.takeExpired()) {
-        message->removeReceivedFiles();
+void Tm_chunk_stream::collect_garbage(std::vector<std::pair<int, unsigned int>>& dropped) {
+    messages_.takeExpired([&](std::unique_ptr<MessageChunk> expired) {
+        Unfinished const message(expired.release());
         held_bytes_ -= message->heldBytes();
-        dropped.push_back(message->getSeqNo());
-    }
+        dropped.emplace_back(originator_, message->getSeqNo());
+    });
     for (auto at = refused_.begin(); at != refused_.end();) {
         at = --at->second == 0 ? refused_.erase(at) : std::next(at);
     }
-    return dropped;
 }

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tmsg/message/message_chunk_container.h"
@@ -35,17 +36,23 @@ public:
 
     /// Reads input up to the first outcome, or all of it when nothing comes of it, and adds what it
     /// read to `used`; to be called again, without input too, until there is no outcome. When it
-    /// throws std::bad_alloc, the message of the current chunk is dropped.
+    /// throws std::bad_alloc, the message of the current chunk is dropped, and what is added to
+    /// `used` has been read.
     void read(unsigned char const* data, std::size_t size, std::size_t& used,
               Tm_chunk_outcome& outcome);
 
-    /// Ages the unfinished messages and drops the idle ones, whose sequence numbers it answers.
-    std::vector<unsigned int> collect_garbage();
-
-    /// Input that was not read when a handler threw.
-    std::vector<unsigned char> unread;
+    /// Ages the unfinished messages and drops the idle ones, whose originator and sequence numbers
+    /// it adds to `dropped`. Needs room there for all unfinished messages, and cannot fail then.
+    void collect_garbage(std::vector<std::pair<int, unsigned int>>& dropped);
+    std::size_t unfinished() const { return messages_.size(); }
 
 private:
+    /// A message that is given up takes the files received for it along.
+    struct Remove_with_files {
+        void operator()(MessageChunk* message) const;
+    };
+    using Unfinished = std::unique_ptr<MessageChunk, Remove_with_files>;
+
     std::size_t read_header(unsigned char const* data, std::size_t size);
     void begin_chunk(Tm_chunk_outcome& outcome);
     void begin_message(Tm_chunk_outcome& outcome);
@@ -53,8 +60,9 @@ private:
     void end_chunk(Tm_chunk_outcome& outcome);
     void refuse_message(std::string const& text, Tm_chunk_outcome& outcome);
     void drop_message();
+    void ignore_rest();
     void report(std::string const& text, Tm_chunk_outcome& outcome) const;
-    std::unique_ptr<MessageChunk> take_message();
+    Unfinished take_message();
 
     int originator_;
     Tm_limits limits_;
