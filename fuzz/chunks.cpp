@@ -29,10 +29,13 @@ public:
     Good_sender(Tm_chunk_receiver& receiver, int connection)
         : receiver_(receiver), connection_(connection) {}
 
-    void send_next(unsigned int chunk_size) {
+    /// In two pieces, the first of up to `cut` bytes.
+    void send_next(unsigned int chunk_size, std::size_t cut) {
         if (next_ == chunks_.size()) begin_message(chunk_size);
         auto const& chunk = chunks_[next_++];
-        receiver_.receive(connection_, chunk.data(), chunk.size());
+        std::size_t const first = std::min(cut, chunk.size());
+        receiver_.receive(connection_, chunk.data(), first);
+        receiver_.receive(connection_, chunk.data() + first, chunk.size() - first);
         if (next_ == chunks_.size()) ++finished_;
     }
     /// How many messages were sent whole.
@@ -143,8 +146,9 @@ private:
 
     void send_good(Fuzz_input& input) {
         unsigned int const chunk_size = 1 + input.below(100);
-        shared_.send_next(chunk_size);
-        honest_.send_next(chunk_size);
+        std::size_t const cut = input.below(20);
+        shared_.send_next(chunk_size, cut);
+        honest_.send_next(chunk_size, cut);
     }
 
     bool is_tight_;

@@ -1,25 +1,72 @@
-/// Bytes to a message; what was decoded is copied, compared and destroyed.
-#include "received_files.h"
+/// Bytes to a message, which is copied, compared and destroyed; the limits hold to the byte.
+#include <tmsg/message/tm_children.h>
+
+#include <algorithm>
+
 #include "target.h"
+
+namespace {
+
+/// How many structs, arrays and messages are open at the deepest value.
+unsigned int depth_of(Tm_value const& value) {
+    unsigned int below = 0;
+    tm_for_each_child(value,
+                      [&](Tm_value const& child) { below = std::max(below, depth_of(child)); });
+    TMV const type = value.get_value_type();
+    bool const is_group = type == TMV_STRUCT || type == TMV_ARRAY || type == TMV_MESSAGE;
+    return below + (is_group ? 1 : 0);
+}
+
+unsigned int largest_file_of(Tm_value const& value) {
+    unsigned int largest = 0;
+    if (value.get_value_type() == TMV_FILE) largest = static_cast<Tm_file const&>(value).size();
+    tm_for_each_child(
+        value, [&](Tm_value const& child) { largest = std::max(largest, largest_file_of(child)); });
+    return largest;
+}
+
+void check_copy(Message const& message) {
+    Message const copy(message);
+    FUZZ_CHECK(encode(copy, 64) == encode(message, 1000));
+    FUZZ_CHECK(copy.get_msg_type() == message.get_msg_type());
+}
+
+/// Whether the input decodes within these limits.
+bool fits(Fuzz_input input, Tm_limits const& limits) {
+    Fuzz_result const result = decode_pieces(input, whole_piece, limits);
+    remove_files(result.files);
+    return result.error.empty();
+}
+
+/// What a message needs is enough, one less is not.
+void check_limits(Fuzz_input input, Message const& message) {
+    Tm_limits exact;
+    exact.max_depth = depth_of(message);
+    exact.max_message_bytes = input.size();
+    exact.max_file_bytes = largest_file_of(message);
+    FUZZ_CHECK(fits(input, exact));
+    Tm_limits less = exact;
+    --less.max_depth;
+    FUZZ_CHECK(!fits(input, less));
+    less = exact;
+    --less.max_message_bytes;
+    FUZZ_CHECK(!fits(input, less));
+    less = exact;
+    if (less.max_file_bytes-- > 0) FUZZ_CHECK(!fits(input, less));
+}
+
+}  // namespace
 
 int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     Fuzz_input const input(data, size);
     Fuzz_result const whole = decode_whole(input);
     if (whole.error.empty()) {
-        Message const copy(*whole.message);
-        FUZZ_CHECK(encode(copy, 64) == encode(*whole.message, 1000));
-        FUZZ_CHECK(copy.get_msg_type() == whole.message->get_msg_type());
+        check_copy(*whole.message);
+        check_limits(input, *whole.message);
     }
     remove_files(whole.files);
 
-    Tm_limits limits;
-    limits.max_depth = 4;
-    limits.max_message_bytes = 100;
-    limits.max_file_bytes = 10;
-    Tm_bin_array_decoder values(64, limits);
     Tm_message_peek_decoder peek(data, static_cast<long>(size));
     if (peek.complete()) FUZZ_CHECK(peek.decode());
-    feed_pieces(values, input, [](std::size_t) { return std::size_t(1); });
-    remove_files_of(*values.array());
     return 0;
 }

@@ -40,6 +40,8 @@ int main(int, char** argv) {
     Scratch const scratch;
     samples.push_back(make_message(Message::TMT_RESPONSE));
     samples.back()->add_member(meta, "file", scratch.file("f", "content"), 0U);
+    samples.push_back(make_message(Message::TMT_RESPONSE));
+    add(samples.back()->get_struct(body), "least", std::numeric_limits<long>::min(), "other", -5L);
     for (auto const& message : samples) {
         std::string const wire = as_string(encode(*message));
         write(root / "decode", number, wire);
@@ -52,4 +54,12 @@ int main(int, char** argv) {
     }
     write(root / "list_text", number,
           R"(response {struct {a {binary 3 "\x01b\\"} f {file 2 "ab"}} struct {}} bool true)");
+    // Two dozen members, looked up by name, cleared and looked up again.
+    std::string const add = {0, 0, 0, 0, 1};
+    std::string const add_others = {0, 0, 0, 0, 5};
+    std::string const look_up = {0, 0, 7, 0, 1};
+    std::string const clear = {0, 0, 4, 0};
+    std::string const program =
+        add + look_up + look_up + clear + add_others + look_up + add + look_up;
+    write(root / "api", number, program);
 }

@@ -78,6 +78,7 @@ struct Fuzz_result {
     std::vector<std::string> files;
 };
 
+/// The capacity of the decoder is that of the input.
 template <class Next_piece>
 Fuzz_result decode_pieces(Fuzz_input input, Next_piece next_piece, Tm_limits const& limits = {}) {
     Tm_bin_decoder decoder(static_cast<long>(input.size()), limits);
