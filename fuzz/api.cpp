@@ -110,7 +110,7 @@ private:
         } else if (call == 7) {
             unsigned int const first = input.byte();
             for (unsigned int i = 0; i < names; ++i)
-                check_lookup(*value, *model, name_of(first + i));
+                check_lookup(*value, *model, name_of(first + 7 * i));
         } else {
             auto const other = pick_struct(input);
             FUZZ_CHECK((*value == *other.value) == (*model == *other.model));
