@@ -77,7 +77,9 @@ std::unique_ptr<Message> sample() {
     auto message = indexed_request();
     auto const inner = nested_struct();
     auto const bytes = binary_of(pattern(300));
-    add(message->get_struct(meta), "a name that is longer than fifteen bytes", &inner, "bytes", &bytes);
+    Tm_array deep;
+    for (int depth = 0; depth < 20; ++depth) deep = array_of(&deep);
+    add(message->get_struct(meta), "a name that is longer than fifteen bytes", &inner, "bytes", &bytes, "deep", &deep);
     return message;
 }
 
@@ -102,7 +104,8 @@ TEST(Allocation, FailingWhileBuildingLeavesTheContainerAsItWas) {
             Message message;
             message.set_msg_type(Message::TMT_FAULT);
             message.set_use_send_member_string(true);
-            message.add_member(body, "first", 1);
+            // As many as a struct has room for at first.
+            for (int i = 0; i < 8; ++i) message.add_member(body, "first", i);
             Message const before(message);
             bool done = false;
             attempt([&] {
@@ -200,6 +203,7 @@ TEST(Allocation, FailingWhileEncodingAndDecoding) {
     fail_at_every_allocation([&](auto const& attempt) {
         Tm_bin_decoder decoder(4096);
         attempt([&] { feed(decoder, wire, 100); });
+        attempt([&] { decoder.init(); });
         decoder.init();
         feed(decoder, wire, 100);
         EXPECT_TRUE(*decoder.message() == *message) << decoder.error();
@@ -215,22 +219,73 @@ TEST(Allocation, FailingWhileEncodingAndDecoding) {
     fail_at_every_allocation([&](auto const& attempt) { attempt([&] { Message::from_string(text); }); });
 }
 
+/// A message with a file arrives or std::bad_alloc says why not; the next one is not its concern.
 TEST(Allocation, FailingWhileReassembling) {
+    Scratch const scratch;
     auto const message = sample();
-    auto const chunks = chunks_of(*message, 1, 200);
+    message->add_member(meta, "file", scratch.file("f", "content"), 0U);
+    Message const next;
     fail_at_every_allocation([&](auto const& attempt) {
         int finished = 0;
+        Names errors;
         Tm_chunk_receiver receiver(
-            [&](std::unique_ptr<Message> got, int, Tm_header const&) { finished += *got == *message; },
-            [](int, unsigned int, std::string const&) {});
+            [&](std::unique_ptr<Message> got, int, Tm_header const&) { finished += got->get_member_count(meta) > 0; },
+            [&](int, unsigned int, std::string const& text) { errors.push_back(text); });
+        for (Bytes const& chunk : chunks_of(next, 7, 200)) receiver.receive(1, chunk.data(), chunk.size());
+        bool has_failed = true;
         attempt([&] {
-            for (Bytes const& chunk : chunks) receiver.receive(1, chunk.data(), chunk.size());
+            for (Bytes const& chunk : chunks_of(*message, 1, 200)) receiver.receive(1, chunk.data(), chunk.size());
+            has_failed = false;
         });
-        receiver.forget(1);
-        finished = 0;
-        for (Bytes const& chunk : chunks) receiver.receive(1, chunk.data(), chunk.size());
-        EXPECT_EQ(1, finished);
+        EXPECT_EQ(has_failed ? 0 : 1, finished);
+        EXPECT_EQ(has_failed ? 0 : 1, remove_received_files());
+        EXPECT_EQ(Names(), errors);
+        for (Bytes const& chunk : chunks_of(*message, 2, 200)) receiver.receive(1, chunk.data(), chunk.size());
+        EXPECT_EQ(has_failed ? 1 : 2, finished);
+        remove_received_files();
     });
+}
+
+TEST(Allocation, FailingWhileIdleMessagesAreDropped) {
+    Bytes const begun = from_hex("00 80 00 10 00 00 00 01 02 04 05 07 00 01 66 15 00 00 00 01 78 85 84 04");
+    Tm_limits limits;
+    limits.max_held_bytes = 2 * 16;
+    fail_at_every_allocation([&](auto const& attempt) {
+        int reports = 0;
+        Tm_chunk_receiver receiver(
+            {}, [&](auto&&...) { ++reports; }, limits);
+        for (int const originator : {1, 2}) receiver.receive(originator, begun.data(), begun.size());
+        for (int round = 0; round < 19; ++round) receiver.collect_garbage();
+        attempt([&] { receiver.collect_garbage(); });
+        receiver.collect_garbage();
+        EXPECT_EQ(2, reports);
+        EXPECT_EQ(0, remove_received_files());
+        for (int i = 0; i < 3; ++i) receiver.receive(1, begun.data(), begun.size());
+        EXPECT_EQ(4, reports) << "two are replaced, and there is room for each again";
+    });
+}
+
+/// Many structs with one long name that came once: neither receiving nor copying repeats it.
+TEST(Allocation, OfNamesByIndexIsThatOfTheirTable) {
+    std::string const name(60000, 'n');
+    Tm_struct item(nullptr);
+    add(item, name, 1);
+    Tm_array list;
+    for (int i = 0; i < 500; ++i) list.add_member(&item);
+    Message inner, outer;
+    for (int i = 0; i < 2000; ++i) inner.add_member(body, "n" + std::to_string(i), 1);
+    inner.add_member(body, "list", &list);
+    ASSERT_TRUE(inner.index_member_names());
+    outer.add_member(body, "inner", &inner);
+    for (Message const* const sent : {&inner, &outer}) {
+        Bytes const wire = encode(*sent);
+        std::size_t const before = live_bytes;
+        Decoded const decoded = decode(wire, 4000);
+        EXPECT_EQ("", decoded.error);
+        Message const copy(*decoded.message);
+        EXPECT_TRUE(copy == *sent);
+        EXPECT_LT(live_bytes - before, 30 * wire.size());
+    }
 }
 
 /// Chunks that begin messages and do not end them, and some that go on: what is held depends on the

@@ -119,13 +119,17 @@ struct Temporary_file : testing::Test {
 };
 
 TEST_F(Temporary_file, OfAnUnfinishedTransferIsRemoved) {
-    for (char const* const start : {"15 00 00 01 2C", "15 00 AB E0 00"}) {
+    for (char const* const start : {"15 00 00 01 2C", "15 00 AB 00 00", "15 00 AB E0 00"}) {
+        std::string const path = next_path();
         Bytes unfinished = from_hex(start);
         unfinished.resize(200, 'x');
         feed(decoder, unfinished);
         EXPECT_EQ("", decoder.error());
+        struct stat status = {};
+        EXPECT_EQ(0, ::stat(path.c_str(), &status));
+        EXPECT_GT(1000, status.st_blocks) << "room on the disk for what has arrived, in steps";
         decoder.init();
-        EXPECT_EQ(0, remove_received_files());
+        EXPECT_EQ(1, remove_received_files()) << "the one of next_path()";
     }
 }
 

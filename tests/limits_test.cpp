@@ -21,6 +21,7 @@ Bytes nested_wire(std::string const& opening, std::string const& closing, unsign
 }
 
 Bytes nested_arrays(unsigned int depth) { return nested_wire("06 ", "86 ", depth); }
+Bytes nested_messages(unsigned int depth) { return nested_wire("02 04 84 04 05 07 00 01 61 ", "85 84 82 ", depth); }
 Bytes nested_structs(unsigned int depth) { return nested_wire("04 05 07 00 01 61 ", "85 84 ", depth); }
 
 std::string error_of(Bytes const& bytes, Tm_limits const& limits) {
@@ -45,6 +46,12 @@ TEST(Limits, OfDepthCountsOpenStructsArraysAndMessages) {
     EXPECT_EQ(error + ": 06h at byte 12", error_of(nested_arrays(6), limits));
     EXPECT_EQ(error + ": 06h at byte 1007", error_of(nested_arrays(1001), {}).replace(19, 4, "5"));
     EXPECT_EQ("", error_of(nested_arrays(1000), {}));
+    EXPECT_EQ(error + ": 04h at byte 27", error_of(nested_structs(7), limits));
+    EXPECT_EQ(error + ": 04h at byte 19", error_of(nested_messages(5), limits));
+    limits.max_depth = 4;
+    EXPECT_EQ("nested deeper than 4 levels: 02h at byte 18", error_of(nested_messages(5), limits));
+    EXPECT_EQ(error + ": 06h at byte 1007", error_of(nested_arrays(1001), {}).replace(19, 4, "5"));
+    EXPECT_EQ("", error_of(nested_arrays(1000), {}));
     Bytes const nested =
         encode(array_of(make_message(Message::TMT_FAULT).get(), 1, make_message(Message::TMT_FAULT).get()));
     limits.max_depth = 3;
@@ -53,12 +60,29 @@ TEST(Limits, OfDepthCountsOpenStructsArraysAndMessages) {
     EXPECT_EQ("", siblings.error()) << "what has ended does not count";
     EXPECT_EQ("nested deeper than 3 levels", list_error_of("array {array {array {array {}}}}", limits));
     EXPECT_EQ("", list_error_of("array {array {array {} array {}}} array {}", limits));
+    MessageChunk chunk(1, 2, limits);
+    Bytes const deep = nested_arrays(4);
+    chunk.addBuffer(deep.data(), static_cast<unsigned int>(deep.size()));
+    EXPECT_EQ(0U, chunk.error().find("nested deeper than 3 levels: "));
+    feed(siblings, from_hex("06 06 06 06"));
+    EXPECT_EQ(0U, siblings.error().find("nested deeper than 3 levels: 06h at byte "));
     printed_by([&](FILE* stream) {
         Tm_bin_decoder_to_text dump(100, stream, limits);
         feed(dump, from_hex("06 06 06 86 86 86 06 06 06"));
         EXPECT_EQ("", dump.error());
         feed(dump, from_hex("06"));
         EXPECT_EQ("nested deeper than 3 levels: 06h at byte 9", dump.error());
+        // Ends without a begin are no credit; whatever indents has a limit.
+        for (std::string const opening : {"06 ", "02 ", "03 ", "04 ", "05 07 00 00 "}) {
+            dump.init();
+            feed(dump, from_hex("86 85 83 86 " + opening + opening + opening));
+            EXPECT_EQ("", dump.error());
+            dump.finalize();
+            feed(dump, from_hex(opening + opening + opening));
+            EXPECT_EQ("", dump.error()) << "counted anew";
+            feed(dump, from_hex(opening));
+            EXPECT_EQ(0U, dump.error().find("nested deeper than 3 levels: ")) << opening;
+        }
     });
 }
 
@@ -75,6 +99,13 @@ TEST(Limits, OfSizesCountBytesOfOneMessage) {
     }
     feed(decoder, from_hex("06"));
     EXPECT_EQ(0U, decoder.error().find("message longer than 307 bytes: 06h at byte "));
+    for (std::string const item : {"11 00 00 00 01", "08 00 01 61", "15 00 00 00 00"}) {
+        limits.max_message_bytes = from_hex(item).size() - (item[0] == '0' ? 2 : 1);
+        Tm_bin_array_decoder head(100, limits);
+        feed(head, from_hex(item), 1);
+        EXPECT_EQ(0U, head.error().find("message longer than ")) << item;
+        EXPECT_EQ(item.substr(0, 2) + "h at byte 0", head.error().substr(head.error().size() - 13));
+    }
     limits.max_message_bytes = 200;
     for (std::size_t piece : {1U, 50U, 90U}) {
         Tm_bin_array_decoder cut(100, limits);
@@ -133,8 +164,7 @@ TEST(Limits, OfTheReceiverHoldForEachOriginator) {
 /// All walks of the deepest messages, on a thread with a stack of 1 MiB.
 TEST(Limits, OfDepthFitsASmallStack) {
     auto const walk = [](void*) -> void* {
-        for (Bytes const& bytes : {nested_arrays(1000), nested_structs(1000),
-                                   nested_wire("02 04 84 04 05 07 00 01 61 ", "85 84 82 ", 500)}) {
+        for (Bytes const& bytes : {nested_arrays(1000), nested_structs(1000), nested_messages(500)}) {
             Decoded const decoded = decode(bytes);
             EXPECT_EQ("", decoded.error);
             Message const copy(*decoded.message);

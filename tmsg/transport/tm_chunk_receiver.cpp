@@ -68,7 +68,8 @@ void Tm_chunk_receiver::collect_garbage() {
     for (auto const& [originator, stream] : streams_) unfinished += stream->unfinished();
     std::vector<std::pair<int, unsigned int>> dropped;
     dropped.reserve(unfinished);
+    std::string const text = idle_text;
     for (auto const& [originator, stream] : streams_) stream->collect_garbage(dropped);
     if (!on_error_) return;
-    for (auto const& [originator, seq_no] : dropped) on_error_(originator, seq_no, idle_text);
+    for (auto const& [originator, seq_no] : dropped) on_error_(originator, seq_no, text);
 }
