@@ -1,6 +1,4 @@
 /// Bytes to a message, which is copied, compared and destroyed; the limits hold to the byte.
-#include <tmsg/message/tm_children.h>
-
 #include <algorithm>
 
 #include "target.h"

@@ -1,7 +1,6 @@
 /// Removes the files of received values.
 #pragma once
 
-#include <tmsg/message/tm_children.h>
 #include <tmsg/tmsg.h>
 #include <unistd.h>
 

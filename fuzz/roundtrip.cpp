@@ -1,6 +1,4 @@
 /// What decodes encodes to bytes that decode to the same, and prints in every form.
-#include <tmsg/message/tm_children.h>
-
 #include <string_view>
 
 #include "target.h"

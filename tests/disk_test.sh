@@ -1,5 +1,5 @@
 #!/bin/sh
-# disk_test.sh PROGRAM: a received file for which the disk has no room, or that may not be made, is an
+# disk_test.sh PROGRAM LIBRARY: a received file for which the disk has no room, or that may not be made, is an
 # error, and gone. The disk is a small one that only this test sees; where none may be made, there is
 # no test (77).
 set -eu
@@ -7,6 +7,10 @@ unshare -rm true 2>/dev/null || exit 77
 work=$(mktemp -d -p /var/tmp)
 trap 'rm -rf "$work"' EXIT
 text=$work/message.tcl
+# Whatever stands under /tmp is out of sight there.
+cp -L "$1" "$2" "$work"
+program=$work/$(basename "$1")
+export LD_LIBRARY_PATH="$work"
 
 # refused PROGRAM OPTIONS ERROR: with /tmp on a disk of these options.
 refused() {
@@ -20,6 +24,6 @@ refused() {
 # A file that would be mapped, and one too large for that.
 for size in 1000000 12000000; do
     { printf 'response {struct {} struct {f {file %s "' $size; head -c $size /dev/zero | tr '\0' x; printf '"}}}'; } >"$text"
-    refused "$1" size=300k "failed to write to"
-    refused "$1" ro "failed to open"
+    refused "$program" size=300k "failed to write to"
+    refused "$program" ro "failed to open"
 done

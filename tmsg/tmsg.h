@@ -22,6 +22,7 @@
 #include "tmsg/message/message.h"
 #include "tmsg/message/message_chunk.h"
 #include "tmsg/message/message_chunk_container.h"
+#include "tmsg/message/tm_children.h"
 #include "tmsg/message/tm_header.h"
 #include "tmsg/text/tm_json_encoder.h"
 #include "tmsg/text/tm_tcl_decoder.h"

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <sstream>
 
@@ -79,10 +80,13 @@ void add_chunk_size(CLI::App& verb, Writing& writing) {
 }
 
 void add_limits(CLI::App& verb, Tm_limits& limits) {
+    // What the usual stack of 8 MiB has room for, several times over.
+    constexpr unsigned int deepest = 10000;
+    constexpr unsigned long longest = std::numeric_limits<long>::max();
     add_number(verb, "--max-depth", "most levels of nesting in the input", limits.max_depth, 1U,
-               ~0U);
+               deepest);
     add_number(verb, "--max-bytes", "most bytes of one message in the input",
-               limits.max_message_bytes, 1UL, ~0UL);
+               limits.max_message_bytes, 1UL, longest);
 }
 
 void add_convert(CLI::App& app, Options& options) {

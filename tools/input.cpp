@@ -55,10 +55,10 @@ std::size_t Input::read_fully(void* data, std::size_t size) {
     return done;
 }
 
-std::string Input::read_all() {
+std::string Input::read_all(std::size_t most) {
     constexpr std::size_t block = 1 << 16;
     std::string all;
-    for (std::size_t got = block; got != 0;) {
+    for (std::size_t got = block; got != 0 && all.size() <= most;) {
         std::size_t const before = all.size();
         all.resize(before + block);
         got = read(&all[before], block);

@@ -17,7 +17,8 @@ public:
     std::size_t read(void* data, std::size_t size);
     /// `size` bytes, or fewer at the end.
     std::size_t read_fully(void* data, std::size_t size);
-    std::string read_all();
+    /// All that follows, but no further than the first piece that goes beyond `most` bytes.
+    std::string read_all(std::size_t most);
 
     /// How many bytes were read.
     std::size_t offset() const { return offset_; }

@@ -24,7 +24,8 @@ void occupy_standard_descriptors() {
 
 int main(int argc, char** argv) {
     occupy_standard_descriptors();
-    std::signal(SIGPIPE, SIG_IGN);
+    // Both are errors of the call that meets them.
+    for (int const number : {SIGPIPE, SIGXFSZ}) std::signal(number, SIG_IGN);
     Command const command = read_command_line(argc, argv);
     if (!command.run) return command.exit_status;
     watch_interrupts();

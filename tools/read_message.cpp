@@ -28,7 +28,7 @@ void throw_if(std::string const& error) {
 
 std::unique_ptr<Message> read_list_text(Input& input, Temporary_files& files,
                                         Tm_limits const& limits) {
-    std::string const text = input.read_all();
+    std::string const text = input.read_all(limits.max_message_bytes);
     Tm_tcl_decoder decoder(limits);
     Files_of<Tm_tcl_decoder, &Tm_tcl_decoder::received_files> const guard(decoder, files);
     decoder.decode(text);

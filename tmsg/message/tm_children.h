@@ -1,10 +1,16 @@
-/// The values directly within a struct, an array or a message (its two groups); others have none.
+/// Walks over trees of values, for what the visitor is too much for:
+///
+///     void remove_files_of(Tm_value const& value) {
+///         if (value.get_value_type() == TMV_FILE) remove(static_cast<Tm_file const&>(value));
+///         tm_for_each_child(value, remove_files_of);
+///     }
 #pragma once
 
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/composite/tm_struct.h"
 #include "tmsg/message/message.h"
 
+/// Calls `visit` with each value in a struct or an array.
 template <class Container, class Visit>
 void tm_for_each_member(Container const& container, Visit visit) {
     int const count = container.get_member_count();
@@ -14,6 +20,8 @@ void tm_for_each_member(Container const& container, Visit visit) {
     }
 }
 
+/// Calls `visit` with each value directly within a struct or an array, or with both groups of a
+/// message; other values have none.
 template <class Visit>
 void tm_for_each_child(Tm_value const& value, Visit visit) {
     switch (value.get_value_type()) {
