@@ -3,10 +3,11 @@
 /// add_to_buffer() and decode() in turn, call finalize() after the last one; init() makes the
 /// decoder ready for the next message, after an error or an exception too.
 ///
-/// Bad input sets an error text that stays until init(); all further input is ignored. Exceptions
-/// come from the creator alone: Tm_file_open_exception and Tm_file_mapping_exception for a received
-/// file, std::out_of_range for a name index and Tm_type_mismatch_exception for a name table of
-/// hostile input; their text becomes the error text too.
+/// Bad input, and input beyond the limits, sets an error text that stays until init(); all further
+/// input is ignored. Exceptions, but for std::bad_alloc, come from the creator alone:
+/// Tm_file_open_exception and Tm_file_mapping_exception for a received file, std::out_of_range for
+/// a name index and Tm_type_mismatch_exception for a name table of hostile input; their text
+/// becomes the error text too.
 #pragma once
 
 #include <memory>

@@ -14,6 +14,7 @@ struct Tm_limits {
     /// Unfinished messages of one originator, each with a decoder of about 5 KiB: a header alone
     /// begins one.
     unsigned int max_unfinished = 1024;
-    /// Payload bytes that the unfinished messages of one originator hold together.
+    /// Payload bytes that the unfinished messages of one originator hold together: many that never
+    /// end would fill the memory, each within its own limit.
     unsigned long max_held_bytes = 1UL << 30;
 };

@@ -1,6 +1,6 @@
 /// One message under reassembly: every payload goes straight into its own decoder, so that no
-/// buffer of the whole message is kept. An exception out of the decoder (see Tm_bin_decoder_base)
-/// passes through addBuffer().
+/// buffer of the whole message is kept. Limits, and exceptions out of addBuffer(), are those of the
+/// decoder (see Tm_bin_decoder_base).
 #pragma once
 
 #include <string>
