@@ -159,6 +159,11 @@ TEST(Limits, OfTheReceiverHoldForEachOriginator) {
     Message const empty;
     for (Bytes const& chunk : chunks_of(empty, 5, 100)) receiver.receive(8, chunk.data(), chunk.size());
     EXPECT_EQ(1, finished) << "others go on";
+    limits.max_held_bytes = encode(empty).size() - 1;
+    Tm_chunk_receiver tight(
+        {}, [&](int, unsigned int, std::string const& text) { errors.push_back(text); }, limits);
+    for (Bytes const& chunk : chunks_of(empty, 5, 100)) tight.receive(8, chunk.data(), chunk.size());
+    EXPECT_EQ("more than 5 bytes in unfinished messages", errors.back());
 }
 
 /// All walks of the deepest messages, on a thread with a stack of 1 MiB.
