@@ -164,6 +164,14 @@ shows 'string[13] "\x1b[31mred\a\xc2\x9bü"'
 ! grep -q "$(printf '\033')" out || fail "a control character was printed"
 { head -c 23 message.chunks; head -c 23 other.chunks; tail -c +24 message.chunks; tail -c +24 other.chunks; } | run 0 inspect
 [ "$(grep -c '    s: string\[3\] "x y"' out)" -eq 2 ] || fail "interleaved messages are not shown"
+# More messages are unfinished than are followed.
+begin() { printf "\\000\\200\\000\\001\\000\\000\\$(printf '%03o' $(($1 / 256)))\\$(printf '%03o' $(($1 % 256)))\\002"; }
+for i in $(seq 1025); do begin "$i"; done >begun.chunks
+run 0 convert --from wire --to chunks message.wire && cp out one.chunk
+cat begun.chunks one.chunk | run 1 inspect
+says 'more than 1024 unfinished messages'
+[ "$(grep -c 'more than 1024 unfinished messages' out)" -eq 1 ] || fail "one has no place"
+shows '    s: string[3] "x y"'
 printf 'response {struct {a {string "%0100d"}} struct {}}' 0 | "$program" convert --from tcl --to wire | run 0 inspect --from wire
 shows "string[100] \"$(printf '%064d' 0)\"..."
 
@@ -194,11 +202,21 @@ exec 3<&-
 refuse 1 "failed to connect to 127.0.0.1:$port: Connection refused" call "127.0.0.1:$port" message.tcl
 
 printf 'response {fault {struct {} struct {"faultCode" {int32_t 7} "faultString" {string "not so"}}}}' >fault.tcl
-"$program" serve --reply fault.tcl >serve.out 2>serve.err & server=$!
+# Where the program can live with so little memory: not with a sanitizer's.
+memory=200000
+(ulimit -v $memory && "$program" --version) >/dev/null 2>&1 || memory=unlimited
+: >serve.out
+(ulimit -v $memory && exec "$program" serve --reply fault.tcl) >serve.out 2>serve.err & server=$!
 until port=$(sed -n 1p serve.out) && [ -n "$port" ]; do sleep 0.05; done
 run 1 call "127.0.0.1:$port" --to json message.tcl && says 'fault 7: not so'
 printed '{"response": [{}, {"faultCode": 7, "faultString": "not so"}]}'
 [ "$(sed -n 2p serve.out)" = "$text" ] || fail "the server printed: $(sed -n 2p serve.out)"
+if [ $memory != unlimited ]; then
+    { printf 'response {struct {a {array {'; yes 'struct {} ' | head -n 1200000; printf '}}} struct {}}'; } >flood.tcl
+    ! "$program" call "127.0.0.1:$port" flood.tcl >out 2>err || fail "the flood was answered"
+    [ "$(cat serve.err)" = 'tmsg: out of memory' ] || fail "the server said: $(cat serve.err)"
+    run 1 call "127.0.0.1:$port" message.tcl && says 'fault 7: not so'
+fi
 kill -INT $server
 wait $server || fail "the server ended with $?"
 server=

@@ -10,7 +10,11 @@ namespace {
 constexpr char const* no_last_chunk = "message without a last chunk";
 constexpr char const* unknown_message = "chunk continues no known message";
 
-void write_row(std::size_t row, Chunk const& chunk, bool is_known) {
+std::string too_many(Tm_limits const& limits) {
+    return "more than " + std::to_string(limits.max_unfinished) + " unfinished messages";
+}
+
+void write_row(std::size_t row, Chunk const& chunk, std::string const& error) {
     if (row == 1) write_output(" chunk     offset   length  first  last  port   sequence\n");
     Tm_header const& header = chunk.header;
     char text[160];
@@ -19,7 +23,7 @@ void write_row(std::size_t row, Chunk const& chunk, bool is_known) {
                   header.get_last_chunk() ? "last" : "-",
                   static_cast<unsigned int>(header.get_tmport()), header.get_seq_no());
     write_output(text);
-    if (!is_known) write_output(painted(Colour::red, std::string("  ") + unknown_message));
+    if (!error.empty()) write_output(painted(Colour::red, "  " + error));
     write_output("\n");
 }
 
@@ -41,17 +45,26 @@ void Capture::read(Input& input) {
     while (!unfinished_.empty()) end_message(unfinished_.begin(), missing);
 }
 
-void Capture::read_chunk(Input& input, Chunk const& chunk) {
-    unsigned int const seq_no = chunk.header.get_seq_no();
-    bool const is_first = chunk.header.get_first_chunk();
-    auto found = unfinished_.find(seq_no);
-    if (is_first && found != unfinished_.end()) end_message(found, no_last_chunk);
-    if (is_first && unfinished_.size() < limits_.max_unfinished) begin_message(seq_no);
-    found = unfinished_.find(seq_no);
+/// The message of the chunk, which its first one begins.
+Capture::Messages::iterator Capture::message_of(Tm_header const& header) {
+    unsigned int const seq_no = header.get_seq_no();
+    auto const found = unfinished_.find(seq_no);
+    if (!header.get_first_chunk()) return found;
+    if (found != unfinished_.end()) end_message(found, no_last_chunk);
+    bool const has_room = header.get_last_chunk() || unfinished_.size() < limits_.max_unfinished;
+    if (has_room) begin_message(seq_no);
+    return unfinished_.find(seq_no);
+}
 
+void Capture::read_chunk(Input& input, Chunk const& chunk) {
+    Tm_header const& header = chunk.header;
+    auto const found = message_of(header);
     bool const is_known = found != unfinished_.end();
-    write_row(++row_, chunk, is_known);
-    if (!is_known) note(unknown_message);
+    std::string const error = is_known                   ? ""
+                              : header.get_first_chunk() ? too_many(limits_)
+                                                         : unknown_message;
+    write_row(++row_, chunk, error);
+    note(error);
     if (is_known) ++found->second.chunks;
     read_chunk_payload(input, chunk, [&](unsigned char const* data, std::size_t size) {
         if (!is_known) return;
@@ -62,7 +75,7 @@ void Capture::read_chunk(Input& input, Chunk const& chunk) {
         message.decoder->feed(data, size);
         note(message.decoder->error());
     });
-    if (is_known && chunk.header.get_last_chunk()) end_message(found, "");
+    if (is_known && header.get_last_chunk()) end_message(found, "");
 }
 
 void Capture::begin_message(unsigned int seq_no) {

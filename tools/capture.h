@@ -38,6 +38,7 @@ private:
     using Messages = std::map<unsigned int, Unfinished>;
 
     void read_chunk(Input& input, Chunk const& chunk);
+    Messages::iterator message_of(Tm_header const& header);
     void begin_message(unsigned int seq_no);
     /// With the error if the decoder had none.
     void end_message(Messages::iterator message, std::string const& error);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <iostream>
+#include <new>
 #include <system_error>
 
 #include "printable.h"
@@ -15,6 +16,11 @@ constexpr std::size_t longest_line = 2000;
 
 Failure Failure::of_system(std::string const& what) {
     return Failure(what + ": " + std::generic_category().message(errno));
+}
+
+char const* text_of(std::exception const& error) {
+    bool const is_memory = dynamic_cast<std::bad_alloc const*>(&error) != nullptr;
+    return is_memory ? "out of memory" : error.what();
 }
 
 void report(std::string_view text) {

@@ -1,6 +1,7 @@
 /// What ends the program: a line on standard error, and an exit status.
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -14,6 +15,9 @@ public:
     /// "WHAT: " and what the system says about the call that has just failed.
     static Failure of_system(std::string const& what);
 };
+
+/// What to tell of it.
+char const* text_of(std::exception const& error);
 
 /// "tmsg: TEXT" on standard error, on one line whatever the text holds.
 void report(std::string_view text);

@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <exception>
-#include <new>
 
 #include "command_line.h"
 #include "failure.h"
@@ -34,10 +33,8 @@ int main(int argc, char** argv) {
         return exit_good;
     } catch (Interrupted const&) {
         end_by_interrupt();
-    } catch (std::bad_alloc const&) {
-        report("out of memory");
     } catch (std::exception const& error) {
-        report(error.what());
+        report(text_of(error));
     }
     return exit_failure;
 }

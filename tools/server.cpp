@@ -6,6 +6,7 @@
 #include <csignal>
 #include <ctime>
 #include <exception>
+#include <new>
 
 #include "failure.h"
 #include "interrupt.h"
@@ -126,6 +127,9 @@ void Server::read_from(int client) {
         if (clients_.at(client)->receive(receiver_, Deadline(patience))) return;
     } catch (Lost_connection const& loss) {
         report(loss.what());
+    } catch (std::bad_alloc const& failure) {
+        // What this client has sent may be most of it.
+        report(text_of(failure));
     }
     receiver_.forget(client);
     clients_.erase(client);
@@ -144,12 +148,12 @@ void Server::take(std::unique_ptr<Message> message, int client, Tm_header const&
     } catch (Lost_connection const&) {
         throw;
     } catch (std::exception const& error) {
-        report(error.what());
+        report(text_of(error));
         if (!is_request) return;
         Message fault;
         fault.set_msg_type(Message::TMT_FAULT);
         fault.set_fault_code(no_answer);
-        fault.set_fault_string(error.what());
+        fault.set_fault_string(text_of(error));
         send(fault, client, header);
     }
 }
