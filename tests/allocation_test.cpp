@@ -56,11 +56,11 @@ void fail_at_every_allocation(std::function<void(std::function<void(std::functio
     bool has_failed = true;
     for (long n = 0; has_failed; ++n) {
         ASSERT_LT(n, 100000);
+        has_failed = false;
         // What the first time keeps for ever, the second one does not need again.
         long after[2] = {};
         for (long& live_after : after) {
             scenario([&](std::function<void()> const& operation) {
-                has_failed = false;
                 allowed = n;
                 try {
                     operation();
@@ -219,6 +219,27 @@ TEST(Allocation, FailingWhileEncodingAndDecoding) {
         feed(decoder, wire, 100);
         EXPECT_TRUE(*decoder.message() == *message) << decoder.error();
     });
+    Bytes const hostile = from_hex("02 04 05 07 00 07 63 61 74 61 6C 6F 67 06 86 85 84 04 05 07 00 09");
+    std::string const hostile_text = "request {name a struct {catalog {int32_t 1}} struct {}}";
+    fail_at_every_allocation([&](auto const& attempt) {
+        Tm_bin_decoder decoder(4096);
+        attempt([&] {
+            try {
+                feed(decoder, hostile);
+            } catch (std::out_of_range const&) {}
+        });
+        EXPECT_EQ(2, decoder.state());
+        EXPECT_NE("", decoder.error());
+    });
+    fail_at_every_allocation([&](auto const& attempt) {
+        Tm_tcl_decoder decoder;
+        attempt([&] {
+            try {
+                decoder.decode(hostile_text);
+            } catch (Tm_type_mismatch_exception const&) {}
+        });
+        EXPECT_NE("", decoder.error());
+    });
     fail_at_every_allocation([&](auto const& attempt) { attempt([&] { text_of<Tm_json_encoder>(*message); }); });
     fail_at_every_allocation([&](auto const& attempt) { attempt([&] { text_of<Tm_tcl_encoder>(*message); }); });
     fail_at_every_allocation([&](auto const& attempt) {
@@ -323,6 +344,18 @@ TEST(Allocation, OfNamesByIndexIsThatOfTheirTable) {
         EXPECT_TRUE(copy == *sent);
         EXPECT_LT(live_bytes - before, 30 * wire.size());
     }
+}
+
+TEST(Allocation, OfACopyIsThatOfItsOwnNamesWhereTheseAreShort) {
+    std::size_t const before = live_bytes;
+    auto message = std::make_unique<Message>();
+    for (int i = 0; i < 5000; ++i) message->add_member(body, "n" + std::to_string(i), 1);
+    auto* const inner = new Tm_struct(message->shared_names());
+    inner->add_member("short", 1);
+    message->add_member_and_own(body, "inner", inner);
+    Tm_struct const copy(*inner);
+    message.reset();
+    EXPECT_LT(live_bytes - before, 10000U);
 }
 
 /// Chunks that begin messages and do not end them, and some that go on: what is held depends on the

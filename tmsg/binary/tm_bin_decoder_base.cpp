@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <new>
 
 #include "tmsg/binary/tm_wire.h"
 #include "tmsg/creator/tm_limit_error.h"
@@ -49,6 +50,8 @@ bool Tm_bin_decoder_base::decode() {
     try {
         return decode_buffer();
     } catch (std::exception const& failure) {
+        // Stays where there is no memory for the text.
+        set_error(std::bad_alloc().what());
         set_error(failure.what());
         throw;
     }
@@ -68,6 +71,7 @@ bool Tm_bin_decoder_base::decode_buffer() {
 bool Tm_bin_decoder_base::decode_item() {
     long const position = read_;
     unsigned char const tag = buffer_[static_cast<std::size_t>(position)];
+    item_tag_ = tag;
     item_offset_ = packed_ + position;
     if (is_too_long(position + tm_head_size(tag))) {
         set_error(tm_message_too_long(limits_), tag, position);
@@ -213,14 +217,9 @@ bool Tm_bin_decoder_base::pass_piece() {
     passed_ += piece;
     read_ += piece;
     if (passed_ == total_) state_ = State::between_items;
-    if (has_failed_to_write()) set_error(creator_->error());
+    // A rejected piece shows with the next item, but for one that found no room on the disk.
+    if (item_tag_ == TM_TAG_FILE && !creator_->error().empty()) set_error(creator_->error());
     return true;
-}
-
-/// A rejected piece shows with the next item, but for one that found no room on the disk.
-bool Tm_bin_decoder_base::has_failed_to_write() const {
-    Continue_event const file_piece = &Tm_creator_base::visit_file_continue;
-    return continue_ == file_piece && !creator_->error().empty();
 }
 
 /// The message has more bytes than it may, if it goes on to this position in the buffer.

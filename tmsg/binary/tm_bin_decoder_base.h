@@ -75,7 +75,6 @@ private:
     bool begin_bytes(Begin_event begin, Continue_event piece);
     void enter_item(unsigned int length, Continue_event piece);
     bool pass_piece();
-    bool has_failed_to_write() const;
     bool is_too_long(long end) const;
 
     long available() const { return end_ - read_; }
@@ -89,6 +88,7 @@ private:
     long end_ = 0;
     long packed_ = 0;  ///< bytes of the message that have left the buffer
     long item_offset_ = 0;
+    unsigned char item_tag_ = 0;
     long capacity_;
     long passed_ = 0;  ///< of the current item's bytes
     long total_ = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/creator/tm_creator.h"
@@ -74,6 +75,8 @@ void Tm_tcl_decoder::decode(std::string const& text) {
         }
         read_end();
     } catch (std::exception const& failure) {
+        // Stays where there is no memory for the text.
+        set_error(std::bad_alloc().what());
         set_error(failure.what());
         throw;
     }

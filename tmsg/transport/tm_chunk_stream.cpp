@@ -78,8 +78,6 @@ void Tm_chunk_stream::begin_message(Tm_chunk_outcome& outcome) {
     } catch (std::bad_alloc const&) {
         drop_message();
         throw;
-    } catch (std::exception const& failure) {
-        refuse_message(failure.what(), outcome);
     }
 }
 
