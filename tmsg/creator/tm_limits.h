@@ -9,10 +9,10 @@ struct Tm_limits {
     /// Bytes of one message in the wire form, or of a list text: a sender that never ends would
     /// fill the memory.
     unsigned long max_message_bytes = 0x7FFFFFFF;
-    /// Announced bytes of one file value: it would fill the disk.
+    /// Announced bytes of one file value: a large one would fill the disk.
     unsigned long max_file_bytes = 0xFFFFFFFF;
     /// Unfinished messages of one originator, each with a decoder of about 5 KiB: a header alone
-    /// begins one.
+    /// begins one. What it leaves open takes up to 750 bytes for each level.
     unsigned int max_unfinished = 1024;
     /// Payload bytes that the unfinished messages of one originator hold together: many that never
     /// end would fill the memory, each within its own limit.

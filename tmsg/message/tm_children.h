@@ -1,4 +1,4 @@
-/// Walks over trees of values, for what the visitor is too much for:
+/// Walks over trees of values where a visitor would be more than is needed:
 ///
 ///     void remove_files_of(Tm_value const& value) {
 ///         if (value.get_value_type() == TMV_FILE) remove(static_cast<Tm_file const&>(value));
