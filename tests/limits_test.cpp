@@ -44,7 +44,7 @@ TEST(Limits, OfDepthCountsOpenStructsArraysAndMessages) {
     std::string const error = "nested deeper than 5 levels";
     EXPECT_EQ("", error_of(nested_arrays(5), limits));
     EXPECT_EQ(error + ": 06h at byte 12", error_of(nested_arrays(6), limits));
-    EXPECT_EQ(error + ": 06h at byte 1007", error_of(nested_arrays(1001), {}).replace(19, 4, "5"));
+    EXPECT_EQ("nested deeper than 1000 levels: 06h at byte 1007", error_of(nested_arrays(1001), {}));
     EXPECT_EQ("", error_of(nested_arrays(1000), {}));
     EXPECT_EQ(error + ": 04h at byte 27", error_of(nested_structs(7), limits));
     EXPECT_EQ(error + ": 04h at byte 19", error_of(nested_messages(5), limits));
