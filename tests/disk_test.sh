@@ -1,7 +1,7 @@
 #!/bin/sh
-# disk_test.sh PROGRAM LIBRARY: a received file for which the disk has no room, or that may not be made, is an
-# error, and gone. The disk is a small one that only this test sees; where none may be made, there is
-# no test (77).
+# disk_test.sh PROGRAM LIBRARY: a received file for which the disk has no room, or that may not be
+# made, is an error, and gone. The disk is a small one that only this test sees; where none may be
+# made, there is no test (77).
 set -eu
 unshare -rm true 2>/dev/null || exit 77
 work=$(mktemp -d -p /var/tmp)

@@ -60,9 +60,8 @@ void Capture::read_chunk(Input& input, Chunk const& chunk) {
     Tm_header const& header = chunk.header;
     auto const found = message_of(header);
     bool const is_known = found != unfinished_.end();
-    std::string const error = is_known                   ? ""
-                              : header.get_first_chunk() ? too_many(limits_)
-                                                         : unknown_message;
+    std::string const unplaced = header.get_first_chunk() ? too_many(limits_) : unknown_message;
+    std::string const error = is_known ? "" : unplaced;
     write_row(++row_, chunk, error);
     note(error);
     if (is_known) ++found->second.chunks;

@@ -16,7 +16,7 @@ public:
     static Failure of_system(std::string const& what);
 };
 
-/// What to tell of it.
+/// Its text, in plain words for std::bad_alloc.
 char const* text_of(std::exception const& error);
 
 /// "tmsg: TEXT" on standard error, on one line whatever the text holds.
