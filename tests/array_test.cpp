@@ -136,11 +136,12 @@ TEST(Composites, EqualityIsOfNamesAndValuesInOrder) {
     ba = ab;
     EXPECT_TRUE(ab == ba);
     EXPECT_FALSE(of_ints({"a", "b"}) == of_ints({"b", "a"}) || of_ints({"a"}) == of_ints({"a", "b"}));
-    Tm_struct empty_slot(nullptr);
-    empty_slot.add_member_and_own("a", nullptr);
-    EXPECT_TRUE(empty_slot == Tm_struct(empty_slot));
-    EXPECT_FALSE(empty_slot == of_ints({"a"}));
-    EXPECT_THROWS("member without a value", empty_slot.get_member_bool("a"));
+    Tm_value_container slots;
+    slots.push_and_own(nullptr);
+    Tm_array const empty_slot(new Tm_value_container(slots));
+    EXPECT_TRUE(empty_slot == Tm_array(empty_slot));
+    EXPECT_FALSE(empty_slot == ab);
+    EXPECT_THROWS("member without a value", empty_slot.get_member_bool(0));
 }
 
 /// A clone that fails half-way leaks nothing and leaves both sides usable.

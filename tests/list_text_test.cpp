@@ -21,7 +21,7 @@ std::string string_in(std::string const& text) {
     Tm_tcl_decoder decoder;
     decoder.decode("string " + text);
     EXPECT_EQ("", decoder.error());
-    return static_cast<Tm_string const&>(*decoder.get_value()).value();
+    return std::string(static_cast<Tm_string const&>(*decoder.get_value()).value());
 }
 
 void expect_rows(Names const& table) {

@@ -212,7 +212,7 @@ run 1 call "127.0.0.1:$port" --to json message.tcl && says 'fault 7: not so'
 printed '{"response": [{}, {"faultCode": 7, "faultString": "not so"}]}'
 [ "$(sed -n 2p serve.out)" = "$text" ] || fail "the server printed: $(sed -n 2p serve.out)"
 if [ $memory != unlimited ]; then
-    { printf 'response {struct {a {array {'; yes 'struct {} ' | head -n 1200000; printf '}}} struct {}}'; } >flood.tcl
+    { printf 'response {struct {a {array {'; yes 'struct {} ' | head -n 3000000; printf '}}} struct {}}'; } >flood.tcl
     ! "$program" call "127.0.0.1:$port" flood.tcl >out 2>err || fail "the flood was answered"
     [ "$(cat serve.err)" = 'tmsg: out of memory' ] || fail "the server said: $(cat serve.err)"
     run 1 call "127.0.0.1:$port" message.tcl && says 'fault 7: not so'

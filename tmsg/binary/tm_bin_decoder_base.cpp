@@ -7,7 +7,7 @@
 #include <new>
 
 #include "tmsg/binary/tm_wire.h"
-#include "tmsg/creator/tm_limit_error.h"
+#include "tmsg/value/tm_limit_error.h"
 #include "tmsg/value/tm_walk.h"
 
 Tm_bin_decoder_base::Tm_bin_decoder_base(long capacity, Tm_limits const& limits)

@@ -14,8 +14,8 @@
 #include <string>
 
 #include "tmsg/creator/tm_creator_base.h"
-#include "tmsg/creator/tm_limits.h"
 #include "tmsg/export.h"
+#include "tmsg/value/tm_limits.h"
 
 class TMSG_API Tm_bin_decoder_base {
 public:

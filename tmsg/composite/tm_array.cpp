@@ -1,10 +1,10 @@
 #include "tmsg/composite/tm_array.h"
 
 #include <memory>
+#include <typeinfo>
 
 #include "tmsg/composite/tm_make_value.h"
 #include "tmsg/composite/tm_read_member.h"
-#include "tmsg/composite/tm_slot.h"
 #include "tmsg/value/tm_walk.h"
 
 Tm_array::Tm_array() = default;
@@ -27,13 +27,7 @@ Tm_array::~Tm_array() = default;
 
 bool Tm_array::equals(Tm_value const& other) const {
     if (other.get_value_type() != TMV_ARRAY) return false;
-    auto const& array = static_cast<Tm_array const&>(other);
-    int const count = get_member_count();
-    if (array.get_member_count() != count) return false;
-    for (int i = 0; i < count; ++i) {
-        if (!tm_equal_or_both_absent(get_value(i), array.get_value(i))) return false;
-    }
-    return true;
+    return values_.equals(static_cast<Tm_array const&>(other).values_);
 }
 
 TMV Tm_array::get_value_type() const { return TMV_ARRAY; }
@@ -43,7 +37,7 @@ bool Tm_array::accept(Tm_visitor& visitor) const {
     if (!walk.step(0, [&] { return visitor.visit_array_begin(); })) return false;
     int const count = get_member_count();
     for (int i = walk.first_item(count); i < count; ++i) {
-        if (!walk.step(i + 1, [&] { return tm_present(get_value(i)).accept(visitor); })) {
+        if (!walk.step(i + 1, [&] { return tm_present(get_value(i))->accept(visitor); })) {
             return false;
         }
     }
@@ -53,38 +47,51 @@ bool Tm_array::accept(Tm_visitor& visitor) const {
 void Tm_array::clear() { values_.delete_and_remove_all(); }
 void Tm_array::reserve(int count) { values_.reserve(count); }
 
+bool Tm_array::is_plain() const { return &typeid(*this) == &typeid(Tm_array); }
+
 template <class... Datum>
 void Tm_array::append(Datum const&... datum) {
     add_member_and_own(tm_make_value(datum...).release());
 }
 
-void Tm_array::add_member(signed char value) { append(value); }
-void Tm_array::add_member(unsigned char value) { append(value); }
-void Tm_array::add_member(short value) { append(value); }
-void Tm_array::add_member(unsigned short value) { append(value); }
-void Tm_array::add_member(int value) { append(value); }
-void Tm_array::add_member(unsigned int value) { append(value); }
-void Tm_array::add_member(long value) { append(value); }
-void Tm_array::add_member(unsigned long value) { append(value); }
-void Tm_array::add_member(double value) { append(value); }
-void Tm_array::add_member(bool value) { append(value); }
-void Tm_array::add_member(char const* text) { append(text); }
-void Tm_array::add_member(std::string const& text) { append(text); }
+template <class Plain>
+void Tm_array::append_plain(Plain value) {
+    if (!is_plain()) return append(value);
+    values_.reserve_next();
+    values_.push(value);
+}
+
+void Tm_array::add_member(signed char value) { append_plain(value); }
+void Tm_array::add_member(unsigned char value) { append_plain(value); }
+void Tm_array::add_member(short value) { append_plain(value); }
+void Tm_array::add_member(unsigned short value) { append_plain(value); }
+void Tm_array::add_member(int value) { append_plain(value); }
+void Tm_array::add_member(unsigned int value) { append_plain(value); }
+void Tm_array::add_member(long value) { append_plain(value); }
+void Tm_array::add_member(unsigned long value) { append_plain(value); }
+void Tm_array::add_member(double value) { append_plain(value); }
+void Tm_array::add_member(bool value) { append_plain(value); }
+void Tm_array::add_member(char const* text) { add_member(std::string_view(tm_present(text))); }
+void Tm_array::add_member(std::string const& text) { add_member(std::string_view(text)); }
 void Tm_array::add_member(Tm_binary const* bytes) { append(bytes); }
 void Tm_array::add_member(unsigned char const* data, unsigned int length) { append(data, length); }
 void Tm_array::add_member(std::string const& path, unsigned int mode) { append(path, mode); }
 void Tm_array::add_member(Tm_value const* value) { append(value); }
-void Tm_array::add_member_and_own(Tm_value* value) { values_.push_and_own(value); }
+void Tm_array::add_member_and_own(Tm_value* value) { values_.push_and_own(tm_present(value)); }
+
+void Tm_array::add_member(std::string_view text) {
+    if (!is_plain()) return append(text);
+    values_.reserve_next();
+    values_.push_string(values_.make_text(text));
+}
 
 int Tm_array::get_member_count() const { return values_.size(); }
 
-TMV Tm_array::get_member_value_type(int i) const {
-    return tm_present(get_value(i)).get_value_type();
-}
+TMV Tm_array::get_member_value_type(int i) const { return values_.type_at(values_.checked(i)); }
 
 template <class Result>
 Result Tm_array::read(int i) const {
-    return tm_read_member<Result>(get_value(i));
+    return values_.read<Result>(values_.checked(i));
 }
 
 signed char Tm_array::get_member_int8(int i) const { return read<signed char>(i); }
@@ -104,6 +111,8 @@ Tm_date const* Tm_array::get_member_date(int i) const { return read<Tm_date cons
 Tm_binary const* Tm_array::get_member_binary(int i) const { return read<Tm_binary const*>(i); }
 Tm_file const* Tm_array::get_member_file(int i) const { return read<Tm_file const*>(i); }
 Message const* Tm_array::get_member_message(int i) const { return read<Message const*>(i); }
+
+std::string_view Tm_array::get_member_text(int i) const { return read<std::string_view>(i); }
 
 Tm_value const* Tm_array::get_member_value(TMV type, int i) const {
     return tm_check_member_type(get_value(i), type);

@@ -1,8 +1,12 @@
 /// An ordered list of any values, which it owns. A position outside 0 to get_member_count() - 1
 /// throws Tm_out_of_range_exception, a getter of another type Tm_type_mismatch_exception.
+///
+/// Pointers to scalar and string elements, like iterators of a vector, are valid until the array
+/// changes; texts of strings, and pointers to all other elements, until their element is removed.
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "tmsg/composite/tm_read_member.h"
 #include "tmsg/composite/tm_value_container.h"
@@ -30,10 +34,9 @@ public:
 
     virtual void clear();
     virtual void reserve(int count);
-    /// Room for one more element, so that the next add_member_and_own() cannot fail.
-    void reserve_next() { values_.reserve_next(); }
 
-    /// Each appends one element; when it throws, nothing is appended.
+    /// Each appends one element; when it throws, nothing is appended. A null pointer throws
+    /// Tm_exception.
     virtual void add_member(signed char value);
     virtual void add_member(unsigned char value);
     virtual void add_member(short value);
@@ -53,6 +56,7 @@ public:
     virtual void add_member(Tm_value const* value);
     /// Takes the value over, and frees it on failure.
     virtual void add_member_and_own(Tm_value* value);
+    void add_member(std::string_view text);
 
     virtual int get_member_count() const;
     virtual TMV get_member_value_type(int i) const;
@@ -75,6 +79,8 @@ public:
     virtual Tm_file const* get_member_file(int i) const;
     virtual Message const* get_member_message(int i) const;
 
+    /// A string with its length, zero bytes included.
+    std::string_view get_member_text(int i) const;
     /// The element itself, if it is of that type.
     Tm_value const* get_member_value(TMV type, int i) const;
     /// The element itself, of whatever type.
@@ -82,6 +88,12 @@ public:
     Tm_value* get_value(int i);
 
 private:
+    friend class Tm_creator;
+
+    /// No class of a user's own, whose add_member_and_own() is called for every element.
+    bool is_plain() const;
+    template <class Plain>
+    void append_plain(Plain value);
     template <class... Datum>
     void append(Datum const&... datum);
     template <class Result>

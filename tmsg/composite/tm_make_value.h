@@ -1,12 +1,15 @@
-/// New values from plain data, one overload per kind of datum that add_member takes.
+/// New values from plain data, one overload per kind of datum that add_member takes. A null pointer
+/// throws Tm_exception.
 #pragma once
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "tmsg/value/tm_binary.h"
 #include "tmsg/value/tm_bool.h"
 #include "tmsg/value/tm_double.h"
+#include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_file.h"
 #include "tmsg/value/tm_int.h"
 #include "tmsg/value/tm_plain.h"
@@ -14,25 +17,30 @@
 
 using Tm_value_ptr = std::unique_ptr<Tm_value>;
 
+/// The pointer, which is not null; else Tm_exception.
+template <class T>
+T* tm_present(T* pointer) {
+    if (pointer == nullptr) throw Tm_exception("member without a value");
+    return pointer;
+}
+
 template <class Plain, class Value = typename Tm_plain<Plain>::value>
 Tm_value_ptr tm_make_value(Plain value) {
     return std::make_unique<Value>(value);
 }
 
-inline Tm_value_ptr tm_make_value(std::string const& text) {
+inline Tm_value_ptr tm_make_value(std::string_view text) {
     return std::make_unique<Tm_string>(text);
 }
 
-inline Tm_value_ptr tm_make_value(char const* text) {
-    return std::make_unique<Tm_string>(std::string(text));
-}
-
 inline Tm_value_ptr tm_make_value(unsigned char const* data, unsigned int length) {
-    return std::make_unique<Tm_binary>(data, length);
+    return std::make_unique<Tm_binary>(length == 0 ? data : tm_present(data), length);
 }
 
 inline Tm_value_ptr tm_make_value(std::string const& path, unsigned int open_mode) {
     return std::make_unique<Tm_file>(path, open_mode);
 }
 
-inline Tm_value_ptr tm_make_value(Tm_value const* value) { return Tm_value_ptr(value->clone()); }
+inline Tm_value_ptr tm_make_value(Tm_value const* value) {
+    return Tm_value_ptr(tm_present(value)->clone());
+}

@@ -1,9 +1,11 @@
 /// The add_member overloads of structs, written once: `Where` is what names the member, its name
 /// for Tm_struct and its position for Tm_prenamed_struct. Each adds one member; when it throws,
 /// the struct is as before. With an index catalogue the member's wire index is recorded too.
+/// A null pointer throws Tm_exception.
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "tmsg/composite/tm_make_value.h"
@@ -14,51 +16,34 @@ class Tm_member_adders {
 public:
     using Index = Tm_catalog<std::string>;
 
-    void add_member(Where where, signed char value, Index* index = nullptr) {
-        put(where, index, value);
-    }
-    void add_member(Where where, unsigned char value, Index* index = nullptr) {
-        put(where, index, value);
-    }
-    void add_member(Where where, short value, Index* index = nullptr) { put(where, index, value); }
-    void add_member(Where where, unsigned short value, Index* index = nullptr) {
-        put(where, index, value);
-    }
-    void add_member(Where where, int value, Index* index = nullptr) { put(where, index, value); }
-    void add_member(Where where, unsigned int value, Index* index = nullptr) {
-        put(where, index, value);
-    }
-    void add_member(Where where, long value, Index* index = nullptr) { put(where, index, value); }
-    void add_member(Where where, unsigned long value, Index* index = nullptr) {
-        put(where, index, value);
-    }
-    void add_member(Where where, double value, Index* index = nullptr) { put(where, index, value); }
-    void add_member(Where where, bool value, Index* index = nullptr) { put(where, index, value); }
-    void add_member(Where where, char const* text, Index* index = nullptr) {
-        put(where, index, text);
-    }
-    void add_member(Where where, std::string const& text, Index* index = nullptr) {
-        put(where, index, text);
-    }
-    void add_member(Where where, Tm_binary const* bytes, Index* index = nullptr) {
-        put(where, index, bytes);
-    }
-    void add_member(Where where, Tm_value const* value, Index* index = nullptr) {
-        put(where, index, value);
-    }
+    // clang-format off
+    void add_member(Where where, signed char value, Index* index = nullptr) { owner().place_plain(where, value, index); }
+    void add_member(Where where, unsigned char value, Index* index = nullptr) { owner().place_plain(where, value, index); }
+    void add_member(Where where, short value, Index* index = nullptr) { owner().place_plain(where, value, index); }
+    void add_member(Where where, unsigned short value, Index* index = nullptr) { owner().place_plain(where, value, index); }
+    void add_member(Where where, int value, Index* index = nullptr) { owner().place_plain(where, value, index); }
+    void add_member(Where where, unsigned int value, Index* index = nullptr) { owner().place_plain(where, value, index); }
+    void add_member(Where where, long value, Index* index = nullptr) { owner().place_plain(where, value, index); }
+    void add_member(Where where, unsigned long value, Index* index = nullptr) { owner().place_plain(where, value, index); }
+    void add_member(Where where, double value, Index* index = nullptr) { owner().place_plain(where, value, index); }
+    void add_member(Where where, bool value, Index* index = nullptr) { owner().place_plain(where, value, index); }
+    void add_member(Where where, char const* text, Index* index = nullptr) { owner().place_text(where, tm_present(text), index); }
+    void add_member(Where where, std::string const& text, Index* index = nullptr) { owner().place_text(where, text, index); }
+    void add_member(Where where, std::string_view text, Index* index = nullptr) { owner().place_text(where, text, index); }
+    void add_member(Where where, Tm_binary const* bytes, Index* index = nullptr) { place(where, index, bytes); }
+    void add_member(Where where, Tm_value const* value, Index* index = nullptr) { place(where, index, value); }
+    // clang-format on
     void add_member(Where where, unsigned char const* data, unsigned int length,
                     Index* index = nullptr) {
-        put(where, index, data, length);
+        place(where, index, data, length);
     }
     /// A file, always opened for reading: the second argument does not matter.
     void add_member(Where where, std::string const& path, unsigned int, Index* index = nullptr) {
-        put(where, index, path, 0U);
+        place(where, index, path, 0U);
     }
     /// Takes the value over, and frees it on failure.
     void add_member_and_own(Where where, Tm_value* value, Index* index = nullptr) {
-        Tm_value_ptr owned(value);
-        owner().check_place(where);
-        owner().place_member(where, std::move(owned), index);
+        owner().place_value(where, Tm_value_ptr(tm_present(value)), index);
     }
 
 protected:
@@ -68,8 +53,8 @@ private:
     Owner& owner() { return static_cast<Owner&>(*this); }
 
     template <class... Datum>
-    void put(Where where, Index* index, Datum const&... datum) {
+    void place(Where where, Index* index, Datum const&... datum) {
         owner().check_place(where);
-        owner().place_member(where, tm_make_value(datum...), index);
+        owner().place_value(where, tm_make_value(datum...), index);
     }
 };

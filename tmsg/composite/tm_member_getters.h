@@ -5,6 +5,8 @@
 /// objects stay the container's.
 #pragma once
 
+#include <string_view>
+
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/composite/tm_read_member.h"
 #include "tmsg/value/tm_binary.h"
@@ -34,6 +36,8 @@ public:
     Tm_array const*  get_member_array(Group... group, int i) const { return read<Tm_array const*>(group..., i); }
     Tm_struct const* get_member_struct(Group... group, int i) const { return read<Tm_struct const*>(group..., i); }
     Message const*   get_member_message(Group... group, int i) const { return read<Message const*>(group..., i); }
+    /// A string with its length, zero bytes included.
+    std::string_view get_member_text(Group... group, int i) const { return read<std::string_view>(group..., i); }
 
     signed char      get_member_int8(Group... group, char const* name) const { return read<signed char>(group..., name); }
     unsigned char    get_member_uint8(Group... group, char const* name) const { return read<unsigned char>(group..., name); }
@@ -52,6 +56,7 @@ public:
     Tm_array const*  get_member_array(Group... group, char const* name) const { return read<Tm_array const*>(group..., name); }
     Tm_struct const* get_member_struct(Group... group, char const* name) const { return read<Tm_struct const*>(group..., name); }
     Message const*   get_member_message(Group... group, char const* name) const { return read<Message const*>(group..., name); }
+    std::string_view get_member_text(Group... group, char const* name) const { return read<std::string_view>(group..., name); }
     // clang-format on
 
 protected:
@@ -60,6 +65,6 @@ protected:
 private:
     template <class Result, class Key>
     Result read(Group... group, Key key) const {
-        return tm_read_member<Result>(static_cast<Owner const&>(*this).find_member(group..., key));
+        return static_cast<Owner const&>(*this).template read_member<Result>(group..., key);
     }
 };

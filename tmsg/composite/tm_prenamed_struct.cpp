@@ -5,31 +5,30 @@
 
 #include "tmsg/value/tm_exception.h"
 
-Tm_prenamed_struct::Tm_prenamed_struct() : Tm_struct(Tm_member_names::unused()) {}
+Tm_prenamed_struct::Tm_prenamed_struct() : Tm_struct(Tm_shared_names()) {}
 
 Tm_prenamed_struct::Tm_prenamed_struct(char const* const* names, int count)
-    : Tm_struct(Tm_member_names::unused()), names_(names), name_count_(std::max(count, 0)) {
+    : Tm_struct(Tm_shared_names()), names_(names), name_count_(std::max(count, 0)) {
     values_.size_and_clear(name_count_);
 }
 
 Tm_prenamed_struct::Tm_prenamed_struct(Tm_prenamed_struct const& other)
-    : Tm_struct(Tm_member_names::unused()),
+    : Tm_struct(Tm_shared_names()),
       Tm_member_adders<Tm_prenamed_struct, int>(other),
       names_(other.names_),
       name_count_(other.name_count_) {
     values_ = other.values_;
-    indexes_ = other.indexes_;
+    copy_indexes(other);
 }
 
 Tm_prenamed_struct& Tm_prenamed_struct::operator=(Tm_prenamed_struct const& other) {
     if (this == &other) return *this;
     Tm_value_container values(other.values_);
-    indexes_ = other.indexes_;
+    copy_indexes(other);
     values_.swap(values);
     names_ = other.names_;
     name_count_ = other.name_count_;
     hint_ = 0;
-    forget_lookup();
     return *this;
 }
 
@@ -45,7 +44,6 @@ void Tm_prenamed_struct::clear(char const* const* names) {
     values_.size_and_clear(count);
     names_ = names;
     name_count_ = count;
-    forget_lookup();
 }
 
 char const* Tm_prenamed_struct::get_member_name(int i) const {
@@ -73,7 +71,8 @@ int Tm_prenamed_struct::add_name(std::string const& name, Index* index) {
 
 void Tm_prenamed_struct::add_name_index(int i, Index* index) {
     if (index == nullptr) return;
-    indexes_.push_back(static_cast<unsigned short>(index->add(get_member_name(i))->second));
+    auto const wire_index = static_cast<unsigned short>(index->add(get_member_name(i))->second);
+    extras().indexes.push_back(wire_index);
 }
 
 void Tm_prenamed_struct::add_value_and_own(int i, Tm_value* value) {
@@ -84,7 +83,28 @@ void Tm_prenamed_struct::add_value_and_copy(int i, Tm_value const* value) {
     values_.set_and_copy(i, value);
 }
 
-void Tm_prenamed_struct::place_member(int i, std::unique_ptr<Tm_value> value, Index* index) {
+template <class Plain>
+void Tm_prenamed_struct::place_plain(int i, Plain value, Index* index) {
+    place_value(i, tm_make_value(value), index);
+}
+
+template void Tm_prenamed_struct::place_plain(int, signed char, Index*);
+template void Tm_prenamed_struct::place_plain(int, unsigned char, Index*);
+template void Tm_prenamed_struct::place_plain(int, short, Index*);
+template void Tm_prenamed_struct::place_plain(int, unsigned short, Index*);
+template void Tm_prenamed_struct::place_plain(int, int, Index*);
+template void Tm_prenamed_struct::place_plain(int, unsigned int, Index*);
+template void Tm_prenamed_struct::place_plain(int, long, Index*);
+template void Tm_prenamed_struct::place_plain(int, unsigned long, Index*);
+template void Tm_prenamed_struct::place_plain(int, double, Index*);
+template void Tm_prenamed_struct::place_plain(int, bool, Index*);
+
+void Tm_prenamed_struct::place_text(int i, std::string_view text, Index* index) {
+    place_value(i, tm_make_value(text), index);
+}
+
+void Tm_prenamed_struct::place_value(int i, std::unique_ptr<Tm_value> value, Index* index) {
+    check_place(i);
     add_name_index(i, index);
     add_value_and_own(i, value.release());
 }

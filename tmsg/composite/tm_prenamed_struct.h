@@ -2,7 +2,7 @@
 /// all its copies: members are set by position into slots that are empty at first, and no name is
 /// interned. In everything else a struct. Reading an empty slot throws Tm_name_not_found_exception
 /// with the slot's name, and so do equals() and accept() when they meet one; the get_value() that
-/// gives write access answers null.
+/// gives write access returns null.
 #pragma once
 
 #include <string>
@@ -48,7 +48,10 @@ public:
 private:
     friend class Tm_member_adders<Tm_prenamed_struct, int>;
 
-    void place_member(int i, std::unique_ptr<Tm_value> value, Index* index);
+    template <class Plain>
+    void place_plain(int i, Plain value, Index* index);
+    void place_text(int i, std::string_view text, Index* index);
+    void place_value(int i, std::unique_ptr<Tm_value> value, Index* index);
     void check_place(int i) const;
 
     char const* const* names_ = nullptr;

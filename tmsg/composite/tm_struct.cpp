@@ -1,40 +1,44 @@
 #include "tmsg/composite/tm_struct.h"
 
 #include <algorithm>
+#include <typeinfo>
 #include <utility>
 
-#include "tmsg/composite/tm_grow.h"
-#include "tmsg/composite/tm_name_lookup.h"
 #include "tmsg/composite/tm_prenamed_struct.h"
-#include "tmsg/composite/tm_slot.h"
 #include "tmsg/value/tm_exception.h"
+#include "tmsg/value/tm_layout.h"
 #include "tmsg/value/tm_walk.h"
 
 namespace {
 
 /// A lookup by name compares this many members from the hint on before it takes a longer way.
-constexpr int near_members = 16;
-/// The lookup table is made when scans have cost as much as its making does.
-constexpr long scans_before_table = 8;
+constexpr unsigned int near_members = 3;
+/// Up to this many members are compared one after another.
+constexpr unsigned int few_members = 16;
 
 constexpr int steps_per_member = 3;
 
+/// Where structs stand that a program builds, for tm_recall_layout().
+constexpr std::uint64_t built_by_program = 0;
+
 }  // namespace
 
-Tm_struct::Tm_struct(Tm_catalog<std::string>* shared) : names_(shared) {}
+Tm_struct::Tm_struct(Tm_catalog<std::string>* catalog)
+    : name_count_(0), shares_names_(catalog == nullptr ? 0 : 1) {
+    if (catalog != nullptr) extras().catalog = catalog;
+}
 
-Tm_struct::Tm_struct(Tm_shared_names const& shared) : names_(shared) {}
-
-Tm_struct::Tm_struct(Tm_member_names&& names) : names_(std::move(names)) {}
+Tm_struct::Tm_struct(Tm_shared_names const&) : name_count_(0), shares_names_(1) {}
 
 Tm_struct::Tm_struct(Tm_struct const& other)
     : Tm_value(other),
       Tm_member_getters(other),
       Tm_member_adders(other),
       values_(other.values_),
-      indexes_(other.indexes_),
-      names_(other.has_listed_names() ? Tm_member_names(other.names_) : Tm_member_names(nullptr)) {
-    if (!other.has_listed_names()) list_names_of(other);
+      name_count_(0),
+      shares_names_(0) {
+    copy_names(other);
+    copy_indexes(other);
 }
 
 Tm_struct::Tm_struct(Tm_prenamed_struct const& other)
@@ -42,31 +46,68 @@ Tm_struct::Tm_struct(Tm_prenamed_struct const& other)
 
 Tm_struct& Tm_struct::operator=(Tm_struct const& other) {
     if (this == &other) return *this;
-    if (names_.owns_catalog()) {
-        Tm_struct copy(other);
-        swap_all(copy);
-    } else {
-        Tm_struct copy(names_.empty_sibling());
-        copy.values_ = other.values_;
-        copy.indexes_ = other.indexes_;
-        copy.list_names_of(other);
-        swap_all(copy);
-    }
+    Tm_struct copy(extras_ == nullptr ? nullptr : extras_->catalog);
+    copy.values_ = other.values_;
+    copy.copy_names(other);
+    copy.copy_indexes(other);
+    swap_values(copy);
+    swap_names(copy);
     return *this;
 }
 
-Tm_struct* Tm_struct::clone() const { return new Tm_struct(*this); }
+/// Room for so many members, and for the texts of their strings, in the memory of the struct.
+std::unique_ptr<Tm_struct> Tm_struct::make(Tm_counted_ptr<Tm_layout> const& layout,
+                                           std::size_t members, std::size_t text_bytes) {
+    constexpr std::size_t alignment = alignof(Tm_struct);
+    std::size_t const slot_bytes = Tm_value_container::bytes_of(members);
+    std::size_t const text_at =
+        sizeof(Tm_struct) + (slot_bytes + alignment - 1) / alignment * alignment;
+    std::size_t const text_size = text_bytes == 0 ? 0 : Tm_texts::lent_size(text_bytes);
+    auto* const memory = static_cast<char*>(::operator new(text_at + text_size));
+    std::unique_ptr<Tm_struct> made(::new (memory) Tm_struct(nullptr));
+    if (members > 0) {
+        made->values_.lend(memory + sizeof(Tm_struct), static_cast<unsigned int>(members));
+    }
+    if (text_bytes > 0) made->values_.texts_.lend(memory + text_at, text_bytes);
+    made->layout_ = layout;
+    return made;
+}
 
-Tm_struct::~Tm_struct() = default;
+Tm_struct* Tm_struct::clone() const {
+    if (!is_plain()) return new Tm_struct(*this);
+    auto copy = make({}, values_.size_, values_.string_bytes());
+    copy->values_.copy_values(values_);
+    copy->copy_names(*this);
+    copy->copy_indexes(*this);
+    return copy.release();
+}
+
+Tm_struct::~Tm_struct() { keep_layout(); }
+
+bool Tm_struct::is_plain() const { return &typeid(*this) == &typeid(Tm_struct); }
 
 bool Tm_struct::equals(Tm_value const& other) const {
     if (other.get_value_type() != TMV_STRUCT) return false;
     auto const& right = static_cast<Tm_struct const&>(other);
     int const count = get_member_count();
     if (right.get_member_count() != count) return false;
+    bool const are_plain = is_plain() && right.is_plain();
+    bool const same_names = are_plain && layout_.get() == right.layout_.get() &&
+                            named_members() == values_.size_ &&
+                            right.named_members() == values_.size_;
     for (int i = 0; i < count; ++i) {
-        if (name_at(i) != right.name_at(i)) return false;
-        if (!tm_equal_or_both_absent(get_value(i), right.get_value(i))) return false;
+        if (!same_names && name_at(i) != right.name_at(i)) return false;
+        if (are_plain) {
+            if (!values_.equals_at(right.values_, static_cast<std::size_t>(i))) return false;
+        } else {
+            Tm_value const* const value = get_value(i);
+            Tm_value const* const right_value = right.get_value(i);
+            if (value == nullptr || right_value == nullptr) {
+                if (value != right_value) return false;
+            } else if (*value != *right_value) {
+                return false;
+            }
+        }
     }
     return true;
 }
@@ -78,13 +119,13 @@ bool Tm_struct::accept(Tm_visitor& visitor) const {
     if (!walk.step(0, [&] { return visitor.visit_struct_begin(); })) return false;
 
     int const count = get_member_count();
-    bool const by_index =
-        visitor.is_support_member_index() && indexes_.size() >= static_cast<std::size_t>(count);
+    bool const by_index = visitor.is_support_member_index() && has_indexes() &&
+                          extras_->indexes.size() >= static_cast<std::size_t>(count);
     for (int i = walk.first_item(count, steps_per_member); i < count; ++i) {
         int const step = 1 + i * steps_per_member;
         bool const taken =
             walk.step(step, [&] { return accept_name(i, by_index, visitor); }) &&
-            walk.step(step + 1, [&] { return tm_present(get_value(i)).accept(visitor); }) &&
+            walk.step(step + 1, [&] { return tm_present(get_value(i))->accept(visitor); }) &&
             walk.step(step + 2, [&] { return visitor.visit_member_end(); });
         if (!taken) return false;
     }
@@ -92,73 +133,153 @@ bool Tm_struct::accept(Tm_visitor& visitor) const {
 }
 
 bool Tm_struct::accept_name(int i, bool by_index, Tm_visitor& visitor) const {
-    if (by_index) return visitor.visit_member_begin(indexes_[static_cast<std::size_t>(i)]);
+    if (by_index) {
+        return visitor.visit_member_begin(extras_->indexes[static_cast<std::size_t>(i)]);
+    }
     std::string_view const name = name_at(i);
     return tm_walk_buffer<&Tm_visitor::visit_member_begin, &Tm_visitor::visit_member_continue>(
         name.data(), static_cast<unsigned int>(name.size()), visitor);
 }
 
 void Tm_struct::clear() {
-    forget_lookup();
-    names_.clear();
+    keep_layout();
+    layout_ = {};
+    name_count_ = 0;
     values_.delete_and_remove_all();
-    indexes_.clear();
-    hint_ = 0;
+    if (extras_ != nullptr) extras_->indexes.clear();
+    hint_.store(0, std::memory_order_relaxed);
 }
 
-std::string const& Tm_struct::listed_name(int i) const {
-    int const count = static_cast<int>(names_.size());
+char const* Tm_struct::get_member_name(int i) const {
+    auto const count = static_cast<int>(name_count_);
     if (i < 0 || i >= count) throw Tm_out_of_range_exception(i, 0, count - 1);
-    return names_[static_cast<std::size_t>(i)];
+    return (*layout_)[static_cast<std::size_t>(i)];
 }
-
-char const* Tm_struct::get_member_name(int i) const { return listed_name(i).c_str(); }
 
 unsigned int Tm_struct::get_member_name_length(int i) const {
-    return static_cast<unsigned int>(listed_name(i).size());
+    return tm_text_length(Tm_struct::get_member_name(i));
+}
+
+std::string_view Tm_struct::name_at(int i) const {
+    if (is_plain()) return tm_text_view(Tm_struct::get_member_name(i));
+    return {get_member_name(i), get_member_name_length(i)};
+}
+
+/// Members that have both a name and a value.
+unsigned int Tm_struct::named_members() const {
+    return std::min<std::uint32_t>(name_count_, values_.size_);
 }
 
 int Tm_struct::add_name(std::string const& name, Index* index) {
-    std::string const& interned = names_.intern(name);
-    names_.reserve_next();
-    if (index != nullptr) {
-        auto const wire_index = static_cast<unsigned short>(index->add(name)->second);
-        tm_reserve_next(indexes_);
-        indexes_.push_back(wire_index);
-    }
-    names_.append(interned);
-    return static_cast<int>(names_.size()) - 1;
+    record_name(name, index);
+    return static_cast<int>(name_count_) - 1;
 }
 
-void Tm_struct::add_value_and_own(int, Tm_value* value) { values_.push_and_own(value); }
+/// The name goes into all that list names; nothing but catalogues has changed when this throws.
+void Tm_struct::record_name(std::string_view name, Index* index) {
+    unsigned short wire_index = 0;
+    if (index != nullptr) {
+        auto& indexes = extras().indexes;
+        if (indexes.size() == indexes.capacity()) indexes.reserve(2 * indexes.size() + 8);
+        wire_index = static_cast<unsigned short>(index->add(name)->second);
+    }
+    if (extras_ != nullptr && extras_->catalog != nullptr) extras_->catalog->add(name);
+    name_next(name, built_by_program);
+    if (index != nullptr) extras_->indexes.push_back(wire_index);
+    ++name_count_;
+}
 
-void Tm_struct::add_value_and_copy(int, Tm_value const* value) { values_.push_and_copy(value); }
+/// Makes this name the next one in the layout.
+void Tm_struct::name_next(std::string_view name, std::uint64_t place) {
+    if (layout_ && layout_->has(name_count_, name)) return;
+    if (!layout_ || layout_->is_sealed() || layout_->size() != name_count_) {
+        find_layout(name, place);
+        if (layout_->has(name_count_, name)) return;
+    }
+    layout_->append(name);
+}
+
+/// Another layout with the names so far, in which the next name stands or can be appended.
+void Tm_struct::find_layout(std::string_view name, std::uint64_t place) {
+    unsigned int const count = name_count_;
+    auto found = count == 0 ? tm_recall_layout(place, name)
+                            : tm_recall_layout_like(place, *layout_, count, name);
+    if (!found) found = count == 0 ? Tm_layout::make() : layout_->fork(count);
+    layout_ = std::move(found);
+    if (count == 0 && layout_->size() > 0) {
+        auto const usual = layout_->usual_extent();
+        values_.reserve(static_cast<int>(usual.members));
+        values_.texts_.reserve(usual.text);
+    }
+}
+
+void Tm_struct::note_extent() const noexcept {
+    layout_->note_extent({values_.size_, static_cast<std::uint32_t>(values_.string_bytes())});
+}
+
+/// A layout that this struct has built may serve others from now on.
+void Tm_struct::keep_layout() const noexcept {
+    if (!layout_ || layout_->is_sealed()) return;
+    note_extent();
+    tm_keep_layout(built_by_program, layout_);
+}
+
+void Tm_struct::add_value_and_own(int position, Tm_value* value) {
+    Tm_value_ptr owned(tm_present(value));
+    if (name_count_ <= values_.size_) {
+        throw Tm_out_of_range_exception(position, 0, get_member_count() - 1);
+    }
+    values_.push_and_own(owned.release());
+}
+
+void Tm_struct::add_value_and_copy(int position, Tm_value const* value) {
+    Tm_struct::add_value_and_own(position, tm_present(value)->clone());
+}
 
 Tm_value const* Tm_struct::get_value(int i) const { return values_.get_value(i); }
 
 Tm_value* Tm_struct::get_value(int i) { return values_.get_value(i); }
 
-void Tm_struct::place_member(std::string const& name, std::unique_ptr<Tm_value> value,
-                             Index* index) {
+template <class Plain>
+void Tm_struct::place_plain(std::string_view name, Plain value, Index* index) {
+    if (!is_plain()) return place_value(name, tm_make_value(value), index);
     values_.reserve_next();
-    int const position = add_name(name, index);
-    add_value_and_own(position, value.release());
+    record_name(name, index);
+    values_.push(value);
 }
 
-void Tm_struct::reserve_next() {
+template void Tm_struct::place_plain(std::string_view, signed char, Index*);
+template void Tm_struct::place_plain(std::string_view, unsigned char, Index*);
+template void Tm_struct::place_plain(std::string_view, short, Index*);
+template void Tm_struct::place_plain(std::string_view, unsigned short, Index*);
+template void Tm_struct::place_plain(std::string_view, int, Index*);
+template void Tm_struct::place_plain(std::string_view, unsigned int, Index*);
+template void Tm_struct::place_plain(std::string_view, long, Index*);
+template void Tm_struct::place_plain(std::string_view, unsigned long, Index*);
+template void Tm_struct::place_plain(std::string_view, double, Index*);
+template void Tm_struct::place_plain(std::string_view, bool, Index*);
+
+void Tm_struct::place_text(std::string_view name, std::string_view text, Index* index) {
+    if (!is_plain()) return place_value(name, tm_make_value(text), index);
     values_.reserve_next();
-    names_.reserve_next();
+    char const* const made = values_.make_text(text);
+    record_name(name, index);
+    values_.push_string(made);
 }
 
-void Tm_struct::add_interned(std::string const& name, Tm_value* value) {
-    std::unique_ptr<Tm_value> owned(value);
-    reserve_next();
-    names_.append(name);
-    values_.push_and_own(owned.release());
+void Tm_struct::place_value(std::string_view name, std::unique_ptr<Tm_value> value, Index* index) {
+    if (!is_plain()) {
+        int const position = add_name(std::string(name), index);
+        return add_value_and_own(position, value.release());
+    }
+    values_.reserve_next();
+    record_name(name, index);
+    values_.push_owned(value.release());
 }
 
 TMV Tm_struct::get_member_value_type(int i) const {
-    return tm_present(get_value(i)).get_value_type();
+    if (is_plain()) return values_.type_at(values_.checked(i));
+    return tm_present(get_value(i))->get_value_type();
 }
 
 Tm_value const* Tm_struct::get_member_value(TMV type, int i) const {
@@ -166,92 +287,112 @@ Tm_value const* Tm_struct::get_member_value(TMV type, int i) const {
 }
 
 int Tm_struct::get_number(char const* name) const {
-    int const position = find(name);
-    if (position < 0) throw Tm_name_not_found_exception(name);
+    std::string_view const wanted = name == nullptr ? std::string_view() : name;
+    int const position = name == nullptr ? -1 : find(wanted);
+    if (position < 0) throw Tm_name_not_found_exception(std::string(wanted));
     return position;
 }
 
-int Tm_struct::get_member_index(char const* name) const { return find(name); }
-
-std::string_view Tm_struct::name_at(int i) const {
-    return {get_member_name(i), get_member_name_length(i)};
+int Tm_struct::get_member_index(char const* name) const {
+    return name == nullptr ? -1 : find(name);
 }
 
 int Tm_struct::find(std::string_view name) const {
-    int const near_end = std::min(get_member_count(), hint_ + near_members);
-    int position = -1;
-    for (int i = hint_; i < near_end && position < 0; ++i) {
-        if (name_at(i) == name) position = i;
-    }
-    if (position < 0) position = find_far(name, near_end);
-    if (position >= 0) hint_ = position;
+    int const position = is_plain() ? find_plain(name) : find_by_asking(name);
+    if (position >= 0) hint_.store(static_cast<std::uint32_t>(position), std::memory_order_relaxed);
     return position;
 }
 
-/// The members from `from` on, then those before the hint.
-int Tm_struct::find_far(std::string_view name, int from) const {
-    int const count = get_member_count();
-    if (lookup_ == nullptr) {
-        if (count <= near_members || scanned_ <= scans_before_table * count) {
-            return scan(name, from);
-        }
-        lookup_ = std::make_unique<Tm_name_lookup>();
+int Tm_struct::find_plain(std::string_view name) const {
+    unsigned int const count = named_members();
+    unsigned int const hint = std::min(hint_.load(std::memory_order_relaxed), count);
+    unsigned int const near_end =
+        count <= few_members ? count : std::min(count, hint + near_members);
+    for (unsigned int i = hint; i < near_end; ++i) {
+        if (tm_text_equals((*layout_)[i], name)) return static_cast<int>(i);
     }
-    lookup_->cover(count, [this](int i) { return name_at(i); });
-    return lookup_->find(name, from);
-}
-
-int Tm_struct::scan(std::string_view name, int from) const {
-    int const count = get_member_count();
-    int const before_hint = std::min(hint_, count);
-    scanned_ += count;
-    for (int i = from; i < count; ++i) {
-        if (name_at(i) == name) return i;
-    }
-    for (int i = 0; i < before_hint; ++i) {
-        if (name_at(i) == name) return i;
+    if (count > few_members) return layout_->find(name, near_end, count);
+    for (unsigned int i = 0; i < hint; ++i) {
+        if (tm_text_equals((*layout_)[i], name)) return static_cast<int>(i);
     }
     return -1;
 }
 
-void Tm_struct::forget_lookup() noexcept {
-    lookup_.reset();
-    scanned_ = 0;
-}
-
-void Tm_struct::swap(Tm_struct& other) {
-    bool const same_make = names_.owns_catalog() == other.names_.owns_catalog();
-    if (same_make) names_.swap(other.names_);
-    swap_members(other);
-    if (!same_make) {
-        throw Tm_exception("swap does not support swapping tm_struct with different type");
+/// Members that the object's class gives no name end the search.
+int Tm_struct::find_by_asking(std::string_view name) const {
+    int const count = get_member_count();
+    int const hint = std::min(static_cast<int>(hint_.load(std::memory_order_relaxed)), count);
+    auto const scan = [&](int from, int to) {
+        for (int i = from; i < to; ++i) {
+            if (name_at(i) == name) return i;
+        }
+        return -1;
+    };
+    try {
+        int const found = scan(hint, count);
+        if (found >= 0) return found;
+    } catch (Tm_out_of_range_exception const&) {
+        // goes on with the members before the hint
+    }
+    try {
+        return scan(0, hint);
+    } catch (Tm_out_of_range_exception const&) {
+        return -1;
     }
 }
 
-void Tm_struct::swap_all(Tm_struct& other) noexcept {
-    names_.swap_all(other.names_);
-    swap_members(other);
+void Tm_struct::swap(Tm_struct& other) {
+    swap_values(other);
+    if (shares_names_ != other.shares_names_) {
+        throw Tm_exception("swap does not support swapping tm_struct with different type");
+    }
+    swap_names(other);
 }
 
-/// All but the names.
-void Tm_struct::swap_members(Tm_struct& other) noexcept {
-    forget_lookup();
-    other.forget_lookup();
+/// All but the names. When it throws, nothing was exchanged.
+void Tm_struct::swap_values(Tm_struct& other) {
+    if (has_indexes()) other.extras();
+    if (other.has_indexes()) extras();
     values_.swap(other.values_);
-    std::swap(hint_, other.hint_);
-    indexes_.swap(other.indexes_);
+    hint_.store(other.hint_.exchange(hint_.load(std::memory_order_relaxed)),
+                std::memory_order_relaxed);
+    if (extras_ != nullptr && other.extras_ != nullptr) {
+        extras_->indexes.swap(other.extras_->indexes);
+    }
 }
 
-/// A struct whose names stand elsewhere answers them through get_member_name() alone.
-bool Tm_struct::has_listed_names() const {
-    return names_.size() == static_cast<std::size_t>(get_member_count());
+void Tm_struct::swap_names(Tm_struct& other) noexcept {
+    std::swap(layout_, other.layout_);
+    std::uint32_t const count = name_count_;
+    name_count_ = other.name_count_;
+    other.name_count_ = count & 0x7FFFFFFFU;
 }
 
-void Tm_struct::list_names_of(Tm_struct const& other) {
-    int const count = other.get_member_count();
-    for (int i = 0; i < count; ++i) names_.append(names_.intern(other.name_at(i)));
+/// For the values that were copied from the same struct.
+void Tm_struct::copy_names(Tm_struct const& other) {
+    bool const has_catalog = extras_ != nullptr && extras_->catalog != nullptr;
+    if (other.is_plain() && !has_catalog && other.name_count_ >= values_.size_) {
+        other.keep_layout();
+        layout_ = other.layout_;
+        name_count_ = values_.size_ & 0x7FFFFFFFU;
+        return;
+    }
+    for (int i = 0; i < values_.size(); ++i) record_name(other.name_at(i), nullptr);
 }
 
-void Tm_struct::set_member_indexes(std::vector<unsigned short>&& indexes) noexcept {
-    indexes_ = std::move(indexes);
+Tm_struct::Extras& Tm_struct::extras() {
+    if (extras_ == nullptr) extras_ = std::make_unique<Extras>();
+    return *extras_;
+}
+
+void Tm_struct::copy_indexes(Tm_struct const& other) {
+    set_member_indexes(other.has_indexes() ? other.extras_->indexes
+                                           : std::vector<unsigned short>());
+}
+
+bool Tm_struct::has_indexes() const { return extras_ != nullptr && !extras_->indexes.empty(); }
+
+/// Replaces the wire indexes: one for each member, or none.
+void Tm_struct::set_member_indexes(std::vector<unsigned short>&& indexes) {
+    if (!indexes.empty() || has_indexes()) extras().indexes = std::move(indexes);
 }

@@ -1,34 +1,45 @@
 /// Named members in order, each an owned value. Names may repeat: a lookup by name starts at the
 /// member found last and wraps around, so reading members in their order costs one step each.
-/// Names are interned in a catalogue, the struct's own or one shared with other structs.
-/// Besides, a member can carry a wire index from an index catalogue, sent instead of its name.
+///
+/// Structs with the same names share them (see tm_layout.h). A struct that was given a catalogue
+/// adds its names to it as well. Besides, a member can carry a wire index from an index catalogue,
+/// sent instead of its name.
+///
+/// Pointers to scalar and string values are valid until the struct changes; texts of strings and
+/// names, and pointers to all other values, until their member does.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tmsg/composite/tm_member_adders.h"
 #include "tmsg/composite/tm_member_getters.h"
-#include "tmsg/composite/tm_member_names.h"
 #include "tmsg/composite/tm_value_container.h"
+#include "tmsg/value/tm_counted_ptr.h"
 #include "tmsg/value/tm_value.h"
 
-class Tm_name_lookup;
+class Tm_layout;
 class Tm_prenamed_struct;
+
+/// Says that a struct is of the make of a message's own structs (see Message::shared_names()).
+struct Tm_shared_names {};
 
 class TMSG_API Tm_struct : public Tm_value,
                            public Tm_member_getters<Tm_struct>,
-                           public Tm_member_adders<Tm_struct, std::string const&> {
+                           public Tm_member_adders<Tm_struct, std::string_view> {
 public:
     using Index = Tm_catalog<std::string>;
 
-    /// Null: the struct has a catalogue of its own. Another must outlive the struct.
-    explicit Tm_struct(Tm_catalog<std::string>* shared);
-    /// Shares a catalogue and keeps it alive; not null.
+    /// Null: the struct owns its names. A catalogue must outlive the struct and get all its names.
+    explicit Tm_struct(Tm_catalog<std::string>* catalog);
     explicit Tm_struct(Tm_shared_names const& shared);
-    /// A copy always has a catalogue of its own.
+    /// A copy always owns its names.
     Tm_struct(Tm_struct const& other);
     explicit Tm_struct(Tm_prenamed_struct const& other);
     /// Keeps the catalogue in use. When copying fails, this struct is as before.
@@ -44,8 +55,10 @@ public:
     virtual void clear();
     virtual char const* get_member_name(int i) const;
     /// The first half of adding a member: its name, and its wire index when there is an index
-    /// catalogue. Answers the position for the second half, one of the two operations below.
+    /// catalogue. Returns the position for the second half, one of the two operations below.
     virtual int add_name(std::string const& name, Index* index);
+    /// Appends the value, whatever the position. Throws Tm_out_of_range_exception, and frees the
+    /// value, when no name waits for one.
     virtual void add_value_and_own(int position, Tm_value* value);
     virtual void add_value_and_copy(int position, Tm_value const* value);
     virtual unsigned int get_member_name_length(int i) const;
@@ -60,60 +73,71 @@ public:
     int get_number(char const* name) const;
     int get_member_index(char const* name) const;
 
-    bool is_string_catalog_from_internal() const { return names_.owns_catalog(); }
+    bool is_string_catalog_from_internal() const { return shares_names_ == 0; }
 
-    /// Both must own, or both must share their catalogues; else Tm_exception, and then the values
-    /// have been exchanged but the names have not.
+    /// Both must own, or both must share their names; else Tm_exception, and then the values have
+    /// been exchanged but the names have not.
     void swap(Tm_struct& other);
 
-    /// Stores a name in the catalogue in use; the answer lives as long as this struct's names.
-    std::string const& intern_name(std::string_view name) { return names_.intern(name); }
-    /// The same for a name that `keeper` keeps alive: a struct that owns its catalogue may read it
-    /// where it stands, so that many structs with one name do not copy it.
-    std::string const& borrow_name(std::string const& name,
-                                   std::shared_ptr<void const> const& keeper) {
-        return names_.borrow(name, keeper);
+    // A struct and its first slots may stand in one block of memory.
+    static void operator delete(void* memory) { ::operator delete(memory); }
+    static void operator delete(void* memory, std::align_val_t alignment) {
+        ::operator delete(memory, alignment);
     }
-    /// Adds a member under a name that one of these two answered; cannot fail after reserve_next().
-    void add_interned(std::string const& name, Tm_value* value);
-    /// Room for one more member.
-    void reserve_next();
-
-    /// Replaces the wire indexes: one per member, or none.
-    void set_member_indexes(std::vector<unsigned short>&& indexes) noexcept;
-
-protected:
-    explicit Tm_struct(Tm_member_names&& names);
-
-    Tm_value_container values_;
-    std::vector<unsigned short> indexes_;
-    mutable int hint_ = 0;
-
-    /// To be called when names change other than by adding.
-    void forget_lookup() noexcept;
 
 private:
     friend class Message;
+    friend class Tm_creator;
+    friend class Tm_index_plan;
     friend class Tm_member_getters<Tm_struct>;
-    friend class Tm_member_adders<Tm_struct, std::string const&>;
+    friend class Tm_member_adders<Tm_struct, std::string_view>;
+    friend class Tm_prenamed_struct;
 
-    Tm_value const* find_member(int i) const { return get_value(i); }
-    Tm_value const* find_member(char const* name) const { return get_value(get_number(name)); }
-    void check_place(std::string const&) const {}
-    void place_member(std::string const& name, std::unique_ptr<Tm_value> value, Index* index);
+    /// What few structs have.
+    struct Extras {
+        Tm_catalog<std::string>* catalog = nullptr;
+        std::vector<unsigned short> indexes;
+    };
 
-    std::string const& listed_name(int i) const;
+    static std::unique_ptr<Tm_struct> make(Tm_counted_ptr<Tm_layout> const& layout,
+                                           std::size_t members, std::size_t text_bytes);
+
+    /// No class of a user's own, which could name its members otherwise.
+    bool is_plain() const;
     std::string_view name_at(int i) const;
+    unsigned int named_members() const;
     int find(std::string_view name) const;
-    int find_far(std::string_view name, int from) const;
-    int scan(std::string_view name, int from) const;
-    bool has_listed_names() const;
-    void list_names_of(Tm_struct const& other);
-    bool accept_name(int i, bool by_index, Tm_visitor& visitor) const;
-    void swap_all(Tm_struct& other) noexcept;
-    void swap_members(Tm_struct& other) noexcept;
+    int find_plain(std::string_view name) const;
+    int find_by_asking(std::string_view name) const;
 
-    Tm_member_names names_;
-    mutable std::unique_ptr<Tm_name_lookup> lookup_;
-    mutable long scanned_ = 0;  ///< members scanned so far, until a table pays
+    void check_place(std::string_view) const {}
+    template <class Plain>
+    void place_plain(std::string_view name, Plain value, Index* index);
+    void place_text(std::string_view name, std::string_view text, Index* index);
+    void place_value(std::string_view name, std::unique_ptr<Tm_value> value, Index* index);
+    template <class Result>
+    Result read_member(int i) const;
+    template <class Result>
+    Result read_member(char const* name) const;
+
+    Extras& extras();
+    void set_member_indexes(std::vector<unsigned short>&& indexes);
+    void copy_indexes(Tm_struct const& other);
+    bool has_indexes() const;
+    void record_name(std::string_view name, Index* index);
+    void name_next(std::string_view name, std::uint64_t place);
+    void find_layout(std::string_view name, std::uint64_t place);
+    void keep_layout() const noexcept;
+    void note_extent() const noexcept;
+    void copy_names(Tm_struct const& other);
+    void swap_names(Tm_struct& other) noexcept;
+    void swap_values(Tm_struct& other);
+    bool accept_name(int i, bool by_index, Tm_visitor& visitor) const;
+
+    Tm_counted_ptr<Tm_layout> layout_;  ///< null while there is no name
+    Tm_value_container values_;
+    std::unique_ptr<Extras> extras_;
+    std::uint32_t name_count_ : 31;  ///< more than there are values while a name waits for one
+    std::uint32_t shares_names_ : 1;
+    mutable std::atomic<std::uint32_t> hint_{0};
 };

@@ -1,31 +1,119 @@
 #include "tmsg/composite/tm_value_container.h"
 
-#include "tmsg/composite/tm_grow.h"
+#include <algorithm>
+#include <limits>
+
 #include "tmsg/value/tm_exception.h"
 
-Tm_value_container::Tm_value_container() = default;
+namespace {
 
-Tm_value_container::Tm_value_container(Tm_value_container const& other) { *this = other; }
+constexpr std::size_t first_capacity = 4;
+constexpr std::size_t most_slots = std::numeric_limits<int>::max();
+
+}  // namespace
+
+Tm_value_container::Tm_value_container(Tm_value_container const& other) : Tm_value_container() {
+    copy_values(other);
+}
 
 Tm_value_container& Tm_value_container::operator=(Tm_value_container const& other) {
     if (this == &other) return *this;
     delete_and_remove_all();
-    slots_.reserve(other.slots_.size());
-    for (auto const& value : other.slots_) {
-        slots_.emplace_back(value == nullptr ? nullptr : value->clone());
-    }
+    copy_values(other);
     return *this;
 }
 
-Tm_value_container::~Tm_value_container() = default;
-
-void Tm_value_container::swap(Tm_value_container& other) noexcept { slots_.swap(other.slots_); }
-
-void Tm_value_container::reserve(int count) {
-    if (count > 0) slots_.reserve(static_cast<std::size_t>(count));
+Tm_value_container::~Tm_value_container() {
+    for (std::size_t i = 0; i < size_; ++i) destroy(i);
+    free_slots();
 }
 
-void Tm_value_container::reserve_next() { tm_reserve_next(slots_); }
+void Tm_value_container::swap(Tm_value_container& other) {
+    own_memory();
+    other.own_memory();
+    std::swap(slots_, other.slots_);
+    std::swap(size_, other.size_);
+    std::uint32_t const capacity = capacity_;
+    capacity_ = other.capacity_;
+    other.capacity_ = capacity & 0x7FFFFFFFU;
+    texts_.swap(other.texts_);
+}
+
+void Tm_value_container::reserve(int count) {
+    if (count > static_cast<int>(capacity_)) change_capacity(static_cast<std::size_t>(count));
+}
+
+void Tm_value_container::grow() {
+    change_capacity(std::max(first_capacity, 2 * std::size_t{capacity_}));
+}
+
+/// Gives memory back of which more than an eighth is not used.
+void Tm_value_container::give_up_spare() {
+    std::size_t const spare = capacity_ - size_;
+    if (spare > first_capacity + size_ / 8U && is_lent_ == 0) change_capacity(size_);
+}
+
+void Tm_value_container::change_capacity(std::size_t count) {
+    if (count > most_slots) throw std::bad_alloc();
+    if (count == 0) return free_slots();
+    move_to(::operator new(bytes_of(count)), static_cast<unsigned int>(count), false);
+}
+
+/// Values in their slots are moved as bytes, for none of them holds a pointer to itself.
+void Tm_value_container::move_to(void* memory, unsigned int count, bool is_lent) noexcept {
+    auto* const slots = static_cast<Slot*>(memory);
+    if (size_ > 0) {
+        std::memcpy(static_cast<void*>(slots), slots_, size_ * sizeof(Slot));
+        std::memcpy(static_cast<void*>(slots + count), kinds(), size_);
+    }
+    free_slots();
+    slots_ = slots;
+    capacity_ = count & 0x7FFFFFFFU;
+    is_lent_ = is_lent ? 1 : 0;
+}
+
+void Tm_value_container::lend(void* memory, unsigned int count) { move_to(memory, count, true); }
+
+/// Leaves memory that somebody else owns.
+void Tm_value_container::own_memory() {
+    if (!has_lent_memory()) return;
+    Tm_texts texts;
+    texts.reserve(string_bytes());
+    change_capacity(size_);
+    for (std::size_t i = 0; i < size_; ++i) {
+        if (kinds()[i] != TMV_STRING) continue;
+        char const* const text = texts.add(in_place<Tm_string>(i)->value());
+        ::new (slots_[i].bytes) Tm_string(Tm_string::In_place(), text);
+    }
+    texts_.swap(texts);
+}
+
+void Tm_value_container::free_slots() noexcept {
+    if (is_lent_ == 0) ::operator delete(slots_);
+    slots_ = nullptr;
+    capacity_ = 0;
+    is_lent_ = 0;
+}
+
+void Tm_value_container::destroy(std::size_t i) noexcept {
+    unsigned char const kind = kinds()[i];
+    if (kind >= HEAP && kind != EMPTY) delete on_heap(i);
+}
+
+void Tm_value_container::put_owned(std::size_t i, Tm_value* value) noexcept {
+    unsigned char kind = EMPTY;
+    if (value != nullptr) {
+        auto const code = static_cast<unsigned int>(value->get_value_type());
+        kind = code < ASK - HEAP ? static_cast<unsigned char>(HEAP + code) : ASK;
+    }
+    std::memcpy(slots_[i].bytes, &value, sizeof value);
+    kinds()[i] = kind;
+}
+
+char const* Tm_value_container::make_text(std::string_view bytes) {
+    Tm_string::check_length(bytes);
+    return texts_.add(bytes);
+}
 
 Tm_value* Tm_value_container::push_and_copy(Tm_value const* value) {
     return push_and_own(value->clone());
@@ -34,42 +122,103 @@ Tm_value* Tm_value_container::push_and_copy(Tm_value const* value) {
 Tm_value* Tm_value_container::push_and_own(Tm_value* value) {
     std::unique_ptr<Tm_value> owned(value);
     reserve_next();
-    return slots_.emplace_back(std::move(owned)).get();
+    push_owned(owned.release());
+    return value;
 }
 
 Tm_value* Tm_value_container::set_and_copy(int position, Tm_value const* value) {
-    auto& target = slots_[checked(position)];
-    target.reset(value->clone());
-    return target.get();
+    checked(position);
+    return set_and_own(position, value->clone());
 }
 
 Tm_value* Tm_value_container::set_and_own(int position, Tm_value* value) {
     std::unique_ptr<Tm_value> owned(value);
-    auto& target = slots_[checked(position)];
-    target = std::move(owned);
-    return target.get();
-}
-
-Tm_value* Tm_value_container::get_value(int position) { return slots_[checked(position)].get(); }
-
-Tm_value const* Tm_value_container::get_value(int position) const {
-    return slots_[checked(position)].get();
+    std::size_t const i = checked(position);
+    static_cast<void>(owned.release());
+    if (at(i) == value) return value;
+    destroy(i);
+    put_owned(i, value);
+    return value;
 }
 
 void Tm_value_container::delete_all() {
-    for (auto& value : slots_) value.reset();
+    for (std::size_t i = 0; i < size_; ++i) destroy(i);
+    if (size_ > 0) std::memset(kinds(), EMPTY, size_);
+    texts_.clear();
 }
 
-void Tm_value_container::delete_and_remove_all() { slots_.clear(); }
+void Tm_value_container::delete_and_remove_all() {
+    delete_all();
+    size_ = 0;
+}
 
 void Tm_value_container::size_and_clear(int count) {
-    delete_all();
-    slots_.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    delete_and_remove_all();
+    reserve(count);
+    size_ = static_cast<std::uint32_t>(std::max(count, 0));
+    if (size_ > 0) std::memset(kinds(), EMPTY, size_);
 }
 
-std::size_t Tm_value_container::checked(int position) const {
-    if (position < 0 || position >= size()) {
-        throw Tm_out_of_range_exception(position, 0, size() - 1);
+void Tm_value_container::fail_range(int position) const {
+    throw Tm_out_of_range_exception(position, 0, size() - 1);
+}
+
+TMV Tm_value_container::type_at(std::size_t i) const {
+    unsigned char const kind = kinds()[i];
+    if (kind == EMPTY) throw Tm_exception("member without a value");
+    if (kind == ASK) return on_heap(i)->get_value_type();
+    return static_cast<TMV>(kind < HEAP ? kind : kind - HEAP);
+}
+
+Tm_value const* Tm_value_container::at(std::size_t i, TMV type) const {
+    TMV const actual = type_at(i);
+    if (actual != type) throw Tm_type_mismatch_exception(actual, type);
+    return at(i);
+}
+
+std::size_t Tm_value_container::string_bytes() const {
+    std::size_t sum = 0;
+    for (std::size_t i = 0; i < size_; ++i) {
+        if (kinds()[i] == TMV_STRING) sum += tm_text_size(in_place<Tm_string>(i)->value().size());
     }
-    return static_cast<std::size_t>(position);
+    return sum;
+}
+
+void Tm_value_container::copy_values(Tm_value_container const& other) {
+    reserve(other.size());
+    texts_.reserve(other.string_bytes());
+    for (std::size_t i = 0; i < other.size_; ++i) {
+        unsigned char const kind = other.kinds()[i];
+        if (kind == TMV_STRING) {
+            push_string(texts_.add(other.in_place<Tm_string>(i)->value()));
+        } else if (kind < HEAP) {
+            slots_[i] = other.slots_[i];
+            kinds()[size_++] = kind;
+        } else {
+            push_owned(kind == EMPTY ? nullptr : other.on_heap(i)->clone());
+        }
+    }
+}
+
+bool Tm_value_container::equals(Tm_value_container const& other) const {
+    if (size_ != other.size_) return false;
+    for (std::size_t i = 0; i < size_; ++i) {
+        if (!equals_at(other, i)) return false;
+    }
+    return true;
+}
+
+/// Both slots are empty, or both hold equal values.
+bool Tm_value_container::equals_at(Tm_value_container const& other, std::size_t i) const {
+    unsigned char const kind = kinds()[i];
+    if (kind < HEAP && kind == other.kinds()[i]) {
+        return visit_in_place(i, [&](auto const& left) {
+            using Value = std::decay_t<decltype(left)>;
+            return left.value() == other.in_place<Value>(i)->value();
+        });
+    }
+    Tm_value const* const left = at(i);
+    Tm_value const* const right = other.at(i);
+    if (left == nullptr || right == nullptr) return left == right;
+    return *left == *right;
 }

@@ -1,35 +1,49 @@
 /// The owning list of values behind structs and arrays. A slot may be empty (null). Access outside
 /// 0 to size() - 1 throws Tm_out_of_range_exception and changes nothing.
+///
+/// Integers, doubles, bools and strings that the library makes stand in their slot: pointers to
+/// them, like iterators of a vector, are valid until the container changes. All other values stand
+/// on the heap: pointers to them are valid until the value is replaced or removed.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <vector>
+#include <new>
+#include <string_view>
 
-#include "tmsg/value/tm_value.h"
+#include "tmsg/value/tm_bool.h"
+#include "tmsg/value/tm_double.h"
+#include "tmsg/value/tm_int.h"
+#include "tmsg/value/tm_string.h"
+#include "tmsg/value/tm_text.h"
 
 class TMSG_API Tm_value_container {
 public:
-    Tm_value_container();
+    Tm_value_container() : capacity_(0), is_lent_(0) {}
     /// Clones every value.
     Tm_value_container(Tm_value_container const& other);
+    /// Destroys the own values first; a copy that fails leaves those copied so far.
     Tm_value_container& operator=(Tm_value_container const& other);
     ~Tm_value_container();
 
-    void swap(Tm_value_container& other) noexcept;
-    int size() const { return static_cast<int>(slots_.size()); }
+    void swap(Tm_value_container& other);
+    int size() const { return static_cast<int>(size_); }
     void reserve(int count);
-    /// Room for one more, so that the next push cannot fail.
-    void reserve_next();
+    /// Makes room for one more value, so that the next push of a given value cannot fail.
+    void reserve_next() {
+        if (size_ == capacity_) grow();
+    }
 
-    /// Each answers the stored value. `..._own` takes the value over and frees it on failure.
+    /// Each returns the stored value. `..._own` takes the value over and frees it on failure.
     Tm_value* push_and_copy(Tm_value const* value);
     Tm_value* push_and_own(Tm_value* value);
     Tm_value* set_and_copy(int position, Tm_value const* value);
+    /// Does nothing when the value stands in the slot already.
     Tm_value* set_and_own(int position, Tm_value* value);
 
-    Tm_value* get_value(int position);
-    Tm_value const* get_value(int position) const;
+    Tm_value* get_value(int position) { return at(checked(position)); }
+    Tm_value const* get_value(int position) const { return at(checked(position)); }
 
     /// Destroys the values and leaves the slots empty.
     void delete_all();
@@ -38,7 +52,111 @@ public:
     void size_and_clear(int count);
 
 private:
-    std::size_t checked(int position) const;
+    friend class Tm_array;
+    friend class Tm_creator;
+    friend class Tm_prenamed_struct;
+    friend class Tm_struct;
 
-    std::vector<std::unique_ptr<Tm_value>> slots_;
+    /// Holds a value of up to 16 bytes, or the pointer to one on the heap.
+    struct alignas(8) Slot {
+        unsigned char bytes[16];
+    };
+    /// What a slot holds: the type code of the value in it, or one of these. A value on the heap
+    /// has its type code besides HEAP, or ASK where that is too large.
+    static constexpr unsigned char HEAP = 0x80;
+    static constexpr unsigned char ASK = 0xFE;
+    static constexpr unsigned char EMPTY = 0xFF;
+
+    /// The bytes of slots and their kinds.
+    static constexpr std::size_t bytes_of(std::size_t count) { return count * (sizeof(Slot) + 1); }
+    /// Uses memory of the caller's, bytes_of(count) of it, until more is needed.
+    void lend(void* memory, unsigned int count);
+    /// Whether slots or texts stand in memory of somebody else's.
+    bool has_lent_memory() const { return is_lent_ != 0 || texts_.has_lent_memory(); }
+
+    unsigned char* kinds() const { return reinterpret_cast<unsigned char*>(slots_ + capacity_); }
+    Tm_value* at(std::size_t i) const {
+        unsigned char const kind = kinds()[i];
+        if (kind < HEAP) return in_place<Tm_value>(i);
+        return kind == EMPTY ? nullptr : on_heap(i);
+    }
+    template <class Value>
+    Value* in_place(std::size_t i) const {
+        return std::launder(reinterpret_cast<Value*>(slots_[i].bytes));
+    }
+    /// Calls `visit` with the value in slot i, as what it is.
+    template <class Visit>
+    bool visit_in_place(std::size_t i, Visit visit) const {
+        // clang-format off
+        switch (kinds()[i]) {
+            case TMV_INT8:   return visit(*in_place<Tm_int8 const>(i));
+            case TMV_UINT8:  return visit(*in_place<Tm_uint8 const>(i));
+            case TMV_INT16:  return visit(*in_place<Tm_int16 const>(i));
+            case TMV_UINT16: return visit(*in_place<Tm_uint16 const>(i));
+            case TMV_INT32:  return visit(*in_place<Tm_int32 const>(i));
+            case TMV_UINT32: return visit(*in_place<Tm_uint32 const>(i));
+            case TMV_INT64:  return visit(*in_place<Tm_int64 const>(i));
+            case TMV_UINT64: return visit(*in_place<Tm_uint64 const>(i));
+            case TMV_DOUBLE: return visit(*in_place<Tm_double const>(i));
+            case TMV_BOOL:   return visit(*in_place<Tm_bool const>(i));
+            default:         return visit(*in_place<Tm_string const>(i));
+        }
+        // clang-format on
+    }
+    Tm_value* on_heap(std::size_t i) const {
+        Tm_value* value = nullptr;
+        std::memcpy(&value, slots_[i].bytes, sizeof value);
+        return value;
+    }
+    std::size_t checked(int position) const {
+        auto const i = static_cast<std::size_t>(static_cast<unsigned int>(position));
+        if (i >= size_) fail_range(position);
+        return i;
+    }
+    [[noreturn]] void fail_range(int position) const;
+    /// Throws Tm_exception for an empty slot.
+    TMV type_at(std::size_t i) const;
+    /// The value; Tm_type_mismatch_exception where it has another type.
+    Tm_value const* at(std::size_t i, TMV type) const;
+    /// What a typed getter returns (see tm_read_member).
+    template <class Result>
+    Result read(std::size_t i) const;
+
+    /// The next four need room that reserve_next() made. They cannot fail.
+    template <class Plain>
+    void push(Plain value) {
+        using Value = typename Tm_plain<Plain>::value;
+        static_assert(sizeof(Value) <= sizeof(Slot) && alignof(Value) <= alignof(Slot));
+        ::new (slots_[size_].bytes) Value(value);
+        kinds()[size_++] = Tm_plain<Plain>::code;
+    }
+    /// The text is one of make_text().
+    void push_string(char const* text) {
+        ::new (slots_[size_].bytes) Tm_string(Tm_string::In_place(), text);
+        kinds()[size_++] = TMV_STRING;
+    }
+    void push_owned(Tm_value* value) noexcept { put_owned(size_++, value); }
+    void put_owned(std::size_t i, Tm_value* value) noexcept;
+
+    /// A copy of the bytes that this container owns. Throws Tm_out_of_range_exception for more than
+    /// a string may have.
+    char const* make_text(std::string_view bytes);
+
+    void grow();
+    void move_to(void* memory, unsigned int count, bool is_lent) noexcept;
+    void change_capacity(std::size_t count);
+    void give_up_spare();
+    void own_memory();
+    void destroy(std::size_t i) noexcept;
+    void free_slots() noexcept;
+    std::size_t string_bytes() const;
+    void copy_values(Tm_value_container const& other);
+    bool equals(Tm_value_container const& other) const;
+    bool equals_at(Tm_value_container const& other, std::size_t i) const;
+
+    Slot* slots_ = nullptr;  ///< the slots, then a kind for each
+    std::uint32_t size_ = 0;
+    std::uint32_t capacity_ : 31;
+    std::uint32_t is_lent_ : 1;
+    Tm_texts texts_;
 };

@@ -1,116 +1,658 @@
 #include "tmsg/creator/tm_creator.h"
 
-#include "tmsg/creator/message_creator.h"
-#include "tmsg/creator/tm_array_creator.h"
-#include "tmsg/creator/tm_build_context.h"
-#include "tmsg/creator/tm_limit_error.h"
+#include <algorithm>
+#include <typeinfo>
+#include <utility>
+
+#include "tmsg/creator/tm_creator_state.h"
 #include "tmsg/message/message.h"
+#include "tmsg/value/tm_exception.h"
+#include "tmsg/value/tm_layout.h"
+#include "tmsg/value/tm_limit_error.h"
+#include "tmsg/value/tm_name_hash.h"
+#include "tmsg/value/tm_received_file.h"
 
 namespace {
 
-/// Most messages nest less deep than this many states.
-constexpr std::size_t usual_depth = 16;
+/// Bytes that are reserved because they were announced; more only when they arrive.
+constexpr std::size_t reserved_on_promise = 4096;
+
+/// Appends to a buffer that shall hold `announced` bytes in the end.
+template <class Buffer>
+void append_announced(Buffer& buffer, char const* data, std::size_t length, std::size_t announced) {
+    std::size_t const needed = buffer.size() + length;
+    if (needed > buffer.capacity()) {
+        std::size_t const room = std::max({reserved_on_promise, needed, buffer.capacity() * 2});
+        buffer.reserve(std::max(needed, std::min(room, announced)));
+    }
+    buffer.insert(buffer.end(), data, data + length);
+}
+
+/// Says what is wrong with an event that the current state does not take.
+class Refusal : public Tm_creator_state {
+public:
+    explicit Refusal(char const* name) : name_(name) {}
+    char const* get_name() const override { return name_; }
+    Tm_creator_state* next_state() override { return nullptr; }
+    void clear_next_state() override {}
+    bool done() const override { return false; }
+
+private:
+    char const* name_;
+};
 
 }  // namespace
 
-Tm_creator::Tm_creator(Message* target, Tm_limits const& limits) : limits_(limits) {
-    states_.reserve(usual_depth);
-    auto root = std::make_unique<Message_creator>(target, target->shared_names(), &received_files_);
-    root_ = root.get();
-    states_.push_back(std::move(root));
-    current_ = states_.back().get();
+struct Tm_creator::Open_message {
+    enum class Phase { not_begun, begun, in_first_struct, in_second_struct, ended };
+
+    Message* target;
+    Phase phase = Phase::not_begun;
+    bool is_call = false;
+    std::string name = {};
+    unsigned int name_length = 0;  ///< 0 until one is announced
+    Layout_ref table = {};         ///< the names of members that come by index
+
+    char const* state_name() const;
+};
+
+char const* Tm_creator::Open_message::state_name() const {
+    if (phase == Phase::not_begun) return "method";
+    switch (target->get_msg_type()) {
+        case Message::TMT_REQUEST:
+            return "method call";
+        case Message::TMT_FAULT:
+            return "fault";
+        default:
+            return "method response";
+    }
 }
 
-Tm_creator::Tm_creator(Tm_array* target, Tm_limits const& limits) : limits_(limits) {
-    states_.reserve(usual_depth);
-    // The values of an array stand in no message: their structs own their names.
-    array_context_ = std::make_unique<Tm_build_context>();
-    array_context_->received_files = &received_files_;
-    states_.push_back(std::make_unique<Tm_base_array_creator>(target, array_context_.get()));
-    current_ = states_.back().get();
+Tm_creator::Tm_creator(Message* target, Tm_limits const& limits) : limits_(limits) {
+    messages_.push_back(Open_message{target});
+    open(State::method).shares_names = true;
+}
+
+Tm_creator::Tm_creator(Tm_array* target, Tm_limits const& limits)
+    : limits_(limits), target_is_plain_(typeid(*target) == typeid(Tm_array)) {
+    open(State::base_array).array = target;
 }
 
 Tm_creator::~Tm_creator() {
-    while (!states_.empty()) states_.pop_back();
+    while (!frames_.empty()) frames_.pop_back();
+}
+
+// What may come next
+
+bool Tm_creator::expects_value() const {
+    State const state = frames_.back().state;
+    return leaf_ == State::none &&
+           (state == State::named || state == State::array || state == State::base_array);
+}
+
+bool Tm_creator::is_in_message() const {
+    return leaf_ == State::none && frames_.back().state == State::method;
+}
+
+bool Tm_creator::is_in_member() const {
+    State const state = frames_.back().state;
+    return leaf_ == State::none &&
+           (state == State::naming || state == State::named || state == State::valued);
+}
+
+char const* Tm_creator::get_current_state_name() const {
+    State const state = leaf_ != State::none ? leaf_ : frames_.back().state;
+    switch (state) {
+        case State::method:
+            return messages_.back().state_name();
+        case State::structure:
+            return "struct";
+        case State::array:
+            return "array";
+        case State::base_array:
+            return "base array";
+        case State::string:
+            return "string";
+        case State::binary:
+            return "binary";
+        case State::file:
+            return "file";
+        default:
+            return "member";
+    }
+}
+
+bool Tm_creator::done() {
+    if (frames_.size() > 1 || leaf_ != State::none) return false;
+    return messages_.empty() || messages_.front().phase == Open_message::Phase::ended;
+}
+
+bool Tm_creator::support_member_with_index() {
+    Frame const& frame = frames_.back();
+    return leaf_ == State::none && frame.state == State::structure && frame.by_index;
 }
 
 bool Tm_creator::process_state() {
-    if (Tm_creator_state* const next = current_->next_state()) {
-        states_.emplace_back();
-        states_.back().reset(next);
-        current_->clear_next_state();
-        current_ = next;
-        return true;
-    }
-    if (current_->done()) {
-        states_.pop_back();
-        current_ = states_.back().get();
-        return true;
-    }
-    error_ = current_->error().empty() ? "internal error in Tm_creator" : current_->error();
+    if (error_.empty()) error_ = "internal error in Tm_creator";
     return false;
 }
 
-/// For one more open struct, array or message.
-bool Tm_creator::has_room() {
-    if (depth_ < limits_.max_depth) return true;
-    error_ = tm_too_deep(limits_);
+bool Tm_creator::fail(std::string text) {
+    error_ = std::move(text);
     return false;
 }
 
-bool Tm_creator::enter(bool begun) {
-    if (begun) ++depth_;
-    return begun;
+template <class Event>
+bool Tm_creator::refuse(Event event) {
+    Refusal refusal(get_current_state_name());
+    event(refusal);
+    return fail(refusal.error());
 }
 
-bool Tm_creator::leave(bool ended) {
-    if (ended) --depth_;
-    return ended;
+/// There are as many open structs, arrays and messages as may be.
+bool Tm_creator::refuse_depth() {
+    return depth_ >= limits_.max_depth && !fail(tm_too_deep(limits_));
+}
+
+// Values that arrive
+
+Tm_value_container* Tm_creator::values(Frame const& frame) {
+    return frame.structure != nullptr ? &frame.structure->values_ : &frame.array->values_;
+}
+
+/// The innermost open struct or array has one more value.
+void Tm_creator::value_arrived() {
+    Frame& frame = frames_.back();
+    if (frame.structure == nullptr) return;
+    frame.structure->name_count_ = (frame.structure->name_count_ + 1U) & 0x7FFFFFFFU;
+    frame.state = State::valued;
+}
+
+template <class Plain>
+bool Tm_creator::put(Plain value) {
+    if (!expects_value()) {
+        return refuse([&](auto& state) { (state.*Tm_plain<Plain>::event)(value); });
+    }
+    if (target_is_plain_ || frames_.size() > 1) {
+        Tm_value_container& target = *values(frames_.back());
+        target.reserve_next();
+        target.push(value);
+        value_arrived();
+    } else {
+        auto made = tm_make_value(value);
+        put_value(made);
+    }
+    return true;
+}
+
+void Tm_creator::put_text(std::string_view text) {
+    if (target_is_plain_ || frames_.size() > 1) {
+        Tm_value_container& target = *values(frames_.back());
+        target.reserve_next();
+        target.push_string(target.make_text(text));
+        value_arrived();
+    } else {
+        auto made = tm_make_value(text);
+        put_value(made);
+    }
+}
+
+/// Takes the value over; when it throws, the value stays where it is.
+void Tm_creator::put_value(std::unique_ptr<Tm_value>& value) {
+    if (target_is_plain_ || frames_.size() > 1) {
+        Tm_value_container& target = *values(frames_.back());
+        target.reserve_next();
+        target.push_owned(value.release());
+        value_arrived();
+    } else {
+        frames_.back().array->add_member_and_own(value.release());
+    }
+}
+
+// clang-format off
+bool Tm_creator::visit_bool(bool value) { return put(value); }
+bool Tm_creator::visit_int8(signed char value) { return put(value); }
+bool Tm_creator::visit_uint8(unsigned char value) { return put(value); }
+bool Tm_creator::visit_int16(short value) { return put(value); }
+bool Tm_creator::visit_uint16(unsigned short value) { return put(value); }
+bool Tm_creator::visit_int32(int value) { return put(value); }
+bool Tm_creator::visit_uint32(unsigned int value) { return put(value); }
+bool Tm_creator::visit_int64(long value) { return put(value); }
+bool Tm_creator::visit_uint64(unsigned long value) { return put(value); }
+bool Tm_creator::visit_double(double value) { return put(value); }
+// clang-format on
+
+// Strings, byte strings and files
+
+bool Tm_creator::begin_leaf(State state, unsigned int length) {
+    leaf_ = state;
+    expected_ = length;
+    received_ = 0;
+    text_.clear();
+    return true;
+}
+
+bool Tm_creator::visit_string_begin(unsigned int length) {
+    if (!expects_value()) return refuse([&](auto& state) { state.visit_string_begin(length); });
+    return begin_leaf(State::string, length);
+}
+
+bool Tm_creator::visit_string_continue(char const* data, unsigned int length) {
+    if (leaf_ != State::string) {
+        return refuse([&](auto& state) { state.visit_string_continue(data, length); });
+    }
+    if (!fits(length)) return fail("string longer than given length");
+    bool const is_whole = length == expected_;
+    if (!is_whole) append_announced(text_, data, length, expected_);
+    if (received_ + length == expected_) {
+        try {
+            put_text(is_whole ? std::string_view(data, length) : text_);
+        } catch (Tm_out_of_range_exception const& too_long) {
+            received_ = expected_;
+            return fail(too_long.what());
+        }
+        end_leaf();
+    }
+    received_ += length;
+    return true;
+}
+
+bool Tm_creator::visit_binary_begin(unsigned int length) {
+    if (!expects_value()) return refuse([&](auto& state) { state.visit_binary_begin(length); });
+    bytes_ = {};
+    return begin_leaf(State::binary, length);
+}
+
+bool Tm_creator::visit_binary_continue(char const* data, unsigned int length) {
+    if (leaf_ != State::binary) {
+        return refuse([&](auto& state) { state.visit_binary_continue(data, length); });
+    }
+    if (!fits(length)) return fail("binary string longer than given length");
+    append_announced(bytes_, data, length, expected_);
+    received_ += length;
+    if (received_ < expected_) return true;
+    std::unique_ptr<Tm_value> value = std::make_unique<Tm_binary>(std::move(bytes_));
+    put_value(value);
+    end_leaf();
+    return true;
 }
 
 bool Tm_creator::visit_file_begin(unsigned int length) {
-    if (length > limits_.max_file_bytes) {
-        error_ = tm_file_too_long(limits_);
-        return false;
-    }
-    return current_->visit_file_begin(length) || process_state();
+    if (length > limits_.max_file_bytes) return fail(tm_file_too_long(limits_));
+    if (!expects_value()) return refuse([&](auto& state) { state.visit_file_begin(length); });
+    file_ = std::make_unique<Tm_received_file>(length);
+    return begin_leaf(State::file, length);
 }
 
-bool Tm_creator::done() { return states_.size() == 1 && (root_ == nullptr || root_->has_ended()); }
+bool Tm_creator::visit_file_continue(char const* data, unsigned int length) {
+    if (leaf_ != State::file) {
+        return refuse([&](auto& state) { state.visit_file_continue(data, length); });
+    }
+    if (!fits(length)) return fail("file string longer than given length");
+    bool const has_bytes = data != nullptr || length == 0;
+    if (!has_bytes || !file_->write(data, length)) {
+        return fail("failed to write to " + file_->path());
+    }
+    received_ += length;
+    if (received_ < expected_) return true;
+    std::unique_ptr<Tm_value> value = std::make_unique<Tm_file>(file_->path(), 0U);
+    received_files_.push_back(file_->path());
+    put_value(value);
+    file_->keep();
+    file_.reset();
+    end_leaf();
+    return true;
+}
 
-bool Tm_creator::support_member_with_index() { return current_->support_member_with_index(); }
+// Frames
 
-char const* Tm_creator::get_current_state_name() const { return current_->get_name(); }
+Tm_creator::Frame& Tm_creator::open(State state) {
+    constexpr std::size_t usual_depth = 8;
+    if (frames_.capacity() == 0) frames_.reserve(usual_depth);
+    Frame& frame = frames_.emplace_back();
+    frame.state = state;
+    if (frames_.size() == 1) return frame;
+    Frame& around = frames_[frames_.size() - 2];
+    frame.shares_names = around.shares_names;
+    frame.by_index = around.by_index;
+    frame.place = around.place;
+    if (around.structure != nullptr) {
+        frame.place = reinterpret_cast<std::uintptr_t>(around.structure->layout_.get());
+        around.state = State::valued;
+    }
+    return frame;
+}
 
-// clang-format off
-bool Tm_creator::visit_method_begin(bool is_request) { return has_room() && enter(current_->visit_method_begin(is_request) || process_state()); }
-bool Tm_creator::visit_method_end(bool is_request) { return leave(current_->visit_method_end(is_request) || process_state()); }
-bool Tm_creator::visit_fault_begin() { return current_->visit_fault_begin() || process_state(); }
-bool Tm_creator::visit_fault_end() { return current_->visit_fault_end() || process_state(); }
-bool Tm_creator::visit_method_name_begin(unsigned int length) { return current_->visit_method_name_begin(length) || process_state(); }
-bool Tm_creator::visit_method_name_continue(char const* data, unsigned int length) { return current_->visit_method_name_continue(data, length) || process_state(); }
-bool Tm_creator::visit_bool(bool value) { return current_->visit_bool(value) || process_state(); }
-bool Tm_creator::visit_int8(signed char value) { return current_->visit_int8(value) || process_state(); }
-bool Tm_creator::visit_uint8(unsigned char value) { return current_->visit_uint8(value) || process_state(); }
-bool Tm_creator::visit_int16(short value) { return current_->visit_int16(value) || process_state(); }
-bool Tm_creator::visit_uint16(unsigned short value) { return current_->visit_uint16(value) || process_state(); }
-bool Tm_creator::visit_int32(int value) { return current_->visit_int32(value) || process_state(); }
-bool Tm_creator::visit_uint32(unsigned int value) { return current_->visit_uint32(value) || process_state(); }
-bool Tm_creator::visit_int64(long value) { return current_->visit_int64(value) || process_state(); }
-bool Tm_creator::visit_uint64(unsigned long value) { return current_->visit_uint64(value) || process_state(); }
-bool Tm_creator::visit_double(double value) { return current_->visit_double(value) || process_state(); }
-bool Tm_creator::visit_string_begin(unsigned int length) { return current_->visit_string_begin(length) || process_state(); }
-bool Tm_creator::visit_string_continue(char const* data, unsigned int length) { return current_->visit_string_continue(data, length) || process_state(); }
-bool Tm_creator::visit_binary_begin(unsigned int length) { return current_->visit_binary_begin(length) || process_state(); }
-bool Tm_creator::visit_binary_continue(char const* data, unsigned int length) { return current_->visit_binary_continue(data, length) || process_state(); }
-bool Tm_creator::visit_struct_begin() { return has_room() && enter(current_->visit_struct_begin() || process_state()); }
-bool Tm_creator::visit_struct_end() { return leave(current_->visit_struct_end() || process_state()); }
-bool Tm_creator::visit_member_begin(unsigned int length) { return current_->visit_member_begin(length) || process_state(); }
-bool Tm_creator::visit_member_continue(char const* data, unsigned int length) { return current_->visit_member_continue(data, length) || process_state(); }
-bool Tm_creator::visit_member_end() { return current_->visit_member_end() || process_state(); }
-bool Tm_creator::visit_array_begin() { return has_room() && enter(current_->visit_array_begin() || process_state()); }
-bool Tm_creator::visit_array_end() { return leave(current_->visit_array_end() || process_state()); }
-bool Tm_creator::visit_file_continue(char const* data, unsigned int length) { return current_->visit_file_continue(data, length) || process_state(); }
-bool Tm_creator::visit_member_begin_with_index(unsigned short index) { return current_->visit_member_begin_with_index(index) || process_state(); }
-bool Tm_creator::visit_member_continue_with_index(unsigned short index) { return current_->visit_member_continue_with_index(index) || process_state(); }
-// clang-format on
+/// Hands the complete value of the innermost frame to the frame around it.
+void Tm_creator::close() {
+    if (target_is_plain_ || frames_.size() > 2) values(frames_[frames_.size() - 2])->reserve_next();
+    std::unique_ptr<Tm_value> value = std::move(frames_.back().owned);
+    frames_.pop_back();
+    put_value(value);
+    --depth_;
+}
+
+bool Tm_creator::visit_array_begin() {
+    if (refuse_depth()) return false;
+    if (!expects_value()) return refuse([](auto& state) { state.visit_array_begin(); });
+    auto array = std::make_unique<Tm_array>();
+    Frame& frame = open(State::array);
+    frame.array = array.get();
+    frame.owned = std::move(array);
+    ++depth_;
+    return true;
+}
+
+bool Tm_creator::visit_array_end() {
+    Frame const& frame = frames_.back();
+    if (leaf_ != State::none || frame.state != State::array) {
+        return refuse([](auto& state) { state.visit_array_end(); });
+    }
+    frame.array->values_.give_up_spare();
+    close();
+    return true;
+}
+
+// Messages
+
+bool Tm_creator::visit_method_begin(bool is_request) {
+    if (refuse_depth()) return false;
+    bool const is_root = leaf_ == State::none && frames_.back().state == State::method &&
+                         messages_.back().phase == Open_message::Phase::not_begun;
+    if (!is_root) {
+        if (!expects_value()) {
+            return refuse([&](auto& state) { state.visit_method_begin(is_request); });
+        }
+        // As in a copy, each struct within owns its names.
+        auto nested = std::make_unique<Message>(nullptr);
+        messages_.push_back(Open_message{nested.get()});
+        try {
+            Frame& frame = open(State::method);
+            frame.shares_names = false;
+            frame.by_index = false;
+            frame.owned = std::move(nested);
+        } catch (...) {
+            messages_.pop_back();
+            throw;
+        }
+    }
+    Open_message& message = messages_.back();
+    message.target->set_msg_type(is_request ? Message::TMT_REQUEST : Message::TMT_RESPONSE);
+    message.is_call = is_request;
+    message.phase = Open_message::Phase::begun;
+    ++depth_;
+    return true;
+}
+
+bool Tm_creator::visit_method_end(bool is_request) {
+    using Phase = Open_message::Phase;
+    auto const refused = [&](auto& state) { state.visit_method_end(is_request); };
+    if (!is_in_message()) return refuse(refused);
+    Open_message& message = messages_.back();
+    char const* missing = nullptr;
+    if (message.phase == Phase::begun) missing = " (no structs found)";
+    if (message.phase == Phase::in_first_struct) missing = " (only one struct found)";
+    if (missing != nullptr) {
+        return fail(std::string("unexpected method ") + (is_request ? "call" : "response") +
+                    " end in " + get_current_state_name() + missing);
+    }
+    if (message.phase != Phase::in_second_struct || is_request != message.is_call) {
+        return refuse(refused);
+    }
+    if (frames_.size() > 1) {
+        close();
+        messages_.pop_back();
+    } else {
+        message.phase = Phase::ended;
+        --depth_;
+    }
+    return true;
+}
+
+bool Tm_creator::visit_fault_begin() {
+    if (!is_in_message() || messages_.back().phase != Open_message::Phase::begun) {
+        return refuse([](auto& state) { state.visit_fault_begin(); });
+    }
+    messages_.back().target->set_msg_type(Message::TMT_FAULT);
+    return true;
+}
+
+bool Tm_creator::visit_fault_end() {
+    using Phase = Open_message::Phase;
+    bool const is_taken = is_in_message() && messages_.back().phase != Phase::not_begun &&
+                          messages_.back().phase != Phase::ended &&
+                          messages_.back().target->get_msg_type() == Message::TMT_FAULT;
+    return is_taken || refuse([](auto& state) { state.visit_fault_end(); });
+}
+
+bool Tm_creator::visit_method_name_begin(unsigned int length) {
+    auto const refused = [&](auto& state) { state.visit_method_name_begin(length); };
+    if (!is_in_message()) return refuse(refused);
+    Open_message& message = messages_.back();
+    if (message.name_length != 0 || length > Tm_string::MAX_LENGTH ||
+        message.phase != Open_message::Phase::begun) {
+        return refuse(refused);
+    }
+    if (!message.is_call) return fail("method name found in method response");
+    message.name_length = length;
+    return true;
+}
+
+/// An empty name is refused here: none was announced.
+bool Tm_creator::visit_method_name_continue(char const* data, unsigned int length) {
+    if (!is_in_message() || messages_.back().name_length == 0) {
+        return refuse([&](auto& state) { state.visit_method_name_continue(data, length); });
+    }
+    Open_message& message = messages_.back();
+    if (length > message.name_length - message.name.size()) {
+        return fail("method name longer than given length");
+    }
+    message.name.append(data, length);
+    if (message.name.size() == message.name_length) message.target->set_request_name(message.name);
+    return true;
+}
+
+/// The names in the array "catalog" of the first struct; null without one.
+Tm_creator::Layout_ref Tm_creator::read_name_table() const {
+    Tm_struct const& meta = messages_.back().target->get_const_struct(Message::TMG_META);
+    int const position = meta.get_member_index("catalog");
+    if (position < 0) return {};
+    Tm_array const& catalog = *meta.get_member_array(position);
+    Layout_ref table = Tm_layout::make();
+    for (int i = 0; i < catalog.get_member_count(); ++i) table->append(catalog.get_member_text(i));
+    return table;
+}
+
+// Structs
+
+bool Tm_creator::visit_struct_begin() {
+    if (refuse_depth()) return false;
+    if (expects_value()) {
+        open(State::structure);
+    } else if (!is_in_message() || !begin_group()) {
+        return refuse([](auto& state) { state.visit_struct_begin(); });
+    }
+    ++depth_;
+    return true;
+}
+
+/// Opens the next one of a message's own structs, which is filled in place. False: it has both.
+bool Tm_creator::begin_group() {
+    using Phase = Open_message::Phase;
+    Open_message& message = messages_.back();
+    bool const is_first = message.phase == Phase::begun;
+    if (!is_first && message.phase != Phase::in_first_struct) return false;
+    Message::TMG const group = is_first ? Message::TMG_META : Message::TMG_BODY;
+    Layout_ref table = is_first ? Layout_ref() : read_name_table();
+    Frame& frame = open(State::structure);
+    frame.structure = &message.target->get_struct(group);
+    frame.place = tm_mix(tm_hash_name(message.name), group);
+    frame.by_index = static_cast<bool>(table);
+    message.table = std::move(table);
+    message.phase = is_first ? Phase::in_first_struct : Phase::in_second_struct;
+    return true;
+}
+
+bool Tm_creator::visit_struct_end() {
+    if (leaf_ != State::none || frames_.back().state != State::structure) {
+        return refuse([](auto& state) { state.visit_struct_end(); });
+    }
+    bool const is_group = frames_[frames_.size() - 2].state == State::method;
+    if (frames_.back().structure == nullptr) make_struct({});
+    Frame const& frame = frames_.back();
+    finish_layout(frame);
+    frame.structure->values_.give_up_spare();
+    if (is_group) {
+        frames_.pop_back();
+        --depth_;
+    } else {
+        frames_[frames_.size() - 2].last = frame.structure->layout_;
+        close();
+    }
+    return true;
+}
+
+bool Tm_creator::visit_member_begin(unsigned int length) {
+    Frame& frame = frames_.back();
+    if (leaf_ != State::none || frame.state != State::structure) {
+        return refuse([&](auto& state) { state.visit_member_begin(length); });
+    }
+    frame.state = State::naming;
+    frame.name_length = length;
+    text_.clear();
+    return true;
+}
+
+bool Tm_creator::visit_member_continue(char const* data, unsigned int length) {
+    if (!is_in_member()) {
+        return refuse([&](auto& state) { state.visit_member_continue(data, length); });
+    }
+    Frame const& frame = frames_.back();
+    bool const is_naming = frame.state == State::naming;
+    std::size_t const received = is_naming ? text_.size() : frame.name_length;
+    if (length > frame.name_length - received) return fail("member name longer than given length");
+    if (!is_naming) return true;
+    if (length == frame.name_length) {
+        take_name(std::string_view(data, length));
+    } else {
+        text_.append(data, length);
+        if (text_.size() == frame.name_length) take_name(text_);
+    }
+    return true;
+}
+
+bool Tm_creator::visit_member_begin_with_index(unsigned short index) {
+    if (!support_member_with_index()) {
+        return refuse([&](auto& state) { state.visit_member_begin_with_index(index); });
+    }
+    return visit_member_begin(tm_text_length(messages_.back().table->at(index)));
+}
+
+bool Tm_creator::visit_member_continue_with_index(unsigned short index) {
+    if (!is_in_member() || !frames_.back().by_index) {
+        return refuse([&](auto& state) { state.visit_member_continue_with_index(index); });
+    }
+    char const* const name = messages_.back().table->at(index);
+    Frame const& frame = frames_.back();
+    bool const is_whole =
+        frame.state == State::naming && text_.empty() && frame.name_length == tm_text_length(name);
+    if (!is_whole) return visit_member_continue(name, tm_text_length(name));
+    take_name_at(index);
+    return true;
+}
+
+bool Tm_creator::visit_member_end() {
+    if (!is_in_member()) return refuse([](auto& state) { state.visit_member_end(); });
+    if (frames_.back().state != State::valued) return fail("no values found in member");
+    frames_.back().state = State::structure;
+    return true;
+}
+
+// Names
+
+/// A nested struct is made when its first name has come, which says what struct it may be like.
+void Tm_creator::take_name(std::string_view name) {
+    Frame& frame = frames_.back();
+    if (frame.structure == nullptr) {
+        Layout_ref layout =
+            layout_around([&](Tm_layout const& known) { return known.has(0, name); });
+        make_struct(layout ? std::move(layout) : tm_recall_layout(frame.place, name));
+    }
+    Tm_layout const* const before = frame.structure->layout_.get();
+    frame.structure->name_next(name, frame.place);
+    note_layout(frame, before);
+    frame.state = State::named;
+}
+
+/// The same for a name in the message's table: all structs of the message share its text.
+void Tm_creator::take_name_at(std::size_t index) {
+    Frame& frame = frames_.back();
+    Layout_ref const& table = messages_.back().table;
+    char const* const name = table->at(index);
+    auto const is_like = [&](Tm_layout const& known, std::size_t at) {
+        return known.table() == table.get() && at < known.size() && known[at] == name;
+    };
+    if (frame.structure == nullptr) {
+        make_struct(layout_around([&](Tm_layout const& known) { return is_like(known, 0); }));
+    }
+    Tm_struct& target = *frame.structure;
+    Tm_layout const* const before = target.layout_.get();
+    if (before != nullptr && before->table() != table.get()) {
+        target.name_next(tm_text_view(name), frame.place);
+    } else if (before == nullptr || !is_like(*before, target.name_count_)) {
+        bool const is_open =
+            before != nullptr && !before->is_sealed() && before->size() == target.name_count_;
+        Layout_ref layout = target.layout_;
+        if (!is_open)
+            layout = before == nullptr ? Tm_layout::make() : before->fork(target.name_count_);
+        layout->append_from(table, index);
+        target.layout_ = std::move(layout);
+    }
+    note_layout(frame, before);
+    frame.state = State::named;
+}
+
+/// A layout near the innermost frame: that of the struct before it in the same array, or of the
+/// struct around it, if it fits.
+template <class Fits>
+Tm_creator::Layout_ref Tm_creator::layout_around(Fits fits) const {
+    Frame const& around = frames_[frames_.size() - 2];
+    if (around.last && fits(*around.last)) return around.last;
+    std::size_t const above = around.structure == nullptr && frames_.size() > 2 ? 3 : 2;
+    Tm_struct const* const enclosing = frames_[frames_.size() - above].structure;
+    if (enclosing != nullptr && enclosing->layout_ && fits(*enclosing->layout_)) {
+        return enclosing->layout_;
+    }
+    return {};
+}
+
+/// Makes the innermost frame's struct, with room for what structs of that layout usually hold.
+void Tm_creator::make_struct(Layout_ref const& layout) {
+    constexpr std::uint32_t most_members = 256;
+    constexpr std::uint32_t most_text = 1024;
+    constexpr std::uint32_t first_guess = 8;
+    Tm_layout::Extent extent;
+    if (layout) {
+        extent = layout->usual_extent();
+        if (extent.members == 0) extent.members = std::min(layout->size(), first_guess);
+    }
+    if (extent.members > most_members) extent.members = 0;
+    if (extent.text > most_text) extent.text = 0;
+    auto made = Tm_struct::make(layout, extent.members, extent.text);
+    Frame& frame = frames_.back();
+    made->shares_names_ = frame.shares_names ? 1 : 0;
+    frame.structure = made.get();
+    frame.owned = std::move(made);
+}
+
+/// A layout that a struct did not share with one around it is finished with it.
+void Tm_creator::note_layout(Frame& frame, Tm_layout const* before) {
+    Tm_layout const* const now = frame.structure->layout_.get();
+    if (now != before) frame.builds_layout = !now->is_sealed();
+}
+
+void Tm_creator::finish_layout(Frame const& frame) {
+    if (!frame.structure->layout_) return;
+    frame.structure->note_extent();
+    if (frame.builds_layout) tm_keep_layout(frame.place, frame.structure->layout_);
+}

@@ -1,21 +1,28 @@
-/// Rebuilds a message, or fills an array with values, from events. Each event goes to the state on
-/// top of a stack with one state for every value that is open. The target stays its owner's, must
-/// outlive the creator and is not changed by others before it is complete. After a failure the
+/// Rebuilds a message, or fills an array with values, from events. The target stays its owner's,
+/// must outlive the creator and is not changed by others before it is complete. After a failure the
 /// error text stays. Events beyond the limits on depth and files are refused.
+///
+/// A frame stands for each open message, struct or array; what may come next is the state of the
+/// innermost one, or of the string, byte string or file that is open in it.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tmsg/creator/tm_creator_base.h"
-#include "tmsg/creator/tm_creator_state.h"
-#include "tmsg/creator/tm_limits.h"
+#include "tmsg/value/tm_counted_ptr.h"
+#include "tmsg/value/tm_limits.h"
 
 class Message;
-class Message_creator;
 class Tm_array;
-struct Tm_build_context;
+class Tm_layout;
+class Tm_received_file;
+class Tm_struct;
+class Tm_value;
+class Tm_value_container;
 
 class TMSG_API Tm_creator : public Tm_creator_base {
 public:
@@ -63,24 +70,89 @@ public:
     bool visit_member_begin_with_index(unsigned short index) override;
     bool visit_member_continue_with_index(unsigned short index) override;
 
+    /// The name of the current state, as error texts have it.
     char const* get_current_state_name() const;
 
     /// The paths of all files that were received completely so far.
     std::vector<std::string> const& received_files() const { return received_files_; }
 
-    /// After an event that the current state answered with false: pushes, pops or fails.
+    /// For whoever passes an event that this refused: sets an error text if there is none yet.
+    /// Always false.
     bool process_state();
 
 private:
-    bool has_room();
-    bool enter(bool begun);
-    bool leave(bool ended);
+    using Layout_ref = Tm_counted_ptr<Tm_layout>;
+
+    enum class State : unsigned char {
+        none,
+        method,     ///< in a message, outside its structs
+        structure,  ///< in a struct, between members
+        naming,     ///< in a member whose name is not complete
+        named,      ///< in a member that has no value yet
+        valued,     ///< in a member that has its value
+        array,
+        base_array,
+        string,
+        binary,
+        file
+    };
+
+    struct Frame {
+        State state = State::base_array;
+        bool shares_names = false;   ///< structs within are of the make of a message's own
+        bool by_index = false;       ///< names come as positions in the message's table
+        bool builds_layout = false;  ///< the struct's layout is new
+        std::uint32_t name_length = 0;
+        Tm_struct* structure = nullptr;  ///< null until the first name, in a nested struct
+        Tm_array* array = nullptr;
+        std::unique_ptr<Tm_value> owned;  ///< a nested value, until it is complete
+        Layout_ref last;                  ///< in an array: of the struct that came last
+        std::uint64_t place = 0;          ///< where its structs stand, for tm_recall_layout()
+    };
+    struct Open_message;
+
+    bool expects_value() const;
+    bool is_in_message() const;
+    bool is_in_member() const;
+    bool refuse_depth();
+    template <class Event>
+    bool refuse(Event event);
+    bool fail(std::string text);
+
+    static Tm_value_container* values(Frame const& frame);
+    template <class Plain>
+    bool put(Plain value);
+    void put_text(std::string_view text);
+    void put_value(std::unique_ptr<Tm_value>& value);
+    void value_arrived();
+
+    bool begin_leaf(State state, unsigned int length);
+    void end_leaf() { leaf_ = State::none; }
+    bool fits(unsigned int length) const { return length <= expected_ - received_; }
+
+    Frame& open(State state);
+    void close();
+    bool begin_group();
+    Layout_ref read_name_table() const;
+
+    void take_name(std::string_view name);
+    void take_name_at(std::size_t index);
+    template <class Fits>
+    Layout_ref layout_around(Fits fits) const;
+    void make_struct(Layout_ref const& layout);
+    static void note_layout(Frame& frame, Tm_layout const* before);
+    static void finish_layout(Frame const& frame);
 
     Tm_limits limits_;
-    unsigned int depth_ = 0;  ///< open structs, arrays and messages
+    unsigned int depth_ = 0;      ///< open structs, arrays and messages
+    State leaf_ = State::none;    ///< string, binary or file while one is open
+    std::uint32_t expected_ = 0;  ///< bytes of the open string, byte string or file
+    std::uint32_t received_ = 0;
+    bool target_is_plain_ = true;  ///< false: an array of a user's own class is filled
+    std::vector<Frame> frames_;
+    std::vector<Open_message> messages_;
+    std::string text_;                  ///< pieces of a name or string, while there are several
+    std::vector<unsigned char> bytes_;  ///< of the open byte string
+    std::unique_ptr<Tm_received_file> file_;
     std::vector<std::string> received_files_;
-    std::unique_ptr<Tm_build_context> array_context_;  ///< null when a message is built
-    std::vector<std::unique_ptr<Tm_creator_state>> states_;
-    Tm_creator_state* current_ = nullptr;
-    Message_creator const* root_ = nullptr;  ///< null when an array is filled
 };

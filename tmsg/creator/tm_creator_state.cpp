@@ -2,17 +2,9 @@
 
 #include <utility>
 
-#include "tmsg/creator/tm_block_cache.h"
-
 Tm_creator_state::Tm_creator_state() = default;
 
 Tm_creator_state::~Tm_creator_state() = default;
-
-void* Tm_creator_state::operator new(std::size_t size) { return tm_take_block(size); }
-
-void Tm_creator_state::operator delete(void* memory, std::size_t size) noexcept {
-    tm_give_block(memory, size);
-}
 
 bool Tm_creator_state::fail(std::string text) {
     error_ = std::move(text);

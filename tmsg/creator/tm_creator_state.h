@@ -1,10 +1,9 @@
-/// One level of the value tree under construction, on the creator's stack. An event answers true
+/// One level of a value tree under construction, for builders with a stack. An event returns true
 /// when the state absorbed it. False means, in this order: next_state() is the state of a nested
 /// value that the event began; done(), the value is complete and with its container; or the event
 /// is rejected, and error() says why. The default of every event is to reject it.
 #pragma once
 
-#include <cstddef>
 #include <string>
 
 #include "tmsg/export.h"
@@ -61,10 +60,6 @@ public:
     virtual bool support_member_with_index() const;
 
     std::string const& error() const { return error_; }
-
-    /// States come and go with every member: their memory is kept and handed out again.
-    static void* operator new(std::size_t size);
-    static void operator delete(void* memory, std::size_t size) noexcept;
 
 protected:
     /// Sets the error text; always false.

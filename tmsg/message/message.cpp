@@ -16,9 +16,7 @@ char const fault_string[] = "faultString";
 
 Message const* tm_as_message(Tm_value const* member) { return static_cast<Message const*>(member); }
 
-Message::Message()
-    : names_(std::make_shared<Tm_catalog<std::string>>()),
-      groups_{Tm_struct(names_), Tm_struct(names_)} {}
+Message::Message() : groups_{Tm_struct(Tm_shared_names()), Tm_struct(Tm_shared_names())} {}
 
 Message::Message(Tm_catalog<std::string>*) : groups_{Tm_struct(nullptr), Tm_struct(nullptr)} {}
 
@@ -127,7 +125,8 @@ void Message::set_fault_code(int code) {
 
 void Message::set_fault_string(char const* text) {
     check_is_fault();
-    set_fault_member(fault_string, tm_make_value(text), fault_code, TMV_INT32);
+    set_fault_member(fault_string, tm_make_value(std::string_view(tm_present(text))), fault_code,
+                     TMV_INT32);
 }
 
 int Message::get_fault_code() const {
@@ -142,7 +141,7 @@ std::string Message::get_fault_string() const {
     Tm_struct const& body = groups_[TMG_BODY];
     int const position = body.get_member_index(fault_string);
     if (position < 0) return {};
-    return static_cast<Tm_string const*>(body.get_member_value(TMV_STRING, position))->value();
+    return std::string(body.get_member_text(position));
 }
 
 void Message::get_context(message_context* context) const {
@@ -163,17 +162,11 @@ void Message::swap(Message& other) {
     request_name_.swap(other.request_name_);
     message_set_name_.swap(other.message_set_name_);
     method_name_.swap(other.method_name_);
-    names_.swap(other.names_);
-    groups_[TMG_META].swap_all(other.groups_[TMG_META]);
-    groups_[TMG_BODY].swap_all(other.groups_[TMG_BODY]);
+    groups_[TMG_META].swap(other.groups_[TMG_META]);
+    groups_[TMG_BODY].swap(other.groups_[TMG_BODY]);
     std::swap(use_send_names_, other.use_send_names_);
     send_names_.swap(other.send_names_);
     header.swap(other.header);
-}
-
-Tm_shared_names const& Message::shared_names() {
-    if (names_ == nullptr) names_ = std::make_shared<Tm_catalog<std::string>>();
-    return names_;
 }
 
 bool operator==(Message const& left, Message const& right) {

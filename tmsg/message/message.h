@@ -3,13 +3,15 @@
 /// the fault. The message owns both and everything in them; what getters answer is its own.
 /// A group other than these two throws Tm_out_of_range_exception, the label "tmg".
 ///
-/// Message() makes one whose structs share the message's catalogue of names; in a copy, and in a
-/// message made through the other constructor, each struct owns its own.
+/// Message() makes one whose structs share their names; in a copy, and in a message made through
+/// the other constructor, each struct owns its own. The two makes cannot be swapped with each
+/// other.
 #pragma once
 
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/composite/tm_member_getters.h"
@@ -28,7 +30,7 @@ class TMSG_API Message : public Tm_value,
 public:
     /// An empty response.
     Message();
-    /// Each group struct owns its catalogue; the argument does not matter.
+    /// Each group struct owns its names; the argument does not matter.
     explicit Message(Tm_catalog<std::string>* ignored);
     Message(Message const& other);
 
@@ -56,27 +58,28 @@ public:
     void fix_message_name();
 
     /// Each adds one member to the group; when it throws, the group is as before.
-    void add_member(TMG group, std::string const& name, signed char value);
-    void add_member(TMG group, std::string const& name, unsigned char value);
-    void add_member(TMG group, std::string const& name, short value);
-    void add_member(TMG group, std::string const& name, unsigned short value);
-    void add_member(TMG group, std::string const& name, int value);
-    void add_member(TMG group, std::string const& name, unsigned int value);
-    void add_member(TMG group, std::string const& name, long value);
-    void add_member(TMG group, std::string const& name, unsigned long value);
-    void add_member(TMG group, std::string const& name, double value);
-    void add_member(TMG group, std::string const& name, bool value);
-    void add_member(TMG group, std::string const& name, char const* text);
-    void add_member(TMG group, std::string const& name, std::string const& text);
-    void add_member(TMG group, std::string const& name, Tm_binary const* bytes);
-    void add_member(TMG group, std::string const& name, Tm_value const* value);
-    void add_member(TMG group, std::string const& name, unsigned char const* data,
+    void add_member(TMG group, std::string_view name, signed char value);
+    void add_member(TMG group, std::string_view name, unsigned char value);
+    void add_member(TMG group, std::string_view name, short value);
+    void add_member(TMG group, std::string_view name, unsigned short value);
+    void add_member(TMG group, std::string_view name, int value);
+    void add_member(TMG group, std::string_view name, unsigned int value);
+    void add_member(TMG group, std::string_view name, long value);
+    void add_member(TMG group, std::string_view name, unsigned long value);
+    void add_member(TMG group, std::string_view name, double value);
+    void add_member(TMG group, std::string_view name, bool value);
+    void add_member(TMG group, std::string_view name, char const* text);
+    void add_member(TMG group, std::string_view name, std::string const& text);
+    void add_member(TMG group, std::string_view name, std::string_view text);
+    void add_member(TMG group, std::string_view name, Tm_binary const* bytes);
+    void add_member(TMG group, std::string_view name, Tm_value const* value);
+    void add_member(TMG group, std::string_view name, unsigned char const* data,
                     unsigned int length);
     /// A file, always opened for reading: the last argument does not matter.
-    void add_member(TMG group, std::string const& name, std::string const& path,
+    void add_member(TMG group, std::string_view name, std::string const& path,
                     unsigned int open_mode);
     /// Takes the value over, and frees it on failure.
-    void add_member_and_own(TMG group, std::string const& name, Tm_value* value);
+    void add_member_and_own(TMG group, std::string_view name, Tm_value* value);
 
     int get_member_count(TMG group) const;
     TMV get_member_value_type(TMG group, int i) const;
@@ -129,11 +132,11 @@ public:
     std::unique_ptr<Message> take_content();
     /// Between messages of the same make, else Tm_exception and nothing is exchanged.
     void swap(Message& other);
-    /// Every struct owns its catalogue: this is a copy, or was made like one.
+    /// Every struct owns its names: this is a copy, or was made like one.
     bool is_clone() const { return groups_[TMG_META].is_string_catalog_from_internal(); }
 
-    /// The message's catalogue of names, which its structs share if it was made by Message().
-    Tm_shared_names const& shared_names();
+    /// For structs within the message, of the make of its own: Tm_struct(message.shared_names()).
+    Tm_shared_names const& shared_names() const { return shared_names_; }
 
     /// The chunk header that the message came with, filled by whoever moves messages in chunks.
     Tm_header header;
@@ -143,10 +146,10 @@ private:
     friend class Tm_member_getters<Message, TMG>;
 
     template <class... Datum>
-    void add(TMG group, std::string const& name, Datum const&... datum);
-    template <class Key>
-    Tm_value const* find_member(TMG group, Key key) const {
-        return get_const_struct(group).find_member(key);
+    void add(TMG group, std::string_view name, Datum const&... datum);
+    template <class Result, class Key>
+    Result read_member(TMG group, Key key) const {
+        return get_const_struct(group).template read_member<Result>(key);
     }
 
     int name_table_position() const;
@@ -161,7 +164,7 @@ private:
     std::string request_name_;
     std::string message_set_name_;
     std::string method_name_;
-    Tm_shared_names names_;
+    Tm_shared_names shared_names_;
     Tm_struct groups_[2];
     bool use_send_names_ = false;
     Tm_catalog<std::string> send_names_;

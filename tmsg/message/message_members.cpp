@@ -2,38 +2,39 @@
 #include "tmsg/message/message.h"
 
 template <class... Datum>
-void Message::add(TMG group, std::string const& name, Datum const&... datum) {
+void Message::add(TMG group, std::string_view name, Datum const&... datum) {
     get_struct(group).add_member(name, datum..., get_send_member_string(group));
 }
 
 // clang-format off
-void Message::add_member(TMG group, std::string const& name, signed char value) { add(group, name, value); }
-void Message::add_member(TMG group, std::string const& name, unsigned char value) { add(group, name, value); }
-void Message::add_member(TMG group, std::string const& name, short value) { add(group, name, value); }
-void Message::add_member(TMG group, std::string const& name, unsigned short value) { add(group, name, value); }
-void Message::add_member(TMG group, std::string const& name, int value) { add(group, name, value); }
-void Message::add_member(TMG group, std::string const& name, unsigned int value) { add(group, name, value); }
-void Message::add_member(TMG group, std::string const& name, long value) { add(group, name, value); }
-void Message::add_member(TMG group, std::string const& name, unsigned long value) { add(group, name, value); }
-void Message::add_member(TMG group, std::string const& name, double value) { add(group, name, value); }
-void Message::add_member(TMG group, std::string const& name, bool value) { add(group, name, value); }
-void Message::add_member(TMG group, std::string const& name, char const* text) { add(group, name, text); }
-void Message::add_member(TMG group, std::string const& name, std::string const& text) { add(group, name, text); }
-void Message::add_member(TMG group, std::string const& name, Tm_binary const* bytes) { add(group, name, bytes); }
-void Message::add_member(TMG group, std::string const& name, Tm_value const* value) { add(group, name, value); }
+void Message::add_member(TMG group, std::string_view name, signed char value) { add(group, name, value); }
+void Message::add_member(TMG group, std::string_view name, unsigned char value) { add(group, name, value); }
+void Message::add_member(TMG group, std::string_view name, short value) { add(group, name, value); }
+void Message::add_member(TMG group, std::string_view name, unsigned short value) { add(group, name, value); }
+void Message::add_member(TMG group, std::string_view name, int value) { add(group, name, value); }
+void Message::add_member(TMG group, std::string_view name, unsigned int value) { add(group, name, value); }
+void Message::add_member(TMG group, std::string_view name, long value) { add(group, name, value); }
+void Message::add_member(TMG group, std::string_view name, unsigned long value) { add(group, name, value); }
+void Message::add_member(TMG group, std::string_view name, double value) { add(group, name, value); }
+void Message::add_member(TMG group, std::string_view name, bool value) { add(group, name, value); }
+void Message::add_member(TMG group, std::string_view name, char const* text) { add(group, name, text); }
+void Message::add_member(TMG group, std::string_view name, std::string const& text) { add(group, name, text); }
+void Message::add_member(TMG group, std::string_view name, std::string_view text) { add(group, name, text); }
+void Message::add_member(TMG group, std::string_view name, Tm_binary const* bytes) { add(group, name, bytes); }
+void Message::add_member(TMG group, std::string_view name, Tm_value const* value) { add(group, name, value); }
 // clang-format on
 
-void Message::add_member(TMG group, std::string const& name, unsigned char const* data,
+void Message::add_member(TMG group, std::string_view name, unsigned char const* data,
                          unsigned int length) {
     add(group, name, data, length);
 }
 
-void Message::add_member(TMG group, std::string const& name, std::string const& path,
+void Message::add_member(TMG group, std::string_view name, std::string const& path,
                          unsigned int open_mode) {
     add(group, name, path, open_mode);
 }
 
-void Message::add_member_and_own(TMG group, std::string const& name, Tm_value* value) {
+void Message::add_member_and_own(TMG group, std::string_view name, Tm_value* value) {
     Tm_value_ptr owned(value);
     Tm_struct& target = get_struct(group);
     target.add_member_and_own(name, owned.release(), get_send_member_string(group));

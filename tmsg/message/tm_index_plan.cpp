@@ -93,6 +93,8 @@ void Tm_index_plan::visit_struct(Tm_struct& target, bool by_index) {
         }
         visit(target.get_value(i), by_index);
     }
+    // Made now, so that carrying the plan out cannot fail.
+    if (by_index) target.extras();
     steps_.push_back({&target, std::move(indexes)});
 }
 

@@ -6,11 +6,11 @@
 
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/creator/tm_creator.h"
-#include "tmsg/creator/tm_limit_error.h"
 #include "tmsg/text/tm_tcl_number.h"
 #include "tmsg/text/tm_tcl_quotes.h"
 #include "tmsg/text/tm_tcl_tokenizer.h"
 #include "tmsg/value/tm_decimal.h"
+#include "tmsg/value/tm_limit_error.h"
 #include "tmsg/value/tm_plain.h"
 #include "tmsg/value/tm_value.h"
 #include "tmsg/value/tm_walk.h"

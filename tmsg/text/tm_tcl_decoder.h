@@ -18,8 +18,8 @@
 #include <string_view>
 #include <vector>
 
-#include "tmsg/creator/tm_limits.h"
 #include "tmsg/export.h"
+#include "tmsg/value/tm_limits.h"
 
 class Tm_array;
 class Tm_creator;

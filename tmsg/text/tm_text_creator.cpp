@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <iterator>
 
-#include "tmsg/creator/tm_limit_error.h"
 #include "tmsg/value/tm_decimal.h"
+#include "tmsg/value/tm_limit_error.h"
 
 Tm_text_creator::Tm_text_creator(FILE* stream, Tm_limits const& limits)
     : stream_(stream), limits_(limits) {}

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "tmsg/creator/tm_creator_base.h"
-#include "tmsg/creator/tm_limits.h"
+#include "tmsg/value/tm_limits.h"
 
 class TMSG_API Tm_text_creator : public Tm_creator_base {
 public:

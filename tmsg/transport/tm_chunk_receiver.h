@@ -15,9 +15,9 @@
 #include <memory>
 #include <string>
 
-#include "tmsg/creator/tm_limits.h"
 #include "tmsg/export.h"
 #include "tmsg/message/tm_header.h"
+#include "tmsg/value/tm_limits.h"
 
 class Message;
 class Tm_chunk_stream;

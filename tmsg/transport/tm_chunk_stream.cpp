@@ -5,8 +5,8 @@
 #include <exception>
 #include <new>
 
-#include "tmsg/creator/tm_limit_error.h"
 #include "tmsg/message/message.h"
+#include "tmsg/value/tm_limit_error.h"
 
 void Tm_chunk_stream::Remove_with_files::operator()(MessageChunk* message) const {
     message->removeReceivedFiles();

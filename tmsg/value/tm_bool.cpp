@@ -2,8 +2,6 @@
 
 #include "tmsg/value/tm_visitor.h"
 
-Tm_bool::Tm_bool(bool value) : value_(value) {}
-
 Tm_bool::~Tm_bool() = default;
 
 Tm_bool* Tm_bool::clone() const { return new Tm_bool(*this); }

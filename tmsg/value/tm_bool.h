@@ -5,7 +5,7 @@
 
 class TMSG_API Tm_bool : public Tm_value {
 public:
-    explicit Tm_bool(bool value);
+    explicit Tm_bool(bool value) : value_(value) {}
 
     Tm_bool* clone() const override;
     ~Tm_bool() override;

@@ -8,7 +8,7 @@ namespace {
 constexpr std::size_t few_names = 8;
 
 std::uint32_t hash_of(std::string_view name) {
-    return static_cast<std::uint32_t>(Tm_name_hash()(name));
+    return static_cast<std::uint32_t>(tm_hash_name(name));
 }
 
 }  // namespace

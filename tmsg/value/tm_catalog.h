@@ -57,6 +57,3 @@ private:
     std::vector<Slot> table_;  ///< empty while there are few names; else a power of two
     unsigned int next_index_ = 0;
 };
-
-/// A catalogue that several structs share and keep alive.
-using Tm_shared_names = std::shared_ptr<Tm_catalog<std::string>>;

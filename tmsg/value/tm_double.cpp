@@ -2,8 +2,6 @@
 
 #include "tmsg/value/tm_visitor.h"
 
-Tm_double::Tm_double(double value) : value_(value) {}
-
 Tm_double::~Tm_double() = default;
 
 Tm_double* Tm_double::clone() const { return new Tm_double(*this); }

@@ -5,7 +5,7 @@
 
 class TMSG_API Tm_double : public Tm_value {
 public:
-    explicit Tm_double(double value);
+    explicit Tm_double(double value) : value_(value) {}
 
     Tm_double* clone() const override;
     ~Tm_double() override;

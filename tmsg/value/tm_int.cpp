@@ -35,9 +35,6 @@ Tm_value* Tm_int::create(long value) { return new Tm_int64(value); }
 Tm_value* Tm_int::create(unsigned long value) { return new Tm_uint64(value); }
 
 template <class Plain>
-Tm_int_of<Plain>::Tm_int_of(Plain value) : value_(value) {}
-
-template <class Plain>
 Tm_int_of<Plain>::~Tm_int_of() = default;
 
 template <class Plain>

@@ -46,7 +46,7 @@ template <> struct Tm_int_accessor<unsigned long>  { static constexpr auto read 
 template <class Plain>
 class TMSG_API Tm_int_of : public Tm_int {
 public:
-    explicit Tm_int_of(Plain value);
+    explicit Tm_int_of(Plain value) : value_(value) {}
 
     Tm_int_of* clone() const override;
     ~Tm_int_of() override;

@@ -1,6 +1,7 @@
 #include "tmsg/value/tm_name_hash.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -38,7 +39,11 @@ std::uint64_t load(char const* from, std::size_t size) {
 
 }  // namespace
 
-std::size_t Tm_name_hash::operator()(std::string_view name) const {
+std::uint64_t tm_mix(std::uint64_t a, std::uint64_t b) {
+    return fold_multiply(a ^ 0x9E3779B97F4A7C15U, b ^ 0x9FB21C651E98DF25U);
+}
+
+std::uint64_t tm_hash_name(std::string_view name) {
     static Secret const secret = make_secret();
 
     std::uint64_t hash = secret.first;

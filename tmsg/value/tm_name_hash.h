@@ -1,10 +1,11 @@
-/// Hash of names that come from strangers: keyed once per process with a random secret, so that
-/// nobody can prepare names that collide.
+/// The hash of names. A secret of the process goes into it, so that nobody can choose names that
+/// collide.
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 #include <string_view>
 
-struct Tm_name_hash {
-    std::size_t operator()(std::string_view name) const;
-};
+std::uint64_t tm_hash_name(std::string_view name);
+
+/// A hash of two numbers.
+std::uint64_t tm_mix(std::uint64_t a, std::uint64_t b);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "tmsg/value/tm_catalog.h"
 #include "tmsg/value/tm_value.h"
@@ -14,8 +15,8 @@ public:
 
     /// With a catalogue the text also becomes a name in it.
     /// Throws Tm_out_of_range_exception for a longer text and adds no name then.
-    explicit Tm_string(std::string const& text, Tm_catalog<std::string>* catalog = nullptr);
-    explicit Tm_string(std::string&& text);
+    explicit Tm_string(std::string_view text, Tm_catalog<std::string>* catalog = nullptr);
+    Tm_string(Tm_string const& other);
 
     Tm_string* clone() const override;
     ~Tm_string() override;
@@ -23,7 +24,8 @@ public:
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
 
-    std::string const& value() const { return text_; }
+    /// A zero stands behind the text. Valid while the value lives.
+    std::string_view value() const;
 
     /// The string to store: `text` itself, or its entry in the catalogue, made when absent.
     static std::string const& validate_string_length(std::string const& text,
@@ -42,5 +44,12 @@ public:
                             Tm_visitor& visitor, File_begin_event begin, File_piece_event piece);
 
 private:
-    std::string text_;
+    friend class Tm_value_container;
+
+    static void check_length(std::string_view text);
+    struct In_place {};
+    /// A value in a container, which owns the text and never destroys the value.
+    Tm_string(In_place, char const* text) : text_(text) {}
+
+    char const* text_;  ///< see tm_text.h
 };

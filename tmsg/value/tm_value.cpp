@@ -1,7 +1,7 @@
 #include "tmsg/value/tm_value.h"
 
+#include <cstddef>
 #include <iterator>
-#include <new>
 
 Tm_value::~Tm_value() = default;
 
@@ -12,10 +12,6 @@ char const* Tm_value::tmv_to_string(TMV type) {
     auto const index = static_cast<std::size_t>(type);
     return index < std::size(names) ? names[index] : "unknown";
 }
-
-void* Tm_value::operator new(std::size_t size) { return ::operator new(size); }
-
-void Tm_value::operator delete(void* memory, std::size_t) noexcept { ::operator delete(memory); }
 
 bool operator==(Tm_value const& left, Tm_value const& right) {
     return left.get_value_type() == right.get_value_type() && left.equals(right);

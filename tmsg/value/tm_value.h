@@ -2,8 +2,6 @@
 /// clone() and never serialised by itself: it walks itself into a Tm_visitor. Users may derive.
 #pragma once
 
-#include <cstddef>
-
 #include "tmsg/export.h"
 #include "tmsg/value/tm_type_code.h"
 
@@ -27,10 +25,6 @@ public:
 
     /// Display name of a type code; "unknown" for every code above TMV_STRUCT.
     static char const* tmv_to_string(TMV type);
-
-    /// The one place where the memory of values comes from.
-    static void* operator new(std::size_t size);
-    static void operator delete(void* memory, std::size_t size) noexcept;
 };
 
 /// True when the type codes are equal and then left.equals(right).

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tmsg/creator/tm_limits.h"
+#include "tmsg/value/tm_limits.h"
 
 inline std::string tm_too_deep(Tm_limits const& limits) {
     return "nested deeper than " + std::to_string(limits.max_depth) + " levels";

@@ -1,0 +1,171 @@
+#include "tmsg/value/tm_layout.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "tmsg/value/tm_name_hash.h"
+
+/// Finds names in a layout too large to scan: a hash table with an entry for each different name.
+class Tm_layout::Positions {
+public:
+    explicit Positions(std::vector<char const*> const& names) : names_(names) {
+        while (added_ < names.size()) add_next();
+    }
+
+    /// Takes the next name of the layout in.
+    void add_next();
+    int find(std::string_view name, unsigned int from, unsigned int count) const;
+
+private:
+    struct Entry {
+        std::uint32_t hash = 0;
+        std::uint32_t first_plus_one = 0;  ///< 0: no name here
+        std::uint32_t list_plus_one = 0;   ///< in repeated_; 0: the name stands once
+    };
+
+    std::size_t place_of(std::string_view name, std::uint32_t hash) const;
+    void grow();
+
+    std::vector<char const*> const& names_;
+    std::size_t added_ = 0;
+    std::size_t different_ = 0;
+    std::vector<Entry> entries_ = std::vector<Entry>(64);  ///< a power of two of them
+    std::vector<std::vector<std::uint32_t>> repeated_;     ///< all positions of a name, in order
+};
+
+/// The entry of the name, or a free one where it belongs.
+std::size_t Tm_layout::Positions::place_of(std::string_view name, std::uint32_t hash) const {
+    std::size_t const mask = entries_.size() - 1;
+    std::size_t at = hash & mask;
+    for (; entries_[at].first_plus_one != 0; at = (at + 1) & mask) {
+        Entry const& entry = entries_[at];
+        if (entry.hash == hash && tm_text_equals(names_[entry.first_plus_one - 1], name)) break;
+    }
+    return at;
+}
+
+void Tm_layout::Positions::add_next() {
+    if (2 * (different_ + 1) > entries_.size()) grow();
+    std::string_view const name = tm_text_view(names_[added_]);
+    auto const hash = static_cast<std::uint32_t>(tm_hash_name(name));
+    auto const position = static_cast<std::uint32_t>(added_);
+    Entry& entry = entries_[place_of(name, hash)];
+    if (entry.first_plus_one == 0) {
+        entry = {hash, position + 1, 0};
+        ++different_;
+    } else if (entry.list_plus_one == 0) {
+        repeated_.push_back({entry.first_plus_one - 1, position});
+        entry.list_plus_one = static_cast<std::uint32_t>(repeated_.size());
+    } else {
+        repeated_[entry.list_plus_one - 1].push_back(position);
+    }
+    ++added_;
+}
+
+void Tm_layout::Positions::grow() {
+    std::vector<Entry> larger(2 * entries_.size());
+    std::size_t const mask = larger.size() - 1;
+    for (Entry const& entry : entries_) {
+        if (entry.first_plus_one == 0) continue;
+        std::size_t at = entry.hash & mask;
+        while (larger[at].first_plus_one != 0) at = (at + 1) & mask;
+        larger[at] = entry;
+    }
+    entries_.swap(larger);
+}
+
+int Tm_layout::Positions::find(std::string_view name, unsigned int from, unsigned int count) const {
+    Entry const& entry = entries_[place_of(name, static_cast<std::uint32_t>(tm_hash_name(name)))];
+    if (entry.first_plus_one == 0 || entry.first_plus_one > count) return -1;
+    std::uint32_t position = entry.first_plus_one - 1;
+    if (position < from && entry.list_plus_one != 0) {
+        auto const& all = repeated_[entry.list_plus_one - 1];
+        auto const next = std::lower_bound(all.begin(), all.end(), from);
+        if (next != all.end() && *next < count) position = *next;
+    }
+    return static_cast<int>(position);
+}
+
+Tm_layout::Tm_layout() = default;
+
+Tm_layout::~Tm_layout() { delete positions_.load(std::memory_order_relaxed); }
+
+Tm_layout::Ref Tm_layout::make() { return Ref(new Tm_layout); }
+
+Tm_layout::Ref Tm_layout::fork(unsigned int count) const {
+    Ref copy = make();
+    copy->table_ = table_;
+    copy->names_.reserve(count + 1U);
+    if (table_) {
+        copy->names_.assign(names_.begin(), names_.begin() + count);
+    } else {
+        for (unsigned int i = 0; i < count; ++i) copy->append(tm_text_view(names_[i]));
+    }
+    return copy;
+}
+
+bool Tm_layout::begins_like(Tm_layout const& other, unsigned int count) const {
+    if (count > size() || count > other.size()) return false;
+    for (unsigned int i = 0; i < count; ++i) {
+        if (!tm_text_equals(names_[i], tm_text_view(other.names_[i]))) return false;
+    }
+    return true;
+}
+
+void Tm_layout::append(std::string_view name) { add(texts_.add(name)); }
+
+void Tm_layout::append_from(Ref const& table, std::size_t position) {
+    add(table->at(position));
+    table_ = table;
+}
+
+void Tm_layout::add(char const* name) {
+    constexpr std::size_t first_capacity = 8;
+    if (names_.capacity() == 0) names_.reserve(first_capacity);
+    names_.push_back(name);
+    Positions* const positions = positions_.load(std::memory_order_relaxed);
+    if (positions == nullptr) return;
+    try {
+        positions->add_next();
+    } catch (...) {
+        names_.pop_back();
+        throw;
+    }
+}
+
+int Tm_layout::find(std::string_view name, unsigned int from, unsigned int count) const {
+    return positions().find(name, from, count);
+}
+
+/// Threads that look up at the same time may each make the table; the first one stays.
+Tm_layout::Positions const& Tm_layout::positions() const {
+    Positions* known = positions_.load(std::memory_order_acquire);
+    if (known != nullptr) return *known;
+    auto made = std::make_unique<Positions>(names_);
+    if (!positions_.compare_exchange_strong(known, made.get(), std::memory_order_acq_rel)) {
+        return *known;
+    }
+    return *made.release();
+}
+
+std::size_t Tm_layout::bytes() const {
+    std::size_t sum = sizeof *this;
+    for (char const* name : names_) sum += sizeof name + tm_text_size(tm_text_length(name));
+    return sum;
+}
+
+/// Follows larger structs at once, and smaller ones when they are much smaller.
+void Tm_layout::note_extent(Extent extent) {
+    constexpr std::uint32_t text_step = 16;
+    Extent const known = usual_extent();
+    Extent now = known;
+    if (extent.members > known.members || extent.members < known.members / 2) {
+        now.members = extent.members;
+    }
+    if (extent.text > known.text || extent.text < known.text / 4) {
+        now.text = (extent.text + text_step - 1) / text_step * text_step;
+    }
+    if (now.members != known.members || now.text != known.text) {
+        usual_.store(now, std::memory_order_relaxed);
+    }
+}

@@ -1,0 +1,108 @@
+/// Texts that many values keep in few blocks of memory. A text is a pointer to its bytes: a zero
+/// stands behind them, their length in front of them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+/// The number of bytes in front of a text that hold its length.
+constexpr std::size_t tm_text_prefix = sizeof(std::uint32_t);
+
+/// The bytes that a text of this length takes.
+constexpr std::size_t tm_text_size(std::size_t length) { return tm_text_prefix + length + 1; }
+
+inline std::uint32_t tm_text_length(char const* text) {
+    std::uint32_t length = 0;
+    std::memcpy(&length, text - tm_text_prefix, sizeof length);
+    return length;
+}
+
+inline std::string_view tm_text_view(char const* text) { return {text, tm_text_length(text)}; }
+
+/// Writes length and final zero into tm_text_size(length) bytes; returns the text, whose bytes are
+/// still to be written.
+inline char* tm_begin_text(void* memory, std::size_t length) {
+    auto const prefix = static_cast<std::uint32_t>(length);
+    std::memcpy(memory, &prefix, sizeof prefix);
+    char* const text = static_cast<char*>(memory) + tm_text_prefix;
+    text[length] = '\0';
+    return text;
+}
+
+/// Compares bytes; faster than a call of memcmp where there are few, as in names.
+inline bool tm_equal_bytes(char const* a, char const* b, std::size_t size) {
+    auto const differ = [&](auto word, std::size_t at) {
+        auto other = word;
+        std::memcpy(&word, a + at, sizeof word);
+        std::memcpy(&other, b + at, sizeof other);
+        return word != other;
+    };
+    if (size > 16) return std::memcmp(a, b, size) == 0;
+    if (size >= 8) return !differ(std::uint64_t{}, 0) && !differ(std::uint64_t{}, size - 8);
+    if (size >= 4) return !differ(std::uint32_t{}, 0) && !differ(std::uint32_t{}, size - 4);
+    for (std::size_t i = 0; i < size; ++i) {
+        if (a[i] != b[i]) return false;
+    }
+    return true;
+}
+
+inline bool tm_text_equals(char const* text, std::string_view other) {
+    return tm_text_length(text) == other.size() && tm_equal_bytes(text, other.data(), other.size());
+}
+
+/// Owns the blocks. Texts never move; all of them are freed together.
+class Tm_texts {
+public:
+    Tm_texts() = default;
+    Tm_texts(Tm_texts const&) = delete;
+    Tm_texts& operator=(Tm_texts const&) = delete;
+    ~Tm_texts() { clear(); }
+
+    /// A new text, whose bytes the caller writes.
+    char* add(std::size_t length) {
+        std::size_t const size = tm_text_size(length);
+        Block* block = last_;
+        if (block == nullptr || size > block->room - block->used) block = add_block(size);
+        void* const memory = block->bytes() + block->used;
+        block->used += static_cast<std::uint32_t>(size);
+        return tm_begin_text(memory, length);
+    }
+    char* add(std::string_view bytes) {
+        char* const text = add(bytes.size());
+        if (!bytes.empty()) std::memcpy(text, bytes.data(), bytes.size());
+        return text;
+    }
+
+    /// The next texts of `bytes` bytes, tm_text_size() of each, need one block.
+    void reserve(std::size_t bytes);
+
+    /// The bytes that a first block of that room takes in memory of the caller's.
+    static constexpr std::size_t lent_size(std::size_t room) { return sizeof(Block) + room; }
+    /// Uses memory of the caller's, which stays the caller's, as the first block.
+    void lend(void* memory, std::size_t room);
+    /// Whether texts stand, or may stand, in memory of the caller's.
+    bool has_lent_memory() const;
+
+    void swap(Tm_texts& other) noexcept {
+        Block* const mine = last_;
+        last_ = other.last_;
+        other.last_ = mine;
+    }
+    void clear() noexcept;
+
+private:
+    struct Block {
+        Block* previous;
+        std::uint32_t used;
+        std::uint32_t room;
+        bool is_lent() const { return previous == this; }
+        char* bytes() { return reinterpret_cast<char*>(this + 1); }
+    };
+
+    Block* make_block(std::size_t size) const;
+    Block* add_block(std::size_t size);
+
+    Block* last_ = nullptr;
+};
