@@ -24,10 +24,6 @@ public:
     }
 
 private:
-    static std::string key(std::string_view name) { return std::string(name); }
-    /// Copies the text once; the value takes the copy over.
-    static Tm_value* new_text(std::string_view text) { return new Tm_string(std::string(text)); }
-
     class ArrayWriter {
     public:
         ArrayWriter(Tm_array& target, Tm_shared_names const& names)
@@ -37,7 +33,7 @@ private:
         void add(T value) {
             target_.add_member(value);
         }
-        void add(std::string_view text) { target_.add_member_and_own(new_text(text)); }
+        void add(std::string_view text) { target_.add_member(text); }
         template <class Fill>
         void add_struct(std::size_t, Fill fill);
 
@@ -53,20 +49,20 @@ private:
 
         template <class T>
         void add(std::string_view name, T value) {
-            target_.add_member(key(name), value);
+            target_.add_member(name, value);
         }
         void add(std::string_view name, std::string_view text) {
-            target_.add_member_and_own(key(name), new_text(text));
+            target_.add_member(name, text);
         }
         void add(std::string_view name, BytesView bytes) {
-            target_.add_member(key(name), bytes.data, static_cast<unsigned int>(bytes.size));
+            target_.add_member(name, bytes.data, static_cast<unsigned int>(bytes.size));
         }
         template <class Fill>
         void add_struct(std::string_view name, std::size_t, Fill fill) {
             auto made = std::make_unique<Tm_struct>(names_);
             StructWriter writer(*made, names_);
             fill(writer);
-            target_.add_member_and_own(key(name), made.release());
+            target_.add_member_and_own(name, made.release());
         }
         template <class Fill>
         void add_array(std::string_view name, std::size_t elements, Fill fill) {
@@ -74,7 +70,7 @@ private:
             made->reserve(static_cast<int>(elements));
             ArrayWriter writer(*made, names_);
             fill(writer);
-            target_.add_member_and_own(key(name), made.release());
+            target_.add_member_and_own(name, made.release());
         }
 
     private:
@@ -114,7 +110,7 @@ private:
             else if constexpr (std::is_same_v<T, bool>)
                 return container_.get_member_bool(key_);
             else
-                return container_.get_member_string(key_);
+                return container_.get_member_text(key_);
         }
         template <class Use>
         void bytes(Use use) const {
