@@ -187,8 +187,7 @@ public:
     static Tree decode(std::string_view bytes) {
         auto const size = static_cast<long>(bytes.size());
         Tm_bin_decoder decoder(size);
-        decoder.add_to_buffer(as_bytes(bytes).data, size);
-        decoder.decode();
+        decoder.feed(as_bytes(bytes).data, bytes.size());
         decoder.finalize();
         if (!decoder.error().empty()) fail(decoder.error().c_str());
         return Tree(decoder.release_msg());

@@ -1,10 +1,11 @@
 #include "tmsg/binary/tm_bin_array_decoder.h"
 
 #include "tmsg/composite/tm_array.h"
-#include "tmsg/creator/tm_creator.h"
+#include "tmsg/creator/tm_own_creator.h"
 
 Tm_bin_array_decoder::Tm_bin_array_decoder(long capacity, Tm_limits const& limits)
     : Tm_bin_decoder_base(capacity, limits) {
+    limit_each_value();
     Tm_bin_array_decoder::init();
 }
 
@@ -12,9 +13,9 @@ Tm_bin_array_decoder::~Tm_bin_array_decoder() { creator_.reset(); }
 
 void Tm_bin_array_decoder::init() {
     auto array = std::make_unique<Tm_array>();
-    auto creator = std::make_unique<Tm_creator>(array.get(), limits());
+    auto creator = std::make_unique<Tm_own_creator>(array.get(), limits());
     Tm_bin_decoder_base::init();
-    creator_ = std::move(creator);
+    build(std::move(creator));
     array_ = std::move(array);
 }
 

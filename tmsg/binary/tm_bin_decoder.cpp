@@ -1,6 +1,6 @@
 #include "tmsg/binary/tm_bin_decoder.h"
 
-#include "tmsg/creator/tm_creator.h"
+#include "tmsg/creator/tm_own_creator.h"
 #include "tmsg/message/message.h"
 
 Tm_bin_decoder::Tm_bin_decoder(long capacity, Tm_limits const& limits)
@@ -12,9 +12,9 @@ Tm_bin_decoder::~Tm_bin_decoder() { creator_.reset(); }
 
 void Tm_bin_decoder::init() {
     auto message = std::make_unique<Message>();
-    auto creator = std::make_unique<Tm_creator>(message.get(), limits());
+    auto creator = std::make_unique<Tm_own_creator>(message.get(), limits());
     Tm_bin_decoder_base::init();
-    creator_ = std::move(creator);
+    build(std::move(creator));
     message_ = std::move(message);
 }
 

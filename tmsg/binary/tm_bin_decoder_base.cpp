@@ -5,123 +5,237 @@
 #include <cstring>
 #include <exception>
 #include <new>
+#include <type_traits>
 
 #include "tmsg/binary/tm_wire.h"
+#include "tmsg/creator/tm_own_creator.h"
 #include "tmsg/value/tm_limit_error.h"
 #include "tmsg/value/tm_walk.h"
 
+namespace {
+
+/// No item that waits for the rest of its bytes is longer: a head, or a piece.
+constexpr std::size_t longest_rest = tm_piece_size;
+/// The longest tag with what belongs to it.
+constexpr long longest_head = 9;
+/// More than any input, and small enough to add to.
+constexpr unsigned long most_room = 1UL << 62;
+
+template <class Creator>
+constexpr bool is_own = std::is_same_v<Creator, Tm_own_creator>;
+
+}  // namespace
+
 Tm_bin_decoder_base::Tm_bin_decoder_base(long capacity, Tm_limits const& limits)
-    : limits_(limits),
-      buffer_(std::make_unique<unsigned char[]>(
-          static_cast<std::size_t>(std::max(capacity, 0L) + EXTRA_CAPACITY))),
-      capacity_(std::max(capacity, 0L)) {}
+    : limits_(limits), capacity_(std::max(capacity, 0L)) {}
 
 Tm_bin_decoder_base::~Tm_bin_decoder_base() = default;
 
 void Tm_bin_decoder_base::init() {
+    buffer_.clear();
+    front_ = 0;
     read_ = 0;
     end_ = 0;
     packed_ = 0;
     item_offset_ = 0;
+    value_offset_ = 0;
+    depth_ = 0;
     state_ = State::between_items;
     sealed_ = false;
     error_.clear();
-    std::memset(buffer_.get(), 0, static_cast<std::size_t>(capacity_ + EXTRA_CAPACITY));
+}
+
+Tm_creator& Tm_bin_decoder_base::build(std::unique_ptr<Tm_own_creator> creator) {
+    own_creator_ = creator.get();
+    creator_ = std::move(creator);
+    return *own_creator_;
+}
+
+/// Makes room in the buffer of the capacity.
+void Tm_bin_decoder_base::count_in(long length) {
+    if (length > capacity_ - end_) pack_buffer();
+    end_ += length;
 }
 
 bool Tm_bin_decoder_base::add_to_buffer(unsigned char const* data, long length) {
     if (length < 0) return false;
     if (length > capacity_ - end_) pack_buffer();
     if (length > capacity_ + EXTRA_CAPACITY - end_) return false;
-    if (length > 0) std::memcpy(buffer_.get() + end_, data, static_cast<std::size_t>(length));
+    failing_with_exceptions([&] { keep(data, static_cast<std::size_t>(length)); });
     end_ += length;
     return true;
 }
 
+/// Appends to the input that waits.
+void Tm_bin_decoder_base::keep(unsigned char const* data, std::size_t size) {
+    buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(front_));
+    front_ = 0;
+    buffer_.insert(buffer_.end(), data, data + size);
+}
+
+/// What is thrown becomes the error, for some of the input is lost then.
+template <class Operation>
+void Tm_bin_decoder_base::failing_with_exceptions(Operation operation) {
+    try {
+        operation();
+    } catch (std::exception const& failure) {
+        // Stays where there is no memory for the text.
+        set_error(std::bad_alloc().what());
+        buffer_.clear();
+        front_ = 0;
+        read_ = end_;
+        set_error(failure.what());
+        throw;
+    }
+}
+
 void Tm_bin_decoder_base::pack_buffer() {
-    if (read_ == 0) return;
-    std::memmove(buffer_.get(), buffer_.get() + read_, static_cast<std::size_t>(available()));
     end_ -= read_;
     packed_ += read_;
     read_ = 0;
 }
 
 bool Tm_bin_decoder_base::decode() {
-    try {
-        return decode_buffer();
-    } catch (std::exception const& failure) {
-        // Stays where there is no memory for the text.
-        set_error(std::bad_alloc().what());
-        set_error(failure.what());
-        throw;
-    }
+    failing_with_exceptions([&] { decode_buffer(); });
+    return front_ == buffer_.size();
 }
 
-bool Tm_bin_decoder_base::decode_buffer() {
-    if (sealed_) read_ = end_;
-    while (read_ < end_) {
-        if (state_ == State::between_items && !decode_item()) return false;
-        if (state_ == State::within_item && !pass_piece()) return false;
-        if (state_ == State::failed) read_ = end_;
+bool Tm_bin_decoder_base::feed(unsigned char const* data, std::size_t size) {
+    failing_with_exceptions([&] {
+        while (size > 0) {
+            std::size_t const most = static_cast<std::size_t>(std::max(capacity_, 1L));
+            std::size_t const slice = std::min(size, most);
+            count_in(static_cast<long>(slice));
+            feed_slice(data, slice);
+            data += slice;
+            size -= slice;
+        }
+    });
+    return front_ == buffer_.size();
+}
+
+void Tm_bin_decoder_base::decode_buffer() {
+    front_ += decode_at(buffer_.data() + front_, buffer_.size() - front_);
+}
+
+void Tm_bin_decoder_base::feed_slice(unsigned char const* data, std::size_t size) {
+    // An item whose beginning waits is completed in the buffer.
+    while (front_ < buffer_.size() && size > 0) {
+        std::size_t const added = std::min(size, longest_rest);
+        keep(data, added);
+        decode_buffer();
+        std::size_t const left = buffer_.size() - front_;
+        std::size_t const done = left <= added ? added - left : added;
+        if (left <= added) front_ = buffer_.size();
+        data += done;
+        size -= done;
     }
-    return true;
+    if (front_ < buffer_.size()) return;
+    std::size_t const done = decode_at(data, size);
+    keep(data + done, size - done);
+}
+
+/// Returns how many bytes were decoded; less than all when an incomplete item remains.
+std::size_t Tm_bin_decoder_base::decode_at(unsigned char const* data, std::size_t size) {
+    from_ = data;
+    at_ = data;
+    stop_ = data + size;
+    count_room();
+    if (sealed_) {
+        at_ = stop_;
+    } else if (own_creator_ != nullptr && own_creator_ == creator_.get()) {
+        decode_items(*own_creator_);
+    } else {
+        decode_items(*creator_);
+    }
+    auto const done = at_ - from_;
+    read_ += done;
+    return static_cast<std::size_t>(done);
+}
+
+/// How many bytes of this input the current message may take.
+void Tm_bin_decoder_base::count_room() {
+    auto const counted = static_cast<unsigned long>(packed_ + read_ - value_offset_);
+    unsigned long const most = std::min(limits_.max_message_bytes, most_room);
+    room_ = static_cast<long>(most) - static_cast<long>(counted);
+}
+
+bool Tm_bin_decoder_base::is_too_long(long length) const { return at_ - from_ + length > room_; }
+
+template <class Creator>
+void Tm_bin_decoder_base::decode_items(Creator& creator) {
+    while (at_ < stop_) {
+        if (state_ == State::between_items && !take_item(creator)) return;
+        if (state_ == State::within_item && !pass_piece(creator)) return;
+        if (state_ == State::failed) at_ = stop_;
+    }
 }
 
 /// The next tag with all that belongs to its event. False: not all of it is there yet.
-bool Tm_bin_decoder_base::decode_item() {
-    long const position = read_;
-    unsigned char const tag = buffer_[static_cast<std::size_t>(position)];
+template <class Creator>
+bool Tm_bin_decoder_base::take_item(Creator& creator) {
+    unsigned char const tag = *at_;
+    long const tag_position = position();
     item_tag_ = tag;
-    item_offset_ = packed_ + position;
-    if (is_too_long(position + tm_head_size(tag))) {
-        set_error(tm_message_too_long(limits_), tag, position);
+    item_offset_ = packed_ + tag_position;
+    if (limits_each_value_ && depth_ == 0) {
+        value_offset_ = item_offset_;
+        count_room();
+        room_ += at_ - from_;
+    }
+    if (is_too_long(longest_head) && is_too_long(tm_head_size(tag))) {
+        set_error(tm_message_too_long(limits_), tag, tag_position);
         return true;
     }
-    if (tm_tag_size(tag) > available()) return false;
-    ++read_;
-    if (!act_on(tag)) {
-        read_ = position;
-        return false;
-    }
-    if (!creator_->error().empty()) set_error(creator_->error(), tag, position);
+    if (!act_on(tag, creator)) return false;
+    if (!creator.error().empty()) set_error(creator.error(), tag, tag_position);
     return true;
 }
 
 template <class Unsigned>
 Unsigned Tm_bin_decoder_base::take_number() {
-    auto const number = tm_get_big_endian<Unsigned>(buffer_.get() + read_);
-    read_ += static_cast<long>(sizeof number);
+    auto const number = tm_get_big_endian<Unsigned>(at_ + 1);
+    at_ += 1 + sizeof number;
     return number;
 }
 
 /// Replays one item. False: it is not all there.
-bool Tm_bin_decoder_base::act_on(unsigned char tag) {
+template <class Creator>
+bool Tm_bin_decoder_base::act_on(unsigned char tag, Creator& creator) {
+    long const head = tm_head_size(tag);
+    if (available() < head) return false;
     switch (tag) {
         case TM_TAG_MEMBER:
-            return begin_member();
+            begin_member(creator);
+            break;
         case TM_TAG_METHOD_NAME:
-            return begin_bytes<std::uint16_t>(&Tm_creator_base::visit_method_name_begin,
-                                              &Tm_creator_base::visit_method_name_continue);
+            enter_item(take_number<std::uint16_t>());
+            creator.visit_method_name_begin(total_);
+            break;
         case TM_TAG_STRING:
-            return begin_bytes<std::uint16_t>(&Tm_creator_base::visit_string_begin,
-                                              &Tm_creator_base::visit_string_continue);
+            enter_item(take_number<std::uint16_t>());
+            creator.visit_string_begin(total_);
+            break;
         case TM_TAG_BINARY:
-            return begin_bytes<std::uint32_t>(&Tm_creator_base::visit_binary_begin,
-                                              &Tm_creator_base::visit_binary_continue);
+            enter_item(take_number<std::uint32_t>());
+            creator.visit_binary_begin(total_);
+            break;
         case TM_TAG_FILE:
-            return begin_bytes<std::uint32_t>(&Tm_creator_base::visit_file_begin,
-                                              &Tm_creator_base::visit_file_continue);
+            enter_item(take_number<std::uint32_t>());
+            creator.visit_file_begin(total_);
+            break;
         default:
-            if (!replay_scalar(tag) && !replay_bracket(tag)) {
-                set_error("unknown tag found", tag, read_ - 1);
+            if (!replay_scalar(tag, creator) && !replay_bracket(tag, creator)) {
+                set_error("unknown tag found", tag, position());
+                ++at_;
             }
-            return true;
     }
+    return true;
 }
 
 /// False: the tag is none of a value of fixed size.
-bool Tm_bin_decoder_base::replay_scalar(unsigned char tag) {
-    Tm_creator_base& c = *creator_;
+template <class Creator>
+bool Tm_bin_decoder_base::replay_scalar(unsigned char tag, Creator& c) {
     // clang-format off
     switch (tag) {
         case TM_TAG_BOOL:   c.visit_bool(take_number<std::uint8_t>() != 0); return true;
@@ -140,24 +254,28 @@ bool Tm_bin_decoder_base::replay_scalar(unsigned char tag) {
 }
 
 /// False: the tag neither begins nor ends anything.
-bool Tm_bin_decoder_base::replay_bracket(unsigned char tag) {
-    Tm_creator_base& c = *creator_;
+template <class Creator>
+bool Tm_bin_decoder_base::replay_bracket(unsigned char tag, Creator& c) {
     // clang-format off
     switch (tag) {
-        case TM_TAG_CALL:         c.visit_method_begin(true); return true;
-        case TM_TAG_RESPONSE:     c.visit_method_begin(false); return true;
-        case TM_TAG_CALL_END:     c.visit_method_end(true); return true;
-        case TM_TAG_RESPONSE_END: c.visit_method_end(false); return true;
-        case TM_TAG_FAULT:        c.visit_fault_begin(); return true;
-        case TM_TAG_FAULT_END:    c.visit_fault_end(); return true;
-        case TM_TAG_STRUCT:       c.visit_struct_begin(); return true;
-        case TM_TAG_STRUCT_END:   c.visit_struct_end(); return true;
-        case TM_TAG_MEMBER_END:   c.visit_member_end(); return true;
-        case TM_TAG_ARRAY:        c.visit_array_begin(); return true;
-        case TM_TAG_ARRAY_END:    c.visit_array_end(); return true;
+        case TM_TAG_CALL:         c.visit_method_begin(true); break;
+        case TM_TAG_RESPONSE:     c.visit_method_begin(false); break;
+        case TM_TAG_CALL_END:     c.visit_method_end(true); break;
+        case TM_TAG_RESPONSE_END: c.visit_method_end(false); break;
+        case TM_TAG_FAULT:        c.visit_fault_begin(); break;
+        case TM_TAG_FAULT_END:    c.visit_fault_end(); break;
+        case TM_TAG_STRUCT:       c.visit_struct_begin(); break;
+        case TM_TAG_STRUCT_END:   c.visit_struct_end(); break;
+        case TM_TAG_MEMBER_END:   c.visit_member_end(); break;
+        case TM_TAG_ARRAY:        c.visit_array_begin(); break;
+        case TM_TAG_ARRAY_END:    c.visit_array_end(); break;
         default: return false;
     }
     // clang-format on
+    ++at_;
+    bool const is_end = tag >= TM_TAG_CALL_END;
+    depth_ = is_end ? depth_ - 1 : depth_ + 1;
+    return true;
 }
 
 double Tm_bin_decoder_base::take_double() {
@@ -167,64 +285,75 @@ double Tm_bin_decoder_base::take_double() {
     return value;
 }
 
-template <class Length>
-bool Tm_bin_decoder_base::begin_bytes(Begin_event begin, Continue_event piece) {
-    if (available() < static_cast<long>(sizeof(Length))) return false;
-    auto const length = take_number<Length>();
-    (creator_.get()->*begin)(length);
-    enter_item(length, piece);
-    return true;
-}
-
-bool Tm_bin_decoder_base::begin_member() {
-    constexpr long marker_and_number = 3;
-    if (available() < marker_and_number) return false;
-    auto const marker = take_number<std::uint8_t>();
+template <class Creator>
+void Tm_bin_decoder_base::begin_member(Creator& creator) {
+    ++at_;
+    unsigned char const marker = *at_;
     if (marker != TM_TAG_NAME_MARKER) {
-        set_error("member name not found", marker, read_ - 1);
+        set_error("member name not found", marker, position());
         error_ += " should be 07h";
-        return true;
+        return;
     }
     auto const number = take_number<std::uint16_t>();
-    if (creator_->support_member_with_index()) {
-        creator_->visit_member_begin_with_index(number);
-        creator_->visit_member_continue_with_index(number);
+    ++depth_;
+    if (creator.support_member_with_index()) {
+        creator.visit_member_begin_with_index(number);
+        creator.visit_member_continue_with_index(number);
     } else {
-        creator_->visit_member_begin(number);
-        enter_item(number, &Tm_creator_base::visit_member_continue);
+        enter_item(number);
+        creator.visit_member_begin(number);
     }
-    return true;
 }
 
-void Tm_bin_decoder_base::enter_item(unsigned int length, Continue_event piece) {
+void Tm_bin_decoder_base::enter_item(std::uint32_t length) {
     state_ = State::within_item;
     passed_ = 0;
     total_ = length;
-    continue_ = piece;
 }
 
 /// Passes the next piece on if it is there entirely, so that pieces do not depend on how the
-/// input was cut.
-bool Tm_bin_decoder_base::pass_piece() {
-    long const piece = std::min(total_ - passed_, static_cast<long>(tm_piece_size));
+/// input was cut. The library's own creator takes as many of them at once as there are.
+template <class Creator>
+bool Tm_bin_decoder_base::pass_piece(Creator& creator) {
+    std::uint32_t const left = total_ - passed_;
+    std::uint32_t piece = std::min(left, tm_piece_size);
     if (available() < piece) return false;
-    if (is_too_long(read_ + piece)) {
+    if (is_too_long(piece)) {
         set_error(tm_message_too_long(limits_));
         return true;
     }
-    char const* const data = reinterpret_cast<char const*>(buffer_.get() + read_);
-    (creator_.get()->*continue_)(data, static_cast<unsigned int>(piece));
+    if constexpr (is_own<Creator>) {
+        long const most = std::min({long{left}, available(), room_ - (at_ - from_)});
+        bool const is_whole = most == left;
+        piece = static_cast<std::uint32_t>(is_whole ? most : most - most % tm_piece_size);
+    }
+    pass(reinterpret_cast<char const*>(at_), piece, creator);
     passed_ += piece;
-    read_ += piece;
+    at_ += piece;
     if (passed_ == total_) state_ = State::between_items;
     // A rejected piece shows with the next item, but for one that found no room on the disk.
-    if (item_tag_ == TM_TAG_FILE && !creator_->error().empty()) set_error(creator_->error());
+    if (item_tag_ == TM_TAG_FILE && !creator.error().empty()) set_error(creator.error());
     return true;
 }
 
-/// The message has more bytes than it may, if it goes on to this position in the buffer.
-bool Tm_bin_decoder_base::is_too_long(long end) const {
-    return static_cast<unsigned long>(packed_ + end) > limits_.max_message_bytes;
+template <class Creator>
+void Tm_bin_decoder_base::pass(char const* data, std::uint32_t length, Creator& creator) {
+    switch (item_tag_) {
+        case TM_TAG_MEMBER:
+            creator.visit_member_continue(data, length);
+            break;
+        case TM_TAG_STRING:
+            creator.visit_string_continue(data, length);
+            break;
+        case TM_TAG_BINARY:
+            creator.visit_binary_continue(data, length);
+            break;
+        case TM_TAG_FILE:
+            creator.visit_file_continue(data, length);
+            break;
+        default:
+            creator.visit_method_name_continue(data, length);
+    }
 }
 
 void Tm_bin_decoder_base::finalize() {

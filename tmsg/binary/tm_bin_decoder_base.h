@@ -1,7 +1,14 @@
-/// Reads the binary wire form, cut anywhere, and replays it as events of a creator. Unread bytes
-/// wait in a buffer for the rest of their item; subclasses say what is built. Feed pieces with
-/// add_to_buffer() and decode() in turn, call finalize() after the last one; init() makes the
-/// decoder ready for the next message, after an error or an exception too.
+/// Reads the binary wire form, cut anywhere, and replays it as events of a creator; subclasses say
+/// what is built. Pass the input to feed(), in any pieces, and call finalize() after the last one.
+/// init() makes the decoder ready for the next message, after an error or an exception too.
+///
+///     Tm_bin_decoder decoder(4096);
+///     decoder.feed(data, size);
+///     decoder.finalize();
+///     if (decoder.error().empty()) use(std::unique_ptr<Message>(decoder.release_msg()));
+///
+/// add_to_buffer() and decode() do the same in two steps, with one more copy of the input. The rest
+/// of an item that is cut waits in the decoder's buffer.
 ///
 /// Bad input, and input beyond the limits, sets an error text that stays until init(); all further
 /// input is ignored. Exceptions, but for std::bad_alloc, come from the creator alone:
@@ -10,12 +17,18 @@
 /// becomes the error text too.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tmsg/creator/tm_creator_base.h"
 #include "tmsg/export.h"
 #include "tmsg/value/tm_limits.h"
+
+class Tm_creator;
+class Tm_own_creator;
 
 class TMSG_API Tm_bin_decoder_base {
 public:
@@ -30,6 +43,10 @@ public:
     virtual void init();
     /// Says that no more input comes: an incomplete message becomes an error.
     virtual void finalize();
+
+    /// Decodes input of any length straight from where it stands, which may be changed afterwards.
+    /// Returns what decode() returns.
+    bool feed(unsigned char const* data, std::size_t size);
 
     /// False, and nothing is taken, for more bytes than there is room for.
     bool add_to_buffer(unsigned char const* data, long length);
@@ -55,6 +72,10 @@ public:
 protected:
     /// Ignores all further input until init(), for the result is no longer the decoder's.
     void seal() { sealed_ = true; }
+    /// The limit on the bytes of a message holds for each top-level value, not for the whole input.
+    void limit_each_value() { limits_each_value_ = true; }
+    /// Builds with a creator of the library's own.
+    Tm_creator& build(std::unique_ptr<Tm_own_creator> creator);
 
     Tm_limits const& limits() const { return limits_; }
 
@@ -62,38 +83,63 @@ protected:
 
 private:
     enum class State { between_items, within_item, failed };
-    using Begin_event = bool (Tm_creator_base::*)(unsigned int);
-    using Continue_event = bool (Tm_creator_base::*)(char const*, unsigned int);
 
-    bool decode_buffer();
-    bool decode_item();
-    bool act_on(unsigned char tag);
-    bool replay_scalar(unsigned char tag);
-    bool replay_bracket(unsigned char tag);
-    bool begin_member();
-    template <class Length>
-    bool begin_bytes(Begin_event begin, Continue_event piece);
-    void enter_item(unsigned int length, Continue_event piece);
-    bool pass_piece();
-    bool is_too_long(long end) const;
+    void count_in(long length);
+    void keep(unsigned char const* data, std::size_t size);
+    template <class Operation>
+    void failing_with_exceptions(Operation operation);
+    void decode_buffer();
+    void feed_slice(unsigned char const* data, std::size_t size);
+    std::size_t decode_at(unsigned char const* data, std::size_t size);
+    void count_room();
+    bool is_too_long(long length) const;
+    template <class Creator>
+    void decode_items(Creator& creator);
+    template <class Creator>
+    bool take_item(Creator& creator);
+    template <class Creator>
+    bool act_on(unsigned char tag, Creator& creator);
+    template <class Creator>
+    bool replay_scalar(unsigned char tag, Creator& creator);
+    template <class Creator>
+    bool replay_bracket(unsigned char tag, Creator& creator);
+    template <class Creator>
+    void begin_member(Creator& creator);
+    void enter_item(std::uint32_t length);
+    template <class Creator>
+    bool pass_piece(Creator& creator);
+    template <class Creator>
+    void pass(char const* data, std::uint32_t length, Creator& creator);
 
-    long available() const { return end_ - read_; }
+    long available() const { return stop_ - at_; }
+    /// Of the next byte, in the buffer of the capacity.
+    long position() const { return read_ + (at_ - from_); }
     template <class Unsigned>
     Unsigned take_number();
     double take_double();
 
     Tm_limits limits_;
-    std::unique_ptr<unsigned char[]> buffer_;
+    long capacity_;
+    std::vector<unsigned char> buffer_;  ///< from front_ on: input that was not decoded yet
+    std::size_t front_ = 0;
+    // Positions as if all input went through a buffer of the capacity; error texts tell them.
     long read_ = 0;
     long end_ = 0;
-    long packed_ = 0;  ///< bytes of the message that have left the buffer
+    long packed_ = 0;  ///< bytes of the message that have left that buffer
+    // The input that is being decoded.
+    unsigned char const* from_ = nullptr;
+    unsigned char const* at_ = nullptr;
+    unsigned char const* stop_ = nullptr;
+    long room_ = 0;  ///< bytes of it that the current message may take
     long item_offset_ = 0;
+    long value_offset_ = 0;  ///< where the bytes begin that the limit counts
     unsigned char item_tag_ = 0;
-    long capacity_;
-    long passed_ = 0;  ///< of the current item's bytes
-    long total_ = 0;
-    Continue_event continue_ = nullptr;
+    unsigned int depth_ = 0;  ///< open brackets
+    bool limits_each_value_ = false;
+    std::uint32_t passed_ = 0;  ///< of the current item's bytes
+    std::uint32_t total_ = 0;
     State state_ = State::between_items;
     bool sealed_ = false;
+    Tm_own_creator* own_creator_ = nullptr;  ///< creator_, where it is one of the library's own
     std::string error_;
 };

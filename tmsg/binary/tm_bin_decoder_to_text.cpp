@@ -4,6 +4,7 @@
 
 Tm_bin_decoder_to_text::Tm_bin_decoder_to_text(long capacity, FILE* stream, Tm_limits const& limits)
     : Tm_bin_decoder_base(capacity, limits), stream_(stream) {
+    limit_each_value();
     Tm_bin_decoder_to_text::init();
 }
 

@@ -2,8 +2,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "tmsg/message/message.h"
 
 namespace {
@@ -21,17 +19,9 @@ void MessageChunk::removeReceivedFiles() const {
     for (std::string const& path : receivedFiles()) ::unlink(path.c_str());
 }
 
-/// After decode() less than one piece is left unread, so a slice of the decoder's capacity always
-/// finds room.
 int MessageChunk::addBuffer(unsigned char const* data, unsigned int length) {
     refresh();
     total_length_ += length;
-    while (length > 0) {
-        unsigned int const slice = std::min(length, decoder_capacity);
-        decoder_.add_to_buffer(data, slice);
-        decoder_.decode();
-        data += slice;
-        length -= slice;
-    }
+    decoder_.feed(data, length);
     return 0;
 }
