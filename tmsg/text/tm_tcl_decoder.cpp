@@ -1,8 +1,10 @@
 #include "tmsg/text/tm_tcl_decoder.h"
 
-#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <exception>
 #include <new>
+#include <stdexcept>
 
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/creator/tm_creator.h"
@@ -18,14 +20,7 @@
 namespace {
 
 constexpr Tm_tcl_decoder::IgnoreMap blanks(" \t\r\n\f");
-constexpr std::string_view delimiters = " \t\r\n\f{}";
-
-template <class... Part>
-std::string joined(Part const&... part) {
-    std::string text;
-    (text += ... += part);
-    return text;
-}
+constexpr std::string_view braces = "{}";
 
 unsigned int length_of(std::string_view text) { return static_cast<unsigned int>(text.size()); }
 
@@ -33,7 +28,7 @@ unsigned int length_of(std::string_view text) { return static_cast<unsigned int>
 
 struct Tm_tcl_decoder::Keyword {
     std::string_view word;
-    void (Tm_tcl_decoder::*read)(Tokenizer& tokens);
+    void (Tm_tcl_decoder::*read)(std::string_view keyword, Tokenizer& tokens) = nullptr;
 };
 
 /// What byte strings and files differ in.
@@ -63,15 +58,9 @@ void Tm_tcl_decoder::decode(std::string const& text) {
         if (text.size() > limits_.max_message_bytes) {
             return set_error(tm_message_too_long(limits_));
         }
-        Tokenizer tokens(text, "", delimiters);
+        Tokenizer tokens(text, blanks.characters(), braces);
         while (state_ != State::failed && tokens.has_more_tokens()) {
-            std::string_view const token = tokens.next_token();
-            if (blanks.contains(token)) continue;
-            if (state_ == State::expects_value) {
-                read_value(token, tokens);
-            } else {
-                read_member(token, tokens);
-            }
+            state_ == State::expects_member ? read_member(tokens) : read_value(tokens);
         }
         read_end();
     } catch (std::exception const& failure) {
@@ -82,73 +71,102 @@ void Tm_tcl_decoder::decode(std::string const& text) {
     }
 }
 
-void Tm_tcl_decoder::read_value(std::string_view token, Tokenizer& tokens) {
-    using Decoder = Tm_tcl_decoder;
-    static constexpr Keyword keywords[] = {
-        {"}", &Decoder::read_closing_brace},
-        {"struct", &Decoder::read_struct},
-        {"array", &Decoder::read_array},
-        {"string", &Decoder::read_string},
-        {"int32_t", &Decoder::read_number<int>},
-        {"uint32_t", &Decoder::read_number<unsigned int>},
-        {"bool", &Decoder::read_bool},
-        {"double", &Decoder::read_number<double>},
-        {"int64_t", &Decoder::read_number<long>},
-        {"uint64_t", &Decoder::read_number<unsigned long>},
-        {"int8_t", &Decoder::read_number<signed char>},
-        {"uint8_t", &Decoder::read_number<unsigned char>},
-        {"int16_t", &Decoder::read_number<short>},
-        {"uint16_t", &Decoder::read_number<unsigned short>},
-        {"binary", &Decoder::read_binary},
-        {"file", &Decoder::read_file},
-        {"name", &Decoder::read_method_name},
-        {"request", &Decoder::read_request},
-        {"response", &Decoder::read_response},
-        {"fault", &Decoder::read_fault},
-    };
-    for (Keyword const& keyword : keywords) {
-        if (keyword.word == token) return (this->*keyword.read)(tokens);
+/// The keywords, each in the slot that its length and its middle give.
+class Tm_tcl_decoder::Keywords {
+public:
+    constexpr Keywords() {
+        using Decoder = Tm_tcl_decoder;
+        add({"struct", &Decoder::read_struct});
+        add({"array", &Decoder::read_array});
+        add({"string", &Decoder::read_string});
+        add({"bool", &Decoder::read_bool});
+        add({"double", &Decoder::read_number<double>});
+        add({"int8_t", &Decoder::read_number<signed char>});
+        add({"uint8_t", &Decoder::read_number<unsigned char>});
+        add({"int16_t", &Decoder::read_number<short>});
+        add({"uint16_t", &Decoder::read_number<unsigned short>});
+        add({"int32_t", &Decoder::read_number<int>});
+        add({"uint32_t", &Decoder::read_number<unsigned int>});
+        add({"int64_t", &Decoder::read_number<long>});
+        add({"uint64_t", &Decoder::read_number<unsigned long>});
+        add({"binary", &Decoder::read_binary});
+        add({"file", &Decoder::read_file});
+        add({"name", &Decoder::read_method_name});
+        add({"request", &Decoder::read_request});
+        add({"response", &Decoder::read_response});
+        add({"fault", &Decoder::read_fault});
     }
-    fail(joined("unexpected token: ", token));
+
+    /// The only keyword that the word, which is not empty, can be.
+    constexpr Keyword const& candidate(std::string_view word) const {
+        return slots_[slot_of(word)];
+    }
+
+private:
+    static constexpr std::size_t slot_count = 64;
+
+    static constexpr std::size_t slot_of(std::string_view word) {
+        auto const middle = static_cast<unsigned char>(word[word.size() / 2]);
+        return (10 * word.size() + middle) % slot_count;
+    }
+
+    /// Two keywords in one slot do not compile.
+    constexpr void add(Keyword const& keyword) {
+        Keyword& slot = slots_[slot_of(keyword.word)];
+        if (slot.read != nullptr) throw std::logic_error("two keywords in one slot");
+        slot = keyword;
+    }
+
+    std::array<Keyword, slot_count> slots_{};
+};
+
+void Tm_tcl_decoder::read_value(Tokenizer& tokens) {
+    static constexpr Keywords keywords;
+    if (tokens.take('}')) return read_closing_brace(tokens);
+    std::string_view const token = tokens.next_token();
+    Keyword const& keyword = keywords.candidate(token);
+    if (keyword.word != token) {
+        fail("unexpected token: ", token);
+    } else {
+        (this->*keyword.read)(keyword.word, tokens);
+    }
 }
 
-void Tm_tcl_decoder::read_request(Tokenizer& tokens) {
-    if (emit<&Tm_creator::visit_method_begin>(true)) get_left_brace(tokens);
+void Tm_tcl_decoder::read_request(std::string_view, Tokenizer& tokens) {
+    if (emit<&Tm_creator::visit_method_begin>(true)) open_group(tokens, State::expects_value);
 }
 
-void Tm_tcl_decoder::read_response(Tokenizer& tokens) {
-    if (emit<&Tm_creator::visit_method_begin>(false)) get_left_brace(tokens);
+void Tm_tcl_decoder::read_response(std::string_view, Tokenizer& tokens) {
+    if (emit<&Tm_creator::visit_method_begin>(false)) open_group(tokens, State::expects_value);
 }
 
-void Tm_tcl_decoder::read_fault(Tokenizer& tokens) {
-    if (emit<&Tm_creator::visit_fault_begin>()) get_left_brace(tokens);
+void Tm_tcl_decoder::read_fault(std::string_view, Tokenizer& tokens) {
+    if (emit<&Tm_creator::visit_fault_begin>()) open_group(tokens, State::expects_value);
 }
 
-void Tm_tcl_decoder::read_method_name(Tokenizer& tokens) {
+void Tm_tcl_decoder::read_method_name(std::string_view, Tokenizer& tokens) {
     Word const name = get_possibly_quoted_string(tokens, "method name");
     if (!name) return;
-    emit<&Tm_creator::visit_method_name_begin>(length_of(*name)) &&
-        emit<&Tm_creator::visit_method_name_continue>(name->data(), length_of(*name));
+    emit<&Tm_creator::visit_method_name_begin>(length_of(name)) &&
+        emit<&Tm_creator::visit_method_name_continue>(name.data(), length_of(name));
 }
 
-void Tm_tcl_decoder::read_struct(Tokenizer& tokens) {
-    if (emit<&Tm_creator::visit_struct_begin>() && get_left_brace(tokens)) {
-        state_ = State::expects_member;
-    }
+void Tm_tcl_decoder::read_struct(std::string_view, Tokenizer& tokens) {
+    if (emit<&Tm_creator::visit_struct_begin>()) open_group(tokens, State::expects_member);
 }
 
-void Tm_tcl_decoder::read_array(Tokenizer& tokens) {
-    if (emit<&Tm_creator::visit_array_begin>()) get_left_brace(tokens);
+void Tm_tcl_decoder::read_array(std::string_view, Tokenizer& tokens) {
+    if (emit<&Tm_creator::visit_array_begin>()) open_group(tokens, State::expects_value);
 }
 
-void Tm_tcl_decoder::read_binary(Tokenizer& tokens) {
-    read_contents({"binary", "binary length", "binary value", &Tm_creator::visit_binary_begin,
+void Tm_tcl_decoder::read_binary(std::string_view keyword, Tokenizer& tokens) {
+    read_contents({keyword, "binary length", "binary value", &Tm_creator::visit_binary_begin,
                    &Tm_creator::visit_binary_continue},
                   tokens);
 }
 
-void Tm_tcl_decoder::read_file(Tokenizer& tokens) {
-    read_contents({"file", "file length", "file contents", &Tm_creator::visit_file_begin,
+void Tm_tcl_decoder::read_file(std::string_view keyword, Tokenizer& tokens) {
+    read_contents({keyword, "file length", "file contents", &Tm_creator::visit_file_begin,
                    &Tm_creator::visit_file_continue},
                   tokens);
 }
@@ -157,19 +175,18 @@ void Tm_tcl_decoder::read_contents(Contents const& kind, Tokenizer& tokens) {
     Word const token = get_additional_token(tokens, kind.length);
     if (!token) return;
     unsigned int length = 0;
-    if (!tm_parse_number(*token, length)) {
-        fail(joined("bad number format parsing ", kind.length, ": ", *token));
+    if (!tm_parse_number(token, length)) {
+        fail("bad number format parsing ", kind.length, ": ", token);
         return;
     }
-    Word const quoted = get_possibly_quoted_string(tokens, kind.bytes);
-    Word const bytes = quoted ? unescape_string(*quoted) : std::nullopt;
+    Word const bytes = unescape_string(get_possibly_quoted_string(tokens, kind.bytes));
     if (!bytes) return;
-    if (bytes->size() != length) {
-        fail(joined(bytes->size() < length ? "premature end of " : "overlong ", kind.kind, ": \"",
-                    *bytes, "\" should be ", std::string_view(Tm_decimal(length)), " characters"));
+    if (bytes.size() != length) {
+        fail(bytes.size() < length ? "premature end of " : "overlong ", kind.kind, ": \"", bytes,
+             "\" should be ", std::string_view(Tm_decimal(length)), " characters");
         return;
     }
-    if (emit_pieces(kind, *bytes)) next_state_after_value(tokens);
+    if (emit_pieces(kind, bytes)) next_state_after_value(tokens);
 }
 
 /// Bytes of length 0 are one piece.
@@ -184,33 +201,31 @@ bool Tm_tcl_decoder::emit_pieces(Contents const& kind, std::string_view bytes) {
     return creator_->error().empty() || fail(creator_->error());
 }
 
-void Tm_tcl_decoder::read_string(Tokenizer& tokens) {
-    Word const quoted = get_possibly_quoted_string(tokens, "string value");
-    Word const text = quoted ? unescape_string(*quoted) : std::nullopt;
-    if (text && emit<&Tm_creator::visit_string_begin>(length_of(*text)) &&
-        emit<&Tm_creator::visit_string_continue>(text->data(), length_of(*text))) {
+void Tm_tcl_decoder::read_string(std::string_view keyword, Tokenizer& tokens) {
+    Word const text = unescape_string(get_possibly_quoted_string(tokens, keyword, " value"));
+    if (text && emit<&Tm_creator::visit_string_begin>(length_of(text)) &&
+        emit<&Tm_creator::visit_string_continue>(text.data(), length_of(text))) {
         next_state_after_value(tokens);
     }
 }
 
-void Tm_tcl_decoder::read_bool(Tokenizer& tokens) {
-    Word const token = get_additional_token(tokens, "bool value");
+void Tm_tcl_decoder::read_bool(std::string_view keyword, Tokenizer& tokens) {
+    Word const token = get_additional_token(tokens, keyword, " value");
     if (!token) return;
-    if (*token != "true" && *token != "false") {
-        fail(joined("invalid boolean value: ", *token));
-    } else if (emit<&Tm_creator::visit_bool>(*token == "true")) {
+    if (token != "true" && token != "false") {
+        fail("invalid boolean value: ", token);
+    } else if (emit<&Tm_creator::visit_bool>(token == "true")) {
         next_state_after_value(tokens);
     }
 }
 
 template <class Number>
-void Tm_tcl_decoder::read_number(Tokenizer& tokens) {
-    char const* const type = Tm_value::tmv_to_string(Tm_plain<Number>::code);
-    Word const token = get_additional_token(tokens, joined(type, " value"));
+void Tm_tcl_decoder::read_number(std::string_view keyword, Tokenizer& tokens) {
+    Word const token = get_additional_token(tokens, keyword, " value");
     if (!token) return;
     Number number{};
-    if (!tm_parse_number(*token, number)) {
-        fail(joined("bad number format parsing ", type, ": ", *token));
+    if (!tm_parse_number(token, number)) {
+        fail("bad number format parsing ", keyword, ": ", token);
     } else if (emit<Tm_plain<Number>::event>(number)) {
         next_state_after_value(tokens);
     }
@@ -228,34 +243,41 @@ void Tm_tcl_decoder::read_closing_brace(Tokenizer& tokens) {
     } else if (open == "method response") {
         closed = emit<&Tm_creator::visit_method_end>(false);
     } else if (open == "fault") {
-        closed = emit<&Tm_creator::visit_fault_end>() && get_right_brace(tokens) &&
+        closed = emit<&Tm_creator::visit_fault_end>() && get_brace(tokens, '}') &&
                  emit<&Tm_creator::visit_method_end>(false);
     } else if (open != "member") {
-        closed = fail(joined("unmatched }, current state: ", open));
+        closed = fail("unmatched }, current state: ", open);
     }
-    if (closed) next_state_after_value(tokens);
+    if (closed) next_state_after_group(tokens);
 }
 
-void Tm_tcl_decoder::read_member(std::string_view token, Tokenizer& tokens) {
-    if (token == "}") {
-        if (emit<&Tm_creator::visit_struct_end>()) next_state_after_value(tokens);
+void Tm_tcl_decoder::read_member(Tokenizer& tokens) {
+    if (tokens.take('}')) {
+        if (emit<&Tm_creator::visit_struct_end>()) next_state_after_group(tokens);
         return;
     }
-    Word const name = add_to_possibly_quoted_string(token, tokens, "member name");
-    if (name && emit<&Tm_creator::visit_member_begin>(length_of(*name)) &&
-        emit<&Tm_creator::visit_member_continue>(name->data(), length_of(*name))) {
-        state_ = State::expects_value;
-        get_left_brace(tokens);
+    Word const name = get_possibly_quoted_string(tokens, "member name");
+    if (name && emit<&Tm_creator::visit_member_begin>(length_of(name)) &&
+        emit<&Tm_creator::visit_member_continue>(name.data(), length_of(name))) {
+        open_group(tokens, State::expects_member_value);
     }
+}
+
+void Tm_tcl_decoder::open_group(Tokenizer& tokens, State inside) {
+    if (get_brace(tokens, '{')) state_ = inside;
+}
+
+void Tm_tcl_decoder::next_state_after_group(Tokenizer& tokens) {
+    bool const is_in_member = std::string_view(creator_->get_current_state_name()) == "member";
+    state_ = is_in_member ? State::expects_member_value : State::expects_value;
+    next_state_after_value(tokens);
 }
 
 /// A member holds one value, so that its brace must close behind it.
 void Tm_tcl_decoder::next_state_after_value(Tokenizer& tokens) {
-    if (std::string_view(creator_->get_current_state_name()) != "member") {
-        state_ = State::expects_value;
-    } else if (emit<&Tm_creator::visit_member_end>()) {
+    if (state_ == State::expects_member_value && emit<&Tm_creator::visit_member_end>() &&
+        get_brace(tokens, '}')) {
         state_ = State::expects_member;
-        get_right_brace(tokens);
     }
 }
 
@@ -268,64 +290,34 @@ void Tm_tcl_decoder::read_end() {
     }
 }
 
-Tm_tcl_decoder::Word Tm_tcl_decoder::get_additional_token(Tokenizer& tokens,
-                                                          std::string_view what) {
-    for (;;) {
-        Word const token = get_additional_token_with_whitespace(tokens, what);
-        if (!token || !blanks.contains(*token)) return token;
-    }
-}
-
-Tm_tcl_decoder::Word Tm_tcl_decoder::get_additional_token_with_whitespace(Tokenizer& tokens,
-                                                                          std::string_view what) {
+template <class... Part>
+Tm_tcl_decoder::Word Tm_tcl_decoder::get_additional_token(Tokenizer& tokens, Part const&... what) {
     if (tokens.has_more_tokens()) return tokens.next_token();
-    fail(joined("premature end of input: expected ", what));
-    return std::nullopt;
+    fail("premature end of input: expected ", what...);
+    return {};
 }
 
 bool Tm_tcl_decoder::get_brace(Tokenizer& tokens, char brace) {
-    std::string_view const expected(&brace, 1);
-    Word const token = get_additional_token(tokens, expected);
-    return token &&
-           (*token == expected || fail(joined("expected ", expected, " but got: ", *token)));
+    if (tokens.take(brace)) return true;
+    Word const token = get_additional_token(tokens, brace);
+    return token && fail("expected ", brace, " but got: ", token);
 }
 
+template <class... Part>
 Tm_tcl_decoder::Word Tm_tcl_decoder::get_possibly_quoted_string(Tokenizer& tokens,
-                                                                std::string_view what) {
-    Word const token = get_additional_token(tokens, what);
-    return token ? add_to_possibly_quoted_string(*token, tokens, what) : std::nullopt;
-}
-
-/// The tokens of a quoted string stand side by side in the text, so that it is one view too.
-Tm_tcl_decoder::Word Tm_tcl_decoder::add_to_possibly_quoted_string(std::string_view token,
-                                                                   Tokenizer& tokens,
-                                                                   std::string_view what) {
-    if (token.front() != '"') return token;
-    char const* const begin = token.data() + 1;
-    std::string_view piece = token.substr(1);
-    auto const gathered = [&] {
-        return std::string_view(begin,
-                                static_cast<std::size_t>(piece.data() + piece.size() - begin));
-    };
-    while (!tm_ends_with_quote(piece)) {
-        Word const next = get_additional_token_with_whitespace(tokens, "quoted string value");
-        if (!next) {
-            fail(joined("unmatching quotes in ", what, ": \"", gathered()));
-            return std::nullopt;
-        }
-        piece = *next;
-    }
-    std::string_view text = gathered();
-    text.remove_suffix(1);
+                                                                Part const&... what) {
+    if (!tokens.is_at_quote()) return get_additional_token(tokens, what...);
+    Word const text = tokens.next_quoted();
+    if (!text) fail("unmatching quotes in ", what..., ": \"", tokens.rest());
     return text;
 }
 
-Tm_tcl_decoder::Word Tm_tcl_decoder::unescape_string(std::string_view text) {
-    if (text.find('\\') == std::string_view::npos) return text;
+Tm_tcl_decoder::Word Tm_tcl_decoder::unescape_string(Word text) {
+    if (!text || text.find('\\') == std::string_view::npos) return text;
     std::string_view const error = tm_unescape(text, unescaped_);
-    if (error.empty()) return unescaped_;
-    fail(joined(error, text));
-    return std::nullopt;
+    if (error.empty()) return std::string_view(unescaped_);
+    fail(error, text);
+    return {};
 }
 
 /// Passes an event on. False: the creator rejected it, for a reason that becomes the error.
@@ -340,7 +332,10 @@ void Tm_tcl_decoder::set_error(std::string const& text) {
     error_ = text;
 }
 
-bool Tm_tcl_decoder::fail(std::string const& text) {
+template <class... Part>
+bool Tm_tcl_decoder::fail(Part const&... part) {
+    std::string text;
+    (text += ... += part);
     set_error(text);
     return false;
 }

@@ -13,7 +13,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +28,7 @@ class TMSG_API Tm_tcl_decoder {
 public:
     class Tokenizer;
     class IgnoreMap;
+    class Word;
 
     explicit Tm_tcl_decoder(Tm_limits const& limits = {});
     Tm_tcl_decoder(Tm_tcl_decoder const&) = delete;
@@ -55,39 +55,37 @@ public:
     void init();
 
 private:
-    enum class State { expects_value, expects_member, failed };
-    using Word = std::optional<std::string_view>;
+    /// A member's value differs from others by the brace that must close behind it.
+    enum class State { expects_value, expects_member_value, expects_member, failed };
     using Begin_event = bool (Tm_creator::*)(unsigned int);
     using Piece_event = bool (Tm_creator::*)(char const*, unsigned int);
     struct Keyword;
+    class Keywords;
     struct Contents;
 
-    // Words; none after an error.
-    Word get_additional_token(Tokenizer& tokens, std::string_view what);
-    Word get_additional_token_with_whitespace(Tokenizer& tokens, std::string_view what);
-    Word get_possibly_quoted_string(Tokenizer& tokens, std::string_view what);
-    Word add_to_possibly_quoted_string(std::string_view token, Tokenizer& tokens,
-                                       std::string_view what);
-    Word unescape_string(std::string_view text);
+    // None after an error. What is expected is named by one text or in parts.
+    template <class... Part>
+    Word get_additional_token(Tokenizer& tokens, Part const&... what);
+    template <class... Part>
+    Word get_possibly_quoted_string(Tokenizer& tokens, Part const&... what);
+    Word unescape_string(Word text);
     bool get_brace(Tokenizer& tokens, char brace);
-    bool get_left_brace(Tokenizer& tokens) { return get_brace(tokens, '{'); }
-    bool get_right_brace(Tokenizer& tokens) { return get_brace(tokens, '}'); }
 
     // Each reads what its keyword begins.
-    void read_value(std::string_view token, Tokenizer& tokens);
-    void read_member(std::string_view token, Tokenizer& tokens);
-    void read_request(Tokenizer& tokens);
-    void read_response(Tokenizer& tokens);
-    void read_fault(Tokenizer& tokens);
-    void read_method_name(Tokenizer& tokens);
-    void read_struct(Tokenizer& tokens);
-    void read_array(Tokenizer& tokens);
-    void read_binary(Tokenizer& tokens);
-    void read_file(Tokenizer& tokens);
-    void read_string(Tokenizer& tokens);
-    void read_bool(Tokenizer& tokens);
+    void read_value(Tokenizer& tokens);
+    void read_member(Tokenizer& tokens);
+    void read_request(std::string_view keyword, Tokenizer& tokens);
+    void read_response(std::string_view keyword, Tokenizer& tokens);
+    void read_fault(std::string_view keyword, Tokenizer& tokens);
+    void read_method_name(std::string_view keyword, Tokenizer& tokens);
+    void read_struct(std::string_view keyword, Tokenizer& tokens);
+    void read_array(std::string_view keyword, Tokenizer& tokens);
+    void read_binary(std::string_view keyword, Tokenizer& tokens);
+    void read_file(std::string_view keyword, Tokenizer& tokens);
+    void read_string(std::string_view keyword, Tokenizer& tokens);
+    void read_bool(std::string_view keyword, Tokenizer& tokens);
     template <class Number>
-    void read_number(Tokenizer& tokens);
+    void read_number(std::string_view keyword, Tokenizer& tokens);
     void read_closing_brace(Tokenizer& tokens);
     void read_contents(Contents const& kind, Tokenizer& tokens);
     void read_end();
@@ -95,8 +93,11 @@ private:
     template <auto Event, class... Datum>
     bool emit(Datum... datum);
     bool emit_pieces(Contents const& kind, std::string_view bytes);
+    void open_group(Tokenizer& tokens, State inside);
+    void next_state_after_group(Tokenizer& tokens);
     void next_state_after_value(Tokenizer& tokens);
-    bool fail(std::string const& text);
+    template <class... Part>
+    [[gnu::cold]] bool fail(Part const&... text);
 
     Tm_limits limits_;
     State state_ = State::failed;

@@ -23,10 +23,25 @@ bool parse_plain(std::string_view token, Number& number) {
     return stop == end && error == std::errc();
 }
 
+/// The same, faster where the digits are too few to overflow.
+bool parse_plain(std::string_view token, long& number) {
+    constexpr std::size_t safe_digits = 18;
+    bool const negative = is_negative(token);
+    std::string_view const digits = token.substr(negative ? 1 : 0);
+    if (digits.empty()) return false;
+    if (digits.size() > safe_digits) return parse_plain<long>(token, number);
+    long value = 0;
+    for (char const c : digits) {
+        if (c < '0' || c > '9') return false;
+        value = 10 * value + (c - '0');
+    }
+    number = negative ? -value : value;
+    return true;
+}
+
 /// As scanf reads "%lu%c" when it finds one item: a negative number wraps around, one too large
 /// becomes the largest.
 bool parse_unsigned(std::string_view token, unsigned long& number) {
-    if (parse_plain(token, number)) return true;
     std::string const text(token);
     char* stop = nullptr;
     number = std::strtoul(text.c_str(), &stop, 10);
@@ -35,18 +50,17 @@ bool parse_unsigned(std::string_view token, unsigned long& number) {
 
 template <class Narrow>
 bool parse_narrow(std::string_view token, Narrow& number) {
-    unsigned long wide = 0;
-    if (!parse_unsigned(token, wide)) return false;
     using Limits = std::numeric_limits<Narrow>;
-    if constexpr (std::is_signed_v<Narrow>) {
-        auto const value = static_cast<long>(wide);
-        if (value < Limits::min() || value > Limits::max()) return false;
-        if (value != 0 && (value < 0) != is_negative(token)) return false;
-    } else {
-        if (wide > Limits::max() || (wide != 0 && is_negative(token))) return false;
+    long plain = 0;
+    unsigned long wide = 0;
+    if (!parse_plain(token, plain)) {
+        if (!parse_unsigned(token, wide)) return false;
+        plain = static_cast<long>(wide);
+        bool const has_wrapped = (plain < 0) != is_negative(token);
+        if (plain != 0 && has_wrapped) return false;
     }
-    number = static_cast<Narrow>(wide);
-    return true;
+    number = static_cast<Narrow>(plain);
+    return plain >= Limits::min() && plain <= Limits::max();
 }
 
 /// A zero must show that it is one.

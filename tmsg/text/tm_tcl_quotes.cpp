@@ -1,5 +1,6 @@
 #include "tmsg/text/tm_tcl_quotes.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace {
@@ -29,34 +30,34 @@ char control_character(char letter) {
 
 }  // namespace
 
-bool tm_ends_with_quote(std::string_view text) {
-    if (text.empty() || text.back() != '"') return false;
-    text.remove_suffix(1);
-    std::size_t const last_other = text.find_last_not_of('\\');
-    std::size_t const backslashes = text.size() - (last_other + 1);
-    return backslashes % 2 == 0;
+bool tm_ends_in_escape(std::string_view text) {
+    std::size_t const others = text.find_last_not_of('\\') + 1;
+    return (text.size() - others) % 2 == 1;
 }
 
+/// What an escape gives is never longer than the escape.
 std::string_view tm_unescape(std::string_view text, std::string& unescaped) {
-    unescaped.clear();
+    unescaped.resize(text.size());
+    char* at = unescaped.data();
     while (!text.empty()) {
-        std::size_t const plain = text.find('\\');
-        unescaped += text.substr(0, plain);
-        if (plain == std::string_view::npos) break;
-        text.remove_prefix(plain + 1);
-        if (text.empty()) return "extraneous backslash in string: ";
-        char const letter = text.front();
-        text.remove_prefix(1);
+        std::size_t const plain = std::min(text.find('\\'), text.size());
+        at += text.copy(at, plain);
+        text.remove_prefix(plain);
+        if (text.empty()) break;
+        if (text.size() == 1) return "extraneous backslash in string: ";
+        char const letter = text[1];
+        text.remove_prefix(2);
         if (letter != 'x') {
-            unescaped += control_character(letter);
+            *at++ = control_character(letter);
             continue;
         }
         if (text.size() < 2) return "extraneous \\x in string: ";
         int const high = get_hex(text[0]);
         int const low = get_hex(text[1]);
         if (high < 0 || low < 0) return "invalid \\x string, should be two hex characters: ";
-        unescaped += static_cast<char>(high * 16 + low);
+        *at++ = static_cast<char>(high * 16 + low);
         text.remove_prefix(2);
     }
+    unescaped.resize(static_cast<std::size_t>(at - unescaped.data()));
     return {};
 }

@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-/// The last character is a double quote that no backslash escapes.
-bool tm_ends_with_quote(std::string_view text);
+/// A backslash at the end escapes what follows: the number of backslashes there is odd.
+bool tm_ends_in_escape(std::string_view text);
 
 /// Replaces the escapes \n \r \t \b \\ and \xHH; a backslash before any other character drops out.
 /// Answers nothing, or the error text that is to stand in front of the string.

@@ -1,23 +1,29 @@
 #include "tmsg/text/tm_tcl_tokenizer.h"
 
+#include <cstring>
+
+#include "tmsg/text/tm_tcl_quotes.h"
+
 Tm_tcl_decoder::Tokenizer::Tokenizer(std::string_view text, std::string_view skipped,
                                      std::string_view returned)
-    : text_(text) {
+    : at_(text.data()), end_(text.data() + text.size()) {
     for (char const c : skipped) roles_[static_cast<unsigned char>(c)] = Role::skipped;
     for (char const c : returned) roles_[static_cast<unsigned char>(c)] = Role::returned;
-    skip();
+    skip_from(at_);
 }
 
-void Tm_tcl_decoder::Tokenizer::skip() {
-    while (has_more_tokens() && role_at(position_) == Role::skipped) ++position_;
-}
-
-std::string_view Tm_tcl_decoder::Tokenizer::split_and_return_delims() {
-    std::size_t const start = position_++;
-    if (role_at(start) == Role::word) {
-        while (has_more_tokens() && role_at(position_) == Role::word) ++position_;
+Tm_tcl_decoder::Word Tm_tcl_decoder::Tokenizer::next_quoted() {
+    char const* const begin = ++at_;
+    for (char const* next = begin; next != end_;) {
+        auto const* const quote =
+            static_cast<char const*>(std::memchr(next, '"', static_cast<std::size_t>(end_ - next)));
+        if (quote == nullptr) break;
+        next = quote + 1;
+        if (next != end_ && role_of(*next) == Role::word) continue;
+        std::string_view const quoted(begin, static_cast<std::size_t>(quote - begin));
+        if (tm_ends_in_escape(quoted)) continue;
+        skip_from(next);
+        return quoted;
     }
-    std::string_view const token = text_.substr(start, position_ - start);
-    skip();
-    return token;
+    return {};
 }

@@ -7,28 +7,57 @@
 
 #include "tmsg/text/tm_tcl_decoder.h"
 
+/// A part of the text. False: there is none.
+class Tm_tcl_decoder::Word : public std::string_view {
+public:
+    Word() = default;
+    Word(std::string_view text) : std::string_view(text) {}
+    explicit operator bool() const { return data() != nullptr; }
+};
+
 class TMSG_API Tm_tcl_decoder::Tokenizer {
 public:
     /// Each character of `returned` is a token by itself, those of `skipped` are dropped, and both
     /// end the token before them.
     Tokenizer(std::string_view text, std::string_view skipped, std::string_view returned);
 
-    bool has_more_tokens() const { return position_ < text_.size(); }
+    bool has_more_tokens() const { return at_ != end_; }
     /// To be called while has_more_tokens().
     std::string_view next_token() { return split_and_return_delims(); }
+
+    /// Takes the next token if it is this character of `returned`.
+    bool take(char returned) {
+        if (at_ == end_ || *at_ != returned) return false;
+        skip_from(at_ + 1);
+        return true;
+    }
+
+    bool is_at_quote() const { return at_ != end_ && *at_ == '"'; }
+    /// To be called at a quote: what stands from there to a quote that a token ends with and that
+    /// no backslash escapes, delimiters included. None: there is no such quote.
+    Word next_quoted();
+    /// What no token was taken from.
+    std::string_view rest() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
 
 private:
     enum class Role : unsigned char { word, skipped, returned };
 
-    std::string_view split_and_return_delims();
-    void skip();
-    Role role_at(std::size_t position) const {
-        return roles_[static_cast<unsigned char>(text_[position])];
+    std::string_view split_and_return_delims() {
+        char const* const begin = at_;
+        char const* const end = role_of(*begin) == Role::word ? past(Role::word, begin) : begin + 1;
+        skip_from(end);
+        return {begin, static_cast<std::size_t>(end - begin)};
     }
+    void skip_from(char const* at) { at_ = past(Role::skipped, at); }
+    char const* past(Role role, char const* at) const {
+        while (at != end_ && role_of(*at) == role) ++at;
+        return at;
+    }
+    Role role_of(char c) const { return roles_[static_cast<unsigned char>(c)]; }
 
-    std::string_view text_;
+    char const* at_;
+    char const* end_;
     std::array<Role, 256> roles_{};
-    std::size_t position_ = 0;
 };
 
 /// The characters that count as blanks.
@@ -40,6 +69,7 @@ public:
     bool contains(std::string_view token) const {
         return token.size() == 1 && characters_.find(token.front()) != std::string_view::npos;
     }
+    constexpr std::string_view characters() const { return characters_; }
 
 private:
     std::string_view characters_;
