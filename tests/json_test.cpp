@@ -1,3 +1,4 @@
+#include <cmath>
 #include <cstring>
 #include <random>
 
@@ -62,7 +63,15 @@ TEST(Json, EscapesEveryByteByItself) {
         char code[8];
         std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned int>(byte));
         bool const plain = byte >= 0x20 && byte <= 0x7E;
-        expected += named.count(byte) != 0 ? named.at(byte) : plain ? std::string(1, static_cast<char>(byte)) : code;
+        std::string const written = named.count(byte) != 0 ? named.at(byte)
+                                    : plain                ? std::string(1, static_cast<char>(byte))
+                                                           : code;
+        expected += written;
+        // Wherever it stands in what is looked at together.
+        for (std::size_t before = 0; before < 9; ++before) {
+            std::string const text = std::string(before, '~') + static_cast<char>(byte) + " !#[]^~}|";
+            ASSERT_EQ("\"" + std::string(before, '~') + written + " !#[]^~}|\"", json(Tm_string(text)));
+        }
     }
     EXPECT_EQ(expected + "\"", json(Tm_string(all)));
     EXPECT_EQ(R"({"name": "a\n", "request": [{"a"b": 1}, {}]})", [] {
@@ -147,6 +156,33 @@ TEST(Json, WritesDoublesAsPrintfDoes) {
         std::snprintf(expected, sizeof expected, "[%g, %g]", value, static_cast<double>(i - 10000) / 8);
         ASSERT_EQ(expected, json(array_of(value, static_cast<double>(i - 10000) / 8)));
     }
+    // Where the digits become one more, or lie in the middle between two texts.
+    for (int exponent = -20; exponent < 30; ++exponent) {
+        for (double const digits : {1.0, 9.999995, 9.9999949999, 1.000005, 1.2345650000000001, -5.0, -1e200, -0.0}) {
+            double const value = digits * std::pow(10, exponent);
+            for (double const near : {value, std::nextafter(value, -1e300), std::nextafter(value, 1e300)}) {
+                char expected[20];
+                std::snprintf(expected, sizeof expected, "%g", near);
+                ASSERT_EQ(expected, json(Tm_double(near)));
+            }
+        }
+    }
+}
+
+/// Longer than what is made room for at once, and read in between.
+TEST(Json, ShowsTheTextAfterEveryEvent) {
+    Tm_json_encoder encoder;
+    std::string expected;
+    encoder.visit_array_begin();
+    for (int i = 0; i < 2000; ++i) {
+        expected += (i == 0 ? "[" : ", ") + std::to_string(i);
+        encoder.visit_int32(i);
+        ASSERT_EQ(expected, encoder.get_string());
+    }
+    Tm_json_encoder const copy(encoder);
+    encoder.visit_array_end();
+    EXPECT_EQ(expected + "]", encoder.get_string());
+    EXPECT_EQ(expected, copy.get_string());
 }
 
 }  // namespace

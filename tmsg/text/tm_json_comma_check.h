@@ -20,7 +20,12 @@ public:
         if (!stack_.empty()) stack_.pop_back();
     }
     /// Asked once for each item, before it.
-    bool needs_comma();
+    bool needs_comma() {
+        if (stack_.empty() || stack_.back() == in_none) return false;
+        bool const is_first = stack_.back() == in_first;
+        stack_.back() = in_rest;
+        return !is_first;
+    }
 
 private:
     std::vector<in_type_e> stack_;

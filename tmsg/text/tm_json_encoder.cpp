@@ -1,31 +1,9 @@
 #include "tmsg/text/tm_json_encoder.h"
 
-#include <array>
 #include <cstddef>
+#include <string_view>
 
-#include "tmsg/value/tm_decimal.h"
-
-namespace {
-
-/// For every byte: 0 when it is written as it is, or what follows the backslash.
-constexpr std::array<char, 256> make_escapes() {
-    std::array<char, 256> escapes{};
-    for (std::size_t byte = 0; byte < escapes.size(); ++byte) {
-        escapes[byte] = byte >= ' ' && byte <= '~' ? '\0' : 'u';
-    }
-    escapes['"'] = '"';
-    escapes['\\'] = '\\';
-    escapes['\b'] = 'b';
-    escapes['\t'] = 't';
-    escapes['\n'] = 'n';
-    escapes['\f'] = 'f';
-    escapes['\r'] = 'r';
-    return escapes;
-}
-
-constexpr std::array<char, 256> escapes = make_escapes();
-
-}  // namespace
+#include "tmsg/text/tm_json_escape.h"
 
 Tm_json_encoder::Tm_json_encoder(unsigned int limit) : Tm_text_encoder(limit) {}
 
@@ -48,7 +26,7 @@ bool Tm_json_encoder::ends_unwritten_container() { return snipped_ && oversize_.
 
 template <class Number>
 bool Tm_json_encoder::put_number(Number value) {
-    if (begin_value()) append(Tm_decimal(value));
+    if (begin_value()) append_number(value);
     return true;
 }
 
@@ -114,7 +92,7 @@ bool Tm_json_encoder::visit_binary_begin(unsigned int length) {
     if (!begin_value()) return true;
     begin_item(length);
     append(R"({"type": "binary", "size": )");
-    append(Tm_decimal(length));
+    append_number(length);
     append(length == 0 ? R"(, "hex": ""})" : R"(, "hex": ")");
     return true;
 }
@@ -152,7 +130,7 @@ bool Tm_json_encoder::visit_member_begin(unsigned int length) {
 
 bool Tm_json_encoder::visit_member_continue(char const* data, unsigned int length) {
     if (snipped_) return true;
-    output_.append(data, length);
+    append({data, length});
     if (end_piece(length)) append("\": ");
     return true;
 }
@@ -176,7 +154,7 @@ bool Tm_json_encoder::visit_array_end() {
 bool Tm_json_encoder::visit_file_begin(unsigned int length) {
     if (!begin_value()) return true;
     append(R"({"type": "file", "size": )");
-    append(Tm_decimal(length));
+    append_number(length);
     append("}");
     return true;
 }
@@ -184,25 +162,19 @@ bool Tm_json_encoder::visit_file_begin(unsigned int length) {
 bool Tm_json_encoder::visit_file_continue(char const*, unsigned int) { return true; }
 
 void Tm_json_encoder::clear() {
-    output_.clear();
+    empty_text();
     snipped_ = false;
 }
 
-std::string const& Tm_json_encoder::get_string() const { return output_; }
+std::string const& Tm_json_encoder::get_string() const { return text(); }
 
+/// In parts, so that a long piece does not reserve six times its size.
 void Tm_json_encoder::escape_and_append(char const* data, unsigned int length) {
-    output_.reserve(output_.size() + length);
-    char const* const end = data + length;
-    char const* plain = data;
-    for (; data != end; ++data) {
-        auto const byte = static_cast<unsigned char>(*data);
-        char const escape = escapes[byte];
-        if (escape == '\0') continue;
-        output_.append(plain, data);
-        plain = data + 1;
-        char const hex[] = {
-            '\\', escape, '0', '0', "0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
-        output_.append(hex, escape == 'u' ? sizeof hex : 2);
+    constexpr std::size_t most_at_once = 512;
+    for (std::string_view rest(data, length); !rest.empty();) {
+        std::string_view const part = rest.substr(0, most_at_once);
+        char* const at = make_room(part.size() * tm_longest_escape);
+        end_text(tm_write_escaped(part.data(), part.size(), at));
+        rest.remove_prefix(part.size());
     }
-    output_.append(plain, end);
 }

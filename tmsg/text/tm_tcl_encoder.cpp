@@ -1,6 +1,5 @@
 #include "tmsg/text/tm_tcl_encoder.h"
 
-#include "tmsg/value/tm_decimal.h"
 #include "tmsg/value/tm_plain.h"
 #include "tmsg/value/tm_value.h"
 
@@ -15,14 +14,15 @@ bool Tm_tcl_encoder::put(std::string_view text) {
 
 template <class Number>
 bool Tm_tcl_encoder::put_number(Number value) {
-    append(Tm_value::tmv_to_string(Tm_plain<Number>::code));
+    static std::string_view const type = Tm_value::tmv_to_string(Tm_plain<Number>::code);
+    append(type);
     append(" ");
-    append(Tm_decimal(value));
+    append_number(value);
     return put(" ");
 }
 
 bool Tm_tcl_encoder::put_piece(char const* data, unsigned int length, std::string_view closing) {
-    output_.append(data, length);
+    append({data, length});
     if (end_piece(length)) append(closing);
     return true;
 }
@@ -73,7 +73,7 @@ bool Tm_tcl_encoder::visit_string_continue(char const* data, unsigned int length
 bool Tm_tcl_encoder::visit_binary_begin(unsigned int length) {
     begin_item(length);
     append("binary \"");
-    append(Tm_decimal(length));
+    append_number(length);
     return put(length == 0 ? R"( bytes" "")" : R"( bytes" ")");
 }
 
@@ -102,12 +102,12 @@ bool Tm_tcl_encoder::visit_array_end() { return put("} "); }
 
 bool Tm_tcl_encoder::visit_file_begin(unsigned int length) {
     append("file ");
-    append(Tm_decimal(length));
+    append_number(length);
     return put(" ");
 }
 
 bool Tm_tcl_encoder::visit_file_continue(char const*, unsigned int) { return true; }
 
-void Tm_tcl_encoder::clear() { output_.clear(); }
+void Tm_tcl_encoder::clear() { empty_text(); }
 
-std::string const& Tm_tcl_encoder::get_string() const { return output_; }
+std::string const& Tm_tcl_encoder::get_string() const { return text(); }

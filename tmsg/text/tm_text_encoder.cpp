@@ -1,29 +1,48 @@
 #include "tmsg/text/tm_text_encoder.h"
 
 #include <algorithm>
-#include <cstddef>
+#include <array>
+#include <cstring>
+
+#include "tmsg/text/tm_six_digits.h"
+
+namespace {
+
+constexpr std::size_t hex_width = 3;
+using Hex_text = std::array<char, hex_width + 1>;  // four bytes are copied at once
+
+/// "ab " for every byte.
+constexpr auto hex_texts = [] {
+    std::array<Hex_text, 256> texts{};
+    for (std::size_t byte = 0; byte < texts.size(); ++byte) {
+        texts[byte] = {"0123456789abcdef"[byte / 16], "0123456789abcdef"[byte % 16], ' '};
+    }
+    return texts;
+}();
+
+}  // namespace
 
 Tm_text_encoder::~Tm_text_encoder() = default;
 
-bool Tm_text_encoder::append_hex(char const* data, unsigned int length) {
-    constexpr std::size_t width = 3;
-    std::size_t const room = limit_ > output_.size() ? limit_ - output_.size() : 1;
-    std::size_t const bytes_to_limit = (room + width - 1) / width;
-    std::size_t const count = std::min<std::size_t>(length, bytes_to_limit);
-
-    std::size_t const start = output_.size();
-    output_.resize(start + count * width);
-    char* at = output_.data() + start;
-    for (std::size_t i = 0; i < count; ++i, at += width) {
-        auto const byte = static_cast<unsigned char>(data[i]);
-        at[0] = "0123456789abcdef"[byte >> 4];
-        at[1] = "0123456789abcdef"[byte & 15];
-        at[2] = ' ';
-    }
-    return length < bytes_to_limit;
+/// The room is filled with zeros first, and therefore small enough for the processor's caches.
+void Tm_text_encoder::grow(std::size_t size) {
+    constexpr std::size_t room_ahead = 4096;
+    output_.resize(size_ + size + room_ahead);
 }
 
-void Tm_text_encoder::begin_item(unsigned int length) {
-    expected_ = length;
-    received_ = 0;
+void Tm_text_encoder::append_number(double value) {
+    end_text(tm_write_six_digits(value, make_room(number_size)));
+}
+
+bool Tm_text_encoder::append_hex(char const* data, unsigned int length) {
+    std::size_t const room = limit_ > size_ ? limit_ - size_ : 1;
+    std::size_t const bytes_to_limit = (room + hex_width - 1) / hex_width;
+    std::size_t const count = std::min<std::size_t>(length, bytes_to_limit);
+
+    char* at = make_room(count * hex_width + 1);
+    for (std::size_t i = 0; i < count; ++i, at += hex_width) {
+        std::memcpy(at, &hex_texts[static_cast<unsigned char>(data[i])], sizeof(Hex_text));
+    }
+    end_text(at);
+    return length < bytes_to_limit;
 }

@@ -3,6 +3,8 @@
 /// between.
 #pragma once
 
+#include <charconv>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -26,19 +28,49 @@ protected:
     Tm_text_encoder(Tm_text_encoder const&) = default;
     Tm_text_encoder& operator=(Tm_text_encoder const&) = default;
 
-    void append(std::string_view text) { output_ += text; }
+    /// Where the next `size` bytes of text can be written; end_text() then says how many were.
+    char* make_room(std::size_t size) {
+        if (size > output_.size() - size_) grow(size);
+        return output_.data() + size_;
+    }
+    void end_text(char const* end) { size_ = static_cast<std::size_t>(end - output_.data()); }
+
+    void append(std::string_view text) {
+        char* const at = make_room(text.size());
+        end_text(at + text.copy(at, text.size()));
+    }
+    template <class Whole>
+    void append_number(Whole value) {
+        char* const at = make_room(number_size);
+        end_text(std::to_chars(at, at + number_size, value).ptr);
+    }
+    /// As printf writes it with %g in the C locale.
+    void append_number(double value);
     /// "ab 01 ", byte by byte. False: the limit was reached, after at least one byte.
     bool append_hex(char const* data, unsigned int length);
-    bool is_full() const { return output_.size() >= limit_; }
+    bool is_full() const { return size_ >= limit_; }
+
+    void empty_text() { size_ = 0; }
+    std::string const& text() const {
+        output_.resize(size_);
+        return output_;
+    }
 
     /// A byte sequence of this length begins.
-    void begin_item(unsigned int length);
+    void begin_item(unsigned int length) {
+        expected_ = length;
+        received_ = 0;
+    }
     /// Counts a piece of it. True: it was the last.
     bool end_piece(unsigned int length) { return (received_ += length) == expected_; }
 
-    std::string output_;
-
 private:
+    static constexpr std::size_t number_size = 32;
+
+    void grow(std::size_t size);
+
+    mutable std::string output_;  ///< the text and room behind it, which text() cuts off
+    std::size_t size_ = 0;        ///< of the text
     unsigned int expected_ = 0;
     unsigned int received_ = 0;
     unsigned int limit_;
