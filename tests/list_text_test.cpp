@@ -143,6 +143,8 @@ TEST(ListText, ReadsBlanksQuotesAndEscapes) {
     EXPECT_EQ("abc", string_in("abc"));
     EXPECT_EQ("a\"b", string_in("\"a\\\"b\""));
     EXPECT_EQ("a\"b c", string_in("\"a\"b c\""));
+    EXPECT_EQ("a\" b\\", string_in(R"("a\" b\\")"));
+    EXPECT_EQ("a ", string_in(R"("a\ ")"));
     EXPECT_EQ(" {\t}  \n", string_in("\" {\t}  \n\""));
     EXPECT_EQ("AJ\n\r\t\b\\fq", string_in(R"("\x41\x4a\n\r\t\b\\\f\q")"));
     EXPECT_EQ("\xFF\"\\", string_in(R"("\xfF\"\\")"));

@@ -120,7 +120,9 @@ private:
     std::array<Keyword, slot_count> slots_{};
 };
 
-void Tm_tcl_decoder::read_value(Tokenizer& tokens) {
+// What is inline here runs once or more for each word, and is small but for its errors.
+
+inline void Tm_tcl_decoder::read_value(Tokenizer& tokens) {
     static constexpr Keywords keywords;
     if (tokens.take('}')) return read_closing_brace(tokens);
     std::string_view const token = tokens.next_token();
@@ -212,9 +214,10 @@ void Tm_tcl_decoder::read_string(std::string_view keyword, Tokenizer& tokens) {
 void Tm_tcl_decoder::read_bool(std::string_view keyword, Tokenizer& tokens) {
     Word const token = get_additional_token(tokens, keyword, " value");
     if (!token) return;
-    if (token != "true" && token != "false") {
+    bool const value = token == "true";
+    if (!value && token != "false") {
         fail("invalid boolean value: ", token);
-    } else if (emit<&Tm_creator::visit_bool>(token == "true")) {
+    } else if (emit<&Tm_creator::visit_bool>(value)) {
         next_state_after_value(tokens);
     }
 }
@@ -251,7 +254,7 @@ void Tm_tcl_decoder::read_closing_brace(Tokenizer& tokens) {
     if (closed) next_state_after_group(tokens);
 }
 
-void Tm_tcl_decoder::read_member(Tokenizer& tokens) {
+inline void Tm_tcl_decoder::read_member(Tokenizer& tokens) {
     if (tokens.take('}')) {
         if (emit<&Tm_creator::visit_struct_end>()) next_state_after_group(tokens);
         return;
@@ -263,7 +266,7 @@ void Tm_tcl_decoder::read_member(Tokenizer& tokens) {
     }
 }
 
-void Tm_tcl_decoder::open_group(Tokenizer& tokens, State inside) {
+inline void Tm_tcl_decoder::open_group(Tokenizer& tokens, State inside) {
     if (get_brace(tokens, '{')) state_ = inside;
 }
 
@@ -274,7 +277,7 @@ void Tm_tcl_decoder::next_state_after_group(Tokenizer& tokens) {
 }
 
 /// A member holds one value, so that its brace must close behind it.
-void Tm_tcl_decoder::next_state_after_value(Tokenizer& tokens) {
+inline void Tm_tcl_decoder::next_state_after_value(Tokenizer& tokens) {
     if (state_ == State::expects_member_value && emit<&Tm_creator::visit_member_end>() &&
         get_brace(tokens, '}')) {
         state_ = State::expects_member;
@@ -291,21 +294,22 @@ void Tm_tcl_decoder::read_end() {
 }
 
 template <class... Part>
-Tm_tcl_decoder::Word Tm_tcl_decoder::get_additional_token(Tokenizer& tokens, Part const&... what) {
+inline Tm_tcl_decoder::Word Tm_tcl_decoder::get_additional_token(Tokenizer& tokens,
+                                                                 Part const&... what) {
     if (tokens.has_more_tokens()) return tokens.next_token();
     fail("premature end of input: expected ", what...);
     return {};
 }
 
-bool Tm_tcl_decoder::get_brace(Tokenizer& tokens, char brace) {
+inline bool Tm_tcl_decoder::get_brace(Tokenizer& tokens, char brace) {
     if (tokens.take(brace)) return true;
     Word const token = get_additional_token(tokens, brace);
     return token && fail("expected ", brace, " but got: ", token);
 }
 
 template <class... Part>
-Tm_tcl_decoder::Word Tm_tcl_decoder::get_possibly_quoted_string(Tokenizer& tokens,
-                                                                Part const&... what) {
+inline Tm_tcl_decoder::Word Tm_tcl_decoder::get_possibly_quoted_string(Tokenizer& tokens,
+                                                                       Part const&... what) {
     if (!tokens.is_at_quote()) return get_additional_token(tokens, what...);
     Word const text = tokens.next_quoted();
     if (!text) fail("unmatching quotes in ", what..., ": \"", tokens.rest());
