@@ -21,7 +21,7 @@ public:
     explicit Tm_json_encoder(unsigned int limit = DEFAULT_LIMIT);
     ~Tm_json_encoder() override;
 
-    /// Every event answers true.
+    /// Every event returns true.
     bool visit_method_begin(bool is_request) override;
     bool visit_method_end(bool is_request) override;
     bool visit_fault_begin() override;

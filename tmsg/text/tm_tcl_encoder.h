@@ -5,7 +5,7 @@
 /// Nothing is escaped, byte strings are written in hexadecimal and files as their size alone: a
 /// text with a quote or backslash in a name or string, with a byte string or with a file does not
 /// read back. At the size limit the next member or byte ends the text with "...SNIPPED..." and
-/// stops the walk, so that accept() answers false.
+/// stops the walk, so that accept() returns false.
 #pragma once
 
 #include <string>

@@ -8,5 +8,5 @@
 bool tm_ends_in_escape(std::string_view text);
 
 /// Replaces the escapes \n \r \t \b \\ and \xHH; a backslash before any other character drops out.
-/// Answers nothing, or the error text that is to stand in front of the string.
+/// Returns nothing, or the error text that is to stand in front of the string.
 std::string_view tm_unescape(std::string_view text, std::string& unescaped);

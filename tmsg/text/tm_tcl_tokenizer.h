@@ -34,7 +34,8 @@ public:
 
     bool is_at_quote() const { return at_ != end_ && *at_ == '"'; }
     /// To be called at a quote: what stands from there to a quote that a token ends with and that
-    /// no backslash escapes, delimiters included. None: there is no such quote.
+    /// no backslash escapes, delimiters included. None: there is no such quote, and the first is
+    /// taken.
     Word next_quoted();
     /// What no token was taken from.
     std::string_view rest() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }

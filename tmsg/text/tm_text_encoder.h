@@ -20,7 +20,7 @@ public:
 
     /// Empties the text.
     virtual void clear() = 0;
-    /// The text so far.
+    /// The text so far. It is cut to its size here, so that no two threads may ask at once.
     virtual std::string const& get_string() const = 0;
 
 protected:
