@@ -31,8 +31,12 @@ using Block = std::uint64_t;
 
 constexpr Block in_each_byte(unsigned char byte) { return Block{0x0101010101010101} * byte; }
 
-/// Only bytes that are escaped set a top bit here, or what they carry into the next bytes.
-bool is_plain(Block block) {
+constexpr std::ptrdiff_t block_size = sizeof(Block);
+
+bool is_plain_block(char const* data) {
+    Block block = 0;
+    std::memcpy(&block, data, sizeof block);
+    // Only bytes that are escaped set a top bit here, or what they carry into the next bytes.
     Block const control = block - in_each_byte(' ');
     Block const above_tilde = block | (block + in_each_byte(0x7F - '~'));
     Block const quote = (block ^ in_each_byte('"')) - in_each_byte(1);
@@ -41,10 +45,10 @@ bool is_plain(Block block) {
 }
 
 char const* find_escaped(char const* data, char const* end) {
-    Block block = 0;
-    for (; end - data >= static_cast<std::ptrdiff_t>(sizeof block); data += sizeof block) {
-        std::memcpy(&block, data, sizeof block);
-        if (!is_plain(block)) break;
+    if (end - data >= block_size) {
+        char const* const last_block = end - block_size;
+        while (data < last_block && is_plain_block(data)) data += block_size;
+        if (data >= last_block && is_plain_block(last_block)) return end;
     }
     return std::find_if(data, end, escape_of);
 }
