@@ -1,4 +1,6 @@
 #include <cmath>
+#include <cstdint>
+#include <new>
 
 #include "support/support.h"
 
@@ -90,6 +92,35 @@ TEST(Date, SettersKeepTheirRanges) {
     Tm_struct holder(nullptr);
     holder.add_member("date", &given);
     EXPECT_TRUE(holder.get_member_date("date") != nullptr);
+}
+
+struct alignas(64) Aligned_date : Date_value {
+    Aligned_date* clone() const override { return new Aligned_date(*this); }
+};
+
+template <class Value>
+void expect_every_form_of_new(Value const& example) {
+    alignas(Value) unsigned char room[sizeof(Value)];
+    auto* const placed = new (room) Value(example);
+    EXPECT_TRUE(*placed == example);
+    placed->~Value();
+    std::unique_ptr<Tm_value> const value(new (std::nothrow) Value(example));
+    EXPECT_TRUE(*value == example);
+}
+
+TEST(Values, AreMadeByEveryFormOfNew) {
+    std::vector<std::unique_ptr<Tm_value>> dates;
+    for (int i = 0; i < 8; ++i) dates.emplace_back(Aligned_date().clone());
+    for (auto const& date : dates) EXPECT_EQ(0U, reinterpret_cast<std::uintptr_t>(date.get()) % 64);
+    expect_every_form_of_new(Tm_int32(7));
+    expect_every_form_of_new(Tm_bool(true));
+    expect_every_form_of_new(Tm_double(1.5));
+    expect_every_form_of_new(Tm_string("text"));
+    expect_every_form_of_new(Tm_binary(nullptr, 0));
+    expect_every_form_of_new(Tm_file("/dev/null", 0));
+    expect_every_form_of_new(Tm_array());
+    expect_every_form_of_new(Tm_struct(nullptr));
+    expect_every_form_of_new(Message());
 }
 
 TEST(String, ChecksItsLengthBeforeTheCatalogue) {
