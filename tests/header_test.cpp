@@ -1,4 +1,5 @@
 #include <cstring>
+#include <sstream>
 
 #include "support/support.h"
 
@@ -49,6 +50,9 @@ TEST(Header, ShowsWhatWasSet) {
     header.show("test");
     EXPECT_EQ("called from test\nTm_header::show - length=74565, last_chunk=1, tmport=200, size=8, seq=8388607\n",
               testing::internal::GetCapturedStdout());
+    std::ostringstream numbers;
+    numbers << header.get_length() << ' ' << header.get_tmport() << ' ' << header.get_seq_no();
+    EXPECT_EQ("74565 200 8388607", numbers.str());
 }
 
 TEST(Header, ExtendedFormCarriesVersionAndSignature) {
@@ -63,7 +67,7 @@ TEST(Header, ExtendedFormCarriesVersionAndSignature) {
     EXPECT_EQ(hex(copy), hex(extended.record()));
     Tm_header back;
     back = copy;
-    EXPECT_EQ(7, back.get_tmport());
+    EXPECT_EQ(7U, back.get_tmport());
     EXPECT_EQ(hex(TM_HEADER_2{}), hex(extended = TM_HEADER_2{}));
 }
 

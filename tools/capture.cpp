@@ -20,8 +20,7 @@ void write_row(std::size_t row, Chunk const& chunk, std::string const& error) {
     char text[160];
     std::snprintf(text, sizeof text, "%6zu %10zu %8u  %-5s  %-4s %5u %10u", row, chunk.offset,
                   header.get_length(), header.get_first_chunk() ? "first" : "-",
-                  header.get_last_chunk() ? "last" : "-",
-                  static_cast<unsigned int>(header.get_tmport()), header.get_seq_no());
+                  header.get_last_chunk() ? "last" : "-", header.get_tmport(), header.get_seq_no());
     write_output(text);
     if (!error.empty()) write_output(painted(Colour::red, "  " + error));
     write_output("\n");

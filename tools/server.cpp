@@ -169,8 +169,8 @@ void Server::print(Message& message, Tm_header const& header) const {
 }
 
 void Server::send(Message const& message, int client, Tm_header const& header) {
-    clients_.at(client)->send(message, answer_chunk_size, header.get_seq_no(), header.get_tmport(),
-                              Deadline(patience));
+    clients_.at(client)->send(message, answer_chunk_size, header.get_seq_no(),
+                              static_cast<unsigned char>(header.get_tmport()), Deadline(patience));
 }
 
 /// The echo is the request itself, made a response without the first group.

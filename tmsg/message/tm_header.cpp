@@ -53,7 +53,7 @@ unsigned int Tm_header::get_length() const {
 }
 
 void Tm_header::set_tmport(unsigned char port) { record_.bytes[4] = port; }
-unsigned char Tm_header::get_tmport() const { return record_.bytes[4]; }
+unsigned int Tm_header::get_tmport() const { return record_.bytes[4]; }
 
 void Tm_header::set_seq_no(unsigned int seq_no) {
     put_number(record_.bytes + 5, seq_no_high_bits, seq_no);
@@ -76,7 +76,7 @@ Tm_header& Tm_header::operator=(TM_HEADER_2 const& record) {
 void Tm_header::swap(Tm_header& other) noexcept { std::swap(record_, other.record_); }
 
 void Tm_header::show() const {
-    std::printf("Tm_header::show - length=%u, last_chunk=%d, tmport=%d, size=%u, seq=%u\n",
+    std::printf("Tm_header::show - length=%u, last_chunk=%d, tmport=%u, size=%u, seq=%u\n",
                 get_length(), get_last_chunk() ? 1 : 0, get_tmport(), get_size(), get_seq_no());
 }
 

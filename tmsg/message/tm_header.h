@@ -42,7 +42,7 @@ public:
     void set_length(unsigned int length);
     unsigned int get_length() const;
     void set_tmport(unsigned char port);
-    unsigned char get_tmport() const;
+    unsigned int get_tmport() const;
     void set_response_new(bool value);
     bool get_response_new() const;
     void set_seq_no(unsigned int seq_no);
