@@ -1,6 +1,6 @@
 #!/bin/sh
-# headers.sh INCLUDES COMPILE...: every installed header compiles by itself, and none is installed
-# that tmsg.h does not reach.
+# headers.sh INCLUDES COMPILE...: every installed header compiles by itself and includes, of what is
+# not installed with it, the standard library alone; none is installed that tmsg.h does not reach.
 set -eu
 cd "$1"
 shift
@@ -10,6 +10,9 @@ find tmsg -name '*.h' | sort >../headers.installed
 while read -r header; do
     echo "#include \"$header\"" | "$@" -I. -x c++ -fsyntax-only - || failed=1
 done <../headers.installed
+
+# The names of the standard headers are plain words.
+grep -rE '^ *# *include' tmsg | grep -vE '# *include ("tmsg/[a-z_/]+\.h"|<[a-z_]+>)$' && failed=1
 
 echo '#include "tmsg/tmsg.h"' | "$@" -I. -x c++ -M - | tr -s ' ' '\n' |
     grep '^tmsg/' | sort >../headers.reached

@@ -1,8 +1,9 @@
 #!/bin/sh
 # pkg_config.sh FOLDER SOURCE PROGRAM COMPILE...: builds and runs the program with what pkg-config
-# says about the package described in FOLDER.
+# says about the package described in FOLDER, with no other package in sight.
 set -eu
-export PKG_CONFIG_PATH="$1"
+export PKG_CONFIG_LIBDIR="$1"
+unset PKG_CONFIG_PATH
 source=$2
 program=$3
 shift 3

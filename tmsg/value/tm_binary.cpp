@@ -1,8 +1,12 @@
 #include "tmsg/value/tm_binary.h"
 
+#include <ace/Refcounted_Auto_Ptr.h>
+#include <ace/Thread_Mutex.h>
+
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "tmsg/value/tm_walk.h"
@@ -22,29 +26,49 @@ bool holds(std::vector<unsigned char> const& bytes, unsigned char const* data) {
 
 }  // namespace
 
-Tm_binary::Storage Tm_binary::store(std::vector<unsigned char>&& bytes) {
-    auto owned = std::make_unique<std::vector<unsigned char>>(std::move(bytes));
-    Storage storage(owned.get());
-    static_cast<void>(owned.release());
-    return storage;
+/// Each copy counts itself by an atomic increment, without a lock.
+class Tm_binary::Storage final
+    : public ACE_Refcounted_Auto_Ptr<std::vector<unsigned char>, ACE_Thread_Mutex> {
+public:
+    explicit Storage(std::vector<unsigned char>&& bytes)
+        : Storage(std::make_unique<std::vector<unsigned char>>(std::move(bytes))) {}
+
+private:
+    explicit Storage(std::unique_ptr<std::vector<unsigned char>>&& owned)
+        : ACE_Refcounted_Auto_Ptr(owned.get()) {
+        static_cast<void>(owned.release());
+    }
+};
+
+Tm_binary::Storage& Tm_binary::storage() {
+    return *std::launder(reinterpret_cast<Storage*>(room_));
 }
 
-Tm_binary::Tm_binary() : bytes_(store({})) {}
+Tm_binary::Storage const& Tm_binary::storage() const {
+    return *std::launder(reinterpret_cast<Storage const*>(room_));
+}
+
+Tm_binary::Tm_binary() : Tm_binary(std::vector<unsigned char>()) {}
 
 Tm_binary::Tm_binary(unsigned char const* data, unsigned int size)
-    : bytes_(store(copy_bytes(data, size))) {}
+    : Tm_binary(copy_bytes(data, size)) {}
 
-Tm_binary::Tm_binary(std::vector<unsigned char>&& bytes) : bytes_(store(std::move(bytes))) {}
+Tm_binary::Tm_binary(std::vector<unsigned char>&& bytes) {
+    static_assert(sizeof(Storage) <= sizeof room_ && alignof(Storage) <= alignof(void*));
+    new (room_) Storage(std::move(bytes));
+}
 
-Tm_binary::Tm_binary(Tm_binary const& other) = default;
+Tm_binary::Tm_binary(Tm_binary const& other) noexcept : Tm_value(other) {
+    new (room_) Storage(other.storage());
+}
 
-Tm_binary::~Tm_binary() = default;
+Tm_binary::~Tm_binary() { storage().~Storage(); }
 
 Tm_binary* Tm_binary::clone() const { return new Tm_binary(*this); }
 
 bool Tm_binary::equals(Tm_value const& other) const {
     return other.get_value_type() == TMV_BINARY &&
-           *static_cast<Tm_binary const&>(other).bytes_ == *bytes_;
+           *static_cast<Tm_binary const&>(other).storage() == *storage();
 }
 
 TMV Tm_binary::get_value_type() const { return TMV_BINARY; }
@@ -54,25 +78,26 @@ bool Tm_binary::accept(Tm_visitor& visitor) const {
         reinterpret_cast<char const*>(get_buffer()), get_buffer_size(), visitor);
 }
 
-Tm_binary& Tm_binary::operator=(Tm_binary const& other) {
-    bytes_ = other.bytes_;
+Tm_binary& Tm_binary::operator=(Tm_binary const& other) noexcept {
+    storage() = other.storage();
     return *this;
 }
 
 Tm_binary& Tm_binary::operator=(tm_binary_cstruct const& source) {
-    if (holds(*bytes_, source.data)) {
-        *bytes_ = copy_bytes(source.data, source.size);
+    auto& bytes = *storage();
+    if (holds(bytes, source.data)) {
+        bytes = copy_bytes(source.data, source.size);
     } else {
-        bytes_->resize(source.size);
-        if (source.size > 0) std::memcpy(bytes_->data(), source.data, source.size);
+        bytes.resize(source.size);
+        if (source.size > 0) std::memcpy(bytes.data(), source.data, source.size);
     }
     return *this;
 }
 
 unsigned int Tm_binary::get_buffer_size() const {
-    return static_cast<unsigned int>(bytes_->size());
+    return static_cast<unsigned int>(storage()->size());
 }
 
 unsigned char const* Tm_binary::get_buffer() const {
-    return bytes_->empty() ? nullptr : bytes_->data();
+    return storage()->empty() ? nullptr : storage()->data();
 }

@@ -3,9 +3,6 @@
 /// The count is thread-safe, the bytes are not guarded.
 #pragma once
 
-#include <ace/Refcounted_Auto_Ptr.h>
-#include <ace/Thread_Mutex.h>
-
 #include <vector>
 
 #include "tmsg/value/tm_value.h"
@@ -23,7 +20,7 @@ public:
     Tm_binary(unsigned char const* data, unsigned int size);
     /// Takes the bytes over; fewer than 2^32 of them.
     explicit Tm_binary(std::vector<unsigned char>&& bytes);
-    Tm_binary(Tm_binary const& other);
+    Tm_binary(Tm_binary const& other) noexcept;
 
     Tm_binary* clone() const override;
     ~Tm_binary() override;
@@ -32,7 +29,7 @@ public:
     bool accept(Tm_visitor& visitor) const override;
 
     /// Shares the other's storage.
-    Tm_binary& operator=(Tm_binary const& other);
+    Tm_binary& operator=(Tm_binary const& other) noexcept;
     /// Writes into the shared storage, seen by every holder.
     Tm_binary& operator=(tm_binary_cstruct const& source);
 
@@ -41,9 +38,12 @@ public:
     unsigned char const* get_buffer() const;
 
 private:
-    using Storage = ACE_Refcounted_Auto_Ptr<std::vector<unsigned char>, ACE_Thread_Mutex>;
+    /// The counted pointer to the bytes.
+    class Storage;
 
-    static Storage store(std::vector<unsigned char>&& bytes);
+    Storage& storage();
+    Storage const& storage() const;
 
-    Storage bytes_;
+    /// Where the Storage is. Its class is not known here, so that users need not have its header.
+    alignas(void*) unsigned char room_[2 * sizeof(void*)];
 };
