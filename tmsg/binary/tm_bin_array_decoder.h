@@ -1,11 +1,11 @@
 /// Decodes top-level values, one after another, into an array that stays the decoder's.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "tmsg/binary/tm_bin_decoder_base.h"
+#include "tmsg/value/tm_owned.h"
 
 class Tm_array;
 
@@ -23,5 +23,5 @@ public:
     std::vector<std::string> const& received_files() const;
 
 private:
-    std::unique_ptr<Tm_array> array_;
+    Tm_owned<Tm_array> array_;
 };

@@ -13,12 +13,10 @@ public:
         in_rest = 2    ///< in a list that has items
     };
 
-    Tm_json_comma_check() : stack_{in_none} {}
+    Tm_json_comma_check();
 
-    void push_in_type(bool in_list) { stack_.push_back(in_list ? in_first : in_none); }
-    void pop_in_type() {
-        if (!stack_.empty()) stack_.pop_back();
-    }
+    void push_in_type(bool in_list);
+    void pop_in_type();
     /// Asked once for each item, before it.
     bool needs_comma() {
         if (stack_.empty() || stack_.back() == in_none) return false;

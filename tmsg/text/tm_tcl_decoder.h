@@ -12,13 +12,13 @@
 /// strings. Their text becomes the error text too.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tmsg/export.h"
 #include "tmsg/value/tm_limits.h"
+#include "tmsg/value/tm_owned.h"
 
 class Tm_array;
 class Tm_creator;
@@ -102,7 +102,7 @@ private:
     Tm_limits limits_;
     State state_ = State::failed;
     std::string error_;
-    std::unique_ptr<Tm_array> result_;
-    std::unique_ptr<Tm_creator> creator_;
+    Tm_owned<Tm_array> result_;
+    Tm_owned<Tm_creator> creator_;
     std::string unescaped_;  ///< the last string that held a backslash
 };

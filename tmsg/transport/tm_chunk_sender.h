@@ -4,9 +4,9 @@
 
 #include <cstddef>
 #include <functional>
-#include <memory>
 
 #include "tmsg/export.h"
+#include "tmsg/value/tm_owned.h"
 
 class Message;
 class Tm_bin_encoder;
@@ -40,5 +40,5 @@ private:
     bool send_as_it_is(Message const& message, Sink const& sink, unsigned int seq_no,
                        unsigned char tmport);
 
-    std::unique_ptr<Tm_bin_encoder> encoder_;
+    Tm_owned<Tm_bin_encoder> encoder_;
 };

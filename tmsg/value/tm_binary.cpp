@@ -26,7 +26,8 @@ bool holds(std::vector<unsigned char> const& bytes, unsigned char const* data) {
 
 }  // namespace
 
-/// Each copy counts itself by an atomic increment, without a lock.
+/// Its count is atomic: an instruction where ACE knows one, as with g++ and clang++, else under the
+/// lock.
 class Tm_binary::Storage final
     : public ACE_Refcounted_Auto_Ptr<std::vector<unsigned char>, ACE_Thread_Mutex> {
 public:

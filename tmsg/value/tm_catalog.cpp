@@ -18,7 +18,8 @@ Tm_catalog<std::string>::Tm_catalog() = default;
 Tm_catalog<std::string>::Tm_catalog(Tm_catalog const& other)
     : table_(other.table_), next_index_(other.next_index_) {
     entries_.reserve(other.entries_.size());
-    for (auto const& stored : other.entries_) entries_.push_back(std::make_unique<entry>(*stored));
+    for (auto const& stored : other.entries_)
+        entries_.emplace_back(std::make_unique<entry>(*stored));
 }
 
 Tm_catalog<std::string>& Tm_catalog<std::string>::operator=(Tm_catalog const& other) {
@@ -42,7 +43,7 @@ Tm_catalog<std::string>::entry const* Tm_catalog<std::string>::add(std::string_v
     entry const* const known = table_.empty() ? find(name) : find_hashed(name, hash);
     if (known != nullptr) return known;
 
-    entries_.push_back(std::make_unique<entry>(name, next_index_));
+    entries_.emplace_back(std::make_unique<entry>(name, next_index_));
     std::size_t const count = entries_.size();
     if (count > few_names) {
         if (count * 2 > table_.size()) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tmsg/export.h"
+#include "tmsg/value/tm_owned.h"
 
 /// Exists for std::string only.
 template <class T>
@@ -53,7 +54,7 @@ private:
     void place(std::uint32_t hash, std::size_t position);
     void rebuild_table();
 
-    std::vector<std::unique_ptr<entry>> entries_;
+    std::vector<Tm_owned<entry>> entries_;
     std::vector<Slot> table_;  ///< empty while there are few names; else a power of two
     unsigned int next_index_ = 0;
 };

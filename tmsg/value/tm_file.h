@@ -3,9 +3,9 @@
 /// when the value is made. The file is never deleted. A clone opens the file again by its path.
 #pragma once
 
-#include <memory>
 #include <string>
 
+#include "tmsg/value/tm_owned.h"
 #include "tmsg/value/tm_value.h"
 
 class Tm_descriptor;
@@ -51,6 +51,6 @@ private:
     unsigned int open_mode_;
     unsigned int size_ = 0;
     bool in_memory_ = true;
-    std::unique_ptr<Tm_descriptor> descriptor_;
-    std::unique_ptr<Tm_mapping> mapping_;
+    Tm_owned<Tm_descriptor> descriptor_;
+    Tm_owned<Tm_mapping> mapping_;
 };
