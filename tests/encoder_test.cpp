@@ -1,3 +1,5 @@
+#include <fcntl.h>
+
 #include <cstring>
 
 #include "support/support.h"
@@ -88,6 +90,22 @@ TEST(Encoder, RefusesBadSizesAndFilesThatCannotBeRead) {
     int const before = encoder.fill_position();
     EXPECT_THROWS("failed to read from path", encoder.visit_file_continue(-1, "path", 5));
     EXPECT_EQ(before, encoder.fill_position());
+    int const folder = ::open("/", O_RDONLY);
+    EXPECT_TRUE(encoder.visit_file_begin(folder, 5));
+    EXPECT_THROWS("failed to read from path", encoder.visit_file_continue(folder, "path", 5));
+    ::close(folder);
+}
+
+/// As a pipe, which is read from where it stands.
+TEST(Encoder, ReadsFilesThatHaveNoPositions) {
+    int ends[2];
+    ASSERT_EQ(0, ::pipe(ends));
+    ASSERT_EQ(6, ::write(ends[1], "abcdef", 6));
+    Tm_bin_encoder encoder(100);
+    EXPECT_TRUE(encoder.visit_file_begin(ends[0], 6));
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(encoder.visit_file_continue(ends[0], "pipe", 3));
+    EXPECT_EQ("15 00 00 00 06 61 62 63 64 65 66", to_hex(Bytes(encoder.data(), encoder.data() + 11)));
+    for (int const end : ends) ::close(end);
 }
 
 }  // namespace

@@ -87,6 +87,67 @@ TEST(File, ThatHasBecomeShorterIsNotSent) {
     EXPECT_TRUE(sender.send(Message(), 2, 0, count)) << "the sender is usable";
 }
 
+namespace {
+
+/// A walk of one value in chunks, as much at a time as the caller likes.
+struct Chunk_walk {
+    Tm_array const& array;
+    Tm_bin_encoder encoder;
+    Bytes sent = {};
+    bool is_whole = false;
+
+    void step() {
+        if (!is_whole) is_whole = array.accept(encoder);
+        sent.insert(sent.end(), encoder.data(),
+                    encoder.data() + std::min(encoder.fill_position(), encoder.chunk_size()));
+        encoder.continue_fill();
+    }
+    bool sends(std::string const& expected) const { return std::string(sent.begin(), sent.end()) == expected; }
+};
+
+}  // namespace
+
+/// A large file, walked by two encoders in turn while its owner reads from the same descriptor.
+TEST(File, IsReadAheadByEachWalkOnItsOwn) {
+    Scratch const scratch;
+    std::string const content = pattern(11264300);
+    std::string const head = "\x15" + std::string("\x00\xAB\xE1\x2C", 4);
+    Tm_array array;
+    for (int i = 0; i < 2; ++i) array.add_member(scratch.file("large", content), 0U);
+    Chunk_walk first{array, Tm_bin_encoder(4099)}, second{array, Tm_bin_encoder(100000)};
+    for (int i = 0; i < 10; ++i) first.step();
+    first.encoder.begin_fill();
+    first.sent.clear();
+
+    int const fd = array.get_member_file(0)->descriptor();
+    std::string read_by_owner;
+    for (bool is_first = true; !first.is_whole || !second.is_whole; is_first = false) {
+        first.step();
+        second.step();
+        if (is_first) ::lseek(fd, 0, SEEK_SET);
+        char bytes[100];
+        read_by_owner.append(bytes, static_cast<std::size_t>(::read(fd, bytes, sizeof bytes)));
+    }
+    std::string const expected = "\x06" + head + content + head + content + "\x86";
+    EXPECT_TRUE(first.sends(expected) && second.sends(expected));
+    EXPECT_EQ(content.substr(0, read_by_owner.size()), read_by_owner);
+}
+
+/// Without a sender, which refuses it: nothing is written of a piece that is not there whole.
+TEST(File, ThatHasChangedIsEncodedAsFarAsAnnouncedAndThere) {
+    Scratch const scratch;
+    std::string const path = scratch.file("large", pattern(11264300));
+    Tm_array array;
+    array.add_member(path, 0U);
+    for (auto const& [size, sent] : {std::pair(6000001U, 6000000U), std::pair(12000000U, 11264300U)}) {
+        std::filesystem::resize_file(path, size);
+        Chunk_walk walk{array, Tm_bin_encoder(100000)};
+        while (!walk.is_whole) walk.step();
+        EXPECT_TRUE(
+            walk.sends("\x06\x15" + std::string("\x00\xAB\xE1\x2C", 4) + content_of(path).substr(0, sent) + "\x86"));
+    }
+}
+
 TEST(File, ComparesPathAndSizeAndClonesByName) {
     Scratch const scratch;
     std::string const path = scratch.file("a", "123");

@@ -6,6 +6,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "tmsg/binary/tm_read_ahead.h"
 #include "tmsg/binary/tm_wire.h"
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_file.h"
@@ -39,6 +40,7 @@ void Tm_bin_encoder::init(int chunk_size, int header_size) {
 void Tm_bin_encoder::begin_fill() {
     fill_ = 0;
     mementos_.clear();
+    file_.reset();
 }
 
 bool Tm_bin_encoder::small_chunk_continue() {
@@ -162,7 +164,9 @@ bool Tm_bin_encoder::visit_array_end() { return put_tag(TM_TAG_ARRAY_END); }
 bool Tm_bin_encoder::visit_file_begin(unsigned int length) { return put(TM_TAG_FILE, length); }
 
 bool Tm_bin_encoder::visit_file_begin(int fd, unsigned int length) {
-    ::lseek(fd, 0, SEEK_SET);
+    bool const has_positions = ::lseek(fd, 0, SEEK_SET) == 0;
+    if (!check_state()) return false;
+    file_ = has_positions ? std::make_unique<Tm_read_ahead>(fd) : nullptr;
     return visit_file_begin(length);
 }
 
@@ -170,9 +174,12 @@ bool Tm_bin_encoder::visit_file_continue(char const* data, unsigned int length) 
     return put_piece(data, length);
 }
 
+/// A file that was not begun here, or has no positions, is read from where its descriptor stands.
 bool Tm_bin_encoder::visit_file_continue(int fd, std::string const& path, unsigned int length) {
     if (!check_state()) return false;
-    long const got = Tm_file::read_n(fd, room(length), length);
+    bool const is_begun = file_ != nullptr && file_->descriptor() == fd;
+    long const got =
+        is_begun ? file_->read(room(length), length) : Tm_file::read_n(fd, room(length), length);
     if (got < 0) throw Tm_file_read_exception(path);
     fill_ += static_cast<int>(got);
     return true;

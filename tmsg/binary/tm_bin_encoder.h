@@ -9,7 +9,11 @@
 ///
 /// or let Tm_chunk_sender do all that. An event that starts below the chunk size is written whole,
 /// so the fill position may pass it. Strings and names must not exceed 65,535 bytes: of a longer
-/// one the length is written wrong. A file that cannot be read throws Tm_file_read_exception.
+/// one the length is written wrong.
+///
+/// A file that is not mapped is read by its descriptor, some way ahead of its pieces. Its beginning
+/// sets the descriptor's position to 0; nothing else uses that position. A piece that cannot be
+/// read throws Tm_file_read_exception; of one behind the end of the file nothing is written.
 #pragma once
 
 #include <memory>
@@ -18,6 +22,8 @@
 
 #include "tmsg/export.h"
 #include "tmsg/value/tm_visitor.h"
+
+class Tm_read_ahead;
 
 class TMSG_API Tm_bin_encoder : public Tm_visitor {
 public:
@@ -98,4 +104,5 @@ private:
     int chunk_size_ = 0;
     int header_size_ = 0;
     std::vector<int> mementos_;
+    std::unique_ptr<Tm_read_ahead> file_;  ///< the one whose pieces come, unless it is mapped
 };

@@ -73,5 +73,7 @@ bool Tm_chunk_sender::send_as_it_is(Message const& message, Sink const& sink, un
         header.set_first_chunk(false);
         encoder_->continue_fill();
     }
+    // Lets go of what was read ahead of a file.
+    encoder_->begin_fill();
     return true;
 }
