@@ -241,19 +241,24 @@ TEST_F(Temporary_file, WithoutDescriptorsIsReportedAndGone) {
 
 TEST_F(Temporary_file, WithoutRoomIsReportedAndGone) {
     std::signal(SIGXFSZ, SIG_IGN);
-    Lower_limit const limit(RLIMIT_FSIZE, 150);
     std::string path = next_path();
-    EXPECT_THROWS("failed to map " + path, feed(decoder, from_hex("15 00 00 01 2C")));
+    {
+        Lower_limit const limit(RLIMIT_FSIZE, 150);
+        EXPECT_THROWS("failed to map " + path, feed(decoder, from_hex("15 00 00 01 2C")));
+    }
 
-    // Too large to be mapped: the second of its pieces is written in part.
+    // Too large to be mapped: what was gathered is written in part, at the latest with the last piece.
+    Bytes large = from_hex("15 00 AB E0 01");
+    large.resize(5 + 11264001, 'x');
+    for (unsigned int const room : {150U, 11264000U}) {
+        Lower_limit const lower(RLIMIT_FSIZE, room);
+        decoder.init();
+        path = next_path();
+        feed(decoder, large, 4096);
+        EXPECT_EQ("failed to write to " + path, decoder.error());
+    }
     decoder.init();
-    path = next_path();
-    Bytes large = from_hex("15 00 AB E0 00");
-    large.resize(5 + 256, 'x');
-    feed(decoder, large);
-    EXPECT_EQ("failed to write to " + path, decoder.error());
-    decoder.init();
-    EXPECT_EQ(2, remove_received_files()) << "those of next_path()";
+    EXPECT_EQ(3, remove_received_files()) << "those of next_path()";
 }
 
 TEST_F(Temporary_file, IsNotMadeThroughALinkPlantedUnderItsName) {

@@ -14,11 +14,13 @@
 
 namespace {
 
-/// Disk space is reserved in steps of this many bytes, as bytes arrive.
-constexpr unsigned int reservation = 1 << 16;
 constexpr unsigned int last_number = 0xFFFFFFFE;
 /// Read and write for the owner; the set-group-id bit marks the file as the library's.
 constexpr unsigned int file_mode = 02600;
+/// Disk space for a mapping is reserved in steps of so much at least.
+constexpr unsigned int smallest_reservation = 1 << 16;
+/// A larger file is written in steps of so much, but for its end.
+constexpr std::size_t gathering_step = 1 << 16;
 
 /// Counts up from 0; after the last number it starts again at 1.
 unsigned int next_number() {
@@ -43,33 +45,47 @@ std::string free_path() {
 
 /// The name can be guessed, so only a file that is new and no link will do.
 Tm_received_file::Tm_received_file(unsigned int length)
-    : length_(length),
-      path_(free_path()),
-      descriptor_(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, file_mode) {
-    if (!descriptor_.is_usable()) {
-        if (descriptor_.get() == 0) ::unlink(path_.c_str());
-        throw Tm_file_open_exception(path_);
-    }
-    if (length > 0 && Tm_file::is_mapped_size(length)) map();
+    : path_(free_path()),
+      descriptor_(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, file_mode),
+      length_(length) {
+    bool const is_open = descriptor_.is_usable();
+    bool const is_mapped = length > 0 && Tm_file::is_mapped_size(length);
+    if (is_open && (!is_mapped || map())) return;
+    if (descriptor_.get() >= 0) ::unlink(path_.c_str());
+    if (is_open) throw Tm_file_mapping_exception(path_);
+    throw Tm_file_open_exception(path_);
 }
 
 Tm_received_file::~Tm_received_file() {
-    mapping_.flush();
-    if (!kept_) ::unlink(path_.c_str());
-}
-
-void Tm_received_file::map() {
-    bool const extended = ::ftruncate(descriptor_.get(), length_) == 0;
-    if (!extended || !mapping_.map(descriptor_.get(), length_, true)) {
+    if (kept_) {
+        mapping_.flush();
+    } else {
         ::unlink(path_.c_str());
-        throw Tm_file_mapping_exception(path_);
     }
 }
 
-/// Touching a mapping for which the disk has no room would end the process.
+bool Tm_received_file::map() {
+    return ::ftruncate(descriptor_.get(), length_) == 0 &&
+           mapping_.map(descriptor_.get(), length_, true);
+}
+
+bool Tm_received_file::write(char const* data, unsigned int length) {
+    if (mapping_.data() == nullptr) {
+        if (!gather(data, length)) return false;
+    } else {
+        if (!reserve(taken_ + length)) return false;
+        std::memcpy(mapping_.data() + taken_, data, length);
+    }
+    taken_ += length;
+    return true;
+}
+
+/// Touching a mapping for which the disk has no room would end the process. The steps grow with the
+/// file, so that they are few and what was only announced takes no room.
 bool Tm_received_file::reserve(unsigned int end) {
     while (reserved_ < end) {
-        unsigned int const size = std::min(reservation, length_ - reserved_);
+        unsigned int const step = std::max(smallest_reservation, reserved_);
+        unsigned int const size = std::min(step, length_ - reserved_);
         int const error = ::posix_fallocate(descriptor_.get(), reserved_, size);
         if (error == EINTR) continue;
         if (error != 0) return false;
@@ -78,19 +94,46 @@ bool Tm_received_file::reserve(unsigned int end) {
     return true;
 }
 
-bool Tm_received_file::write(char const* data, unsigned int length) {
-    if (mapping_.data() != nullptr) {
-        if (!reserve(written_ + length)) return false;
-        if (length > 0) std::memcpy(mapping_.data() + written_, data, length);
-        written_ += length;
-        return true;
+/// Bytes wait for others, so that the system is called for full steps alone. All room is made
+/// first, so that nothing is lost when there is no memory.
+bool Tm_received_file::gather(char const* data, std::size_t length) {
+    bool const is_last = taken_ + length == length_;
+    make_room(std::min(gathered_.size() + length, gathering_step));
+    while (length > 0) {
+        std::size_t part = length - length % gathering_step;
+        if (gathered_.empty() && part > 0) {
+            if (!write_out(data, part)) return false;
+        } else {
+            part = std::min(length, gathering_step - gathered_.size());
+            gathered_.insert(gathered_.end(), data, data + part);
+            bool const is_full = gathered_.size() == gathering_step;
+            if (is_full && !write_gathered()) return false;
+        }
+        data += part;
+        length -= part;
     }
+    return !is_last || write_gathered();
+}
+
+/// The room grows with what has arrived.
+void Tm_received_file::make_room(std::size_t size) {
+    std::size_t const grown = std::min(2 * gathered_.capacity(), gathering_step);
+    if (size > gathered_.capacity()) gathered_.reserve(std::max(size, grown));
+}
+
+bool Tm_received_file::write_gathered() {
+    if (!write_out(gathered_.data(), gathered_.size())) return false;
+    gathered_.clear();
+    return true;
+}
+
+bool Tm_received_file::write_out(char const* data, std::size_t length) const {
     while (length > 0) {
         ssize_t const written = ::write(descriptor_.get(), data, length);
         if (written < 0 && errno == EINTR) continue;
         if (written <= 0) return false;
         data += written;
-        length -= static_cast<unsigned int>(written);
+        length -= static_cast<std::size_t>(written);
     }
     return true;
 }

@@ -1,34 +1,48 @@
-/// The file into which the bytes of a received file value go: a new temporary one, empty, readable
-/// and writable by its owner alone. It is removed on destruction unless it is kept.
+/// A file that is being received: a new one under /tmp, readable and writable by its owner alone,
+/// removed on destruction unless it is kept. A file of a size that file values map is written
+/// through a mapping, for which room on the disk is reserved as bytes arrive; a larger one is
+/// written in large steps.
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 #include "tmsg/value/tm_descriptor.h"
 #include "tmsg/value/tm_mapping.h"
 
 class Tm_received_file {
 public:
-    /// For so many bytes. Throws Tm_file_open_exception or Tm_file_mapping_exception.
+    /// For so many bytes. Throws Tm_file_open_exception or Tm_file_mapping_exception when the file
+    /// cannot be made.
     explicit Tm_received_file(unsigned int length);
     Tm_received_file(Tm_received_file const&) = delete;
     Tm_received_file& operator=(Tm_received_file const&) = delete;
     ~Tm_received_file();
 
-    /// The next bytes. False: there is no room for them.
-    bool write(char const* data, unsigned int length);
     std::string const& path() const { return path_; }
+
+    /// Adds bytes, in all at most the announced ones. False: the disk has no room, or they or
+    /// earlier ones could not be written; the file is of no use then. When the last byte was taken,
+    /// the file has its whole content.
+    bool write(char const* data, unsigned int length);
+    /// The file stays from now on.
     void keep() { kept_ = true; }
 
 private:
-    void map();
+    bool map();
     bool reserve(unsigned int end);
+    bool gather(char const* data, std::size_t length);
+    void make_room(std::size_t size);
+    bool write_gathered();
+    bool write_out(char const* data, std::size_t length) const;
 
-    unsigned int length_;
     std::string path_;
     Tm_descriptor descriptor_;
+    unsigned int length_;
+    unsigned int taken_ = 0;
+    unsigned int reserved_ = 0;   ///< bytes that have room on the disk, where there is a mapping
+    Tm_mapping mapping_;          ///< of the whole file; none of a larger one
+    std::vector<char> gathered_;  ///< taken bytes that are not yet in a larger file
     bool kept_ = false;
-    unsigned int written_ = 0;
-    unsigned int reserved_ = 0;  ///< bytes that have room on the disk
-    Tm_mapping mapping_;  ///< of the whole file while it is small enough; else pieces are written
 };
