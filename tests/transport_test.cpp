@@ -200,6 +200,62 @@ TEST(Receiver, RemovesTheFilesOfWhatItDrops) {
     EXPECT_EQ(1, remove_received_files());
 }
 
+/// What a message holds besides its files must fit, however its bytes come: here 1,000 bytes of a
+/// file, of which a piece waits in memory until it is whole.
+TEST(Receiver, DoesNotCountFilesAsHeld) {
+    Scratch const scratch;
+    Message message;
+    message.add_member(body, "file", scratch.file("f", pattern(1000)), 0U);
+    std::size_t const other_bytes = encode(message).size() - 1000;
+    auto const arrives = [&](unsigned long limit, int chunk_size, auto take) {
+        Tm_limits limits;
+        limits.max_held_bytes = limit;
+        Receiver receiver(limits);
+        for (Bytes const& bytes : chunks_of(message, 1, chunk_size)) (receiver.*take)(1, bytes);
+        if (receiver.messages.empty()) {
+            EXPECT_EQ(Names({"1/1 more than " + std::to_string(limit) + " bytes in unfinished messages"}),
+                      receiver.errors);
+            EXPECT_EQ(0, remove_received_files());
+            return false;
+        }
+        EXPECT_EQ(1, remove_received_files());
+        return true;
+    };
+    auto const first_fitting = [&](int chunk_size, auto take) {
+        unsigned long limit = 20;
+        while (limit < 1000 && !arrives(limit, chunk_size, take)) ++limit;
+        return limit;
+    };
+    unsigned long const needed = first_fitting(1, &Receiver::take);
+    EXPECT_LE(other_bytes, needed);
+    EXPECT_LE(needed, other_bytes + 128);
+    for (int const chunk_size : {7, 100, 5000}) {
+        EXPECT_EQ(needed, first_fitting(chunk_size, &Receiver::take)) << chunk_size;
+        EXPECT_EQ(needed, first_fitting(chunk_size, &Receiver::take_bytewise)) << chunk_size;
+    }
+
+    // One with holes, too large to be mapped, and what comes behind it.
+    std::string const path = scratch.file("holes", "");
+    std::filesystem::resize_file(path, 12000000);
+    Message large;
+    large.add_member(body, "file", path, 0U);
+    std::string const blob(600, 'x');
+    large.add_member(body, "more", blob);
+    for (unsigned long const limit : {400UL, 900UL}) {
+        Tm_limits limits;
+        limits.max_held_bytes = limit;
+        Receiver receiver(limits);
+        for (Bytes const& bytes : chunks_of(large, 1, 100000)) receiver.take(1, bytes);
+        bool const has_room = limit == 900;
+        ASSERT_EQ(has_room, receiver.messages.size() == 1);
+        if (has_room) {
+            Tm_file const& file = *receiver.messages.at({1, 1})->get_member_file(body, "file");
+            EXPECT_TRUE(content_of(path) == content_of(file.path()));
+        }
+        EXPECT_EQ(has_room ? 1 : 0, remove_received_files());
+    }
+}
+
 TEST(Receiver, SurvivesItsHandlers) {
     Bytes const one = chunk(true, true, 1, whole);
     Bytes two = one;

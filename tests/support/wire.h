@@ -64,7 +64,7 @@ struct Receiver : Tm_chunk_receiver {
     std::map<std::pair<int, unsigned int>, std::unique_ptr<Message>> messages;
     Names errors;
 
-    Receiver()
+    explicit Receiver(Tm_limits const& limits = {})
         : Tm_chunk_receiver(
               [this](std::unique_ptr<Message> message, int originator, Tm_header const& header) {
                   EXPECT_TRUE(header.get_last_chunk());
@@ -73,7 +73,8 @@ struct Receiver : Tm_chunk_receiver {
               },
               [this](int originator, unsigned int seq_no, std::string const& text) {
                   errors.push_back(std::to_string(originator) + "/" + std::to_string(seq_no) + " " + text);
-              }) {}
+              },
+              limits) {}
 
     void take(int originator, Bytes const& bytes) { receive(originator, bytes.data(), bytes.size()); }
     void take_bytewise(int originator, Bytes const& bytes) {

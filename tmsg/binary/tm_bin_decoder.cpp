@@ -26,3 +26,7 @@ Message* Tm_bin_decoder::release_msg() {
 std::vector<std::string> const& Tm_bin_decoder::received_files() const {
     return static_cast<Tm_creator const&>(*creator_).received_files();
 }
+
+unsigned long Tm_bin_decoder::file_bytes() const {
+    return static_cast<Tm_creator const&>(*creator_).file_bytes();
+}

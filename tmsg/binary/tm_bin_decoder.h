@@ -25,6 +25,8 @@ public:
 
     /// The paths of the files that were received completely so far, for who drops the message.
     std::vector<std::string> const& received_files() const;
+    /// Bytes of received files so far, of unfinished ones too.
+    unsigned long file_bytes() const;
 
 private:
     std::unique_ptr<Message> message_;

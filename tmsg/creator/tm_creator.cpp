@@ -294,6 +294,7 @@ bool Tm_creator::visit_file_continue(char const* data, unsigned int length) {
         return fail("failed to write to " + file_->path());
     }
     received_ += length;
+    file_bytes_ += length;
     if (received_ < expected_) return true;
     std::unique_ptr<Tm_value> value = std::make_unique<Tm_file>(file_->path(), 0U);
     received_files_.push_back(file_->path());

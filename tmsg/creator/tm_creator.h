@@ -76,6 +76,9 @@ public:
     /// The paths of all files that were received completely so far.
     std::vector<std::string> const& received_files() const { return received_files_; }
 
+    /// The bytes of files taken so far, those of unfinished ones included.
+    unsigned long file_bytes() const { return file_bytes_; }
+
     /// For whoever passes an event that this refused: sets an error text if there is none yet.
     /// Always false.
     bool process_state();
@@ -155,4 +158,5 @@ private:
     std::vector<unsigned char> bytes_;  ///< of the open byte string
     std::unique_ptr<Tm_received_file> file_;
     std::vector<std::string> received_files_;
+    unsigned long file_bytes_ = 0;
 };

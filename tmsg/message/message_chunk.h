@@ -25,9 +25,10 @@ public:
     /// Says that the last payload was added: an incomplete message becomes an error.
     void finalize() { decoder_.finalize(); }
 
-    /// Payload bytes added so far, from 4 GiB on modulo that; and their full count.
+    /// Payload bytes added so far, from 4 GiB on modulo that.
     unsigned int getTotalBufferLength() const { return static_cast<unsigned int>(total_length_); }
-    unsigned long heldBytes() const { return total_length_; }
+    /// Those of them that take memory: all but the content of files.
+    unsigned long heldBytes() const { return total_length_ - decoder_.file_bytes(); }
     bool hasError() const { return !decoder_.error().empty(); }
     std::string const& error() const { return decoder_.error(); }
     unsigned int getSeqNo() const { return seq_no_; }

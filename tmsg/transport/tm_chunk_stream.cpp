@@ -8,6 +8,25 @@
 #include "tmsg/message/message.h"
 #include "tmsg/value/tm_limit_error.h"
 
+namespace {
+
+/// Corrects the sum of held bytes when a message has taken some, whatever came of it.
+class Recount {
+public:
+    Recount(std::size_t& sum, MessageChunk const& message) : sum_(sum), message_(message) {
+        sum_ -= message_.heldBytes();
+    }
+    Recount(Recount const&) = delete;
+    Recount& operator=(Recount const&) = delete;
+    ~Recount() { sum_ += message_.heldBytes(); }
+
+private:
+    std::size_t& sum_;
+    MessageChunk const& message_;
+};
+
+}  // namespace
+
 void Tm_chunk_stream::Remove_with_files::operator()(MessageChunk* message) const {
     message->removeReceivedFiles();
     delete message;
@@ -85,11 +104,9 @@ void Tm_chunk_stream::add_payload(unsigned char const* data, std::size_t size,
                                   Tm_chunk_outcome& outcome) {
     MessageChunk* const message = messages_.findChunk(header_.get_seq_no(), originator_, false);
     if (message == nullptr) return;
-    std::size_t const room = limits_.max_held_bytes - std::min(held_bytes_, limits_.max_held_bytes);
-    std::size_t const held = std::min(size, room);
-    held_bytes_ += held;
+    std::size_t added = 0;
     try {
-        message->addBuffer(data, static_cast<unsigned int>(held));
+        added = add_what_fits(*message, data, size);
     } catch (std::bad_alloc const&) {
         drop_message();
         throw;
@@ -99,9 +116,23 @@ void Tm_chunk_stream::add_payload(unsigned char const* data, std::size_t size,
     }
     if (message->hasError()) {
         refuse_message(message->error(), outcome);
-    } else if (held < size) {
+    } else if (added < size) {
         refuse_message(tm_too_much_held(limits_), outcome);
     }
+}
+
+/// Up to an error of the message, or until there is no room. The content of files makes room again,
+/// so what fits does not depend on how the input was cut. Returns the bytes added.
+std::size_t Tm_chunk_stream::add_what_fits(MessageChunk& message, unsigned char const* data,
+                                           std::size_t size) {
+    std::size_t added = 0;
+    while (added < size && held_bytes_ < limits_.max_held_bytes && !message.hasError()) {
+        std::size_t const part = std::min(size - added, limits_.max_held_bytes - held_bytes_);
+        Recount const recount(held_bytes_, message);
+        message.addBuffer(data + added, static_cast<unsigned int>(part));
+        added += part;
+    }
+    return added;
 }
 
 /// The text may be the message's own.

@@ -57,6 +57,7 @@ private:
     void begin_chunk(Tm_chunk_outcome& outcome);
     void begin_message(Tm_chunk_outcome& outcome);
     void add_payload(unsigned char const* data, std::size_t size, Tm_chunk_outcome& outcome);
+    std::size_t add_what_fits(MessageChunk& message, unsigned char const* data, std::size_t size);
     void end_chunk(Tm_chunk_outcome& outcome);
     void refuse_message(std::string const& text, Tm_chunk_outcome& outcome);
     void drop_message();
@@ -67,7 +68,7 @@ private:
     int originator_;
     Tm_limits limits_;
     MessageChunkContainer messages_;
-    std::size_t held_bytes_ = 0;  ///< payload of all unfinished messages
+    std::size_t held_bytes_ = 0;  ///< of all unfinished messages together
     /// Failed messages whose further chunks are ignored, each with its idle countdown; as many as
     /// there may be unfinished ones.
     std::map<unsigned int, int> refused_;

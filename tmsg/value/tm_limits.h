@@ -12,9 +12,11 @@ struct Tm_limits {
     /// Announced bytes of one file value: a large one would fill the disk.
     unsigned long max_file_bytes = 0xFFFFFFFF;
     /// Unfinished messages of one originator, each with a decoder of about 5 KiB: a header alone
-    /// begins one. What it leaves open takes up to 750 bytes for each level.
+    /// begins one. What it leaves open takes up to 750 bytes for each level, and 64 KiB for a file
+    /// too large to be mapped.
     unsigned int max_unfinished = 1024;
-    /// Payload bytes that the unfinished messages of one originator hold together: many that never
-    /// end would fill the memory, each within its own limit.
+    /// Payload bytes that the unfinished messages of one originator hold together in memory: many
+    /// that never end would fill it, each within its own limit. The content of received files is on
+    /// the disk and does not count.
     unsigned long max_held_bytes = 1UL << 30;
 };
