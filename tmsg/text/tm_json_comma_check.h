@@ -13,10 +13,12 @@ public:
         in_rest = 2    ///< in a list that has items
     };
 
-    Tm_json_comma_check();
+    Tm_json_comma_check() : stack_{in_none} {}
 
-    void push_in_type(bool in_list);
-    void pop_in_type();
+    void push_in_type(bool in_list) { stack_.push_back(in_list ? in_first : in_none); }
+    void pop_in_type() {
+        if (!stack_.empty()) stack_.pop_back();
+    }
     /// Asked once for each item, before it.
     bool needs_comma() {
         if (stack_.empty() || stack_.back() == in_none) return false;
