@@ -21,8 +21,64 @@ constexpr long longest_head = 9;
 /// More than any input, and small enough to add to.
 constexpr unsigned long most_room = 1UL << 62;
 
-template <class Creator>
-constexpr bool is_own = std::is_same_v<Creator, Tm_own_creator>;
+// Each of these returns the bytes of an item that the creator took; 0 where it did not, or where
+// not all of it is there.
+
+template <class Plain>
+long take_plain(unsigned char const* at, long left, Tm_own_creator& creator) {
+    constexpr long size = 1 + sizeof(Plain);
+    if (left < size) return 0;
+    auto const number = tm_get_big_endian<std::make_unsigned_t<Plain>>(at + 1);
+    return creator.take(static_cast<Plain>(number)) ? size : 0;
+}
+
+long take_double(unsigned char const* at, long left, Tm_own_creator& creator) {
+    constexpr long size = 1 + sizeof(double);
+    return left >= size && creator.take(tm_get_double(at + 1)) ? size : 0;
+}
+
+long take_string(unsigned char const* at, long left, Tm_own_creator& creator) {
+    constexpr long head = 3;
+    if (left < head) return 0;
+    auto const length = tm_get_big_endian<std::uint16_t>(at + 1);
+    if (left < head + length) return 0;
+    std::string_view const text(reinterpret_cast<char const*>(at + head), length);
+    return creator.take_text(text) ? head + length : 0;
+}
+
+long take_name(unsigned char const* at, long left, Tm_own_creator& creator) {
+    constexpr long head = 4;
+    if (left < head || at[1] != TM_TAG_NAME_MARKER) return 0;
+    auto const length = tm_get_big_endian<std::uint16_t>(at + 2);
+    if (left < head + length) return 0;
+    std::string_view const name(reinterpret_cast<char const*>(at + head), length);
+    return creator.take_whole_name(name) ? head + length : 0;
+}
+
+long take_whole_item(unsigned char const* at, long left, Tm_own_creator& creator) {
+    // clang-format off
+    switch (*at) {
+        case TM_TAG_MEMBER:     return take_name(at, left, creator);
+        case TM_TAG_MEMBER_END: return creator.end_member() ? 1 : 0;
+        case TM_TAG_STRING:     return take_string(at, left, creator);
+        case TM_TAG_BOOL:       return left >= 2 && creator.take(at[1] != 0) ? 2 : 0;
+        case TM_TAG_INT8:       return take_plain<signed char>(at, left, creator);
+        case TM_TAG_UINT8:      return take_plain<unsigned char>(at, left, creator);
+        case TM_TAG_INT16:      return take_plain<short>(at, left, creator);
+        case TM_TAG_UINT16:     return take_plain<unsigned short>(at, left, creator);
+        case TM_TAG_INT32:      return take_plain<int>(at, left, creator);
+        case TM_TAG_UINT32:     return take_plain<unsigned int>(at, left, creator);
+        case TM_TAG_INT64:      return take_plain<long>(at, left, creator);
+        case TM_TAG_UINT64:     return take_plain<unsigned long>(at, left, creator);
+        case TM_TAG_DOUBLE:     return take_double(at, left, creator);
+        case TM_TAG_STRUCT:     return creator.visit_struct_begin() ? 1 : 0;
+        case TM_TAG_STRUCT_END: return creator.visit_struct_end() ? 1 : 0;
+        case TM_TAG_ARRAY:      return creator.visit_array_begin() ? 1 : 0;
+        case TM_TAG_ARRAY_END:  return creator.visit_array_end() ? 1 : 0;
+        default:                return 0;
+    }
+    // clang-format on
+}
 
 }  // namespace
 
@@ -141,12 +197,11 @@ std::size_t Tm_bin_decoder_base::decode_at(unsigned char const* data, std::size_
     at_ = data;
     stop_ = data + size;
     count_room();
+    if (own_creator_ != creator_.get()) own_creator_ = nullptr;
     if (sealed_) {
         at_ = stop_;
-    } else if (own_creator_ != nullptr && own_creator_ == creator_.get()) {
-        decode_items(*own_creator_);
     } else {
-        decode_items(*creator_);
+        decode_items();
     }
     auto const done = at_ - from_;
     read_ += done;
@@ -162,18 +217,44 @@ void Tm_bin_decoder_base::count_room() {
 
 bool Tm_bin_decoder_base::is_too_long(long length) const { return at_ - from_ + length > room_; }
 
-template <class Creator>
-void Tm_bin_decoder_base::decode_items(Creator& creator) {
+void Tm_bin_decoder_base::decode_items() {
     while (at_ < stop_) {
-        if (state_ == State::between_items && !take_item(creator)) return;
-        if (state_ == State::within_item && !pass_piece(creator)) return;
+        if (own_creator_ != nullptr && state_ == State::between_items) {
+            decode_whole_items(*own_creator_);
+            if (at_ == stop_) return;
+        }
+        if (state_ == State::between_items && !take_item()) return;
+        if (state_ == State::within_item && !pass_piece()) return;
         if (state_ == State::failed) at_ = stop_;
     }
 }
 
+/// The short way for items that are there entirely and that the creator takes in one step. Ends in
+/// front of the first other one.
+void Tm_bin_decoder_base::decode_whole_items(Tm_own_creator& creator) {
+    if (!creator.error().empty()) return;
+    unsigned char const* at = at_;
+    unsigned char const* item = nullptr;
+    unsigned char const* const stop = room_ < stop_ - from_ ? from_ + std::max(room_, 0L) : stop_;
+    while (at < stop && !(limits_each_value_ && depth_ == 0)) {
+        long const size = take_whole_item(at, stop - at, creator);
+        if (size == 0) break;
+        item = at;
+        at += size;
+        if (*item >= TM_TAG_CALL_END) {
+            --depth_;
+        } else if (size == 1 || *item == TM_TAG_MEMBER) {
+            ++depth_;
+        }
+    }
+    if (item == nullptr) return;
+    item_tag_ = *item;
+    item_offset_ = packed_ + read_ + (item - from_);
+    at_ = at;
+}
+
 /// The next tag with all that belongs to its event. False: not all of it is there yet.
-template <class Creator>
-bool Tm_bin_decoder_base::take_item(Creator& creator) {
+bool Tm_bin_decoder_base::take_item() {
     unsigned char const tag = *at_;
     long const tag_position = position();
     item_tag_ = tag;
@@ -187,8 +268,8 @@ bool Tm_bin_decoder_base::take_item(Creator& creator) {
         set_error(tm_message_too_long(limits_), tag, tag_position);
         return true;
     }
-    if (!act_on(tag, creator)) return false;
-    if (!creator.error().empty()) set_error(creator.error(), tag, tag_position);
+    if (!act_on(tag)) return false;
+    if (!creator_->error().empty()) set_error(creator_->error(), tag, tag_position);
     return true;
 }
 
@@ -200,32 +281,31 @@ Unsigned Tm_bin_decoder_base::take_number() {
 }
 
 /// Replays one item. False: it is not all there.
-template <class Creator>
-bool Tm_bin_decoder_base::act_on(unsigned char tag, Creator& creator) {
+bool Tm_bin_decoder_base::act_on(unsigned char tag) {
     long const head = tm_head_size(tag);
     if (available() < head) return false;
     switch (tag) {
         case TM_TAG_MEMBER:
-            begin_member(creator);
+            begin_member();
             break;
         case TM_TAG_METHOD_NAME:
             enter_item(take_number<std::uint16_t>());
-            creator.visit_method_name_begin(total_);
+            creator_->visit_method_name_begin(total_);
             break;
         case TM_TAG_STRING:
             enter_item(take_number<std::uint16_t>());
-            creator.visit_string_begin(total_);
+            creator_->visit_string_begin(total_);
             break;
         case TM_TAG_BINARY:
             enter_item(take_number<std::uint32_t>());
-            creator.visit_binary_begin(total_);
+            creator_->visit_binary_begin(total_);
             break;
         case TM_TAG_FILE:
             enter_item(take_number<std::uint32_t>());
-            creator.visit_file_begin(total_);
+            creator_->visit_file_begin(total_);
             break;
         default:
-            if (!replay_scalar(tag, creator) && !replay_bracket(tag, creator)) {
+            if (!replay_scalar(tag) && !replay_bracket(tag)) {
                 set_error("unknown tag found", tag, position());
                 ++at_;
             }
@@ -234,41 +314,39 @@ bool Tm_bin_decoder_base::act_on(unsigned char tag, Creator& creator) {
 }
 
 /// False: the tag is none of a value of fixed size.
-template <class Creator>
-bool Tm_bin_decoder_base::replay_scalar(unsigned char tag, Creator& c) {
+bool Tm_bin_decoder_base::replay_scalar(unsigned char tag) {
     // clang-format off
     switch (tag) {
-        case TM_TAG_BOOL:   c.visit_bool(take_number<std::uint8_t>() != 0); return true;
-        case TM_TAG_INT8:   c.visit_int8(static_cast<signed char>(take_number<std::uint8_t>())); return true;
-        case TM_TAG_UINT8:  c.visit_uint8(take_number<std::uint8_t>()); return true;
-        case TM_TAG_INT16:  c.visit_int16(static_cast<short>(take_number<std::uint16_t>())); return true;
-        case TM_TAG_UINT16: c.visit_uint16(take_number<std::uint16_t>()); return true;
-        case TM_TAG_INT32:  c.visit_int32(static_cast<int>(take_number<std::uint32_t>())); return true;
-        case TM_TAG_UINT32: c.visit_uint32(take_number<std::uint32_t>()); return true;
-        case TM_TAG_INT64:  c.visit_int64(static_cast<long>(take_number<std::uint64_t>())); return true;
-        case TM_TAG_UINT64: c.visit_uint64(take_number<std::uint64_t>()); return true;
-        case TM_TAG_DOUBLE: c.visit_double(take_double()); return true;
+        case TM_TAG_BOOL:   creator_->visit_bool(take_number<std::uint8_t>() != 0); return true;
+        case TM_TAG_INT8:   creator_->visit_int8(static_cast<signed char>(take_number<std::uint8_t>())); return true;
+        case TM_TAG_UINT8:  creator_->visit_uint8(take_number<std::uint8_t>()); return true;
+        case TM_TAG_INT16:  creator_->visit_int16(static_cast<short>(take_number<std::uint16_t>())); return true;
+        case TM_TAG_UINT16: creator_->visit_uint16(take_number<std::uint16_t>()); return true;
+        case TM_TAG_INT32:  creator_->visit_int32(static_cast<int>(take_number<std::uint32_t>())); return true;
+        case TM_TAG_UINT32: creator_->visit_uint32(take_number<std::uint32_t>()); return true;
+        case TM_TAG_INT64:  creator_->visit_int64(static_cast<long>(take_number<std::uint64_t>())); return true;
+        case TM_TAG_UINT64: creator_->visit_uint64(take_number<std::uint64_t>()); return true;
+        case TM_TAG_DOUBLE: at_ += 9; creator_->visit_double(tm_get_double(at_ - 8)); return true;
         default: return false;
     }
     // clang-format on
 }
 
 /// False: the tag neither begins nor ends anything.
-template <class Creator>
-bool Tm_bin_decoder_base::replay_bracket(unsigned char tag, Creator& c) {
+bool Tm_bin_decoder_base::replay_bracket(unsigned char tag) {
     // clang-format off
     switch (tag) {
-        case TM_TAG_CALL:         c.visit_method_begin(true); break;
-        case TM_TAG_RESPONSE:     c.visit_method_begin(false); break;
-        case TM_TAG_CALL_END:     c.visit_method_end(true); break;
-        case TM_TAG_RESPONSE_END: c.visit_method_end(false); break;
-        case TM_TAG_FAULT:        c.visit_fault_begin(); break;
-        case TM_TAG_FAULT_END:    c.visit_fault_end(); break;
-        case TM_TAG_STRUCT:       c.visit_struct_begin(); break;
-        case TM_TAG_STRUCT_END:   c.visit_struct_end(); break;
-        case TM_TAG_MEMBER_END:   c.visit_member_end(); break;
-        case TM_TAG_ARRAY:        c.visit_array_begin(); break;
-        case TM_TAG_ARRAY_END:    c.visit_array_end(); break;
+        case TM_TAG_CALL:         creator_->visit_method_begin(true); break;
+        case TM_TAG_RESPONSE:     creator_->visit_method_begin(false); break;
+        case TM_TAG_CALL_END:     creator_->visit_method_end(true); break;
+        case TM_TAG_RESPONSE_END: creator_->visit_method_end(false); break;
+        case TM_TAG_FAULT:        creator_->visit_fault_begin(); break;
+        case TM_TAG_FAULT_END:    creator_->visit_fault_end(); break;
+        case TM_TAG_STRUCT:       creator_->visit_struct_begin(); break;
+        case TM_TAG_STRUCT_END:   creator_->visit_struct_end(); break;
+        case TM_TAG_MEMBER_END:   creator_->visit_member_end(); break;
+        case TM_TAG_ARRAY:        creator_->visit_array_begin(); break;
+        case TM_TAG_ARRAY_END:    creator_->visit_array_end(); break;
         default: return false;
     }
     // clang-format on
@@ -278,15 +356,7 @@ bool Tm_bin_decoder_base::replay_bracket(unsigned char tag, Creator& c) {
     return true;
 }
 
-double Tm_bin_decoder_base::take_double() {
-    auto const bits = take_number<std::uint64_t>();
-    double value = 0;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-}
-
-template <class Creator>
-void Tm_bin_decoder_base::begin_member(Creator& creator) {
+void Tm_bin_decoder_base::begin_member() {
     ++at_;
     unsigned char const marker = *at_;
     if (marker != TM_TAG_NAME_MARKER) {
@@ -296,12 +366,12 @@ void Tm_bin_decoder_base::begin_member(Creator& creator) {
     }
     auto const number = take_number<std::uint16_t>();
     ++depth_;
-    if (creator.support_member_with_index()) {
-        creator.visit_member_begin_with_index(number);
-        creator.visit_member_continue_with_index(number);
+    if (creator_->support_member_with_index()) {
+        creator_->visit_member_begin_with_index(number);
+        creator_->visit_member_continue_with_index(number);
     } else {
         enter_item(number);
-        creator.visit_member_begin(number);
+        creator_->visit_member_begin(number);
     }
 }
 
@@ -313,8 +383,7 @@ void Tm_bin_decoder_base::enter_item(std::uint32_t length) {
 
 /// Passes the next piece on if it is there entirely, so that pieces do not depend on how the
 /// input was cut. The library's own creator takes as many of them at once as there are.
-template <class Creator>
-bool Tm_bin_decoder_base::pass_piece(Creator& creator) {
+bool Tm_bin_decoder_base::pass_piece() {
     std::uint32_t const left = total_ - passed_;
     std::uint32_t piece = std::min(left, tm_piece_size);
     if (available() < piece) return false;
@@ -322,37 +391,36 @@ bool Tm_bin_decoder_base::pass_piece(Creator& creator) {
         set_error(tm_message_too_long(limits_));
         return true;
     }
-    if constexpr (is_own<Creator>) {
+    if (own_creator_ != nullptr) {
         long const most = std::min({long{left}, available(), room_ - (at_ - from_)});
         bool const is_whole = most == left;
         piece = static_cast<std::uint32_t>(is_whole ? most : most - most % tm_piece_size);
     }
-    pass(reinterpret_cast<char const*>(at_), piece, creator);
+    pass(reinterpret_cast<char const*>(at_), piece);
     passed_ += piece;
     at_ += piece;
     if (passed_ == total_) state_ = State::between_items;
     // A rejected piece shows with the next item, but for one that found no room on the disk.
-    if (item_tag_ == TM_TAG_FILE && !creator.error().empty()) set_error(creator.error());
+    if (item_tag_ == TM_TAG_FILE && !creator_->error().empty()) set_error(creator_->error());
     return true;
 }
 
-template <class Creator>
-void Tm_bin_decoder_base::pass(char const* data, std::uint32_t length, Creator& creator) {
+void Tm_bin_decoder_base::pass(char const* data, std::uint32_t length) {
     switch (item_tag_) {
         case TM_TAG_MEMBER:
-            creator.visit_member_continue(data, length);
+            creator_->visit_member_continue(data, length);
             break;
         case TM_TAG_STRING:
-            creator.visit_string_continue(data, length);
+            creator_->visit_string_continue(data, length);
             break;
         case TM_TAG_BINARY:
-            creator.visit_binary_continue(data, length);
+            creator_->visit_binary_continue(data, length);
             break;
         case TM_TAG_FILE:
-            creator.visit_file_continue(data, length);
+            creator_->visit_file_continue(data, length);
             break;
         default:
-            creator.visit_method_name_continue(data, length);
+            creator_->visit_method_name_continue(data, length);
     }
 }
 

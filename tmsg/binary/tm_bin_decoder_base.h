@@ -93,30 +93,22 @@ private:
     std::size_t decode_at(unsigned char const* data, std::size_t size);
     void count_room();
     bool is_too_long(long length) const;
-    template <class Creator>
-    void decode_items(Creator& creator);
-    template <class Creator>
-    bool take_item(Creator& creator);
-    template <class Creator>
-    bool act_on(unsigned char tag, Creator& creator);
-    template <class Creator>
-    bool replay_scalar(unsigned char tag, Creator& creator);
-    template <class Creator>
-    bool replay_bracket(unsigned char tag, Creator& creator);
-    template <class Creator>
-    void begin_member(Creator& creator);
+    void decode_items();
+    void decode_whole_items(Tm_own_creator& creator);
+    bool take_item();
+    bool act_on(unsigned char tag);
+    bool replay_scalar(unsigned char tag);
+    bool replay_bracket(unsigned char tag);
+    void begin_member();
     void enter_item(std::uint32_t length);
-    template <class Creator>
-    bool pass_piece(Creator& creator);
-    template <class Creator>
-    void pass(char const* data, std::uint32_t length, Creator& creator);
+    bool pass_piece();
+    void pass(char const* data, std::uint32_t length);
 
     long available() const { return stop_ - at_; }
     /// Of the next byte, in the buffer of the capacity.
     long position() const { return read_ + (at_ - from_); }
     template <class Unsigned>
     Unsigned take_number();
-    double take_double();
 
     Tm_limits limits_;
     long capacity_;

@@ -3,8 +3,10 @@
 /// docs/wire-format.md.
 #pragma once
 
-#include <cstddef>
+#include <endian.h>
+
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 /// Tags, and what follows each.
@@ -48,15 +50,26 @@ int tm_head_size(unsigned char tag);
 template <class Unsigned>
 void tm_put_big_endian(unsigned char* at, Unsigned number) {
     static_assert(std::is_unsigned_v<Unsigned>);
-    for (std::size_t i = 0; i < sizeof number; ++i) {
-        at[i] = static_cast<unsigned char>(number >> (8 * (sizeof number - 1 - i)));
-    }
+    if constexpr (sizeof number == 2) number = htobe16(number);
+    if constexpr (sizeof number == 4) number = htobe32(number);
+    if constexpr (sizeof number == 8) number = htobe64(number);
+    std::memcpy(at, &number, sizeof number);
 }
 
 template <class Unsigned>
 Unsigned tm_get_big_endian(unsigned char const* at) {
     static_assert(std::is_unsigned_v<Unsigned>);
-    std::uint64_t number = 0;
-    for (std::size_t i = 0; i < sizeof(Unsigned); ++i) number = (number << 8) | at[i];
-    return static_cast<Unsigned>(number);
+    Unsigned number = 0;
+    std::memcpy(&number, at, sizeof number);
+    if constexpr (sizeof number == 2) return be16toh(number);
+    if constexpr (sizeof number == 4) return be32toh(number);
+    if constexpr (sizeof number == 8) return be64toh(number);
+    return number;
+}
+
+inline double tm_get_double(unsigned char const* at) {
+    auto const bits = tm_get_big_endian<std::uint64_t>(at);
+    double value = 0;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
 }

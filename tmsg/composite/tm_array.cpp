@@ -5,6 +5,7 @@
 
 #include "tmsg/composite/tm_make_value.h"
 #include "tmsg/composite/tm_read_member.h"
+#include "tmsg/composite/tm_struct.h"
 #include "tmsg/value/tm_walk.h"
 
 Tm_array::Tm_array() = default;
@@ -48,6 +49,12 @@ void Tm_array::clear() { values_.delete_and_remove_all(); }
 void Tm_array::reserve(int count) { values_.reserve(count); }
 
 bool Tm_array::is_plain() const { return &typeid(*this) == &typeid(Tm_array); }
+
+Tm_struct const* Tm_array::last_struct() const {
+    int const count = values_.size();
+    bool const is_struct = count > 0 && values_.holds_struct(static_cast<std::size_t>(count) - 1);
+    return is_struct ? static_cast<Tm_struct const*>(values_.get_value(count - 1)) : nullptr;
+}
 
 template <class... Datum>
 void Tm_array::append(Datum const&... datum) {

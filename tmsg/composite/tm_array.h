@@ -89,9 +89,12 @@ public:
 
 private:
     friend class Tm_creator;
+    friend class Tm_own_creator;
 
     /// No class of a user's own, whose add_member_and_own() is called for every element.
     bool is_plain() const;
+    /// The last element, if it is a struct; else null.
+    Tm_struct const* last_struct() const;
     template <class Plain>
     void append_plain(Plain value);
     template <class... Datum>

@@ -56,8 +56,8 @@ Tm_struct& Tm_struct::operator=(Tm_struct const& other) {
 }
 
 /// Room for so many members, and for the texts of their strings, in the memory of the struct.
-std::unique_ptr<Tm_struct> Tm_struct::make(Tm_counted_ptr<Tm_layout> const& layout,
-                                           std::size_t members, std::size_t text_bytes) {
+std::unique_ptr<Tm_struct> Tm_struct::make(Tm_counted_ptr<Tm_layout> layout, std::size_t members,
+                                           std::size_t text_bytes) {
     constexpr std::size_t alignment = alignof(Tm_struct);
     std::size_t const slot_bytes = Tm_value_container::bytes_of(members);
     std::size_t const text_at =
@@ -69,7 +69,7 @@ std::unique_ptr<Tm_struct> Tm_struct::make(Tm_counted_ptr<Tm_layout> const& layo
         made->values_.lend(memory + sizeof(Tm_struct), static_cast<unsigned int>(members));
     }
     if (text_bytes > 0) made->values_.texts_.lend(memory + text_at, text_bytes);
-    made->layout_ = layout;
+    made->layout_ = std::move(layout);
     return made;
 }
 
@@ -214,7 +214,7 @@ void Tm_struct::find_layout(std::string_view name, std::uint64_t place) {
 }
 
 void Tm_struct::note_extent() const noexcept {
-    layout_->note_extent({values_.size_, static_cast<std::uint32_t>(values_.string_bytes())});
+    layout_->note_extent({values_.size_, static_cast<std::uint32_t>(values_.texts_.size())});
 }
 
 /// A layout that this struct has built may serve others from now on.

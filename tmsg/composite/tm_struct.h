@@ -88,6 +88,7 @@ public:
 private:
     friend class Message;
     friend class Tm_creator;
+    friend class Tm_own_creator;
     friend class Tm_index_plan;
     friend class Tm_member_getters<Tm_struct>;
     friend class Tm_member_adders<Tm_struct, std::string_view>;
@@ -99,8 +100,8 @@ private:
         std::vector<unsigned short> indexes;
     };
 
-    static std::unique_ptr<Tm_struct> make(Tm_counted_ptr<Tm_layout> const& layout,
-                                           std::size_t members, std::size_t text_bytes);
+    static std::unique_ptr<Tm_struct> make(Tm_counted_ptr<Tm_layout> layout, std::size_t members,
+                                           std::size_t text_bytes);
 
     /// No class of a user's own, which could name its members otherwise.
     bool is_plain() const;

@@ -54,6 +54,7 @@ public:
 private:
     friend class Tm_array;
     friend class Tm_creator;
+    friend class Tm_own_creator;
     friend class Tm_prenamed_struct;
     friend class Tm_struct;
 
@@ -114,6 +115,7 @@ private:
         return i;
     }
     [[noreturn]] void fail_range(int position) const;
+    bool holds_struct(std::size_t i) const { return kinds()[i] == HEAP + TMV_STRUCT; }
     /// Throws Tm_exception for an empty slot.
     TMV type_at(std::size_t i) const;
     /// The value; Tm_type_mismatch_exception where it has another type.

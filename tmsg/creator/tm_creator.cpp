@@ -4,10 +4,9 @@
 #include <typeinfo>
 #include <utility>
 
-#include "tmsg/creator/tm_creator_state.h"
+#include "tmsg/creator/tm_own_creator.h"
 #include "tmsg/message/message.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_layout.h"
 #include "tmsg/value/tm_limit_error.h"
 #include "tmsg/value/tm_name_hash.h"
 #include "tmsg/value/tm_received_file.h"
@@ -28,33 +27,7 @@ void append_announced(Buffer& buffer, char const* data, std::size_t length, std:
     buffer.insert(buffer.end(), data, data + length);
 }
 
-/// Says what is wrong with an event that the current state does not take.
-class Refusal : public Tm_creator_state {
-public:
-    explicit Refusal(char const* name) : name_(name) {}
-    char const* get_name() const override { return name_; }
-    Tm_creator_state* next_state() override { return nullptr; }
-    void clear_next_state() override {}
-    bool done() const override { return false; }
-
-private:
-    char const* name_;
-};
-
 }  // namespace
-
-struct Tm_creator::Open_message {
-    enum class Phase { not_begun, begun, in_first_struct, in_second_struct, ended };
-
-    Message* target;
-    Phase phase = Phase::not_begun;
-    bool is_call = false;
-    std::string name = {};
-    unsigned int name_length = 0;  ///< 0 until one is announced
-    Layout_ref table = {};         ///< the names of members that come by index
-
-    char const* state_name() const;
-};
 
 char const* Tm_creator::Open_message::state_name() const {
     if (phase == Phase::not_begun) return "method";
@@ -69,7 +42,7 @@ char const* Tm_creator::Open_message::state_name() const {
 }
 
 Tm_creator::Tm_creator(Message* target, Tm_limits const& limits) : limits_(limits) {
-    messages_.push_back(Open_message{target});
+    root_.target = target;
     open(State::method).shares_names = true;
 }
 
@@ -104,7 +77,7 @@ char const* Tm_creator::get_current_state_name() const {
     State const state = leaf_ != State::none ? leaf_ : frames_.back().state;
     switch (state) {
         case State::method:
-            return messages_.back().state_name();
+            return message().state_name();
         case State::structure:
             return "struct";
         case State::array:
@@ -124,7 +97,7 @@ char const* Tm_creator::get_current_state_name() const {
 
 bool Tm_creator::done() {
     if (frames_.size() > 1 || leaf_ != State::none) return false;
-    return messages_.empty() || messages_.front().phase == Open_message::Phase::ended;
+    return root_.target == nullptr || root_.phase == Phase::ended;
 }
 
 bool Tm_creator::support_member_with_index() {
@@ -142,11 +115,8 @@ bool Tm_creator::fail(std::string text) {
     return false;
 }
 
-template <class Event>
-bool Tm_creator::refuse(Event event) {
-    Refusal refusal(get_current_state_name());
-    event(refusal);
-    return fail(refusal.error());
+bool Tm_creator::reject(std::string const& event) {
+    return fail("unexpected " + event + " in " + get_current_state_name());
 }
 
 /// There are as many open structs, arrays and messages as may be.
@@ -160,18 +130,10 @@ Tm_value_container* Tm_creator::values(Frame const& frame) {
     return frame.structure != nullptr ? &frame.structure->values_ : &frame.array->values_;
 }
 
-/// The innermost open struct or array has one more value.
-void Tm_creator::value_arrived() {
-    Frame& frame = frames_.back();
-    if (frame.structure == nullptr) return;
-    frame.structure->name_count_ = (frame.structure->name_count_ + 1U) & 0x7FFFFFFFU;
-    frame.state = State::valued;
-}
-
 template <class Plain>
-bool Tm_creator::put(Plain value) {
+bool Tm_creator::put(Plain value, char const* name) {
     if (!expects_value()) {
-        return refuse([&](auto& state) { (state.*Tm_plain<Plain>::event)(value); });
+        return reject(name);
     }
     if (target_is_plain_ || frames_.size() > 1) {
         Tm_value_container& target = *values(frames_.back());
@@ -210,16 +172,16 @@ void Tm_creator::put_value(std::unique_ptr<Tm_value>& value) {
 }
 
 // clang-format off
-bool Tm_creator::visit_bool(bool value) { return put(value); }
-bool Tm_creator::visit_int8(signed char value) { return put(value); }
-bool Tm_creator::visit_uint8(unsigned char value) { return put(value); }
-bool Tm_creator::visit_int16(short value) { return put(value); }
-bool Tm_creator::visit_uint16(unsigned short value) { return put(value); }
-bool Tm_creator::visit_int32(int value) { return put(value); }
-bool Tm_creator::visit_uint32(unsigned int value) { return put(value); }
-bool Tm_creator::visit_int64(long value) { return put(value); }
-bool Tm_creator::visit_uint64(unsigned long value) { return put(value); }
-bool Tm_creator::visit_double(double value) { return put(value); }
+bool Tm_creator::visit_bool(bool value) { return put(value, "bool"); }
+bool Tm_creator::visit_int8(signed char value) { return put(value, "int8"); }
+bool Tm_creator::visit_uint8(unsigned char value) { return put(value, "uint8"); }
+bool Tm_creator::visit_int16(short value) { return put(value, "int16"); }
+bool Tm_creator::visit_uint16(unsigned short value) { return put(value, "uint16"); }
+bool Tm_creator::visit_int32(int value) { return put(value, "int32"); }
+bool Tm_creator::visit_uint32(unsigned int value) { return put(value, "uint32"); }
+bool Tm_creator::visit_int64(long value) { return put(value, "int64"); }
+bool Tm_creator::visit_uint64(unsigned long value) { return put(value, "uint64"); }
+bool Tm_creator::visit_double(double value) { return put(value, "double"); }
 // clang-format on
 
 // Strings, byte strings and files
@@ -233,13 +195,13 @@ bool Tm_creator::begin_leaf(State state, unsigned int length) {
 }
 
 bool Tm_creator::visit_string_begin(unsigned int length) {
-    if (!expects_value()) return refuse([&](auto& state) { state.visit_string_begin(length); });
+    if (!expects_value()) return reject("string begin");
     return begin_leaf(State::string, length);
 }
 
 bool Tm_creator::visit_string_continue(char const* data, unsigned int length) {
     if (leaf_ != State::string) {
-        return refuse([&](auto& state) { state.visit_string_continue(data, length); });
+        return reject("string continue");
     }
     if (!fits(length)) return fail("string longer than given length");
     bool const is_whole = length == expected_;
@@ -258,14 +220,14 @@ bool Tm_creator::visit_string_continue(char const* data, unsigned int length) {
 }
 
 bool Tm_creator::visit_binary_begin(unsigned int length) {
-    if (!expects_value()) return refuse([&](auto& state) { state.visit_binary_begin(length); });
+    if (!expects_value()) return reject("binary begin");
     bytes_ = {};
     return begin_leaf(State::binary, length);
 }
 
 bool Tm_creator::visit_binary_continue(char const* data, unsigned int length) {
     if (leaf_ != State::binary) {
-        return refuse([&](auto& state) { state.visit_binary_continue(data, length); });
+        return reject("binary continue");
     }
     if (!fits(length)) return fail("binary string longer than given length");
     append_announced(bytes_, data, length, expected_);
@@ -279,14 +241,14 @@ bool Tm_creator::visit_binary_continue(char const* data, unsigned int length) {
 
 bool Tm_creator::visit_file_begin(unsigned int length) {
     if (length > limits_.max_file_bytes) return fail(tm_file_too_long(limits_));
-    if (!expects_value()) return refuse([&](auto& state) { state.visit_file_begin(length); });
+    if (!expects_value()) return reject("file begin");
     file_ = std::make_unique<Tm_received_file>(length);
     return begin_leaf(State::file, length);
 }
 
 bool Tm_creator::visit_file_continue(char const* data, unsigned int length) {
     if (leaf_ != State::file) {
-        return refuse([&](auto& state) { state.visit_file_continue(data, length); });
+        return reject("file continue");
     }
     if (!fits(length)) return fail("file string longer than given length");
     bool const has_bytes = data != nullptr || length == 0;
@@ -335,7 +297,7 @@ void Tm_creator::close() {
 
 bool Tm_creator::visit_array_begin() {
     if (refuse_depth()) return false;
-    if (!expects_value()) return refuse([](auto& state) { state.visit_array_begin(); });
+    if (!expects_value()) return reject("array begin");
     auto array = std::make_unique<Tm_array>();
     Frame& frame = open(State::array);
     frame.array = array.get();
@@ -347,7 +309,7 @@ bool Tm_creator::visit_array_begin() {
 bool Tm_creator::visit_array_end() {
     Frame const& frame = frames_.back();
     if (leaf_ != State::none || frame.state != State::array) {
-        return refuse([](auto& state) { state.visit_array_end(); });
+        return reject("array end");
     }
     frame.array->values_.give_up_spare();
     close();
@@ -359,103 +321,100 @@ bool Tm_creator::visit_array_end() {
 bool Tm_creator::visit_method_begin(bool is_request) {
     if (refuse_depth()) return false;
     bool const is_root = leaf_ == State::none && frames_.back().state == State::method &&
-                         messages_.back().phase == Open_message::Phase::not_begun;
+                         message().phase == Phase::not_begun;
     if (!is_root) {
         if (!expects_value()) {
-            return refuse([&](auto& state) { state.visit_method_begin(is_request); });
+            return reject(is_request ? "method call begin" : "method response begin");
         }
         // As in a copy, each struct within owns its names.
         auto nested = std::make_unique<Message>(nullptr);
-        messages_.push_back(Open_message{nested.get()});
-        try {
-            Frame& frame = open(State::method);
-            frame.shares_names = false;
-            frame.by_index = false;
-            frame.owned = std::move(nested);
-        } catch (...) {
-            messages_.pop_back();
-            throw;
-        }
+        nested_.reserve(nested_.size() + 1);
+        Frame& frame = open(State::method);
+        frame.shares_names = false;
+        frame.by_index = false;
+        nested_.emplace_back().target = nested.get();
+        frame.owned = std::move(nested);
     }
-    Open_message& message = messages_.back();
-    message.target->set_msg_type(is_request ? Message::TMT_REQUEST : Message::TMT_RESPONSE);
-    message.is_call = is_request;
-    message.phase = Open_message::Phase::begun;
+    Open_message& open_message = message();
+    open_message.target->set_msg_type(is_request ? Message::TMT_REQUEST : Message::TMT_RESPONSE);
+    open_message.is_call = is_request;
+    open_message.phase = Phase::begun;
     ++depth_;
     return true;
 }
 
 bool Tm_creator::visit_method_end(bool is_request) {
-    using Phase = Open_message::Phase;
-    auto const refused = [&](auto& state) { state.visit_method_end(is_request); };
-    if (!is_in_message()) return refuse(refused);
-    Open_message& message = messages_.back();
+    char const* const event = is_request ? "method call end" : "method response end";
+    if (!is_in_message()) return reject(event);
+    Open_message& open_message = message();
     char const* missing = nullptr;
-    if (message.phase == Phase::begun) missing = " (no structs found)";
-    if (message.phase == Phase::in_first_struct) missing = " (only one struct found)";
+    if (open_message.phase == Phase::begun) missing = " (no structs found)";
+    if (open_message.phase == Phase::in_first_struct) missing = " (only one struct found)";
     if (missing != nullptr) {
-        return fail(std::string("unexpected method ") + (is_request ? "call" : "response") +
-                    " end in " + get_current_state_name() + missing);
+        reject(event);
+        return fail(error_ + missing);
     }
-    if (message.phase != Phase::in_second_struct || is_request != message.is_call) {
-        return refuse(refused);
+    if (open_message.phase != Phase::in_second_struct || is_request != open_message.is_call) {
+        return reject(event);
     }
     if (frames_.size() > 1) {
         close();
-        messages_.pop_back();
+        nested_.pop_back();
     } else {
-        message.phase = Phase::ended;
+        open_message.phase = Phase::ended;
         --depth_;
     }
     return true;
 }
 
 bool Tm_creator::visit_fault_begin() {
-    if (!is_in_message() || messages_.back().phase != Open_message::Phase::begun) {
-        return refuse([](auto& state) { state.visit_fault_begin(); });
+    if (!is_in_message() || message().phase != Phase::begun) {
+        return reject("fault begin");
     }
-    messages_.back().target->set_msg_type(Message::TMT_FAULT);
+    message().target->set_msg_type(Message::TMT_FAULT);
     return true;
 }
 
 bool Tm_creator::visit_fault_end() {
-    using Phase = Open_message::Phase;
-    bool const is_taken = is_in_message() && messages_.back().phase != Phase::not_begun &&
-                          messages_.back().phase != Phase::ended &&
-                          messages_.back().target->get_msg_type() == Message::TMT_FAULT;
-    return is_taken || refuse([](auto& state) { state.visit_fault_end(); });
+    bool const is_taken = is_in_message() && message().phase != Phase::not_begun &&
+                          message().phase != Phase::ended &&
+                          message().target->get_msg_type() == Message::TMT_FAULT;
+    return is_taken || reject("fault end");
 }
 
 bool Tm_creator::visit_method_name_begin(unsigned int length) {
-    auto const refused = [&](auto& state) { state.visit_method_name_begin(length); };
-    if (!is_in_message()) return refuse(refused);
-    Open_message& message = messages_.back();
-    if (message.name_length != 0 || length > Tm_string::MAX_LENGTH ||
-        message.phase != Open_message::Phase::begun) {
-        return refuse(refused);
+    if (!is_in_message()) return reject("method name begin");
+    Open_message& open_message = message();
+    if (open_message.name_length != 0 || length > Tm_string::MAX_LENGTH ||
+        open_message.phase != Phase::begun) {
+        return reject("method name begin");
     }
-    if (!message.is_call) return fail("method name found in method response");
-    message.name_length = length;
+    if (!open_message.is_call) return fail("method name found in method response");
+    open_message.name_length = length;
     return true;
 }
 
 /// An empty name is refused here: none was announced.
 bool Tm_creator::visit_method_name_continue(char const* data, unsigned int length) {
-    if (!is_in_message() || messages_.back().name_length == 0) {
-        return refuse([&](auto& state) { state.visit_method_name_continue(data, length); });
+    if (!is_in_message() || message().name_length == 0) {
+        return reject("method name continue");
     }
-    Open_message& message = messages_.back();
-    if (length > message.name_length - message.name.size()) {
+    Open_message& open_message = message();
+    std::string& pieces = open_message.name;
+    if (length > open_message.name_length - pieces.size()) {
         return fail("method name longer than given length");
     }
-    message.name.append(data, length);
-    if (message.name.size() == message.name_length) message.target->set_request_name(message.name);
+    pieces.append(data, length);
+    if (pieces.size() == open_message.name_length) {
+        open_message.target->set_request_name(pieces);
+        open_message.place = tm_hash_name(pieces);
+    }
     return true;
 }
 
 /// The names in the array "catalog" of the first struct; null without one.
 Tm_creator::Layout_ref Tm_creator::read_name_table() const {
-    Tm_struct const& meta = messages_.back().target->get_const_struct(Message::TMG_META);
+    Tm_struct const& meta = message().target->get_const_struct(Message::TMG_META);
     int const position = meta.get_member_index("catalog");
     if (position < 0) return {};
     Tm_array const& catalog = *meta.get_member_array(position);
@@ -471,7 +430,7 @@ bool Tm_creator::visit_struct_begin() {
     if (expects_value()) {
         open(State::structure);
     } else if (!is_in_message() || !begin_group()) {
-        return refuse([](auto& state) { state.visit_struct_begin(); });
+        return reject("struct begin");
     }
     ++depth_;
     return true;
@@ -479,24 +438,23 @@ bool Tm_creator::visit_struct_begin() {
 
 /// Opens the next one of a message's own structs, which is filled in place. False: it has both.
 bool Tm_creator::begin_group() {
-    using Phase = Open_message::Phase;
-    Open_message& message = messages_.back();
-    bool const is_first = message.phase == Phase::begun;
-    if (!is_first && message.phase != Phase::in_first_struct) return false;
+    Open_message& open_message = message();
+    bool const is_first = open_message.phase == Phase::begun;
+    if (!is_first && open_message.phase != Phase::in_first_struct) return false;
     Message::TMG const group = is_first ? Message::TMG_META : Message::TMG_BODY;
     Layout_ref table = is_first ? Layout_ref() : read_name_table();
     Frame& frame = open(State::structure);
-    frame.structure = &message.target->get_struct(group);
-    frame.place = tm_mix(tm_hash_name(message.name), group);
+    frame.structure = &open_message.target->get_struct(group);
+    frame.place = tm_mix(open_message.place, group);
     frame.by_index = static_cast<bool>(table);
-    message.table = std::move(table);
-    message.phase = is_first ? Phase::in_first_struct : Phase::in_second_struct;
+    open_message.table = std::move(table);
+    open_message.phase = is_first ? Phase::in_first_struct : Phase::in_second_struct;
     return true;
 }
 
 bool Tm_creator::visit_struct_end() {
     if (leaf_ != State::none || frames_.back().state != State::structure) {
-        return refuse([](auto& state) { state.visit_struct_end(); });
+        return reject("struct end");
     }
     bool const is_group = frames_[frames_.size() - 2].state == State::method;
     if (frames_.back().structure == nullptr) make_struct({});
@@ -507,7 +465,6 @@ bool Tm_creator::visit_struct_end() {
         frames_.pop_back();
         --depth_;
     } else {
-        frames_[frames_.size() - 2].last = frame.structure->layout_;
         close();
     }
     return true;
@@ -516,7 +473,7 @@ bool Tm_creator::visit_struct_end() {
 bool Tm_creator::visit_member_begin(unsigned int length) {
     Frame& frame = frames_.back();
     if (leaf_ != State::none || frame.state != State::structure) {
-        return refuse([&](auto& state) { state.visit_member_begin(length); });
+        return reject("member begin");
     }
     frame.state = State::naming;
     frame.name_length = length;
@@ -526,7 +483,7 @@ bool Tm_creator::visit_member_begin(unsigned int length) {
 
 bool Tm_creator::visit_member_continue(char const* data, unsigned int length) {
     if (!is_in_member()) {
-        return refuse([&](auto& state) { state.visit_member_continue(data, length); });
+        return reject("member continue");
     }
     Frame const& frame = frames_.back();
     bool const is_naming = frame.state == State::naming;
@@ -544,16 +501,16 @@ bool Tm_creator::visit_member_continue(char const* data, unsigned int length) {
 
 bool Tm_creator::visit_member_begin_with_index(unsigned short index) {
     if (!support_member_with_index()) {
-        return refuse([&](auto& state) { state.visit_member_begin_with_index(index); });
+        return reject("member begin with index");
     }
-    return visit_member_begin(tm_text_length(messages_.back().table->at(index)));
+    return visit_member_begin(tm_text_length(message().table->at(index)));
 }
 
 bool Tm_creator::visit_member_continue_with_index(unsigned short index) {
     if (!is_in_member() || !frames_.back().by_index) {
-        return refuse([&](auto& state) { state.visit_member_continue_with_index(index); });
+        return reject("member continue with index");
     }
-    char const* const name = messages_.back().table->at(index);
+    char const* const name = message().table->at(index);
     Frame const& frame = frames_.back();
     bool const is_whole =
         frame.state == State::naming && text_.empty() && frame.name_length == tm_text_length(name);
@@ -563,7 +520,7 @@ bool Tm_creator::visit_member_continue_with_index(unsigned short index) {
 }
 
 bool Tm_creator::visit_member_end() {
-    if (!is_in_member()) return refuse([](auto& state) { state.visit_member_end(); });
+    if (!is_in_member()) return reject("member end");
     if (frames_.back().state != State::valued) return fail("no values found in member");
     frames_.back().state = State::structure;
     return true;
@@ -575,26 +532,31 @@ bool Tm_creator::visit_member_end() {
 void Tm_creator::take_name(std::string_view name) {
     Frame& frame = frames_.back();
     if (frame.structure == nullptr) {
-        Layout_ref layout =
+        Tm_layout* const near =
             layout_around([&](Tm_layout const& known) { return known.has(0, name); });
-        make_struct(layout ? std::move(layout) : tm_recall_layout(frame.place, name));
+        make_struct(near != nullptr ? Layout_ref::share(near)
+                                    : tm_recall_layout(frame.place, name));
     }
-    Tm_layout const* const before = frame.structure->layout_.get();
-    frame.structure->name_next(name, frame.place);
-    note_layout(frame, before);
+    Tm_struct& target = *frame.structure;
+    if (!target.layout_ || !target.layout_->has(target.name_count_, name)) {
+        Tm_layout const* const before = target.layout_.get();
+        target.name_next(name, frame.place);
+        note_layout(frame, before);
+    }
     frame.state = State::named;
 }
 
 /// The same for a name in the message's table: all structs of the message share its text.
 void Tm_creator::take_name_at(std::size_t index) {
     Frame& frame = frames_.back();
-    Layout_ref const& table = messages_.back().table;
+    Layout_ref const& table = message().table;
     char const* const name = table->at(index);
     auto const is_like = [&](Tm_layout const& known, std::size_t at) {
         return known.table() == table.get() && at < known.size() && known[at] == name;
     };
     if (frame.structure == nullptr) {
-        make_struct(layout_around([&](Tm_layout const& known) { return is_like(known, 0); }));
+        make_struct(Layout_ref::share(
+            layout_around([&](Tm_layout const& known) { return is_like(known, 0); })));
     }
     Tm_struct& target = *frame.structure;
     Tm_layout const* const before = target.layout_.get();
@@ -614,21 +576,22 @@ void Tm_creator::take_name_at(std::size_t index) {
 }
 
 /// A layout near the innermost frame: that of the struct before it in the same array, or of the
-/// struct around it, if it fits.
+/// struct around it, if it fits; else null.
 template <class Fits>
-Tm_creator::Layout_ref Tm_creator::layout_around(Fits fits) const {
-    Frame const& around = frames_[frames_.size() - 2];
-    if (around.last && fits(*around.last)) return around.last;
-    std::size_t const above = around.structure == nullptr && frames_.size() > 2 ? 3 : 2;
-    Tm_struct const* const enclosing = frames_[frames_.size() - above].structure;
-    if (enclosing != nullptr && enclosing->layout_ && fits(*enclosing->layout_)) {
-        return enclosing->layout_;
+Tm_layout* Tm_creator::layout_around(Fits fits) const {
+    Frame const* around = &frames_[frames_.size() - 2];
+    if (around->array != nullptr) {
+        Tm_struct const* const last = around->array->last_struct();
+        if (last != nullptr && last->layout_ && fits(*last->layout_)) return last->layout_.get();
+        if (frames_.size() > 2) --around;
     }
-    return {};
+    Tm_struct const* const enclosing = around->structure;
+    if (enclosing == nullptr || !enclosing->layout_) return nullptr;
+    return fits(*enclosing->layout_) ? enclosing->layout_.get() : nullptr;
 }
 
 /// Makes the innermost frame's struct, with room for what structs of that layout usually hold.
-void Tm_creator::make_struct(Layout_ref const& layout) {
+void Tm_creator::make_struct(Layout_ref layout) {
     constexpr std::uint32_t most_members = 256;
     constexpr std::uint32_t most_text = 1024;
     constexpr std::uint32_t first_guess = 8;
@@ -639,7 +602,7 @@ void Tm_creator::make_struct(Layout_ref const& layout) {
     }
     if (extent.members > most_members) extent.members = 0;
     if (extent.text > most_text) extent.text = 0;
-    auto made = Tm_struct::make(layout, extent.members, extent.text);
+    auto made = Tm_struct::make(std::move(layout), extent.members, extent.text);
     Frame& frame = frames_.back();
     made->shares_names_ = frame.shares_names ? 1 : 0;
     frame.structure = made.get();

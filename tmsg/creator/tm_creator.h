@@ -84,6 +84,8 @@ public:
     bool process_state();
 
 private:
+    friend class Tm_own_creator;
+
     using Layout_ref = Tm_counted_ptr<Tm_layout>;
 
     enum class State : unsigned char {
@@ -109,22 +111,35 @@ private:
         Tm_struct* structure = nullptr;  ///< null until the first name, in a nested struct
         Tm_array* array = nullptr;
         std::unique_ptr<Tm_value> owned;  ///< a nested value, until it is complete
-        Layout_ref last;                  ///< in an array: of the struct that came last
         std::uint64_t place = 0;          ///< where its structs stand, for tm_recall_layout()
     };
-    struct Open_message;
+    enum class Phase : unsigned char { not_begun, begun, in_first_struct, in_second_struct, ended };
+
+    struct Open_message {
+        char const* state_name() const;
+
+        Message* target = nullptr;
+        Phase phase = Phase::not_begun;
+        bool is_call = false;
+        unsigned int name_length = 0;  ///< 0 until one is announced
+        std::string name;              ///< as far as it has come
+        std::uint64_t place = 0;       ///< where its structs stand, for tm_recall_layout()
+        Layout_ref table;              ///< the names of members that come by index
+    };
+    Open_message& message() { return nested_.empty() ? root_ : nested_.back(); }
+    Open_message const& message() const { return nested_.empty() ? root_ : nested_.back(); }
 
     bool expects_value() const;
     bool is_in_message() const;
     bool is_in_member() const;
     bool refuse_depth();
-    template <class Event>
-    bool refuse(Event event);
+    /// "unexpected EVENT in STATE"
+    bool reject(std::string const& event);
     bool fail(std::string text);
 
     static Tm_value_container* values(Frame const& frame);
     template <class Plain>
-    bool put(Plain value);
+    bool put(Plain value, char const* name);
     void put_text(std::string_view text);
     void put_value(std::unique_ptr<Tm_value>& value);
     void value_arrived();
@@ -141,8 +156,8 @@ private:
     void take_name(std::string_view name);
     void take_name_at(std::size_t index);
     template <class Fits>
-    Layout_ref layout_around(Fits fits) const;
-    void make_struct(Layout_ref const& layout);
+    Tm_layout* layout_around(Fits fits) const;
+    void make_struct(Layout_ref layout);
     static void note_layout(Frame& frame, Tm_layout const* before);
     static void finish_layout(Frame const& frame);
 
@@ -153,7 +168,8 @@ private:
     std::uint32_t received_ = 0;
     bool target_is_plain_ = true;  ///< false: an array of a user's own class is filled
     std::vector<Frame> frames_;
-    std::vector<Open_message> messages_;
+    Open_message root_;  ///< without a target where an array is filled
+    std::vector<Open_message> nested_;
     std::string text_;                  ///< pieces of a name or string, while there are several
     std::vector<unsigned char> bytes_;  ///< of the open byte string
     std::unique_ptr<Tm_received_file> file_;

@@ -1,10 +1,76 @@
-/// The creator that the library's own decoders use. Since nothing derives from it, they call its
-/// operations directly, and may pass the pieces of an item at once.
+/// The creator that the library's own decoders use, which takes whole items in one step. Each
+/// operation returns false, and has done nothing, where the events of the item have to be passed
+/// one by one.
 #pragma once
 
+#include <string_view>
+
+#include "tmsg/composite/tm_array.h"
+#include "tmsg/composite/tm_struct.h"
 #include "tmsg/creator/tm_creator.h"
+#include "tmsg/value/tm_layout.h"
+
+/// The innermost open struct or array has one more value.
+inline void Tm_creator::value_arrived() {
+    Frame& frame = frames_.back();
+    if (frame.structure == nullptr) return;
+    ++frame.structure->name_count_;
+    frame.state = State::valued;
+}
 
 class Tm_own_creator final : public Tm_creator {
 public:
     using Tm_creator::Tm_creator;
+
+    /// The begin of a member and its name.
+    bool take_whole_name(std::string_view name) {
+        Frame& frame = frames_.back();
+        if (frame.state != State::structure || frame.by_index) return false;
+        Tm_struct const* const target = frame.structure;
+        bool const is_expected =
+            target != nullptr && target->layout_ && target->layout_->has(target->name_count_, name);
+        if (is_expected) {
+            frame.state = State::named;
+        } else {
+            take_name(name);
+        }
+        return true;
+    }
+    bool end_member() {
+        Frame& frame = frames_.back();
+        if (frame.state != State::valued) return false;
+        frame.state = State::structure;
+        return true;
+    }
+    template <class Plain>
+    bool take(Plain value) {
+        Tm_value_container* const target = place_for_value();
+        if (target == nullptr) return false;
+        target->push(value);
+        value_arrived();
+        return true;
+    }
+    bool take_text(std::string_view text) {
+        Tm_value_container* const target = place_for_value();
+        if (target == nullptr) return false;
+        target->push_string(target->make_text(text));
+        value_arrived();
+        return true;
+    }
+
+private:
+    /// Has room for one more value; null where none may come.
+    Tm_value_container* place_for_value() {
+        Frame const& frame = frames_.back();
+        Tm_value_container* target = nullptr;
+        if (frame.state == State::named) {
+            target = &frame.structure->values_;
+        } else if (frame.state == State::array) {
+            target = &frame.array->values_;
+        } else {
+            return nullptr;
+        }
+        target->reserve_next();
+        return target;
+    }
 };

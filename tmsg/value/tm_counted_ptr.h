@@ -10,6 +10,11 @@ public:
     Tm_counted_ptr() = default;
     /// Takes the object's first owner over.
     explicit Tm_counted_ptr(T* object) : object_(object) {}
+    /// One more owner of an object that has some; null gives null.
+    static Tm_counted_ptr share(T* object) noexcept {
+        if (object != nullptr) object->keep();
+        return Tm_counted_ptr(object);
+    }
     Tm_counted_ptr(Tm_counted_ptr const& other) noexcept : object_(other.object_) {
         if (object_ != nullptr) object_->keep();
     }

@@ -47,12 +47,12 @@ void Tm_texts::lend(void* memory, std::size_t room) {
 }
 
 bool Tm_texts::has_lent_memory() const {
-    Block* block = last_;
+    Block const* block = last_;
     while (block != nullptr && !block->is_lent()) block = block->previous;
     return block != nullptr;
 }
 
-void Tm_texts::clear() noexcept {
+void Tm_texts::free_blocks() noexcept {
     while (last_ != nullptr && !last_->is_lent()) {
         Block* const block = last_;
         last_ = block->previous;

@@ -75,6 +75,14 @@ public:
         return text;
     }
 
+    /// The bytes of all texts, tm_text_size() of each.
+    std::size_t size() const {
+        std::size_t sum = 0;
+        for (Block const* block = last_; block != nullptr; block = block->next())
+            sum += block->used;
+        return sum;
+    }
+
     /// The next texts of `bytes` bytes, tm_text_size() of each, need one block.
     void reserve(std::size_t bytes);
 
@@ -90,7 +98,9 @@ public:
         last_ = other.last_;
         other.last_ = mine;
     }
-    void clear() noexcept;
+    void clear() noexcept {
+        if (last_ != nullptr) free_blocks();
+    }
 
 private:
     struct Block {
@@ -98,9 +108,11 @@ private:
         std::uint32_t used;
         std::uint32_t room;
         bool is_lent() const { return previous == this; }
+        Block* next() const { return is_lent() ? nullptr : previous; }
         char* bytes() { return reinterpret_cast<char*>(this + 1); }
     };
 
+    void free_blocks() noexcept;
     Block* make_block(std::size_t size) const;
     Block* add_block(std::size_t size);
 
