@@ -7,10 +7,10 @@
 #include <new>
 #include <type_traits>
 
-#include "tmsg/binary/tm_wire.h"
 #include "tmsg/creator/tm_own_creator.h"
 #include "tmsg/value/tm_limit_error.h"
 #include "tmsg/value/tm_walk.h"
+#include "tmsg/value/tm_wire.h"
 
 namespace {
 

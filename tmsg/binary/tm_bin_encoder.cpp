@@ -2,14 +2,15 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
-#include <type_traits>
+#include <typeinfo>
 
 #include "tmsg/binary/tm_read_ahead.h"
-#include "tmsg/binary/tm_wire.h"
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_file.h"
+#include "tmsg/value/tm_wire.h"
 
 namespace {
 
@@ -23,7 +24,10 @@ void check_at_least(char const* label, int value, int low) {
 
 }  // namespace
 
-Tm_bin_encoder::Tm_bin_encoder(int chunk_size, int header_size) { init(chunk_size, header_size); }
+Tm_bin_encoder::Tm_bin_encoder(int chunk_size, int header_size) {
+    init(chunk_size, header_size);
+    offer_wire_room(&room_, typeid(Tm_bin_encoder));
+}
 
 Tm_bin_encoder::~Tm_bin_encoder() = default;
 
@@ -38,130 +42,109 @@ void Tm_bin_encoder::init(int chunk_size, int header_size) {
 }
 
 void Tm_bin_encoder::begin_fill() {
-    fill_ = 0;
+    set_fill(0);
     mementos_.clear();
     file_.reset();
 }
 
-bool Tm_bin_encoder::small_chunk_continue() {
-    if (fill_ <= chunk_size_) {
-        fill_ = 0;
-        return true;
-    }
+void Tm_bin_encoder::set_fill(int bytes) {
     unsigned char* const first = buffer_.data() + header_size_;
-    fill_ -= chunk_size_;
-    std::memmove(first, first + chunk_size_, static_cast<std::size_t>(fill_));
+    room_ = Tm_wire_room(first + bytes, first + chunk_size_);
+}
+
+bool Tm_bin_encoder::small_chunk_continue() {
+    int const over = std::max(fill_position() - chunk_size_, 0);
+    unsigned char* const first = buffer_.data() + header_size_;
+    if (over > 0) std::memmove(first, first + chunk_size_, static_cast<std::size_t>(over));
+    set_fill(over);
     return check_state();
 }
 
 int Tm_bin_encoder::tag_size(unsigned char tag) { return tm_tag_size(tag); }
 
-/// Where the next `bytes` go. Only an event of a caller's own, larger than any of the library's,
-/// needs more than the slack.
-unsigned char* Tm_bin_encoder::room(unsigned int bytes) {
-    std::size_t const at = static_cast<std::size_t>(header_size_) + static_cast<std::size_t>(fill_);
-    if (bytes > slack && at + bytes > buffer_.size()) buffer_.resize(at + bytes);
-    return buffer_.data() + at;
-}
-
-bool Tm_bin_encoder::put_tag(unsigned char tag) {
-    if (!check_state()) return false;
-    *room(1) = tag;
-    ++fill_;
-    return true;
-}
-
-template <class Number>
-bool Tm_bin_encoder::put(unsigned char tag, Number number) {
-    if (!check_state()) return false;
-    unsigned char* const at = room(1 + sizeof number);
-    at[0] = tag;
-    tm_put_big_endian(at + 1, static_cast<std::make_unsigned_t<Number>>(number));
-    fill_ += static_cast<int>(1 + sizeof number);
-    return true;
+/// Only an event of a caller's own, larger than any of the library's, needs more than the slack.
+void Tm_bin_encoder::make_slack(unsigned int bytes) {
+    if (bytes <= slack) return;
+    int const fill = fill_position();
+    std::size_t const needed = static_cast<std::size_t>(header_size_) +
+                               static_cast<std::size_t>(fill) + static_cast<std::size_t>(bytes);
+    if (needed > buffer_.size()) buffer_.resize(needed);
+    set_fill(fill);
 }
 
 bool Tm_bin_encoder::put_piece(char const* data, unsigned int length) {
     if (!check_state()) return false;
-    if (length > 0) std::memcpy(room(length), data, length);
-    fill_ += static_cast<int>(length);
+    make_slack(length);
+    room_.put_bytes(data, length);
     return true;
 }
 
 bool Tm_bin_encoder::visit_method_begin(bool is_request) {
-    return put_tag(is_request ? TM_TAG_CALL : TM_TAG_RESPONSE);
+    return room_.put_tag(is_request ? TM_TAG_CALL : TM_TAG_RESPONSE);
 }
 
 bool Tm_bin_encoder::visit_method_end(bool is_request) {
-    return put_tag(is_request ? TM_TAG_CALL_END : TM_TAG_RESPONSE_END);
+    return room_.put_tag(is_request ? TM_TAG_CALL_END : TM_TAG_RESPONSE_END);
 }
 
-bool Tm_bin_encoder::visit_fault_begin() { return put_tag(TM_TAG_FAULT); }
-bool Tm_bin_encoder::visit_fault_end() { return put_tag(TM_TAG_FAULT_END); }
+bool Tm_bin_encoder::visit_fault_begin() { return room_.put_tag(TM_TAG_FAULT); }
+bool Tm_bin_encoder::visit_fault_end() { return room_.put_tag(TM_TAG_FAULT_END); }
 
 bool Tm_bin_encoder::visit_method_name_begin(unsigned int length) {
-    return put(TM_TAG_METHOD_NAME, static_cast<unsigned short>(length));
+    return room_.put(TM_TAG_METHOD_NAME, static_cast<unsigned short>(length));
 }
 
 bool Tm_bin_encoder::visit_method_name_continue(char const* data, unsigned int length) {
     return visit_string_continue(data, length);
 }
 
-bool Tm_bin_encoder::visit_bool(bool value) {
-    return put(TM_TAG_BOOL, static_cast<unsigned char>(value ? 1 : 0));
-}
+bool Tm_bin_encoder::visit_bool(bool value) { return room_.put(TM_TAG_BOOL, value); }
 
-bool Tm_bin_encoder::visit_int8(signed char value) { return put(TM_TAG_INT8, value); }
-bool Tm_bin_encoder::visit_uint8(unsigned char value) { return put(TM_TAG_UINT8, value); }
-bool Tm_bin_encoder::visit_int16(short value) { return put(TM_TAG_INT16, value); }
-bool Tm_bin_encoder::visit_uint16(unsigned short value) { return put(TM_TAG_UINT16, value); }
-bool Tm_bin_encoder::visit_int32(int value) { return put(TM_TAG_INT32, value); }
-bool Tm_bin_encoder::visit_uint32(unsigned int value) { return put(TM_TAG_UINT32, value); }
-bool Tm_bin_encoder::visit_int64(long value) { return put(TM_TAG_INT64, value); }
-bool Tm_bin_encoder::visit_uint64(unsigned long value) { return put(TM_TAG_UINT64, value); }
+bool Tm_bin_encoder::visit_int8(signed char value) { return room_.put(TM_TAG_INT8, value); }
+bool Tm_bin_encoder::visit_uint8(unsigned char value) { return room_.put(TM_TAG_UINT8, value); }
+bool Tm_bin_encoder::visit_int16(short value) { return room_.put(TM_TAG_INT16, value); }
+bool Tm_bin_encoder::visit_uint16(unsigned short value) { return room_.put(TM_TAG_UINT16, value); }
+bool Tm_bin_encoder::visit_int32(int value) { return room_.put(TM_TAG_INT32, value); }
+bool Tm_bin_encoder::visit_uint32(unsigned int value) { return room_.put(TM_TAG_UINT32, value); }
+bool Tm_bin_encoder::visit_int64(long value) { return room_.put(TM_TAG_INT64, value); }
+bool Tm_bin_encoder::visit_uint64(unsigned long value) { return room_.put(TM_TAG_UINT64, value); }
 
-bool Tm_bin_encoder::visit_double(double value) {
-    std::uint64_t bits = 0;
-    std::memcpy(&bits, &value, sizeof bits);
-    return put(TM_TAG_DOUBLE, bits);
-}
+bool Tm_bin_encoder::visit_double(double value) { return room_.put(TM_TAG_DOUBLE, value); }
 
 bool Tm_bin_encoder::visit_string_begin(unsigned int length) {
-    return put(TM_TAG_STRING, static_cast<unsigned short>(length));
+    return room_.put(TM_TAG_STRING, static_cast<unsigned short>(length));
 }
 
 bool Tm_bin_encoder::visit_string_continue(char const* data, unsigned int length) {
     return put_piece(data, length);
 }
 
-bool Tm_bin_encoder::visit_binary_begin(unsigned int length) { return put(TM_TAG_BINARY, length); }
+bool Tm_bin_encoder::visit_binary_begin(unsigned int length) {
+    return room_.put(TM_TAG_BINARY, length);
+}
 
 bool Tm_bin_encoder::visit_binary_continue(char const* data, unsigned int length) {
     return put_piece(data, length);
 }
 
-bool Tm_bin_encoder::visit_struct_begin() { return put_tag(TM_TAG_STRUCT); }
-bool Tm_bin_encoder::visit_struct_end() { return put_tag(TM_TAG_STRUCT_END); }
+bool Tm_bin_encoder::visit_struct_begin() { return room_.put_tag(TM_TAG_STRUCT); }
+bool Tm_bin_encoder::visit_struct_end() { return room_.put_tag(TM_TAG_STRUCT_END); }
 
 bool Tm_bin_encoder::visit_member_begin(unsigned int length_or_index) {
-    if (!check_state()) return false;
-    unsigned char* const at = room(4);
-    at[0] = TM_TAG_MEMBER;
-    at[1] = TM_TAG_NAME_MARKER;
-    tm_put_big_endian(at + 2, static_cast<unsigned short>(length_or_index));
-    fill_ += 4;
-    return true;
+    return room_.put_member(length_or_index);
 }
 
 bool Tm_bin_encoder::visit_member_continue(char const* data, unsigned int length) {
     return visit_string_continue(data, length);
 }
 
-bool Tm_bin_encoder::visit_member_end() { return put_tag(TM_TAG_MEMBER_END); }
-bool Tm_bin_encoder::visit_array_begin() { return put_tag(TM_TAG_ARRAY); }
-bool Tm_bin_encoder::visit_array_end() { return put_tag(TM_TAG_ARRAY_END); }
+bool Tm_bin_encoder::visit_member_end() { return room_.put_tag(TM_TAG_MEMBER_END); }
+bool Tm_bin_encoder::visit_array_begin() { return room_.put_tag(TM_TAG_ARRAY); }
+bool Tm_bin_encoder::visit_array_end() { return room_.put_tag(TM_TAG_ARRAY_END); }
 
-bool Tm_bin_encoder::visit_file_begin(unsigned int length) { return put(TM_TAG_FILE, length); }
+bool Tm_bin_encoder::visit_file_begin(unsigned int length) {
+    return room_.put(TM_TAG_FILE, length);
+}
 
 bool Tm_bin_encoder::visit_file_begin(int fd, unsigned int length) {
     bool const has_positions = ::lseek(fd, 0, SEEK_SET) == 0;
@@ -177,11 +160,12 @@ bool Tm_bin_encoder::visit_file_continue(char const* data, unsigned int length) 
 /// A file that was not begun here, or has no positions, is read from where its descriptor stands.
 bool Tm_bin_encoder::visit_file_continue(int fd, std::string const& path, unsigned int length) {
     if (!check_state()) return false;
+    make_slack(length);
     bool const is_begun = file_ != nullptr && file_->descriptor() == fd;
     long const got =
-        is_begun ? file_->read(room(length), length) : Tm_file::read_n(fd, room(length), length);
+        is_begun ? file_->read(room_.at(), length) : Tm_file::read_n(fd, room_.at(), length);
     if (got < 0) throw Tm_file_read_exception(path);
-    fill_ += static_cast<int>(got);
+    room_.advance(got);
     return true;
 }
 

@@ -22,6 +22,7 @@
 
 #include "tmsg/export.h"
 #include "tmsg/value/tm_visitor.h"
+#include "tmsg/value/tm_wire_room.h"
 
 class Tm_read_ahead;
 
@@ -43,13 +44,13 @@ public:
     bool continue_fill() { return small_chunk_continue(); }
     bool small_chunk_continue();
     /// There is room: the next event will be taken.
-    bool check_state() const { return fill_ < chunk_size_; }
+    bool check_state() const { return room_.left() > 0; }
 
     /// The first wire byte; valid until the next event.
     unsigned char const* data() const { return buffer_.data() + header_size_; }
     /// The header room, directly in front of data().
     unsigned char* buffer() { return buffer_.data(); }
-    int fill_position() const { return fill_; }
+    int fill_position() const { return static_cast<int>(room_.at() - data()); }
     int chunk_size() const { return chunk_size_; }
     int header_size() const { return header_size_; }
 
@@ -92,15 +93,18 @@ public:
     void push_memento(int step) override;
     bool is_support_member_index() override;
 
+protected:
+    /// For classes that leave every operation on bytes in memory as it is: values of the library
+    /// may write straight into the chunk of objects of exactly that class.
+    void take_wire_room(std::type_info const& for_class) { offer_wire_room(&room_, for_class); }
+
 private:
-    unsigned char* room(unsigned int bytes);
-    bool put_tag(unsigned char tag);
-    template <class Number>
-    bool put(unsigned char tag, Number number);
+    void set_fill(int bytes);
+    void make_slack(unsigned int bytes);
     bool put_piece(char const* data, unsigned int length);
 
     std::vector<unsigned char> buffer_;
-    int fill_ = 0;
+    Tm_wire_room room_;  ///< behind the fill position
     int chunk_size_ = 0;
     int header_size_ = 0;
     std::vector<int> mementos_;

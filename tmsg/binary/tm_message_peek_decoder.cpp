@@ -1,6 +1,6 @@
 #include "tmsg/binary/tm_message_peek_decoder.h"
 
-#include "tmsg/binary/tm_wire.h"
+#include "tmsg/value/tm_wire.h"
 
 namespace {
 

@@ -37,10 +37,13 @@ bool Tm_array::accept(Tm_visitor& visitor) const {
     Tm_walk walk(visitor);
     if (!walk.step(0, [&] { return visitor.visit_array_begin(); })) return false;
     int const count = get_member_count();
+    Tm_wire_room* const room = visitor.wire_room();
     for (int i = walk.first_item(count); i < count; ++i) {
-        if (!walk.step(i + 1, [&] { return tm_present(get_value(i))->accept(visitor); })) {
-            return false;
-        }
+        auto const accept = [&] {
+            return values_.accept(static_cast<std::size_t>(i), visitor,
+                                  walk.repeats(i + 1) ? nullptr : room);
+        };
+        if (!walk.step(i + 1, accept)) return false;
     }
     return walk.step(count + 1, [&] { return visitor.visit_array_end(); });
 }

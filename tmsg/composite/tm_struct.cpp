@@ -121,24 +121,36 @@ bool Tm_struct::accept(Tm_visitor& visitor) const {
     int const count = get_member_count();
     bool const by_index = visitor.is_support_member_index() && has_indexes() &&
                           extras_->indexes.size() >= static_cast<std::size_t>(count);
+    Tm_wire_room* const room = is_plain() ? visitor.wire_room() : nullptr;
     for (int i = walk.first_item(count, steps_per_member); i < count; ++i) {
         int const step = 1 + i * steps_per_member;
+        auto const at = static_cast<std::size_t>(i);
+        auto const room_at = [&](int number) { return walk.repeats(number) ? nullptr : room; };
         bool const taken =
-            walk.step(step, [&] { return accept_name(i, by_index, visitor); }) &&
-            walk.step(step + 1, [&] { return tm_present(get_value(i))->accept(visitor); }) &&
-            walk.step(step + 2, [&] { return visitor.visit_member_end(); });
+            walk.step(step, [&] { return accept_name(i, by_index, visitor, room_at(step)); }) &&
+            walk.step(step + 1, [&] { return accept_value(at, visitor, room_at(step + 1)); }) &&
+            walk.step(step + 2, [&] {
+                return room != nullptr ? room->put_tag(TM_TAG_MEMBER_END)
+                                       : visitor.visit_member_end();
+            });
         if (!taken) return false;
     }
     return walk.step(1 + count * steps_per_member, [&] { return visitor.visit_struct_end(); });
 }
 
-bool Tm_struct::accept_name(int i, bool by_index, Tm_visitor& visitor) const {
+bool Tm_struct::accept_name(int i, bool by_index, Tm_visitor& visitor, Tm_wire_room* room) const {
     if (by_index) {
         return visitor.visit_member_begin(extras_->indexes[static_cast<std::size_t>(i)]);
     }
     std::string_view const name = name_at(i);
+    if (room != nullptr && tm_write_name(name, *room)) return true;
     return tm_walk_buffer<&Tm_visitor::visit_member_begin, &Tm_visitor::visit_member_continue>(
         name.data(), static_cast<unsigned int>(name.size()), visitor);
+}
+
+bool Tm_struct::accept_value(std::size_t i, Tm_visitor& visitor, Tm_wire_room* room) const {
+    if (is_plain()) return values_.accept(i, visitor, room);
+    return tm_present(get_value(static_cast<int>(i)))->accept(visitor);
 }
 
 void Tm_struct::clear() {

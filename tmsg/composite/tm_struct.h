@@ -133,7 +133,8 @@ private:
     void copy_names(Tm_struct const& other);
     void swap_names(Tm_struct& other) noexcept;
     void swap_values(Tm_struct& other);
-    bool accept_name(int i, bool by_index, Tm_visitor& visitor) const;
+    bool accept_name(int i, bool by_index, Tm_visitor& visitor, Tm_wire_room* room) const;
+    bool accept_value(std::size_t i, Tm_visitor& visitor, Tm_wire_room* room) const;
 
     Tm_counted_ptr<Tm_layout> layout_;  ///< null while there is no name
     Tm_value_container values_;

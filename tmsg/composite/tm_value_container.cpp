@@ -4,10 +4,19 @@
 #include <limits>
 
 #include "tmsg/value/tm_exception.h"
+#include "tmsg/value/tm_walk.h"
 
 namespace {
 
 constexpr std::size_t first_capacity = 4;
+/// Scalars have their tags in the order of their type codes, but for the last two.
+template <class Plain>
+constexpr unsigned char tm_tag_of(Tm_int_of<Plain> const&) {
+    return static_cast<unsigned char>(TM_TAG_INT8 + Tm_plain<Plain>::code);
+}
+constexpr unsigned char tm_tag_of(Tm_double const&) { return TM_TAG_DOUBLE; }
+constexpr unsigned char tm_tag_of(Tm_bool const&) { return TM_TAG_BOOL; }
+
 constexpr std::size_t most_slots = std::numeric_limits<int>::max();
 
 }  // namespace
@@ -206,6 +215,23 @@ bool Tm_value_container::equals(Tm_value_container const& other) const {
         if (!equals_at(other, i)) return false;
     }
     return true;
+}
+
+bool Tm_value_container::accept(std::size_t i, Tm_visitor& visitor, Tm_wire_room* room) const {
+    if (kinds()[i] >= HEAP) {
+        if (kinds()[i] == EMPTY) throw Tm_exception("member without a value");
+        return on_heap(i)->accept(visitor);
+    }
+    return visit_in_place(i, [&](auto const& value) {
+        using Value = std::decay_t<decltype(value)>;
+        if constexpr (std::is_same_v<Value, Tm_string>) {
+            return (room != nullptr && tm_write_bytes(TM_TAG_STRING, value.value(), *room)) ||
+                   value.accept(visitor);
+        } else {
+            if (room != nullptr) return room->put(tm_tag_of(value), value.value());
+            return value.accept(visitor);
+        }
+    });
 }
 
 /// Both slots are empty, or both hold equal values.

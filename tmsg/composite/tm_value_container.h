@@ -155,6 +155,9 @@ private:
     void copy_values(Tm_value_container const& other);
     bool equals(Tm_value_container const& other) const;
     bool equals_at(Tm_value_container const& other, std::size_t i) const;
+    /// Walks value i into the room, or by events where that is null. Tm_exception for an empty
+    /// slot.
+    bool accept(std::size_t i, Tm_visitor& visitor, Tm_wire_room* room) const;
 
     Slot* slots_ = nullptr;  ///< the slots, then a kind for each
     std::uint32_t size_ = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <typeinfo>
 
 #include "tmsg/binary/tm_bin_encoder.h"
 #include "tmsg/message/message.h"
@@ -22,7 +23,10 @@ int checked_chunk_size(int chunk_size) {
 /// Nobody could decode a message of which a file ends before its announced length.
 class Whole_file_encoder : public Tm_bin_encoder {
 public:
-    using Tm_bin_encoder::Tm_bin_encoder;
+    Whole_file_encoder(int chunk_size, int header_size) : Tm_bin_encoder(chunk_size, header_size) {
+        // Files of which only the descriptor is known are never written by others.
+        take_wire_room(typeid(Whole_file_encoder));
+    }
 
     using Tm_bin_encoder::visit_file_continue;
     bool visit_file_continue(int fd, std::string const& path, unsigned int length) override {

@@ -60,11 +60,9 @@ std::string const& Tm_string::validate_string_length(std::string const& text,
 
 bool Tm_string::accept_generic_buffer(char const* data, unsigned int length, Tm_visitor& visitor,
                                       Begin_event begin, Piece_event piece) {
-    return tm_walk_bytes(
-        length, visitor, [&] { return (visitor.*begin)(length); },
-        [&](unsigned int offset, unsigned int size) {
-            return (visitor.*piece)(data + offset, size);
-        });
+    return tm_walk_memory(
+        data, length, visitor, [&] { return (visitor.*begin)(length); },
+        [&](char const* bytes, unsigned int size) { return (visitor.*piece)(bytes, size); });
 }
 
 bool Tm_string::accept_file(int fd, std::string const& path, unsigned int length,

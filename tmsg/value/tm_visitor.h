@@ -7,8 +7,11 @@
 #pragma once
 
 #include <string>
+#include <typeinfo>
 
 #include "tmsg/export.h"
+
+class Tm_wire_room;
 
 class TMSG_API Tm_visitor {
 public:
@@ -66,4 +69,20 @@ public:
 
     /// The visitor wants member indexes instead of names wherever a struct carries them.
     virtual bool is_support_member_index();
+
+    /// Where the library's own values may write instead of passing events; null for nowhere.
+    Tm_wire_room* wire_room() const {
+        return wire_room_ != nullptr && &typeid(*this) == wire_class_ ? wire_room_ : nullptr;
+    }
+
+protected:
+    /// Objects of exactly that class take what is written to the room as if events had come.
+    void offer_wire_room(Tm_wire_room* room, std::type_info const& for_class) {
+        wire_room_ = room;
+        wire_class_ = &for_class;
+    }
+
+private:
+    Tm_wire_room* wire_room_ = nullptr;
+    std::type_info const* wire_class_ = nullptr;
 };

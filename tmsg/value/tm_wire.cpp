@@ -1,4 +1,4 @@
-#include "tmsg/binary/tm_wire.h"
+#include "tmsg/value/tm_wire.h"
 
 #include <algorithm>
 #include <iterator>
