@@ -122,8 +122,6 @@ Tm_binary const* Tm_array::get_member_binary(int i) const { return read<Tm_binar
 Tm_file const* Tm_array::get_member_file(int i) const { return read<Tm_file const*>(i); }
 Message const* Tm_array::get_member_message(int i) const { return read<Message const*>(i); }
 
-std::string_view Tm_array::get_member_text(int i) const { return read<std::string_view>(i); }
-
 Tm_value const* Tm_array::get_member_value(TMV type, int i) const {
     return tm_check_member_type(get_value(i), type);
 }

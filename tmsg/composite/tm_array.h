@@ -80,7 +80,7 @@ public:
     virtual Message const* get_member_message(int i) const;
 
     /// A string with its length, zero bytes included.
-    std::string_view get_member_text(int i) const;
+    std::string_view get_member_text(int i) const { return values_.text(i); }
     /// The element itself, if it is of that type.
     Tm_value const* get_member_value(TMV type, int i) const;
     /// The element itself, of whatever type.
@@ -90,6 +90,7 @@ public:
 private:
     friend class Tm_creator;
     friend class Tm_own_creator;
+    friend struct Tm_name_lengths;
 
     /// No class of a user's own, whose add_member_and_own() is called for every element.
     bool is_plain() const;

@@ -1,7 +1,6 @@
 #include "tmsg/composite/tm_struct.h"
 
 #include <algorithm>
-#include <typeinfo>
 #include <utility>
 
 #include "tmsg/composite/tm_prenamed_struct.h"
@@ -83,8 +82,6 @@ Tm_struct* Tm_struct::clone() const {
 }
 
 Tm_struct::~Tm_struct() { keep_layout(); }
-
-bool Tm_struct::is_plain() const { return &typeid(*this) == &typeid(Tm_struct); }
 
 bool Tm_struct::equals(Tm_value const& other) const {
     if (other.get_value_type() != TMV_STRUCT) return false;

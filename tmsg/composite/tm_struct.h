@@ -16,6 +16,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 #include <vector>
 
 #include "tmsg/composite/tm_member_adders.h"
@@ -93,6 +94,7 @@ private:
     friend class Tm_member_getters<Tm_struct>;
     friend class Tm_member_adders<Tm_struct, std::string_view>;
     friend class Tm_prenamed_struct;
+    friend struct Tm_name_lengths;
 
     /// What few structs have.
     struct Extras {
@@ -104,7 +106,7 @@ private:
                                            std::size_t text_bytes);
 
     /// No class of a user's own, which could name its members otherwise.
-    bool is_plain() const;
+    bool is_plain() const { return &typeid(*this) == &typeid(Tm_struct); }
     std::string_view name_at(int i) const;
     unsigned int named_members() const;
     int find(std::string_view name) const;

@@ -55,6 +55,7 @@ private:
     friend class Tm_array;
     friend class Tm_creator;
     friend class Tm_own_creator;
+    friend struct Tm_name_lengths;
     friend class Tm_prenamed_struct;
     friend class Tm_struct;
 
@@ -120,6 +121,12 @@ private:
     TMV type_at(std::size_t i) const;
     /// The value; Tm_type_mismatch_exception where it has another type.
     Tm_value const* at(std::size_t i, TMV type) const;
+    std::string_view text(int position) const {
+        std::size_t const i = checked(position);
+        if (kinds()[i] != TMV_STRING)
+            return static_cast<Tm_string const*>(at(i, TMV_STRING))->value();
+        return in_place<Tm_string const>(i)->value();
+    }
     /// What a typed getter returns (see tm_read_member).
     template <class Result>
     Result read(std::size_t i) const;

@@ -98,6 +98,7 @@ Tm_layout::Ref Tm_layout::fork(unsigned int count) const {
     copy->names_.reserve(count + 1U);
     if (table_) {
         copy->names_.assign(names_.begin(), names_.begin() + count);
+        copy->longest_ = longest_;
     } else {
         for (unsigned int i = 0; i < count; ++i) copy->append(tm_text_view(names_[i]));
     }
@@ -123,6 +124,7 @@ void Tm_layout::add(char const* name) {
     constexpr std::size_t first_capacity = 8;
     if (names_.capacity() == 0) names_.reserve(first_capacity);
     names_.push_back(name);
+    longest_ = std::max<std::size_t>(longest_, tm_text_length(name));
     Positions* const positions = positions_.load(std::memory_order_relaxed);
     if (positions == nullptr) return;
     try {

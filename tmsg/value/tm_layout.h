@@ -31,6 +31,8 @@ public:
     char const* at(std::size_t position) const { return names_.at(position); }
     /// The same without a check.
     char const* operator[](std::size_t position) const { return names_[position]; }
+    /// The length of the longest name.
+    std::size_t longest() const { return longest_; }
     /// Whether the name at this position is there and is this one.
     bool has(unsigned int position, std::string_view name) const {
         return position < size() && tm_text_equals(names_[position], name);
@@ -81,6 +83,7 @@ private:
     std::atomic<bool> is_sealed_{false};
     std::atomic<Extent> usual_{};
     std::vector<char const*> names_;
+    std::size_t longest_ = 0;
     Tm_texts texts_;
     Ref table_;
     mutable std::atomic<Positions*> positions_{nullptr};

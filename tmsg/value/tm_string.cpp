@@ -4,7 +4,6 @@
 #include <new>
 
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_text.h"
 #include "tmsg/value/tm_walk.h"
 
 namespace {
@@ -37,8 +36,6 @@ Tm_string::Tm_string(Tm_string const& other) : Tm_value(other), text_(new_text(o
 Tm_string::~Tm_string() { delete_text(text_); }
 
 Tm_string* Tm_string::clone() const { return new Tm_string(*this); }
-
-std::string_view Tm_string::value() const { return tm_text_view(text_); }
 
 bool Tm_string::equals(Tm_value const& other) const {
     return other.get_value_type() == TMV_STRING &&

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "tmsg/value/tm_catalog.h"
+#include "tmsg/value/tm_text.h"
 #include "tmsg/value/tm_value.h"
 #include "tmsg/value/tm_visitor.h"
 
@@ -25,7 +26,7 @@ public:
     bool accept(Tm_visitor& visitor) const override;
 
     /// A zero stands behind the text. Valid while the value lives.
-    std::string_view value() const;
+    std::string_view value() const { return tm_text_view(text_); }
 
     /// The string to store: `text` itself, or its entry in the catalogue, made when absent.
     static std::string const& validate_string_length(std::string const& text,
