@@ -81,6 +81,9 @@ TEST(Limits, OfDepthCountsOpenStructsArraysAndMessages) {
             feed(dump, from_hex(opening));
             EXPECT_EQ(0U, dump.error().find("nested deeper than 3 levels: ")) << opening;
         }
+        dump.init();
+        for (int i = 0; i < 9; ++i) feed(dump, from_hex("02 03 04 84 04 84 82"));
+        EXPECT_EQ("", dump.error()) << "what a message leaves open does not count for the next one";
     });
 }
 

@@ -351,8 +351,11 @@ bool Tm_bin_decoder_base::replay_bracket(unsigned char tag) {
     }
     // clang-format on
     ++at_;
-    bool const is_end = tag >= TM_TAG_CALL_END;
-    depth_ = is_end ? depth_ - 1 : depth_ + 1;
+    if (tag < TM_TAG_CALL_END) {
+        ++depth_;
+    } else if (depth_ > 0) {
+        --depth_;
+    }
     return true;
 }
 

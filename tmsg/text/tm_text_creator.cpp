@@ -112,6 +112,8 @@ bool Tm_text_creator::put_bytes(unsigned int length) {
 
 bool Tm_text_creator::visit_method_begin(bool is_request) {
     indent_.clear();
+    // What an earlier message left open does not count for this one.
+    if (groups_ == 0) members_ = faults_ = 0;
     return enter(groups_) && open(is_request ? TYPE_CALL : TYPE_RESPONSE);
 }
 
