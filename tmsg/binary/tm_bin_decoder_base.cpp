@@ -153,7 +153,7 @@ void Tm_bin_decoder_base::pack_buffer() {
 
 bool Tm_bin_decoder_base::decode() {
     failing_with_exceptions([&] { decode_buffer(); });
-    return front_ == buffer_.size();
+    return !is_waiting_;
 }
 
 bool Tm_bin_decoder_base::feed(unsigned char const* data, std::size_t size) {
@@ -167,7 +167,7 @@ bool Tm_bin_decoder_base::feed(unsigned char const* data, std::size_t size) {
             size -= slice;
         }
     });
-    return front_ == buffer_.size();
+    return !is_waiting_;
 }
 
 void Tm_bin_decoder_base::decode_buffer() {
@@ -193,6 +193,7 @@ void Tm_bin_decoder_base::feed_slice(unsigned char const* data, std::size_t size
 
 /// Returns how many bytes were decoded; less than all when an incomplete item remains.
 std::size_t Tm_bin_decoder_base::decode_at(unsigned char const* data, std::size_t size) {
+    is_waiting_ = false;
     from_ = data;
     at_ = data;
     stop_ = data + size;
@@ -223,8 +224,9 @@ void Tm_bin_decoder_base::decode_items() {
             decode_whole_items(*own_creator_);
             if (at_ == stop_) return;
         }
-        if (state_ == State::between_items && !take_item()) return;
-        if (state_ == State::within_item && !pass_piece()) return;
+        is_waiting_ = (state_ == State::between_items && !take_item()) ||
+                      (state_ == State::within_item && !pass_piece());
+        if (is_waiting_) return;
         if (state_ == State::failed) at_ = stop_;
     }
 }

@@ -131,6 +131,7 @@ private:
     std::uint32_t passed_ = 0;  ///< of the current item's bytes
     std::uint32_t total_ = 0;
     State state_ = State::between_items;
+    bool is_waiting_ = false;  ///< for the rest of an item
     bool sealed_ = false;
     Tm_own_creator* own_creator_ = nullptr;  ///< creator_, where it is one of the library's own
     std::string error_;

@@ -27,7 +27,7 @@ public:
     void add_member(Where where, unsigned long value, Index* index = nullptr) { owner().place_plain(where, value, index); }
     void add_member(Where where, double value, Index* index = nullptr) { owner().place_plain(where, value, index); }
     void add_member(Where where, bool value, Index* index = nullptr) { owner().place_plain(where, value, index); }
-    void add_member(Where where, char const* text, Index* index = nullptr) { owner().place_text(where, tm_present(text), index); }
+    void add_member(Where where, char const* text, Index* index = nullptr) { owner().check_place(where); owner().place_text(where, tm_present(text), index); }
     void add_member(Where where, std::string const& text, Index* index = nullptr) { owner().place_text(where, text, index); }
     void add_member(Where where, std::string_view text, Index* index = nullptr) { owner().place_text(where, text, index); }
     void add_member(Where where, Tm_binary const* bytes, Index* index = nullptr) { place(where, index, bytes); }

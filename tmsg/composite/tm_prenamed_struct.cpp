@@ -100,6 +100,7 @@ template void Tm_prenamed_struct::place_plain(int, double, Index*);
 template void Tm_prenamed_struct::place_plain(int, bool, Index*);
 
 void Tm_prenamed_struct::place_text(int i, std::string_view text, Index* index) {
+    check_place(i);
     place_value(i, tm_make_value(text), index);
 }
 

@@ -201,7 +201,11 @@ void Tm_struct::record_name(std::string_view name, Index* index) {
 /// Makes this name the next one in the layout.
 void Tm_struct::name_next(std::string_view name, std::uint64_t place) {
     if (layout_ && layout_->has(name_count_, name)) return;
-    if (!layout_ || layout_->is_sealed() || layout_->size() != name_count_) {
+    bool const can_grow = layout_ && !layout_->is_sealed() && layout_->size() == name_count_ &&
+                          layout_->table() == nullptr;
+    // The name may stand in the layout that is left.
+    Tm_counted_ptr<Tm_layout> const before = can_grow ? Tm_counted_ptr<Tm_layout>() : layout_;
+    if (!can_grow) {
         find_layout(name, place);
         if (layout_->has(name_count_, name)) return;
     }

@@ -204,6 +204,8 @@ bool Tm_creator::visit_string_continue(char const* data, unsigned int length) {
         return reject("string continue");
     }
     if (!fits(length)) return fail("string longer than given length");
+    bool const has_failed = received_ > 0 && received_ == expected_;
+    if (has_failed) return false;
     bool const is_whole = length == expected_;
     if (!is_whole) append_announced(text_, data, length, expected_);
     if (received_ + length == expected_) {
@@ -270,7 +272,7 @@ bool Tm_creator::visit_file_continue(char const* data, unsigned int length) {
 // Frames
 
 Tm_creator::Frame& Tm_creator::open(State state) {
-    constexpr std::size_t usual_depth = 8;
+    constexpr std::size_t usual_depth = 4;
     if (frames_.capacity() == 0) frames_.reserve(usual_depth);
     Frame& frame = frames_.emplace_back();
     frame.state = state;
@@ -566,8 +568,10 @@ void Tm_creator::take_name_at(std::size_t index) {
         bool const is_open =
             before != nullptr && !before->is_sealed() && before->size() == target.name_count_;
         Layout_ref layout = target.layout_;
-        if (!is_open)
-            layout = before == nullptr ? Tm_layout::make() : before->fork(target.name_count_);
+        if (!is_open) {
+            layout =
+                before == nullptr ? Tm_layout::make() : before->fork_in_table(target.name_count_);
+        }
         layout->append_from(table, index);
         target.layout_ = std::move(layout);
     }
@@ -575,33 +579,32 @@ void Tm_creator::take_name_at(std::size_t index) {
     frame.state = State::named;
 }
 
-/// A layout near the innermost frame: that of the struct before it in the same array, or of the
-/// struct around it, if it fits; else null.
+/// A sealed layout near the innermost frame: that of the struct before it in the same array, or of
+/// the struct around it, if it fits; else null.
 template <class Fits>
 Tm_layout* Tm_creator::layout_around(Fits fits) const {
+    auto const is_usable = [](Layout_ref const& layout, Fits const& suits) {
+        return layout && layout->is_sealed() && suits(*layout);
+    };
     Frame const* around = &frames_[frames_.size() - 2];
     if (around->array != nullptr) {
         Tm_struct const* const last = around->array->last_struct();
-        if (last != nullptr && last->layout_ && fits(*last->layout_)) return last->layout_.get();
+        if (last != nullptr && is_usable(last->layout_, fits)) return last->layout_.get();
         if (frames_.size() > 2) --around;
     }
     Tm_struct const* const enclosing = around->structure;
-    if (enclosing == nullptr || !enclosing->layout_) return nullptr;
-    return fits(*enclosing->layout_) ? enclosing->layout_.get() : nullptr;
+    return enclosing != nullptr && is_usable(enclosing->layout_, fits) ? enclosing->layout_.get()
+                                                                       : nullptr;
 }
 
 /// Makes the innermost frame's struct, with room for what structs of that layout usually hold.
 void Tm_creator::make_struct(Layout_ref layout) {
-    constexpr std::uint32_t most_members = 256;
-    constexpr std::uint32_t most_text = 1024;
-    constexpr std::uint32_t first_guess = 8;
+    constexpr std::size_t usual_depth = 16;
+    constexpr std::uint32_t deep_members = 4;
     Tm_layout::Extent extent;
-    if (layout) {
-        extent = layout->usual_extent();
-        if (extent.members == 0) extent.members = std::min(layout->size(), first_guess);
-    }
-    if (extent.members > most_members) extent.members = 0;
-    if (extent.text > most_text) extent.text = 0;
+    if (layout) extent = layout->usual_extent();
+    // Structs that stay open for long must not each hold what a large one needed.
+    if (frames_.size() > usual_depth) extent = {std::min(extent.members, deep_members), 0};
     auto made = Tm_struct::make(std::move(layout), extent.members, extent.text);
     Frame& frame = frames_.back();
     made->shares_names_ = frame.shares_names ? 1 : 0;

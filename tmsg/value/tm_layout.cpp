@@ -94,14 +94,17 @@ Tm_layout::Ref Tm_layout::make() { return Ref(new Tm_layout); }
 
 Tm_layout::Ref Tm_layout::fork(unsigned int count) const {
     Ref copy = make();
-    copy->table_ = table_;
     copy->names_.reserve(count + 1U);
-    if (table_) {
-        copy->names_.assign(names_.begin(), names_.begin() + count);
-        copy->longest_ = longest_;
-    } else {
-        for (unsigned int i = 0; i < count; ++i) copy->append(tm_text_view(names_[i]));
-    }
+    for (unsigned int i = 0; i < count; ++i) copy->append(tm_text_view(names_[i]));
+    return copy;
+}
+
+Tm_layout::Ref Tm_layout::fork_in_table(unsigned int count) const {
+    Ref copy = make();
+    copy->names_.reserve(count + 1U);
+    copy->names_.assign(names_.begin(), names_.begin() + count);
+    copy->table_ = table_;
+    copy->longest_ = longest_;
     return copy;
 }
 
@@ -159,6 +162,10 @@ std::size_t Tm_layout::bytes() const {
 /// Follows larger structs at once, and smaller ones when they are much smaller.
 void Tm_layout::note_extent(Extent extent) {
     constexpr std::uint32_t text_step = 16;
+    constexpr std::uint32_t most_members = 64;
+    constexpr std::uint32_t most_text = 512;
+    extent.members = std::min(extent.members, most_members);
+    extent.text = std::min(extent.text, most_text);
     Extent const known = usual_extent();
     Extent now = known;
     if (extent.members > known.members || extent.members < known.members / 2) {

@@ -20,8 +20,10 @@ public:
 
     /// A new layout without names.
     static Ref make();
-    /// A new layout with the first `count` names of this one.
+    /// A new layout with the first `count` names of this one, which it copies.
     Ref fork(unsigned int count) const;
+    /// The same for a layout with a table: the names stay there.
+    Ref fork_in_table(unsigned int count) const;
 
     Tm_layout(Tm_layout const&) = delete;
     Tm_layout& operator=(Tm_layout const&) = delete;
@@ -47,7 +49,7 @@ public:
     bool is_sealed() const { return is_sealed_.load(std::memory_order_relaxed); }
     void seal() { is_sealed_.store(true, std::memory_order_relaxed); }
 
-    /// Adds a name to a layout that is not sealed.
+    /// Adds a name to a layout that is neither sealed nor has a table.
     void append(std::string_view name);
     /// Adds a name that stands in a table, which lives as long as this layout from now on. Every
     /// name of a layout with a table stands in that one.
@@ -57,7 +59,8 @@ public:
     /// What the layout takes in memory.
     std::size_t bytes() const;
 
-    /// How large structs of this layout have been lately, as a guess for the next one.
+    /// How large structs of this layout have been lately, as a guess for the next one. A guess
+    /// stays small: larger structs grow as their members arrive.
     struct Extent {
         std::uint32_t members = 0;
         std::uint32_t text = 0;  ///< bytes of strings

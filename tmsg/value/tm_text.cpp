@@ -1,7 +1,6 @@
 #include "tmsg/value/tm_text.h"
 
 #include <algorithm>
-#include <limits>
 #include <new>
 
 namespace {
@@ -13,19 +12,18 @@ constexpr std::size_t largest_block = 1 << 16;
 
 /// Each block is a quarter larger than the last one, so that a fifth is wasted at most.
 Tm_texts::Block* Tm_texts::make_block(std::size_t size) const {
-    std::size_t const grown = last_ == nullptr ? smallest_block : last_->room + last_->room / 4UL;
+    std::size_t const grown = last_ == nullptr ? smallest_block : last_->room + last_->room / 4;
     std::size_t const room = std::max(size, std::min(grown, largest_block));
-    if (room > std::numeric_limits<std::uint32_t>::max()) throw std::bad_alloc();
     auto* const block = static_cast<Block*>(::operator new(sizeof(Block) + room));
-    *block = {last_, 0, static_cast<std::uint32_t>(room)};
+    *block = {last_, 0, room};
     return block;
 }
 
 /// A block that one large text fills goes behind the last one, which may have more room left.
 Tm_texts::Block* Tm_texts::add_block(std::size_t size) {
     Block* const block = make_block(size);
-    bool const goes_behind = last_ != nullptr && !last_->is_lent() &&
-                             block->room - size < std::size_t{last_->room} - last_->used;
+    bool const goes_behind =
+        last_ != nullptr && !last_->is_lent() && block->room - size < last_->room - last_->used;
     if (goes_behind) {
         block->previous = last_->previous;
         last_->previous = block;
@@ -42,7 +40,7 @@ void Tm_texts::reserve(std::size_t bytes) {
 
 void Tm_texts::lend(void* memory, std::size_t room) {
     auto* const block = static_cast<Block*>(memory);
-    *block = {block, 0, static_cast<std::uint32_t>(room)};
+    *block = {block, 0, room};
     last_ = block;
 }
 

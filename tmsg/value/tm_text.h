@@ -66,7 +66,7 @@ public:
         Block* block = last_;
         if (block == nullptr || size > block->room - block->used) block = add_block(size);
         void* const memory = block->bytes() + block->used;
-        block->used += static_cast<std::uint32_t>(size);
+        block->used += size;
         return tm_begin_text(memory, length);
     }
     char* add(std::string_view bytes) {
@@ -105,8 +105,8 @@ public:
 private:
     struct Block {
         Block* previous;
-        std::uint32_t used;
-        std::uint32_t room;
+        std::size_t used;
+        std::size_t room;
         bool is_lent() const { return previous == this; }
         Block* next() const { return is_lent() ? nullptr : previous; }
         char* bytes() { return reinterpret_cast<char*>(this + 1); }
