@@ -385,4 +385,107 @@ TEST(Allocation, OfAStormIsBounded) {
     EXPECT_EQ(after[0], after[1]);
 }
 
+using Add_item = std::function<void(Tm_array&, int)>;
+
+/// The bytes that are live for a decoded message with a list of so many items, for each byte of its
+/// encoding, which comes in pieces of that size, or for 0 in chunks. What the process keeps of the
+/// first time, it has the second time.
+double live_per_byte(int count, Add_item const& add_item, std::size_t piece = 1U << 30) {
+    Tm_array list;
+    for (int i = 0; i < count; ++i) add_item(list, i);
+    Message sent;
+    sent.add_member(body, "list", &list);
+    Bytes const wire = encode_chunks(sent, 1 << 23).front();
+    std::size_t live_after = 0;
+    for (int time = 0; time < 2; ++time) {
+        std::size_t const before = live_bytes;
+        Tm_bin_decoder decoder(4096);
+        for (std::size_t at = 0; piece > 0 && at < wire.size(); at += piece) {
+            decoder.feed(wire.data() + at, std::min(piece, wire.size() - at));
+        }
+        std::unique_ptr<Message> const message = piece > 0 ? nullptr : deliver(sent, 16000);
+        live_after = live_bytes - before;
+        EXPECT_TRUE((piece > 0 ? *decoder.message() : *message) == sent);
+    }
+    return static_cast<double>(live_after) / static_cast<double>(wire.size());
+}
+
+TEST(Allocation, OfDecodedValuesIsAFewTimesTheirBytes) {
+    auto const expect = [](double most, int count, Add_item const& add_item) {
+        for (std::size_t const piece : {1U << 30, 4096U, 0U}) {
+            EXPECT_LE(live_per_byte(count, add_item, piece), most) << count << " in pieces of " << piece;
+        }
+    };
+    expect(4, 1000, [](Tm_array& records, int i) {
+        Tm_struct item(nullptr);
+        auto const text = [&](int factor) { return std::string(static_cast<std::size_t>(5 + i * factor % 26), 'x'); };
+        add(item, "id", long{i}, "customer", i * 7, "price", i * 0.5, "weight", i * 0.25, "active", true, "shipped",
+            false, "name", text(7), "city", text(11));
+        records.add_member(&item);
+    });
+    expect(4, 100000, [](Tm_array& numbers, int i) {
+        if (i % 3 == 0) numbers.add_member(i);
+        if (i % 3 == 1) numbers.add_member(long{i});
+        if (i % 3 == 2) numbers.add_member(i * 0.5);
+    });
+    expect(4, 100000, [](Tm_array& integers, int i) { integers.add_member(i); });
+    expect(1.5, 10000, [](Tm_array& texts, int) { texts.add_member(std::string(100, 'x')); });
+    Tm_struct const empty(nullptr);
+    expect(50, 100000, [&](Tm_array& structs, int) { structs.add_member(&empty); });
+}
+
+/// Names that all differ share nothing, and yet are no larger burden.
+TEST(Allocation, OfDifferentNamesIsAFewTimesThatOfEqualOnes) {
+    for (int const members : {1, 3, 20}) {
+        auto const measured = [&](int step) {
+            return live_per_byte(1000, [=](Tm_array& list, int i) {
+                Tm_struct const item = of_ints(numbered("n" + std::to_string(1000 + i * step), members));
+                list.add_member(&item);
+            });
+        };
+        EXPECT_LT(measured(1), 4 * measured(0)) << members;
+    }
+}
+
+/// What large structs and long strings let expect of the next ones is not what these take.
+TEST(Allocation, OfSmallStructsIsNotThatOfLargeOnesBefore) {
+    Tm_struct long_text(nullptr), no_text(nullptr);
+    add(long_text, "n0", std::string(1000, 'x'));
+    add(no_text, "n0", "");
+    auto const expect = [](Tm_struct const& large, Tm_struct const& small) {
+        Tm_struct nested(nullptr);
+        add(nested, "n0", &small);
+        for (Tm_struct const* const item : {&small, static_cast<Tm_struct const*>(&nested)}) {
+            auto const measured = [&](int first, int each) {
+                auto const is_large = [=](int i) { return i >= first && i % each == 0; };
+                return live_per_byte(5000, [&](Tm_array& l, int i) { l.add_member(is_large(i) ? &large : item); });
+            };
+            double const alone = measured(5000, 1);
+            EXPECT_LT(measured(0, 5000), 1.3 * alone) << "before";
+            EXPECT_LT(measured(4999, 4999), 1.3 * alone) << "after";
+            EXPECT_LT(measured(0, 100), 1.3 * alone) << "among";
+            EXPECT_LT(measured(0, 2), alone) << "in turn";
+        }
+    };
+    expect(of_ints(numbered("n", 200)), of_ints({"n0"}));
+    expect(long_text, no_text);
+}
+
+TEST(Allocation, OfAnUnfinishedMessageIsSmall) {
+    Bytes const payload = from_hex("02 04 05 07 00 01 66 0C 01 85 84 04");
+    Tm_header header;
+    header.set_first_chunk(true);
+    header.set_length(static_cast<unsigned int>(payload.size()));
+    Receiver receiver;
+    std::size_t before = 0;
+    for (unsigned int i = 0; i <= 1000; ++i) {
+        header.set_seq_no(i);
+        receiver.receive(1, header.record().bytes, sizeof(TM_HEADER));
+        receiver.take(1, payload);
+        if (i == 0) before = live_bytes;
+    }
+    EXPECT_LT(live_bytes - before, 1000U * 1536);
+    EXPECT_EQ(Names(), receiver.errors);
+}
+
 }  // namespace

@@ -3,15 +3,6 @@
 
 namespace {
 
-/// Counts how many of its kind live.
-struct Counted : Tm_bool {
-    explicit Counted(int& alive) : Tm_bool(true), alive_(alive) { ++alive_; }
-    Counted(Counted const& other) : Tm_bool(other), alive_(other.alive_) { ++alive_; }
-    ~Counted() override { --alive_; }
-    Counted* clone() const override { return new Counted(*this); }
-    int& alive_;
-};
-
 TEST(Container, OwnsWhatItHolds) {
     int alive = 0;
     {
@@ -43,6 +34,70 @@ TEST(Container, OwnsWhatItHolds) {
         EXPECT_EQ(2, alive);
     }
     EXPECT_EQ(0, alive);
+}
+
+/// Larger than a slot, of a type code that no value of the library has.
+struct Made : Counted {
+    Made(int& alive, int number) : Counted(alive), number_(number) { ++made; }
+    Made(Made const& other) : Counted(other), number_(other.number_) { ++made; }
+    Made* clone() const override { return new Made(*this); }
+    TMV get_value_type() const override { return static_cast<TMV>(200); }
+    long number_;
+    static inline int made = 0;
+};
+
+TEST(Container, NeitherCopiesNorLosesValuesOfAnOwnClass) {
+    int alive = 0;
+    Made::made = 0;
+    {
+        Tm_value_container container, other;
+        for (int i = 0; i < 1000; ++i) container.push_and_own(i % 3 == 0 ? nullptr : new Made(alive, i));
+        container.set_and_own(7, container.get_value(7));
+        container.reserve(5000);
+        container.swap(other);
+        EXPECT_TRUE(container.size() == 0 && Made::made == 666 && alive == 666);
+        container = other;
+        for (int i = 0; i < 1000; ++i) {
+            auto const* const value = static_cast<Made const*>(container.get_value(i));
+            ASSERT_TRUE(i % 3 == 0 ? value == nullptr : value->number_ == i);
+        }
+        other.delete_all();
+        EXPECT_TRUE(other.size() == 1000 && other.get_value(1) == nullptr && alive == 666);
+        other.set_and_copy(999, container.get_value(1));
+        other.size_and_clear(3);
+        EXPECT_TRUE(other.size() == 3 && other.get_value(2) == nullptr && alive == 666);
+        Tm_array const array(new Tm_value_container(container));
+        EXPECT_TRUE(array.get_member_value_type(1) == 200 && alive == 1332);
+        container.delete_and_remove_all();
+        EXPECT_TRUE(container.size() == 0 && alive == 666 && Made::made == 1999);
+    }
+    EXPECT_EQ(0, alive);
+}
+
+/// Values move while more and more of them come.
+TEST(Composites, KeepTheirValuesWhileTheyGrow) {
+    Tm_array array;
+    Tm_struct named(nullptr);
+    std::vector<Tm_array> expected(5000);
+    for (int i = 0; i < 5000; ++i) {
+        with_datum(i, [&](auto const& datum) {
+            array.add_member(datum);
+            named.add_member("name" + std::to_string(i), datum);
+            expected[static_cast<std::size_t>(i)].add_member(datum);
+        });
+    }
+    Tm_array const array_copy(array);
+    Tm_struct const named_copy(named);
+    for (bool const are_there : {true, false}) {
+        for (int i = 0; i < 5000; ++i) {
+            Tm_value const& value = *expected[static_cast<std::size_t>(i)].get_value(0);
+            ASSERT_TRUE(*array_copy.get_value(i) == value && *named_copy.get_value(i) == value) << i;
+            ASSERT_TRUE(!are_there || (*array.get_value(i) == value && *named.get_value(i) == value)) << i;
+        }
+        array.clear();
+        named.clear();
+    }
+    EXPECT_EQ(numbered("name", 5000), names_of(named_copy));
 }
 
 /// One member of every kind in an array, a struct and a message.

@@ -100,6 +100,16 @@ TEST(Creator, RejectsPiecesThatDoNotFit) {
               (Names{n.after(n.visit_bool(true)), n.after(n.visit_member_continue("ab", 2))}));
 }
 
+TEST(Creator, KeepsNoFileThatItShallReadFromADescriptor) {
+    Tm_array array;
+    {
+        Driven c(&array);
+        EXPECT_TRUE(c.visit_file_begin(5) && !c.visit_file_continue(0, "/dev/null", 5));
+        EXPECT_EQ(0U, c.error().find("failed to write to /tmp/zab_tmp_" + std::to_string(::getpid())));
+    }
+    EXPECT_EQ(0, remove_received_files() + array.get_member_count());
+}
+
 TEST(Creator, FillsAnArrayForEver) {
     Tm_array array;
     Driven c(&array);

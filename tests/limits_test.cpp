@@ -108,6 +108,17 @@ TEST(Limits, OfSizesCountBytesOfOneMessage) {
         EXPECT_EQ(0U, head.error().find("message longer than ")) << item;
         EXPECT_EQ(item.substr(0, 2) + "h at byte 0", head.error().substr(head.error().size() - 13));
     }
+    printed_by([&](FILE* stream) {
+        Bytes const empty = encode(Message());
+        limits.max_message_bytes = empty.size() + 1;
+        Tm_bin_decoder_to_text dump(100, stream, limits);
+        for (int round = 0; round < 3; ++round) {
+            feed(dump, empty, 2);
+            EXPECT_EQ("", dump.error()) << "and each message";
+        }
+        feed(dump, from_hex("02 04 84 04 0C 01 84 82"));
+        EXPECT_EQ(0U, dump.error().find("message longer than 7 bytes: 82h at byte"));
+    });
     limits.max_message_bytes = 200;
     for (std::size_t piece : {1U, 50U, 90U}) {
         Tm_bin_array_decoder cut(100, limits);

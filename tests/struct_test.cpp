@@ -1,14 +1,9 @@
 #include "support/support.h"
+#include "support/text.h"
 
 namespace {
 
 using Catalogue = Tm_catalog<std::string>;
-
-Names names_of(Tm_struct const& value) {
-    Names names;
-    for (int i = 0; i < value.get_member_count(); ++i) names.push_back(value.get_member_name(i));
-    return names;
-}
 
 TEST(Struct, LooksUpFromTheLastHitOnAndWrapsAround) {
     Tm_struct const value = of_ints({"a", "b", "a"});
@@ -99,6 +94,9 @@ TEST(Struct, SwapExchangesWithinOneMake) {
     Tm_struct sharer = of_ints({"y", "z"}, &catalogue);
     EXPECT_THROWS("swap does not support swapping tm_struct with different type", owner.swap(sharer));
     EXPECT_TRUE(owner.get_member_count() == 2 && owner.get_member_name(0) == std::string("a"));
+    for (Tm_struct const* const value : {&owner, &sharer}) EXPECT_EQ(-1, value->get_member_index("z"));
+    EXPECT_THROWS("z not found in struct", owner.get_member_int32("z"));
+    EXPECT_EQ(0, owner.get_number("a"));
 }
 
 TEST(Struct, HintAndIndexesGoWithTheMembers) {
@@ -149,6 +147,50 @@ TEST(Struct, KeepsNamesWithAZeroByteWhole) {
     EXPECT_TRUE(value.get_member_name_length(0) == 3 && value.get_number("a") == 1);
     EXPECT_EQ("member(" + whole + ")", events_of(Tm_struct(value)).at(2));
     EXPECT_FALSE(value == of_ints({"a", "a"}));
+}
+
+/// Has names that stand nowhere.
+struct Computed : Tm_struct {
+    Computed() : Tm_struct(nullptr) {
+        for (int i = 0; i < 20; ++i) add_member("stored" + std::to_string(i), i);
+    }
+    char const* get_member_name(int i) const override {
+        name_ = "computed" + std::string(Tm_struct::get_member_name(i)).substr(6);
+        return name_.c_str();
+    }
+    unsigned int get_member_name_length(int i) const override { return Tm_struct::get_member_name_length(i) + 2; }
+    mutable std::string name_;
+};
+
+TEST(Struct, AsksADerivedClassForItsNames) {
+    Computed const value;
+    Tm_struct const expected = of_ints(numbered("computed", 20)), copy(value);
+    Tm_struct assigned = of_ints({"old"});
+    assigned = value;
+    std::unique_ptr<Tm_struct> const clone(value.clone());
+    for (auto const* const made : std::initializer_list<Tm_struct const*>{&copy, &assigned, clone.get(), &value}) {
+        EXPECT_EQ(numbered("computed", 20), names_of(*made));
+        EXPECT_TRUE(*made == expected && expected == *made);
+        for (int i = 0; i < 20; ++i) EXPECT_EQ(i, made->get_number(("computed" + std::to_string(i)).c_str()));
+        EXPECT_EQ(-1, made->get_member_index("stored17"));
+        EXPECT_EQ(events_of(expected), events_of(*made));
+    }
+}
+
+TEST(Struct, TakesAValueOnlyForANameThatWaits) {
+    int alive = 0;
+    Counted const given(alive);
+    for (auto const& [names, text] :
+         {std::pair(Names(), "index 7 out of range 0..-1"), {{"a"}, "index 7 out of range 0..0"}}) {
+        Tm_struct value = of_ints(names);
+        using Range = Tm_out_of_range_exception;
+        EXPECT_EQ(text, text_thrown_by<Range>([&] { value.add_value_and_own(7, new Counted(alive)); }));
+        EXPECT_EQ(text, text_thrown_by<Range>([&] { value.add_value_and_copy(7, &given); }));
+        EXPECT_TRUE(alive == 1 && value == of_ints(names));
+        value.add_name("waits", nullptr);
+        value.add_value_and_own(7, new Counted(alive));
+        EXPECT_TRUE(value.get_member_bool("waits") && alive == 2);
+    }
 }
 
 struct Prenamed : testing::Test {
@@ -216,6 +258,69 @@ TEST_F(Prenamed, RecordsIndexesInTheOrderOfTheCalls) {
     empty.add_member(2, 3, &index);
     Events const events = events_of(empty, true);
     EXPECT_EQ((Events{"member_begin(0)", "member_begin(1)"}), (Events{events.at(1), events.at(4)}));
+}
+
+TEST_F(Prenamed, KeepsItsNamesWhenItsMembersAreSwapped) {
+    Catalogue catalogue;
+    Tm_struct sharing = of_ints({"x", "y"}, &catalogue);
+    sharing.swap(value);
+    EXPECT_EQ((Names{"one", "two"}), names_of(Tm_struct(value)));
+    EXPECT_TRUE(Tm_struct(value) == of_ints({"one", "two"}));
+}
+
+/// Back and forth, each kind by each other one, and by itself.
+TEST_F(Prenamed, ReplacesValuesOfEveryKind) {
+    for (int i = 0; i < 100; ++i) {
+        for (int const datum : {i / 10, i}) {
+            Tm_array expected;
+            with_datum(datum, [&](auto const& given) {
+                value.add_member(1, given);
+                expected.add_member(given);
+            });
+            value.add_value_and_own(1, static_cast<Tm_struct&>(value).get_value(1));
+            ASSERT_TRUE(*value.get_value(1) == *expected.get_value(0)) << i;
+            ASSERT_TRUE(value.get_member_int32(0) == 1 && value.get_member_text(2) == "drei") << i;
+        }
+    }
+    int alive = 0;
+    auto* const counted = new Counted(alive);
+    for (int time = 0; time < 2; ++time) value.add_value_and_own(1, counted);
+    EXPECT_EQ(1, alive);
+    value.add_member(1, 1);
+    EXPECT_EQ(0, alive);
+}
+
+TEST_F(Prenamed, LikeAllOthersRefusesNullPointers) {
+    Tm_array array = array_of(1);
+    Tm_struct named = of_ints({"a"});
+    Message message;
+    Tm_array const old_array(array);
+    Tm_prenamed_struct const old_value(value);
+    Names texts;
+    auto const attempt = [&](auto call) { texts.push_back(text_thrown_by(call)); };
+    auto const add_to_all = [&](auto const* null) {
+        attempt([&] { array.add_member(null); });
+        attempt([&] { named.add_member("x", null); });
+        attempt([&] { value.add_member(1, null); });
+        attempt([&] { static_cast<Tm_struct&>(value).add_member("two", null); });
+        attempt([&] { message.add_member(body, "x", null); });
+    };
+    add_to_all(static_cast<Tm_value const*>(nullptr));
+    add_to_all(static_cast<Tm_binary const*>(nullptr));
+    add_to_all(static_cast<char const*>(nullptr));
+    attempt([&] { array.add_member_and_own(nullptr); });
+    attempt([&] { named.add_member_and_own("x", nullptr); });
+    attempt([&] { value.add_member_and_own(1, nullptr); });
+    attempt([&] { message.add_member_and_own(body, "x", nullptr); });
+    EXPECT_EQ(Names(19, "member without a value"), texts);
+    EXPECT_TRUE(array == old_array && named == of_ints({"a"}) && value == old_value && message == Message());
+
+    char const* const no_name = nullptr;
+    EXPECT_TRUE(named.get_member_index(no_name) == -1 && value.get_member_index(no_name) == -1);
+    using Missing = Tm_name_not_found_exception;
+    EXPECT_EQ(" not found in struct", text_thrown_by<Missing>([&] { named.get_number(no_name); }));
+    EXPECT_EQ(" not found in struct", text_thrown_by<Missing>([&] { value.get_member_bool(no_name); }));
+    EXPECT_EQ(" not found in struct", text_thrown_by<Missing>([&] { message.get_member_text(body, no_name); }));
 }
 
 }  // namespace

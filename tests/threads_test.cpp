@@ -1,8 +1,10 @@
 /// Threads share nothing but what the process shares: each builds, sends, receives and reads its own
 /// messages, received files included, with no lock.
+#include <atomic>
 #include <thread>
 
 #include "support/support.h"
+#include "support/text.h"
 
 namespace {
 
@@ -59,6 +61,89 @@ TEST(Threads, CopiesAreIndependentOfTheirSource) {
         source = every_kind_request();
     }
     for (std::thread& thread : threads) thread.join();
+}
+
+/// Runs the work in eight threads, which begin it at the same time.
+template <class Work>
+void run_together(Work work) {
+    constexpr int count = 8;
+    std::atomic<int> missing{count};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i) {
+        threads.emplace_back([&, i] {
+            --missing;
+            while (missing > 0) std::this_thread::yield();
+            work(i);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+/// As built and as decoded: 200 members, and structs that are alike.
+std::vector<std::unique_ptr<Message>> large_messages() {
+    auto built = make_message(Message::TMT_REQUEST, "large");
+    for (int i = 0; i < 200; ++i) built->add_member(body, "m" + std::to_string(i), i);
+    Tm_struct const large(built->get_const_struct(body));
+    Tm_struct const small = of_ints({"a", "b"});
+    Tm_array list;
+    for (Tm_struct const* const item : {&small, &large, &small}) list.add_member(item);
+    add(built->get_struct(meta), "a", &list, "c", 1);
+    std::vector<std::unique_ptr<Message>> messages;
+    messages.push_back(decode(encode(*built)).message);
+    messages.push_back(std::move(built));
+    return messages;
+}
+
+/// The first look-ups by name, which make a table, come from all threads at once. Then each changes
+/// its copy, which shares names with all others.
+TEST(Threads, ReadOneMessageAndChangeItsCopies) {
+    for (int round = 0; round < 10; ++round) {
+        for (auto const& owned : large_messages()) {
+            Message const& message = *owned;
+            Bytes const bytes = encode(message);
+            std::string const json = text_of<Tm_json_encoder>(message);
+            run_together([&](int thread) {
+                Tm_struct const& nested = *message.get_member_array(meta, "a")->get_member_struct(1);
+                for (int i = 0; i < 200; ++i) {
+                    int const wanted = (i * 7 + thread * 25) % 200;
+                    std::string const name = "m" + std::to_string(wanted);
+                    EXPECT_EQ(wanted, message.get_member_int32(body, name.c_str()));
+                    EXPECT_EQ(wanted, nested.get_member_index(name.c_str()));
+                }
+                EXPECT_EQ(-1, nested.get_member_index("absent"));
+                Message copy(message);
+                EXPECT_TRUE(copy == message && encode(message) == bytes && encode(copy) == bytes);
+                EXPECT_EQ(json, text_of<Tm_json_encoder>(message));
+
+                auto& list = static_cast<Tm_array&>(*copy.get_struct(meta).get_value(0));
+                for (int i = 0; i < 30; ++i) {
+                    std::string const name = "own" + std::to_string(i % 3 == 0 ? i : i * 10 + thread);
+                    copy.add_member(body, name, i);
+                    for (int at = 0; at < 3; ++at) static_cast<Tm_struct&>(*list.get_value(at)).add_member(name, i);
+                    EXPECT_EQ(i, list.get_member_struct(2)->get_member_int32(name.c_str()));
+                }
+                EXPECT_TRUE(copy.get_member_count(body) == 230 && list.get_member_struct(0)->get_member_count() == 32);
+            });
+            EXPECT_EQ(bytes, encode(message));
+        }
+    }
+}
+
+/// Shapes that begin alike, of all threads and of one.
+TEST(Threads, BuildAndDecodeShapesAtTheSameTime) {
+    run_together([](int thread) {
+        for (int round = 0; round < 100; ++round) {
+            Names names = {"same", "shape" + std::to_string(round % 3)};
+            if (round % 2 == 0) names.push_back("of thread " + std::to_string(thread));
+            if (round % 5 == 0) names.push_back("of round " + std::to_string(round));
+            Tm_struct const item = of_ints(names);
+            Message sent;
+            add(sent.get_struct(body), "same", &item, names.back(), thread, "list", &item);
+            Decoded const decoded = decode(encode(sent));
+            ASSERT_TRUE(*decoded.message == sent);
+            ASSERT_EQ(names, names_of(*decoded.message->get_member_struct(body, "list")));
+        }
+    });
 }
 
 }  // namespace

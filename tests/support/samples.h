@@ -61,6 +61,45 @@ inline Tm_struct of_ints(Names const& names, Tm_catalog<std::string>* shared = n
     return value;
 }
 
+inline Names names_of(Tm_struct const& value) {
+    Names names;
+    for (int i = 0; i < value.get_member_count(); ++i) names.push_back(value.get_member_name(i));
+    return names;
+}
+
+/// "name0", "name1", ...
+inline Names numbered(std::string const& name, int count) {
+    Names names;
+    for (int i = 0; i < count; ++i) names.push_back(name + std::to_string(i));
+    return names;
+}
+
+/// Calls `add` with another datum for each number, in every ten one of each kind and size.
+template <class Add>
+void with_datum(int i, Add add) {
+    static Tm_array const array = every_scalar();
+    static Tm_struct const structure = nested_struct();
+    if (i % 10 == 0) add(i);
+    if (i % 10 == 1) add("text " + std::to_string(i));
+    if (i % 10 == 2) add(-1L - i);
+    if (i % 10 == 3) add(pattern(i % 500 == 3 ? 65535 : static_cast<std::size_t>(i % 300)));
+    if (i % 10 == 4) add(i * 0.5);
+    if (i % 10 == 5) add(&array);
+    if (i % 10 == 6) add(i % 20 == 6);
+    if (i % 10 == 7) add(&structure);
+    if (i % 10 == 8) add(static_cast<unsigned char>(i));
+    if (i % 10 == 9) add("");
+}
+
+/// Counts how many of its kind live.
+struct Counted : Tm_bool {
+    explicit Counted(int& alive) : Tm_bool(true), alive_(alive) { ++alive_; }
+    Counted(Counted const& other) : Tm_bool(other), alive_(other.alive_) { ++alive_; }
+    ~Counted() override { --alive_; }
+    Counted* clone() const override { return new Counted(*this); }
+    int& alive_;
+};
+
 inline std::unique_ptr<Message> make_message(Message::TMT kind, std::string const& name = "") {
     auto message = std::make_unique<Message>();
     message->set_msg_type(kind);
