@@ -186,7 +186,7 @@ void Tm_bin_decoder_base::feed_slice(unsigned char const* data, std::size_t size
         data += done;
         size -= done;
     }
-    if (front_ < buffer_.size()) return;
+    if (front_ < buffer_.size() || size == 0) return;
     std::size_t const done = decode_at(data, size);
     keep(data + done, size - done);
 }
