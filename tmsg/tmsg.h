@@ -1,9 +1,14 @@
 /// Everything of tmsg, typed messages for remote calls, in one include.
 ///
 /// Lifetimes, where a header says nothing else: what a constructor is given must outlive the
-/// object, what a call is given must outlive the call, and what a getter answers lives as long as
-/// the object that answered and was not changed. Threads: no object may be used by two threads at a
-/// time, but different messages, and all other different objects, may, with no lock.
+/// object, what a call is given must outlive the call, and what a getter returns is valid until its
+/// object changes or goes. Texts of strings, structs, arrays, byte strings, files and messages stay
+/// valid until their member is removed or replaced.
+///
+/// Threads, with no lock: const operations of values do not change them, so that any number of
+/// threads may read, copy, encode and compare one message, or any other value, while none changes
+/// it. Different objects, copies of one message too, may be used and changed by different threads.
+/// All that is no value (encoders, decoders, receivers, catalogues) is for one thread at a time.
 #pragma once
 
 #include "tmsg/binary/tm_bin_array_decoder.h"

@@ -1,4 +1,5 @@
-/// Decodes top-level values, one after another, into an array that stays the decoder's.
+/// Decodes top-level values, one after another, into an array that stays the decoder's. The limit
+/// on the bytes of a message starts anew with each of them.
 #pragma once
 
 #include <string>

@@ -35,6 +35,8 @@ public:
     /// Bytes that the buffer takes beyond its capacity.
     static constexpr long EXTRA_CAPACITY = 128;
 
+    /// The capacity bounds what add_to_buffer() takes, and need not be as large as the message.
+    /// Positions in error texts are those in a buffer of it.
     explicit Tm_bin_decoder_base(long capacity, Tm_limits const& limits = {});
     Tm_bin_decoder_base(Tm_bin_decoder_base const&) = delete;
     Tm_bin_decoder_base& operator=(Tm_bin_decoder_base const&) = delete;

@@ -1,6 +1,6 @@
 /// Prints the binary form as an indented dump (see Tm_text_creator) instead of building values.
 /// Names by index cannot be told from names of that length: the bytes of such a message are
-/// misread.
+/// misread. The limit on the bytes of a message starts anew with each top-level value.
 #pragma once
 
 #include <cstdio>

@@ -2,7 +2,7 @@
 /// (the group first). A getter requires the exact stored type and throws
 /// Tm_type_mismatch_exception for another, Tm_out_of_range_exception for a position and
 /// Tm_name_not_found_exception for a name that is not there. Texts are zero-terminated; texts and
-/// objects stay the container's.
+/// objects stay the container's, and are valid until their member is removed or replaced.
 #pragma once
 
 #include <string_view>

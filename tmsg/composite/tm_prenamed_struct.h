@@ -1,6 +1,6 @@
 /// A struct whose member names are a fixed list of the caller's, which must outlive the struct and
 /// all its copies: members are set by position into slots that are empty at first, and no name is
-/// interned. In everything else a struct. Reading an empty slot throws Tm_name_not_found_exception
+/// copied. In everything else a struct. Reading an empty slot throws Tm_name_not_found_exception
 /// with the slot's name, and so do equals() and accept() when they meet one; the get_value() that
 /// gives write access returns null.
 #pragma once

@@ -5,8 +5,10 @@
 /// adds its names to it as well. Besides, a member can carry a wire index from an index catalogue,
 /// sent instead of its name.
 ///
-/// Pointers to scalar and string values are valid until the struct changes; texts of strings and
-/// names, and pointers to all other values, until their member does.
+/// Pointers to scalar and string values, and texts of names, are valid until the struct changes;
+/// texts of strings, and pointers to all other values, until their member is removed or replaced.
+/// While no thread changes a struct, many may read, copy, walk and compare it. They share the place
+/// of the member found last, which matters only where names repeat.
 #pragma once
 
 #include <atomic>

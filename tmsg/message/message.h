@@ -1,7 +1,8 @@
 /// One remote call, its answer, or a fault; a value itself, so messages nest. Its members stand in
 /// two structs: group TMG_META for what describes the message, TMG_BODY for arguments, results or
-/// the fault. The message owns both and everything in them; what getters answer is its own.
-/// A group other than these two throws Tm_out_of_range_exception, the label "tmg".
+/// the fault. The message owns both and everything in them; what getters return is its own, and is
+/// valid as long as Tm_struct says. A group other than these two throws Tm_out_of_range_exception,
+/// the label "tmg".
 ///
 /// Message() makes one whose structs share their names; in a copy, and in a message made through
 /// the other constructor, each struct owns its own. The two makes cannot be swapped with each
@@ -57,7 +58,8 @@ public:
     /// the "#", a dot and the method name.
     void fix_message_name();
 
-    /// Each adds one member to the group; when it throws, the group is as before.
+    /// Each adds one member to the group; when it throws, the group is as before. A null pointer
+    /// throws Tm_exception.
     void add_member(TMG group, std::string_view name, signed char value);
     void add_member(TMG group, std::string_view name, unsigned char value);
     void add_member(TMG group, std::string_view name, short value);
@@ -136,6 +138,7 @@ public:
     bool is_clone() const { return groups_[TMG_META].is_string_catalog_from_internal(); }
 
     /// For structs within the message, of the make of its own: Tm_struct(message.shared_names()).
+    /// Only a tag, which need not live as long as the struct.
     Tm_shared_names const& shared_names() const { return shared_names_; }
 
     /// The chunk header that the message came with, filled by whoever moves messages in chunks.

@@ -1,6 +1,6 @@
-/// Names stored once, each with a dense index in the order of first addition. Structs, messages
-/// and the creator intern member names here. Entries never move: a pointer to one stays valid
-/// until the catalogue is cleared or destroyed. One thread at a time.
+/// Names stored once, each with a dense index in the order of first addition: the names of members
+/// that are sent by index, and those of structs that were given a catalogue. Entries never move: a
+/// pointer to one stays valid until the catalogue is cleared or destroyed. One thread at a time.
 #pragma once
 
 #include <cstdint>

@@ -7,13 +7,13 @@ struct Tm_limits {
     /// recursion: a deeper one could overflow the stack.
     unsigned int max_depth = 1000;
     /// Bytes of one message in the wire form, or of a list text: a sender that never ends would
-    /// fill the memory.
+    /// fill the memory. For the array decoder and the dump, bytes of each top-level value.
     unsigned long max_message_bytes = 0x7FFFFFFF;
     /// Announced bytes of one file value: a large one would fill the disk.
     unsigned long max_file_bytes = 0xFFFFFFFF;
-    /// Unfinished messages of one originator, each with a decoder of about 5 KiB: a header alone
-    /// begins one. What it leaves open takes up to 750 bytes for each level, and 64 KiB for a file
-    /// too large to be mapped.
+    /// Unfinished messages of one originator, each with a decoder: a header alone begins one, which
+    /// takes about 1.5 KiB. What it leaves open takes up to 430 bytes for each level, and 64 KiB
+    /// for a file too large to be mapped.
     unsigned int max_unfinished = 1024;
     /// Payload bytes that the unfinished messages of one originator hold together in memory: many
     /// that never end would fill it, each within its own limit. The content of received files is on
