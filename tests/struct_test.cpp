@@ -81,6 +81,25 @@ TEST(Struct, CopiesOutliveTheirSource) {
     EXPECT_EQ(Names{"after clear"}, names_of(copy));
 }
 
+/// A name may be given as a view of one that the struct has, and names of a received table stay where
+/// members are added behind them.
+TEST(Struct, NamesMayComeFromTheStructItself) {
+    Tm_struct own = of_ints({std::string(40000, 'n')});
+    EXPECT_EQ(1, Tm_struct(own).get_member_count());
+    own.add_member(own.get_member_name(0), 2);
+    EXPECT_EQ((Names{std::string(40000, 'n'), std::string(40000, 'n')}), names_of(own));
+
+    Message sent;
+    sent.add_member(body, "by index", 1);
+    ASSERT_TRUE(sent.index_member_names());
+    std::unique_ptr<Message> received = decode(encode(sent)).message;
+    received->add_member(body, "added by the program", 2);
+    Message copy(*received);
+    copy.add_member(body, "added to the copy", 3);
+    received.reset();
+    EXPECT_EQ((Names{"by index", "added by the program", "added to the copy"}), names_of(copy.get_const_struct(body)));
+}
+
 TEST(Struct, SwapExchangesWithinOneMake) {
     Catalogue catalogue;
     for (Catalogue* const shared : {&catalogue, static_cast<Catalogue*>(nullptr)}) {

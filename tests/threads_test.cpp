@@ -146,4 +146,24 @@ TEST(Threads, BuildAndDecodeShapesAtTheSameTime) {
     });
 }
 
+/// Structs of one message that shared names while it was decoded: one is taken out and changed.
+TEST(Threads, StructsOfOneMessageDoNotShareWhatTheyChange) {
+    for (int round = 0; round < 20; ++round) {
+        std::string const first = "a" + std::to_string(round);
+        Tm_struct const small = of_ints({first, "b"});
+        Tm_array list;
+        for (int i = 0; i < 2; ++i) list.add_member(&small);
+        Message sent;
+        add(sent.get_struct(meta), first, &list, "c", 1);
+        std::unique_ptr<Message> const received = decode(encode(sent)).message;
+        auto& items = static_cast<Tm_array&>(*received->get_struct(meta).get_value(0));
+        Tm_struct taken(received->shared_names());
+        taken.swap(static_cast<Tm_struct&>(*items.get_value(0)));
+        std::thread thread([&] { taken.add_member("x", 1); });
+        static_cast<Tm_struct&>(*items.get_value(1)).add_member("y", 2);
+        thread.join();
+        EXPECT_STREQ("x", taken.get_member_name(2));
+    }
+}
+
 }  // namespace

@@ -162,8 +162,8 @@ std::size_t Tm_layout::bytes() const {
 /// Follows larger structs at once, and smaller ones when they are much smaller.
 void Tm_layout::note_extent(Extent extent) {
     constexpr std::uint32_t text_step = 16;
-    constexpr std::uint32_t most_members = 64;
-    constexpr std::uint32_t most_text = 512;
+    constexpr std::uint32_t most_members = 32;
+    constexpr std::uint32_t most_text = 256;
     extent.members = std::min(extent.members, most_members);
     extent.text = std::min(extent.text, most_text);
     Extent const known = usual_extent();
