@@ -51,9 +51,7 @@ private:
         void add(std::string_view name, T value) {
             target_.add_member(name, value);
         }
-        void add(std::string_view name, std::string_view text) {
-            target_.add_member(name, text);
-        }
+        void add(std::string_view name, std::string_view text) { target_.add_member(name, text); }
         void add(std::string_view name, BytesView bytes) {
             target_.add_member(name, bytes.data, static_cast<unsigned int>(bytes.size));
         }
