@@ -6,14 +6,12 @@
 #include <string>
 #include <string_view>
 
-#include "tmsg/value/tm_binary.h"
+#include "tmsg/export.h"
 #include "tmsg/value/tm_bool.h"
 #include "tmsg/value/tm_double.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_file.h"
 #include "tmsg/value/tm_int.h"
 #include "tmsg/value/tm_plain.h"
-#include "tmsg/value/tm_string.h"
 
 using Tm_value_ptr = std::unique_ptr<Tm_value>;
 
@@ -26,21 +24,10 @@ T* tm_present(T* pointer) {
 
 template <class Plain, class Value = typename Tm_plain<Plain>::value>
 Tm_value_ptr tm_make_value(Plain value) {
-    return std::make_unique<Value>(value);
+    return Tm_value_ptr(new Value(value));
 }
 
-inline Tm_value_ptr tm_make_value(std::string_view text) {
-    return std::make_unique<Tm_string>(text);
-}
-
-inline Tm_value_ptr tm_make_value(unsigned char const* data, unsigned int length) {
-    return std::make_unique<Tm_binary>(length == 0 ? data : tm_present(data), length);
-}
-
-inline Tm_value_ptr tm_make_value(std::string const& path, unsigned int open_mode) {
-    return std::make_unique<Tm_file>(path, open_mode);
-}
-
-inline Tm_value_ptr tm_make_value(Tm_value const* value) {
-    return Tm_value_ptr(tm_present(value)->clone());
-}
+TMSG_API Tm_value_ptr tm_make_value(std::string_view text);
+TMSG_API Tm_value_ptr tm_make_value(unsigned char const* data, unsigned int length);
+TMSG_API Tm_value_ptr tm_make_value(std::string const& path, unsigned int open_mode);
+TMSG_API Tm_value_ptr tm_make_value(Tm_value const* value);

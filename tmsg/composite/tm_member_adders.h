@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tmsg/composite/tm_make_value.h"
+#include "tmsg/value/tm_binary.h"
 #include "tmsg/value/tm_catalog.h"
 
 template <class Owner, class Where>

@@ -25,6 +25,7 @@
 #include "tmsg/composite/tm_member_getters.h"
 #include "tmsg/composite/tm_value_container.h"
 #include "tmsg/value/tm_counted_ptr.h"
+#include "tmsg/value/tm_owned.h"
 #include "tmsg/value/tm_value.h"
 
 class Tm_layout;
@@ -142,7 +143,7 @@ private:
 
     Tm_counted_ptr<Tm_layout> layout_;  ///< null while there is no name
     Tm_value_container values_;
-    std::unique_ptr<Extras> extras_;
+    Tm_owned<Extras> extras_;
     std::uint32_t name_count_ : 31;  ///< more than there are values while a name waits for one
     std::uint32_t shares_names_ : 1;
     mutable std::atomic<std::uint32_t> hint_{0};

@@ -15,6 +15,7 @@
 #include "tmsg/creator/tm_creator_base.h"
 #include "tmsg/value/tm_counted_ptr.h"
 #include "tmsg/value/tm_limits.h"
+#include "tmsg/value/tm_owned.h"
 
 class Message;
 class Tm_array;
@@ -172,7 +173,7 @@ private:
     std::vector<Open_message> nested_;
     std::string text_;                  ///< pieces of a name or string, while there are several
     std::vector<unsigned char> bytes_;  ///< of the open byte string
-    std::unique_ptr<Tm_received_file> file_;
+    Tm_owned<Tm_received_file> file_;
     std::vector<std::string> received_files_;
     unsigned long file_bytes_ = 0;
 };

@@ -3,8 +3,6 @@
 /// docs/wire-format.md.
 #pragma once
 
-#include <endian.h>
-
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -46,25 +44,30 @@ int tm_tag_size(unsigned char tag);
 /// The bytes of an item up to its contents: tag, marker and length. An item of fixed size has none.
 int tm_head_size(unsigned char tag);
 
+/// The number with its bytes in the order of the wire form, or back.
+template <class Unsigned>
+Unsigned tm_wire_order(Unsigned number) {
+    static_assert(std::is_unsigned_v<Unsigned>);
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    if constexpr (sizeof number == 2) return __builtin_bswap16(number);
+    if constexpr (sizeof number == 4) return __builtin_bswap32(number);
+    if constexpr (sizeof number == 8) return __builtin_bswap64(number);
+#endif
+    return number;
+}
+
 /// Writes an unsigned number, most significant byte first.
 template <class Unsigned>
 void tm_put_big_endian(unsigned char* at, Unsigned number) {
-    static_assert(std::is_unsigned_v<Unsigned>);
-    if constexpr (sizeof number == 2) number = htobe16(number);
-    if constexpr (sizeof number == 4) number = htobe32(number);
-    if constexpr (sizeof number == 8) number = htobe64(number);
-    std::memcpy(at, &number, sizeof number);
+    Unsigned const ordered = tm_wire_order(number);
+    std::memcpy(at, &ordered, sizeof ordered);
 }
 
 template <class Unsigned>
 Unsigned tm_get_big_endian(unsigned char const* at) {
-    static_assert(std::is_unsigned_v<Unsigned>);
     Unsigned number = 0;
     std::memcpy(&number, at, sizeof number);
-    if constexpr (sizeof number == 2) return be16toh(number);
-    if constexpr (sizeof number == 4) return be32toh(number);
-    if constexpr (sizeof number == 8) return be64toh(number);
-    return number;
+    return tm_wire_order(number);
 }
 
 inline double tm_get_double(unsigned char const* at) {
