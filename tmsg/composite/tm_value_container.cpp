@@ -12,7 +12,7 @@ constexpr std::size_t first_capacity = 4;
 /// Scalars have their tags in the order of their type codes, but for the last two.
 template <class Plain>
 constexpr unsigned char tm_tag_of(Tm_int_of<Plain> const&) {
-    return static_cast<unsigned char>(TM_TAG_INT8 + Tm_plain<Plain>::code);
+    return static_cast<unsigned char>(int{TM_TAG_INT8} + int{Tm_plain<Plain>::code});
 }
 constexpr unsigned char tm_tag_of(Tm_double const&) { return TM_TAG_DOUBLE; }
 constexpr unsigned char tm_tag_of(Tm_bool const&) { return TM_TAG_BOOL; }
@@ -115,7 +115,7 @@ void Tm_value_container::put_owned(std::size_t i, Tm_value* value) noexcept {
         auto const code = static_cast<unsigned int>(value->get_value_type());
         kind = code < ASK - HEAP ? static_cast<unsigned char>(HEAP + code) : ASK;
     }
-    std::memcpy(slots_[i].bytes, &value, sizeof value);
+    std::memcpy(slots_[i].bytes, &value, pointer_size);
     kinds()[i] = kind;
 }
 

@@ -69,6 +69,7 @@ private:
     static constexpr unsigned char ASK = 0xFE;
     static constexpr unsigned char EMPTY = 0xFF;
 
+    static constexpr std::size_t pointer_size = sizeof(void*);
     /// The bytes of slots and their kinds.
     static constexpr std::size_t bytes_of(std::size_t count) { return count * (sizeof(Slot) + 1); }
     /// Uses memory of the caller's, bytes_of(count) of it, until more is needed.
@@ -107,7 +108,7 @@ private:
     }
     Tm_value* on_heap(std::size_t i) const {
         Tm_value* value = nullptr;
-        std::memcpy(&value, slots_[i].bytes, sizeof value);
+        std::memcpy(&value, slots_[i].bytes, pointer_size);
         return value;
     }
     std::size_t checked(int position) const {
@@ -135,7 +136,7 @@ private:
     template <class Plain>
     void push(Plain value) {
         using Value = typename Tm_plain<Plain>::value;
-        static_assert(sizeof(Value) <= sizeof(Slot) && alignof(Value) <= alignof(Slot));
+        static_assert(sizeof(Value) <= sizeof(Slot));
         ::new (slots_[size_].bytes) Value(value);
         kinds()[size_++] = Tm_plain<Plain>::code;
     }

@@ -447,7 +447,7 @@ bool Tm_creator::begin_group() {
     Layout_ref table = is_first ? Layout_ref() : read_name_table();
     Frame& frame = open(State::structure);
     frame.structure = &open_message.target->get_struct(group);
-    frame.place = tm_mix(open_message.place, group);
+    frame.place = tm_mix(open_message.place, static_cast<std::uint64_t>(group));
     frame.by_index = static_cast<bool>(table);
     open_message.table = std::move(table);
     open_message.phase = is_first ? Phase::in_first_struct : Phase::in_second_struct;
@@ -541,9 +541,7 @@ void Tm_creator::take_name(std::string_view name) {
     }
     Tm_struct& target = *frame.structure;
     if (!target.layout_ || !target.layout_->has(target.name_count_, name)) {
-        Tm_layout const* const before = target.layout_.get();
         target.name_next(name, frame.place);
-        note_layout(frame, before);
     }
     frame.state = State::named;
 }
@@ -575,7 +573,6 @@ void Tm_creator::take_name_at(std::size_t index) {
         layout->append_from(table, index);
         target.layout_ = std::move(layout);
     }
-    note_layout(frame, before);
     frame.state = State::named;
 }
 
@@ -612,14 +609,11 @@ void Tm_creator::make_struct(Layout_ref layout) {
     frame.owned = std::move(made);
 }
 
-/// A layout that a struct did not share with one around it is finished with it.
-void Tm_creator::note_layout(Frame& frame, Tm_layout const* before) {
-    Tm_layout const* const now = frame.structure->layout_.get();
-    if (now != before) frame.builds_layout = !now->is_sealed();
-}
-
+/// A layout that is not sealed is the struct's own.
 void Tm_creator::finish_layout(Frame const& frame) {
     if (!frame.structure->layout_) return;
     frame.structure->note_extent();
-    if (frame.builds_layout) tm_keep_layout(frame.place, frame.structure->layout_);
+    if (!frame.structure->layout_->is_sealed()) {
+        tm_keep_layout(frame.place, frame.structure->layout_);
+    }
 }

@@ -105,9 +105,8 @@ private:
 
     struct Frame {
         State state = State::base_array;
-        bool shares_names = false;   ///< structs within are of the make of a message's own
-        bool by_index = false;       ///< names come as positions in the message's table
-        bool builds_layout = false;  ///< the struct's layout is new
+        bool shares_names = false;  ///< structs within are of the make of a message's own
+        bool by_index = false;      ///< names come as positions in the message's table
         std::uint32_t name_length = 0;
         Tm_struct* structure = nullptr;  ///< null until the first name, in a nested struct
         Tm_array* array = nullptr;
@@ -159,7 +158,6 @@ private:
     template <class Fits>
     Tm_layout* layout_around(Fits fits) const;
     void make_struct(Layout_ref layout);
-    static void note_layout(Frame& frame, Tm_layout const* before);
     static void finish_layout(Frame const& frame);
 
     Tm_limits limits_;

@@ -45,7 +45,7 @@ union Shelves {
     constexpr Shelves() : shelves() {}
     Shelves(Shelves const&) = delete;
     Shelves& operator=(Shelves const&) = delete;
-    ~Shelves() {}
+    ~Shelves() {}  // NOLINT(modernize-use-equals-default): the default is deleted
     std::array<Shelf, shelf_count> shelves;
 };
 

@@ -77,7 +77,9 @@ private:
     ~Tm_layout();
     void keep() noexcept { owners_.fetch_add(1, std::memory_order_relaxed); }
     void drop() noexcept {
+#ifndef __clang_analyzer__  // takes each owner for the last one
         if (owners_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+#endif
     }
     void add(char const* name);
     Positions const& positions() const;
