@@ -61,7 +61,7 @@ public:
 
     /// How large structs of this layout have been lately, as a guess for the next one. A guess
     /// stays small: larger structs grow as their members arrive.
-    struct Extent {
+    struct alignas(8) Extent {
         std::uint32_t members = 0;
         std::uint32_t text = 0;  ///< bytes of strings
     };
