@@ -9,7 +9,7 @@
 namespace {
 
 constexpr std::size_t first_capacity = 4;
-/// Scalars have their tags in the order of their type codes, but for the last two.
+/// The tags of integers stand in the order of their type codes.
 template <class Plain>
 constexpr unsigned char tm_tag_of(Tm_int_of<Plain> const&) {
     return static_cast<unsigned char>(int{TM_TAG_INT8} + int{Tm_plain<Plain>::code});

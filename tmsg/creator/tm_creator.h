@@ -122,7 +122,7 @@ private:
         Phase phase = Phase::not_begun;
         bool is_call = false;
         unsigned int name_length = 0;  ///< 0 until one is announced
-        std::string name;              ///< as far as it has come
+        std::string name;              ///< the pieces received so far
         std::uint64_t place = 0;       ///< where its structs stand, for tm_recall_layout()
         Layout_ref table;              ///< the names of members that come by index
     };

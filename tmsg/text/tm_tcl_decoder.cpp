@@ -120,7 +120,7 @@ private:
     std::array<Keyword, slot_count> slots_{};
 };
 
-// What is inline here runs once or more for each word, and is small but for its errors.
+// These functions are inline because they run for each word.
 
 inline void Tm_tcl_decoder::read_value(Tokenizer& tokens) {
     static constexpr Keywords keywords;

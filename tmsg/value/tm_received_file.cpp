@@ -17,9 +17,9 @@ namespace {
 constexpr unsigned int last_number = 0xFFFFFFFE;
 /// Read and write for the owner; the set-group-id bit marks the file as the library's.
 constexpr unsigned int file_mode = 02600;
-/// Disk space for a mapping is reserved in steps of so much at least.
+/// Room on the disk for a mapping is reserved in steps of at least this many bytes.
 constexpr unsigned int smallest_reservation = 1 << 16;
-/// A larger file is written in steps of so much, but for its end.
+/// A larger file is written in steps of this many bytes; the last one may be shorter.
 constexpr std::size_t gathering_step = 1 << 16;
 
 /// Counts up from 0; after the last number it starts again at 1.
