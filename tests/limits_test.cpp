@@ -101,6 +101,11 @@ TEST(Limits, OfSizesCountBytesOfOneMessage) {
     feed(decoder, from_hex("06 0C 01"));
     feed(decoder, wire, 7);
     EXPECT_EQ("message longer than 307 bytes", decoder.error());
+    Tm_bin_array_decoder at_once(1000, limits);
+    Bytes behind_others = from_hex("11 00 00 00 01 11 00 00 00 02 06 0C 01");
+    behind_others.insert(behind_others.end(), wire.begin(), wire.end());
+    feed(at_once, behind_others);
+    EXPECT_EQ("message longer than 307 bytes", at_once.error()) << "in one piece, too";
     for (std::string const item : {"11 00 00 00 01", "08 00 01 61", "15 00 00 00 00", "05 07 00 01 61"}) {
         limits.max_message_bytes = from_hex(item).size() - (item[0] == '0' ? 2 : 1);
         Tm_bin_array_decoder head(100, limits);

@@ -264,7 +264,6 @@ bool Tm_bin_decoder_base::take_item() {
     if (limits_each_value_ && depth_ == 0) {
         value_offset_ = item_offset_;
         count_room();
-        room_ += at_ - from_;
     }
     if (is_too_long(longest_head) && is_too_long(tm_head_size(tag))) {
         set_error(tm_message_too_long(limits_), tag, tag_position);
