@@ -3,9 +3,10 @@
 #include <memory>
 #include <typeinfo>
 
-#include "tmsg/composite/tm_make_value.h"
-#include "tmsg/composite/tm_read_member.h"
 #include "tmsg/composite/tm_struct.h"
+#include "tmsg/value/tm_binary.h"
+#include "tmsg/value/tm_date.h"
+#include "tmsg/value/tm_file.h"
 #include "tmsg/value/tm_walk.h"
 
 Tm_array::Tm_array() = default;
@@ -59,62 +60,40 @@ Tm_struct const* Tm_array::last_struct() const {
     return is_struct ? static_cast<Tm_struct const*>(values_.get_value(count - 1)) : nullptr;
 }
 
-template <class... Datum>
-void Tm_array::append(Datum const&... datum) {
-    add_member_and_own(tm_make_value(datum...).release());
+void Tm_array::append(Tm_new_value value) {
+    if (!is_plain()) return add_member_and_own(value.release().release());
+    values_.prepare(value);
+    values_.push(std::move(value));
 }
 
-template <class Plain>
-void Tm_array::append_plain(Plain value) {
-    if (!is_plain()) return append(value);
-    values_.reserve_next();
-    values_.push(value);
+void Tm_array::add_member(signed char value) { append(Tm_new_value(value)); }
+void Tm_array::add_member(unsigned char value) { append(Tm_new_value(value)); }
+void Tm_array::add_member(short value) { append(Tm_new_value(value)); }
+void Tm_array::add_member(unsigned short value) { append(Tm_new_value(value)); }
+void Tm_array::add_member(int value) { append(Tm_new_value(value)); }
+void Tm_array::add_member(unsigned int value) { append(Tm_new_value(value)); }
+void Tm_array::add_member(long value) { append(Tm_new_value(value)); }
+void Tm_array::add_member(unsigned long value) { append(Tm_new_value(value)); }
+void Tm_array::add_member(double value) { append(Tm_new_value(value)); }
+void Tm_array::add_member(bool value) { append(Tm_new_value(value)); }
+void Tm_array::add_member(char const* text) { append(Tm_new_value(text)); }
+void Tm_array::add_member(std::string const& text) { append(Tm_new_value(text)); }
+void Tm_array::add_member(std::string_view text) { append(Tm_new_value(text)); }
+void Tm_array::add_member(Tm_binary const* bytes) { append(Tm_new_value(bytes)); }
+void Tm_array::add_member(Tm_value const* value) { append(Tm_new_value(value)); }
+
+void Tm_array::add_member(unsigned char const* data, unsigned int length) {
+    append(Tm_new_value(data, length));
 }
 
-void Tm_array::add_member(signed char value) { append_plain(value); }
-void Tm_array::add_member(unsigned char value) { append_plain(value); }
-void Tm_array::add_member(short value) { append_plain(value); }
-void Tm_array::add_member(unsigned short value) { append_plain(value); }
-void Tm_array::add_member(int value) { append_plain(value); }
-void Tm_array::add_member(unsigned int value) { append_plain(value); }
-void Tm_array::add_member(long value) { append_plain(value); }
-void Tm_array::add_member(unsigned long value) { append_plain(value); }
-void Tm_array::add_member(double value) { append_plain(value); }
-void Tm_array::add_member(bool value) { append_plain(value); }
-void Tm_array::add_member(char const* text) { add_member(std::string_view(tm_present(text))); }
-void Tm_array::add_member(std::string const& text) { add_member(std::string_view(text)); }
-void Tm_array::add_member(Tm_binary const* bytes) { append(bytes); }
-void Tm_array::add_member(unsigned char const* data, unsigned int length) { append(data, length); }
-void Tm_array::add_member(std::string const& path, unsigned int mode) { append(path, mode); }
-void Tm_array::add_member(Tm_value const* value) { append(value); }
+void Tm_array::add_member(std::string const& path, unsigned int open_mode) {
+    append(Tm_new_value(path, open_mode));
+}
+
 void Tm_array::add_member_and_own(Tm_value* value) { values_.push_and_own(tm_present(value)); }
-
-void Tm_array::add_member(std::string_view text) {
-    if (!is_plain()) return append(text);
-    values_.reserve_next();
-    values_.push_string(values_.make_text(text));
-}
-
-int Tm_array::get_member_count() const { return values_.size(); }
 
 TMV Tm_array::get_member_value_type(int i) const { return values_.type_at(values_.checked(i)); }
 
-template <class Result>
-Result Tm_array::read(int i) const {
-    return values_.read<Result>(values_.checked(i));
-}
-
-signed char Tm_array::get_member_int8(int i) const { return read<signed char>(i); }
-unsigned char Tm_array::get_member_uint8(int i) const { return read<unsigned char>(i); }
-short Tm_array::get_member_int16(int i) const { return read<short>(i); }
-unsigned short Tm_array::get_member_uint16(int i) const { return read<unsigned short>(i); }
-int Tm_array::get_member_int32(int i) const { return read<int>(i); }
-unsigned int Tm_array::get_member_uint32(int i) const { return read<unsigned int>(i); }
-long Tm_array::get_member_int64(int i) const { return read<long>(i); }
-unsigned long Tm_array::get_member_uint64(int i) const { return read<unsigned long>(i); }
-double Tm_array::get_member_double(int i) const { return read<double>(i); }
-bool Tm_array::get_member_bool(int i) const { return read<bool>(i); }
-char const* Tm_array::get_member_string(int i) const { return read<char const*>(i); }
 Tm_array const* Tm_array::get_member_array(int i) const { return read<Tm_array const*>(i); }
 Tm_struct const* Tm_array::get_member_struct(int i) const { return read<Tm_struct const*>(i); }
 Tm_date const* Tm_array::get_member_date(int i) const { return read<Tm_date const*>(i); }
@@ -125,6 +104,3 @@ Message const* Tm_array::get_member_message(int i) const { return read<Message c
 Tm_value const* Tm_array::get_member_value(TMV type, int i) const {
     return tm_check_member_type(get_value(i), type);
 }
-
-Tm_value const* Tm_array::get_value(int i) const { return values_.get_value(i); }
-Tm_value* Tm_array::get_value(int i) { return values_.get_value(i); }

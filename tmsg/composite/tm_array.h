@@ -8,14 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "tmsg/composite/tm_read_member.h"
 #include "tmsg/composite/tm_value_container.h"
 #include "tmsg/value/tm_value.h"
-
-class Tm_binary;
-class Tm_date;
-class Tm_file;
-class Tm_struct;
 
 class TMSG_API Tm_array : public Tm_value {
 public:
@@ -58,34 +52,36 @@ public:
     virtual void add_member_and_own(Tm_value* value);
     void add_member(std::string_view text);
 
-    virtual int get_member_count() const;
+    // clang-format off
+    virtual int get_member_count() const { return values_.size(); }
     virtual TMV get_member_value_type(int i) const;
 
-    virtual signed char get_member_int8(int i) const;
-    virtual unsigned char get_member_uint8(int i) const;
-    virtual short get_member_int16(int i) const;
-    virtual unsigned short get_member_uint16(int i) const;
-    virtual int get_member_int32(int i) const;
-    virtual unsigned int get_member_uint32(int i) const;
-    virtual long get_member_int64(int i) const;
-    virtual unsigned long get_member_uint64(int i) const;
-    virtual double get_member_double(int i) const;
-    virtual bool get_member_bool(int i) const;
-    virtual char const* get_member_string(int i) const;
-    virtual Tm_array const* get_member_array(int i) const;
+    virtual signed char      get_member_int8(int i) const { return read<signed char>(i); }
+    virtual unsigned char    get_member_uint8(int i) const { return read<unsigned char>(i); }
+    virtual short            get_member_int16(int i) const { return read<short>(i); }
+    virtual unsigned short   get_member_uint16(int i) const { return read<unsigned short>(i); }
+    virtual int              get_member_int32(int i) const { return read<int>(i); }
+    virtual unsigned int     get_member_uint32(int i) const { return read<unsigned int>(i); }
+    virtual long             get_member_int64(int i) const { return read<long>(i); }
+    virtual unsigned long    get_member_uint64(int i) const { return read<unsigned long>(i); }
+    virtual double           get_member_double(int i) const { return read<double>(i); }
+    virtual bool             get_member_bool(int i) const { return read<bool>(i); }
+    virtual char const*      get_member_string(int i) const { return read<char const*>(i); }
+    virtual Tm_array const*  get_member_array(int i) const;
     virtual Tm_struct const* get_member_struct(int i) const;
-    virtual Tm_date const* get_member_date(int i) const;
+    virtual Tm_date const*   get_member_date(int i) const;
     virtual Tm_binary const* get_member_binary(int i) const;
-    virtual Tm_file const* get_member_file(int i) const;
-    virtual Message const* get_member_message(int i) const;
+    virtual Tm_file const*   get_member_file(int i) const;
+    virtual Message const*   get_member_message(int i) const;
 
     /// A string with its length, zero bytes included.
-    std::string_view get_member_text(int i) const { return values_.text(i); }
+    std::string_view get_member_text(int i) const { return read<std::string_view>(i); }
+    // clang-format on
     /// The element itself, if it is of that type.
     Tm_value const* get_member_value(TMV type, int i) const;
     /// The element itself, of whatever type.
-    Tm_value const* get_value(int i) const;
-    Tm_value* get_value(int i);
+    Tm_value const* get_value(int i) const { return values_.get_value(i); }
+    Tm_value* get_value(int i) { return values_.get_value(i); }
 
 private:
     friend class Tm_creator;
@@ -96,12 +92,11 @@ private:
     bool is_plain() const;
     /// The last element, if it is a struct; else null.
     Tm_struct const* last_struct() const;
-    template <class Plain>
-    void append_plain(Plain value);
-    template <class... Datum>
-    void append(Datum const&... datum);
+    void append(Tm_new_value value);
     template <class Result>
-    Result read(int i) const;
+    Result read(int i) const {
+        return values_.read<Result>(values_.checked(i));
+    }
 
     Tm_value_container values_;
 };

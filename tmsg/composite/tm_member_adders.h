@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "tmsg/composite/tm_make_value.h"
+#include "tmsg/composite/tm_slot.h"
 #include "tmsg/value/tm_binary.h"
 #include "tmsg/value/tm_catalog.h"
 
@@ -18,33 +18,29 @@ public:
     using Index = Tm_catalog<std::string>;
 
     // clang-format off
-    void add_member(Where where, signed char value, Index* index = nullptr) { owner().place_plain(where, value, index); }
-    void add_member(Where where, unsigned char value, Index* index = nullptr) { owner().place_plain(where, value, index); }
-    void add_member(Where where, short value, Index* index = nullptr) { owner().place_plain(where, value, index); }
-    void add_member(Where where, unsigned short value, Index* index = nullptr) { owner().place_plain(where, value, index); }
-    void add_member(Where where, int value, Index* index = nullptr) { owner().place_plain(where, value, index); }
-    void add_member(Where where, unsigned int value, Index* index = nullptr) { owner().place_plain(where, value, index); }
-    void add_member(Where where, long value, Index* index = nullptr) { owner().place_plain(where, value, index); }
-    void add_member(Where where, unsigned long value, Index* index = nullptr) { owner().place_plain(where, value, index); }
-    void add_member(Where where, double value, Index* index = nullptr) { owner().place_plain(where, value, index); }
-    void add_member(Where where, bool value, Index* index = nullptr) { owner().place_plain(where, value, index); }
-    void add_member(Where where, char const* text, Index* index = nullptr) { owner().check_place(where); owner().place_text(where, tm_present(text), index); }
-    void add_member(Where where, std::string const& text, Index* index = nullptr) { owner().place_text(where, text, index); }
-    void add_member(Where where, std::string_view text, Index* index = nullptr) { owner().place_text(where, text, index); }
+    void add_member(Where where, signed char value, Index* index = nullptr) { place(where, index, value); }
+    void add_member(Where where, unsigned char value, Index* index = nullptr) { place(where, index, value); }
+    void add_member(Where where, short value, Index* index = nullptr) { place(where, index, value); }
+    void add_member(Where where, unsigned short value, Index* index = nullptr) { place(where, index, value); }
+    void add_member(Where where, int value, Index* index = nullptr) { place(where, index, value); }
+    void add_member(Where where, unsigned int value, Index* index = nullptr) { place(where, index, value); }
+    void add_member(Where where, long value, Index* index = nullptr) { place(where, index, value); }
+    void add_member(Where where, unsigned long value, Index* index = nullptr) { place(where, index, value); }
+    void add_member(Where where, double value, Index* index = nullptr) { place(where, index, value); }
+    void add_member(Where where, bool value, Index* index = nullptr) { place(where, index, value); }
+    void add_member(Where where, char const* text, Index* index = nullptr) { place(where, index, text); }
+    void add_member(Where where, std::string const& text, Index* index = nullptr) { place(where, index, text); }
+    void add_member(Where where, std::string_view text, Index* index = nullptr) { place(where, index, text); }
     void add_member(Where where, Tm_binary const* bytes, Index* index = nullptr) { place(where, index, bytes); }
     void add_member(Where where, Tm_value const* value, Index* index = nullptr) { place(where, index, value); }
-    // clang-format on
-    void add_member(Where where, unsigned char const* data, unsigned int length,
-                    Index* index = nullptr) {
-        place(where, index, data, length);
-    }
+    void add_member(Where where, unsigned char const* data, unsigned int length, Index* index = nullptr) { place(where, index, data, length); }
     /// A file, always opened for reading: the second argument does not matter.
-    void add_member(Where where, std::string const& path, unsigned int, Index* index = nullptr) {
-        place(where, index, path, 0U);
-    }
+    void add_member(Where where, std::string const& path, unsigned int, Index* index = nullptr) { place(where, index, path, 0U); }
+    // clang-format on
     /// Takes the value over, and frees it on failure.
     void add_member_and_own(Where where, Tm_value* value, Index* index = nullptr) {
-        owner().place_value(where, Tm_value_ptr(tm_present(value)), index);
+        Tm_new_value owned{std::unique_ptr<Tm_value>(tm_present(value))};
+        owner().place(where, std::move(owned), index);
     }
 
 protected:
@@ -56,6 +52,6 @@ private:
     template <class... Datum>
     void place(Where where, Index* index, Datum const&... datum) {
         owner().check_place(where);
-        owner().place_value(where, tm_make_value(datum...), index);
+        owner().place(where, Tm_new_value(datum...), index);
     }
 };

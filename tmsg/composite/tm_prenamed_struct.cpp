@@ -83,31 +83,11 @@ void Tm_prenamed_struct::add_value_and_copy(int i, Tm_value const* value) {
     values_.set_and_copy(i, value);
 }
 
-template <class Plain>
-void Tm_prenamed_struct::place_plain(int i, Plain value, Index* index) {
-    place_value(i, tm_make_value(value), index);
-}
-
-template void Tm_prenamed_struct::place_plain(int, signed char, Index*);
-template void Tm_prenamed_struct::place_plain(int, unsigned char, Index*);
-template void Tm_prenamed_struct::place_plain(int, short, Index*);
-template void Tm_prenamed_struct::place_plain(int, unsigned short, Index*);
-template void Tm_prenamed_struct::place_plain(int, int, Index*);
-template void Tm_prenamed_struct::place_plain(int, unsigned int, Index*);
-template void Tm_prenamed_struct::place_plain(int, long, Index*);
-template void Tm_prenamed_struct::place_plain(int, unsigned long, Index*);
-template void Tm_prenamed_struct::place_plain(int, double, Index*);
-template void Tm_prenamed_struct::place_plain(int, bool, Index*);
-
-void Tm_prenamed_struct::place_text(int i, std::string_view text, Index* index) {
-    check_place(i);
-    place_value(i, tm_make_value(text), index);
-}
-
-void Tm_prenamed_struct::place_value(int i, std::unique_ptr<Tm_value> value, Index* index) {
+void Tm_prenamed_struct::place(int i, Tm_new_value&& value, Index* index) {
+    auto made = value.release();
     check_place(i);
     add_name_index(i, index);
-    add_value_and_own(i, value.release());
+    add_value_and_own(i, made.release());
 }
 
 /// There are as many slots as names, unless this was swapped or assigned through its base.

@@ -48,10 +48,7 @@ public:
 private:
     friend class Tm_member_adders<Tm_prenamed_struct, int>;
 
-    template <class Plain>
-    void place_plain(int i, Plain value, Index* index);
-    void place_text(int i, std::string_view text, Index* index);
-    void place_value(int i, std::unique_ptr<Tm_value> value, Index* index);
+    void place(int i, Tm_new_value&& value, Index* index);
     void check_place(int i) const;
 
     char const* const* names_ = nullptr;

@@ -1,24 +1,80 @@
-/// Reading a found member as what a typed getter promises: the type code must match exactly, or
-/// Tm_type_mismatch_exception is thrown; nothing is converted.
+/// How the typed getters read a value: the type code that each asks for, and what it returns.
+/// Nothing is converted.
 #pragma once
 
 #include <string_view>
+#include <type_traits>
 
 #include "tmsg/export.h"
+#include "tmsg/value/tm_bool.h"
+#include "tmsg/value/tm_double.h"
+#include "tmsg/value/tm_int.h"
+#include "tmsg/value/tm_plain.h"
+#include "tmsg/value/tm_string.h"
 #include "tmsg/value/tm_type_code.h"
-#include "tmsg/value/tm_value.h"
 
-/// Exported before it is complete, for the readings below are exported with it.
-class TMSG_API Message;
+class Message;
+class Tm_array;
+class Tm_binary;
+class Tm_date;
+class Tm_file;
+class Tm_struct;
 
-/// Exists for the eight integer types, double, bool, char const* (zero-terminated text),
-/// std::string_view, and pointers to const Tm_date, Tm_binary, Tm_file, Tm_array, Tm_struct and
-/// Message. What a pointer points to belongs to the container.
+/// The value itself. Throws Tm_type_mismatch_exception where its type code is another, and
+/// Tm_exception where it is null.
+TMSG_API Tm_value const* tm_check_member_type(Tm_value const* member, TMV type);
+
+/// Integers, those of a user's own class too; the others are below.
 template <class Result>
-TMSG_API Result tm_read_member(Tm_value const* member);
+struct Tm_reading {
+    static constexpr TMV code = Tm_plain<Result>::code;
+    static Result read(Tm_value const* value) {
+        return (static_cast<Tm_int const*>(value)->*Tm_int_accessor<Result>::read)();
+    }
+};
 
-/// The member itself when its type code is `type`.
-Tm_value const* tm_check_member_type(Tm_value const* member, TMV type);
+template <TMV Code, class Value>
+struct Tm_content_reading {
+    static constexpr TMV code = Code;
+    static auto read(Tm_value const* value) { return static_cast<Value const*>(value)->value(); }
+};
+
+template <TMV Code, class Value>
+struct Tm_object_reading {
+    static constexpr TMV code = Code;
+    static Value const* read(Tm_value const* value) { return static_cast<Value const*>(value); }
+};
+
+// clang-format off
+template <> struct Tm_reading<double>           : Tm_content_reading<TMV_DOUBLE, Tm_double> {};
+template <> struct Tm_reading<bool>             : Tm_content_reading<TMV_BOOL, Tm_bool> {};
+template <> struct Tm_reading<std::string_view> : Tm_content_reading<TMV_STRING, Tm_string> {};
+template <> struct Tm_reading<Tm_date const*>   : Tm_object_reading<TMV_DATE, Tm_date> {};
+template <> struct Tm_reading<Tm_binary const*> : Tm_object_reading<TMV_BINARY, Tm_binary> {};
+template <> struct Tm_reading<Tm_file const*>   : Tm_object_reading<TMV_FILE, Tm_file> {};
+template <> struct Tm_reading<Tm_array const*>  : Tm_object_reading<TMV_ARRAY, Tm_array> {};
+template <> struct Tm_reading<Tm_struct const*> : Tm_object_reading<TMV_STRUCT, Tm_struct> {};
+// clang-format on
+
+template <>
+struct Tm_reading<char const*> {
+    static constexpr TMV code = TMV_STRING;
+    static char const* read(Tm_value const* value) {
+        return Tm_reading<std::string_view>::read(value).data();
+    }
+};
 
 /// The one downcast to the message, which stands above the composites.
-Message const* tm_as_message(Tm_value const* member);
+TMSG_API Message const* tm_as_message(Tm_value const* member);
+
+template <>
+struct Tm_reading<Message const*> {
+    static constexpr TMV code = TMV_MESSAGE;
+    static Message const* read(Tm_value const* value) { return tm_as_message(value); }
+};
+
+template <class Result>
+Result tm_read_member(Tm_value const* member) {
+    using Reading = Tm_reading<Result>;
+    return Reading::read(tm_check_member_type(member, Reading::code));
+}

@@ -94,17 +94,10 @@ bool Tm_struct::equals(Tm_value const& other) const {
                             right.named_members() == values_.size_;
     for (int i = 0; i < count; ++i) {
         if (!same_names && name_at(i) != right.name_at(i)) return false;
-        if (are_plain) {
-            if (!values_.equals_at(right.values_, static_cast<std::size_t>(i))) return false;
-        } else {
-            Tm_value const* const value = get_value(i);
-            Tm_value const* const right_value = right.get_value(i);
-            if (value == nullptr || right_value == nullptr) {
-                if (value != right_value) return false;
-            } else if (*value != *right_value) {
-                return false;
-            }
-        }
+        bool const are_equal =
+            are_plain ? values_.equals_at(right.values_, static_cast<std::size_t>(i))
+                      : Tm_value_container::are_equal(get_value(i), right.get_value(i));
+        if (!are_equal) return false;
     }
     return true;
 }
@@ -238,7 +231,7 @@ void Tm_struct::keep_layout() const noexcept {
 }
 
 void Tm_struct::add_value_and_own(int position, Tm_value* value) {
-    Tm_value_ptr owned(tm_present(value));
+    std::unique_ptr<Tm_value> owned(tm_present(value));
     if (name_count_ <= values_.size_) {
         throw Tm_out_of_range_exception(position, 0, get_member_count() - 1);
     }
@@ -253,46 +246,26 @@ Tm_value const* Tm_struct::get_value(int i) const { return values_.get_value(i);
 
 Tm_value* Tm_struct::get_value(int i) { return values_.get_value(i); }
 
-template <class Plain>
-void Tm_struct::place_plain(std::string_view name, Plain value, Index* index) {
-    if (!is_plain()) return place_value(name, tm_make_value(value), index);
-    values_.reserve_next();
-    record_name(name, index);
-    values_.push(value);
-}
-
-template void Tm_struct::place_plain(std::string_view, signed char, Index*);
-template void Tm_struct::place_plain(std::string_view, unsigned char, Index*);
-template void Tm_struct::place_plain(std::string_view, short, Index*);
-template void Tm_struct::place_plain(std::string_view, unsigned short, Index*);
-template void Tm_struct::place_plain(std::string_view, int, Index*);
-template void Tm_struct::place_plain(std::string_view, unsigned int, Index*);
-template void Tm_struct::place_plain(std::string_view, long, Index*);
-template void Tm_struct::place_plain(std::string_view, unsigned long, Index*);
-template void Tm_struct::place_plain(std::string_view, double, Index*);
-template void Tm_struct::place_plain(std::string_view, bool, Index*);
-
-void Tm_struct::place_text(std::string_view name, std::string_view text, Index* index) {
-    if (!is_plain()) return place_value(name, tm_make_value(text), index);
-    values_.reserve_next();
-    char const* const made = values_.make_text(text);
-    record_name(name, index);
-    values_.push_string(made);
-}
-
-void Tm_struct::place_value(std::string_view name, std::unique_ptr<Tm_value> value, Index* index) {
+void Tm_struct::place(std::string_view name, Tm_new_value&& value, Index* index) {
     if (!is_plain()) {
+        auto made = value.release();
         int const position = add_name(std::string(name), index);
-        return add_value_and_own(position, value.release());
+        return add_value_and_own(position, made.release());
     }
-    values_.reserve_next();
+    values_.prepare(value);
     record_name(name, index);
-    values_.push_owned(value.release());
+    values_.push(std::move(value));
 }
 
 TMV Tm_struct::get_member_value_type(int i) const {
     if (is_plain()) return values_.type_at(values_.checked(i));
     return tm_present(get_value(i))->get_value_type();
+}
+
+Tm_value const* tm_check_member_type(Tm_value const* member, TMV type) {
+    TMV const actual = tm_present(member)->get_value_type();
+    if (actual != type) throw Tm_type_mismatch_exception(actual, type);
+    return member;
 }
 
 Tm_value const* Tm_struct::get_member_value(TMV type, int i) const {
@@ -331,27 +304,18 @@ int Tm_struct::find_plain(std::string_view name) const {
     return -1;
 }
 
-/// Members that the object's class gives no name end the search.
 int Tm_struct::find_by_asking(std::string_view name) const {
     int const count = get_member_count();
-    int const hint = std::min(static_cast<int>(hint_.load(std::memory_order_relaxed)), count);
-    auto const scan = [&](int from, int to) {
-        for (int i = from; i < to; ++i) {
+    int const hint = static_cast<int>(hint_.load(std::memory_order_relaxed));
+    for (int step = 0; step < count; ++step) {
+        int const i = (hint + step) % count;
+        try {
             if (name_at(i) == name) return i;
+        } catch (Tm_out_of_range_exception const&) {
+            // the object's class gives this member no name
         }
-        return -1;
-    };
-    try {
-        int const found = scan(hint, count);
-        if (found >= 0) return found;
-    } catch (Tm_out_of_range_exception const&) {
-        // goes on with the members before the hint
     }
-    try {
-        return scan(0, hint);
-    } catch (Tm_out_of_range_exception const&) {
-        return -1;
-    }
+    return -1;
 }
 
 void Tm_struct::swap(Tm_struct& other) {

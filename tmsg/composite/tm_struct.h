@@ -117,14 +117,16 @@ private:
     int find_by_asking(std::string_view name) const;
 
     void check_place(std::string_view) const {}
-    template <class Plain>
-    void place_plain(std::string_view name, Plain value, Index* index);
-    void place_text(std::string_view name, std::string_view text, Index* index);
-    void place_value(std::string_view name, std::unique_ptr<Tm_value> value, Index* index);
+    void place(std::string_view name, Tm_new_value&& value, Index* index);
     template <class Result>
-    Result read_member(int i) const;
+    Result read_member(int i) const {
+        return is_plain() ? values_.read<Result>(values_.checked(i))
+                          : tm_read_member<Result>(get_value(i));
+    }
     template <class Result>
-    Result read_member(char const* name) const;
+    Result read_member(char const* name) const {
+        return read_member<Result>(get_number(name));
+    }
 
     Extras& extras();
     void set_member_indexes(std::vector<unsigned short>&& indexes);

@@ -17,6 +17,26 @@ constexpr unsigned char tm_tag_of(Tm_int_of<Plain> const&) {
 constexpr unsigned char tm_tag_of(Tm_double const&) { return TM_TAG_DOUBLE; }
 constexpr unsigned char tm_tag_of(Tm_bool const&) { return TM_TAG_BOOL; }
 
+/// Calls `visit` with the value in the slot, as what it is.
+template <class Visit>
+bool visit_in_place(unsigned char kind, Tm_slot& slot, Visit visit) {
+    // clang-format off
+    switch (kind) {
+        case TMV_INT8:   return visit(*slot.in_place<Tm_int8 const>());
+        case TMV_UINT8:  return visit(*slot.in_place<Tm_uint8 const>());
+        case TMV_INT16:  return visit(*slot.in_place<Tm_int16 const>());
+        case TMV_UINT16: return visit(*slot.in_place<Tm_uint16 const>());
+        case TMV_INT32:  return visit(*slot.in_place<Tm_int32 const>());
+        case TMV_UINT32: return visit(*slot.in_place<Tm_uint32 const>());
+        case TMV_INT64:  return visit(*slot.in_place<Tm_int64 const>());
+        case TMV_UINT64: return visit(*slot.in_place<Tm_uint64 const>());
+        case TMV_DOUBLE: return visit(*slot.in_place<Tm_double const>());
+        case TMV_BOOL:   return visit(*slot.in_place<Tm_bool const>());
+        default:         return visit(*slot.in_place<Tm_string const>());
+    }
+    // clang-format on
+}
+
 constexpr std::size_t most_slots = std::numeric_limits<int>::max();
 
 }  // namespace
@@ -70,9 +90,9 @@ void Tm_value_container::change_capacity(std::size_t count) {
 
 /// Values in their slots are moved as bytes, for none of them holds a pointer to itself.
 void Tm_value_container::move_to(void* memory, unsigned int count, bool is_lent) noexcept {
-    auto* const slots = static_cast<Slot*>(memory);
+    auto* const slots = static_cast<Tm_slot*>(memory);
     if (size_ > 0) {
-        std::memcpy(static_cast<void*>(slots), slots_, size_ * sizeof(Slot));
+        std::memcpy(static_cast<void*>(slots), slots_, size_ * sizeof(Tm_slot));
         std::memcpy(static_cast<void*>(slots + count), kinds(), size_);
     }
     free_slots();
@@ -106,17 +126,7 @@ void Tm_value_container::free_slots() noexcept {
 
 void Tm_value_container::destroy(std::size_t i) noexcept {
     unsigned char const kind = kinds()[i];
-    if (kind >= HEAP && kind != EMPTY) delete on_heap(i);
-}
-
-void Tm_value_container::put_owned(std::size_t i, Tm_value* value) noexcept {
-    unsigned char kind = EMPTY;
-    if (value != nullptr) {
-        auto const code = static_cast<unsigned int>(value->get_value_type());
-        kind = code < ASK - HEAP ? static_cast<unsigned char>(HEAP + code) : ASK;
-    }
-    std::memcpy(slots_[i].bytes, &value, pointer_size);
-    kinds()[i] = kind;
+    if (kind >= TM_ON_HEAP && kind != TM_EMPTY) delete slots_[i].on_heap();
 }
 
 char const* Tm_value_container::make_text(std::string_view bytes) {
@@ -124,14 +134,20 @@ char const* Tm_value_container::make_text(std::string_view bytes) {
     return texts_.add(bytes);
 }
 
+void Tm_value_container::keep_text(Tm_new_value& value) {
+    char const* const text = texts_.add(value.text());
+    ::new (value.slot_.bytes) Tm_string(Tm_string::In_place(), text);
+    value.kind_ = TMV_STRING;
+}
+
 Tm_value* Tm_value_container::push_and_copy(Tm_value const* value) {
     return push_and_own(value->clone());
 }
 
 Tm_value* Tm_value_container::push_and_own(Tm_value* value) {
-    std::unique_ptr<Tm_value> owned(value);
+    Tm_new_value owned{std::unique_ptr<Tm_value>(value)};
     reserve_next();
-    push_owned(owned.release());
+    push(std::move(owned));
     return value;
 }
 
@@ -143,16 +159,15 @@ Tm_value* Tm_value_container::set_and_copy(int position, Tm_value const* value) 
 Tm_value* Tm_value_container::set_and_own(int position, Tm_value* value) {
     std::unique_ptr<Tm_value> owned(value);
     std::size_t const i = checked(position);
-    static_cast<void>(owned.release());
-    if (at(i) == value) return value;
+    if (at(i) == value) return owned.release();
     destroy(i);
-    put_owned(i, value);
+    put(i, Tm_new_value(std::move(owned)));
     return value;
 }
 
 void Tm_value_container::delete_all() {
     for (std::size_t i = 0; i < size_; ++i) destroy(i);
-    if (size_ > 0) std::memset(kinds(), EMPTY, size_);
+    if (size_ > 0) std::memset(kinds(), TM_EMPTY, size_);
     texts_.clear();
 }
 
@@ -165,7 +180,7 @@ void Tm_value_container::size_and_clear(int count) {
     delete_and_remove_all();
     reserve(count);
     size_ = static_cast<std::uint32_t>(std::max(count, 0));
-    if (size_ > 0) std::memset(kinds(), EMPTY, size_);
+    if (size_ > 0) std::memset(kinds(), TM_EMPTY, size_);
 }
 
 void Tm_value_container::fail_range(int position) const {
@@ -174,9 +189,9 @@ void Tm_value_container::fail_range(int position) const {
 
 TMV Tm_value_container::type_at(std::size_t i) const {
     unsigned char const kind = kinds()[i];
-    if (kind == EMPTY) throw Tm_exception("member without a value");
-    if (kind == ASK) return on_heap(i)->get_value_type();
-    return static_cast<TMV>(kind < HEAP ? kind : kind - HEAP);
+    if (kind == TM_EMPTY) throw Tm_exception("member without a value");
+    if (kind == TM_ASK) return slots_[i].on_heap()->get_value_type();
+    return static_cast<TMV>(kind < TM_ON_HEAP ? kind : kind - TM_ON_HEAP);
 }
 
 Tm_value const* Tm_value_container::at(std::size_t i, TMV type) const {
@@ -200,11 +215,11 @@ void Tm_value_container::copy_values(Tm_value_container const& other) {
         unsigned char const kind = other.kinds()[i];
         if (kind == TMV_STRING) {
             push_string(texts_.add(other.in_place<Tm_string>(i)->value()));
-        } else if (kind < HEAP) {
+        } else if (kind < TM_ON_HEAP) {
             slots_[i] = other.slots_[i];
             kinds()[size_++] = kind;
         } else {
-            push_owned(kind == EMPTY ? nullptr : other.on_heap(i)->clone());
+            push_and_own(kind == TM_EMPTY ? nullptr : other.slots_[i].on_heap()->clone());
         }
     }
 }
@@ -218,11 +233,11 @@ bool Tm_value_container::equals(Tm_value_container const& other) const {
 }
 
 bool Tm_value_container::accept(std::size_t i, Tm_visitor& visitor, Tm_wire_room* room) const {
-    if (kinds()[i] >= HEAP) {
-        if (kinds()[i] == EMPTY) throw Tm_exception("member without a value");
-        return on_heap(i)->accept(visitor);
+    if (kinds()[i] >= TM_ON_HEAP) {
+        if (kinds()[i] == TM_EMPTY) throw Tm_exception("member without a value");
+        return slots_[i].on_heap()->accept(visitor);
     }
-    return visit_in_place(i, [&](auto const& value) {
+    return visit_in_place(kinds()[i], slots_[i], [&](auto const& value) {
         using Value = std::decay_t<decltype(value)>;
         if constexpr (std::is_same_v<Value, Tm_string>) {
             return (room != nullptr && tm_write_bytes(TM_TAG_STRING, value.value(), *room)) ||
@@ -237,14 +252,15 @@ bool Tm_value_container::accept(std::size_t i, Tm_visitor& visitor, Tm_wire_room
 /// Both slots are empty, or both hold equal values.
 bool Tm_value_container::equals_at(Tm_value_container const& other, std::size_t i) const {
     unsigned char const kind = kinds()[i];
-    if (kind < HEAP && kind == other.kinds()[i]) {
-        return visit_in_place(i, [&](auto const& left) {
+    if (kind < TM_ON_HEAP && kind == other.kinds()[i]) {
+        return visit_in_place(kinds()[i], slots_[i], [&](auto const& left) {
             using Value = std::decay_t<decltype(left)>;
             return left.value() == other.in_place<Value>(i)->value();
         });
     }
-    Tm_value const* const left = at(i);
-    Tm_value const* const right = other.at(i);
-    if (left == nullptr || right == nullptr) return left == right;
-    return *left == *right;
+    return are_equal(at(i), other.at(i));
+}
+
+bool Tm_value_container::are_equal(Tm_value const* left, Tm_value const* right) {
+    return left == nullptr || right == nullptr ? left == right : *left == *right;
 }

@@ -8,15 +8,15 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <new>
 #include <string_view>
+#include <type_traits>
 
-#include "tmsg/value/tm_bool.h"
-#include "tmsg/value/tm_double.h"
-#include "tmsg/value/tm_int.h"
-#include "tmsg/value/tm_string.h"
+#include "tmsg/composite/tm_read_member.h"
+#include "tmsg/composite/tm_slot.h"
 #include "tmsg/value/tm_text.h"
+
+class Tm_visitor;
+class Tm_wire_room;
 
 class TMSG_API Tm_value_container {
 public:
@@ -59,19 +59,10 @@ private:
     friend class Tm_prenamed_struct;
     friend class Tm_struct;
 
-    /// Holds a value of up to 16 bytes, or the pointer to one on the heap.
-    struct alignas(8) Slot {
-        unsigned char bytes[16];
-    };
-    /// What a slot holds: the type code of the value in it, or one of these. A value on the heap
-    /// has its type code besides HEAP, or ASK where that is too large.
-    static constexpr unsigned char HEAP = 0x80;
-    static constexpr unsigned char ASK = 0xFE;
-    static constexpr unsigned char EMPTY = 0xFF;
-
-    static constexpr std::size_t pointer_size = sizeof(void*);
     /// The bytes of slots and their kinds.
-    static constexpr std::size_t bytes_of(std::size_t count) { return count * (sizeof(Slot) + 1); }
+    static constexpr std::size_t bytes_of(std::size_t count) {
+        return count * (sizeof(Tm_slot) + 1);
+    }
     /// Uses memory of the caller's, bytes_of(count) of it, until more is needed.
     void lend(void* memory, unsigned int count);
     /// Whether slots or texts stand in memory of somebody else's.
@@ -80,36 +71,12 @@ private:
     unsigned char* kinds() const { return reinterpret_cast<unsigned char*>(slots_ + capacity_); }
     Tm_value* at(std::size_t i) const {
         unsigned char const kind = kinds()[i];
-        if (kind < HEAP) return in_place<Tm_value>(i);
-        return kind == EMPTY ? nullptr : on_heap(i);
+        if (kind < TM_ON_HEAP) return in_place<Tm_value>(i);
+        return kind == TM_EMPTY ? nullptr : slots_[i].on_heap();
     }
     template <class Value>
     Value* in_place(std::size_t i) const {
-        return std::launder(reinterpret_cast<Value*>(slots_[i].bytes));
-    }
-    /// Calls `visit` with the value in slot i, as what it is.
-    template <class Visit>
-    bool visit_in_place(std::size_t i, Visit visit) const {
-        // clang-format off
-        switch (kinds()[i]) {
-            case TMV_INT8:   return visit(*in_place<Tm_int8 const>(i));
-            case TMV_UINT8:  return visit(*in_place<Tm_uint8 const>(i));
-            case TMV_INT16:  return visit(*in_place<Tm_int16 const>(i));
-            case TMV_UINT16: return visit(*in_place<Tm_uint16 const>(i));
-            case TMV_INT32:  return visit(*in_place<Tm_int32 const>(i));
-            case TMV_UINT32: return visit(*in_place<Tm_uint32 const>(i));
-            case TMV_INT64:  return visit(*in_place<Tm_int64 const>(i));
-            case TMV_UINT64: return visit(*in_place<Tm_uint64 const>(i));
-            case TMV_DOUBLE: return visit(*in_place<Tm_double const>(i));
-            case TMV_BOOL:   return visit(*in_place<Tm_bool const>(i));
-            default:         return visit(*in_place<Tm_string const>(i));
-        }
-        // clang-format on
-    }
-    Tm_value* on_heap(std::size_t i) const {
-        Tm_value* value = nullptr;
-        std::memcpy(&value, slots_[i].bytes, pointer_size);
-        return value;
+        return slots_[i].in_place<Value>();
     }
     std::size_t checked(int position) const {
         auto const i = static_cast<std::size_t>(static_cast<unsigned int>(position));
@@ -117,27 +84,41 @@ private:
         return i;
     }
     [[noreturn]] void fail_range(int position) const;
-    bool holds_struct(std::size_t i) const { return kinds()[i] == HEAP + TMV_STRUCT; }
+    bool holds_struct(std::size_t i) const { return kinds()[i] == TM_ON_HEAP + TMV_STRUCT; }
     /// Throws Tm_exception for an empty slot.
     TMV type_at(std::size_t i) const;
     /// The value; Tm_type_mismatch_exception where it has another type.
     Tm_value const* at(std::size_t i, TMV type) const;
-    std::string_view text(int position) const {
-        std::size_t const i = checked(position);
-        if (kinds()[i] != TMV_STRING)
-            return static_cast<Tm_string const*>(at(i, TMV_STRING))->value();
-        return in_place<Tm_string const>(i)->value();
-    }
-    /// What a typed getter returns (see tm_read_member).
+    /// What a typed getter returns.
     template <class Result>
-    Result read(std::size_t i) const;
+    Result read(std::size_t i) const {
+        using Reading = Tm_reading<Result>;
+        if (kinds()[i] == Reading::code) {
+            // One of the library's own values, which needs no virtual call.
+            if constexpr (std::is_arithmetic_v<Result>) {
+                return in_place<typename Tm_plain<Result>::value const>(i)->value();
+            } else {
+                return Reading::read(in_place<Tm_value const>(i));
+            }
+        }
+        return Reading::read(at(i, Reading::code));
+    }
 
-    /// The next four need room that reserve_next() made. They cannot fail.
+    /// Makes room for the value, and for its text.
+    void prepare(Tm_new_value& value) {
+        reserve_next();
+        if (value.kind_ == Tm_new_value::UNKEPT) keep_text(value);
+    }
+    /// A value that was prepared. Cannot fail.
+    void push(Tm_new_value&& value) noexcept { put(size_++, std::move(value)); }
+    void put(std::size_t i, Tm_new_value&& value) noexcept {
+        slots_[i] = value.slot_;
+        kinds()[i] = std::exchange(value.kind_, TM_EMPTY);
+    }
+    /// Both need room that reserve_next() made. They cannot fail.
     template <class Plain>
     void push(Plain value) {
-        using Value = typename Tm_plain<Plain>::value;
-        static_assert(sizeof(Value) <= sizeof(Slot));
-        ::new (slots_[size_].bytes) Value(value);
+        ::new (slots_[size_].bytes) typename Tm_plain<Plain>::value(value);
         kinds()[size_++] = Tm_plain<Plain>::code;
     }
     /// The text is one of make_text().
@@ -145,12 +126,10 @@ private:
         ::new (slots_[size_].bytes) Tm_string(Tm_string::In_place(), text);
         kinds()[size_++] = TMV_STRING;
     }
-    void push_owned(Tm_value* value) noexcept { put_owned(size_++, value); }
-    void put_owned(std::size_t i, Tm_value* value) noexcept;
-
     /// A copy of the bytes that this container owns. Throws Tm_out_of_range_exception for more than
     /// a string may have.
     char const* make_text(std::string_view bytes);
+    void keep_text(Tm_new_value& value);
 
     void grow();
     void move_to(void* memory, unsigned int count, bool is_lent) noexcept;
@@ -163,11 +142,13 @@ private:
     void copy_values(Tm_value_container const& other);
     bool equals(Tm_value_container const& other) const;
     bool equals_at(Tm_value_container const& other, std::size_t i) const;
+    /// Both are null, or both are equal values.
+    static bool are_equal(Tm_value const* left, Tm_value const* right);
     /// Walks value i into the room, or by events where that is null. Tm_exception for an empty
     /// slot.
     bool accept(std::size_t i, Tm_visitor& visitor, Tm_wire_room* room) const;
 
-    Slot* slots_ = nullptr;  ///< the slots, then a kind for each
+    Tm_slot* slots_ = nullptr;  ///< the slots, then a kind for each
     std::uint32_t size_ = 0;
     std::uint32_t capacity_ : 31;
     std::uint32_t is_lent_ : 1;

@@ -130,58 +130,33 @@ Tm_value_container* Tm_creator::values(Frame const& frame) {
     return frame.structure != nullptr ? &frame.structure->values_ : &frame.array->values_;
 }
 
-template <class Plain>
-bool Tm_creator::put(Plain value, char const* name) {
-    if (!expects_value()) {
-        return reject(name);
+void Tm_creator::place(Tm_new_value value) {
+    if (frames_.size() == 1 && !target_is_plain_) {
+        return frames_.back().array->add_member_and_own(value.release().release());
     }
-    if (target_is_plain_ || frames_.size() > 1) {
-        Tm_value_container& target = *values(frames_.back());
-        target.reserve_next();
-        target.push(value);
-        value_arrived();
-    } else {
-        auto made = tm_make_value(value);
-        put_value(made);
-    }
+    Tm_value_container& target = *values(frames_.back());
+    target.prepare(value);
+    target.push(std::move(value));
+    value_arrived();
+}
+
+bool Tm_creator::put(Tm_new_value value, char const* event) {
+    if (!expects_value()) return reject(event);
+    place(std::move(value));
     return true;
 }
 
-void Tm_creator::put_text(std::string_view text) {
-    if (target_is_plain_ || frames_.size() > 1) {
-        Tm_value_container& target = *values(frames_.back());
-        target.reserve_next();
-        target.push_string(target.make_text(text));
-        value_arrived();
-    } else {
-        auto made = tm_make_value(text);
-        put_value(made);
-    }
-}
-
-/// Takes the value over; when it throws, the value stays where it is.
-void Tm_creator::put_value(std::unique_ptr<Tm_value>& value) {
-    if (target_is_plain_ || frames_.size() > 1) {
-        Tm_value_container& target = *values(frames_.back());
-        target.reserve_next();
-        target.push_owned(value.release());
-        value_arrived();
-    } else {
-        frames_.back().array->add_member_and_own(value.release());
-    }
-}
-
 // clang-format off
-bool Tm_creator::visit_bool(bool value) { return put(value, "bool"); }
-bool Tm_creator::visit_int8(signed char value) { return put(value, "int8"); }
-bool Tm_creator::visit_uint8(unsigned char value) { return put(value, "uint8"); }
-bool Tm_creator::visit_int16(short value) { return put(value, "int16"); }
-bool Tm_creator::visit_uint16(unsigned short value) { return put(value, "uint16"); }
-bool Tm_creator::visit_int32(int value) { return put(value, "int32"); }
-bool Tm_creator::visit_uint32(unsigned int value) { return put(value, "uint32"); }
-bool Tm_creator::visit_int64(long value) { return put(value, "int64"); }
-bool Tm_creator::visit_uint64(unsigned long value) { return put(value, "uint64"); }
-bool Tm_creator::visit_double(double value) { return put(value, "double"); }
+bool Tm_creator::visit_bool(bool value) { return put(Tm_new_value(value), "bool"); }
+bool Tm_creator::visit_int8(signed char value) { return put(Tm_new_value(value), "int8"); }
+bool Tm_creator::visit_uint8(unsigned char value) { return put(Tm_new_value(value), "uint8"); }
+bool Tm_creator::visit_int16(short value) { return put(Tm_new_value(value), "int16"); }
+bool Tm_creator::visit_uint16(unsigned short value) { return put(Tm_new_value(value), "uint16"); }
+bool Tm_creator::visit_int32(int value) { return put(Tm_new_value(value), "int32"); }
+bool Tm_creator::visit_uint32(unsigned int value) { return put(Tm_new_value(value), "uint32"); }
+bool Tm_creator::visit_int64(long value) { return put(Tm_new_value(value), "int64"); }
+bool Tm_creator::visit_uint64(unsigned long value) { return put(Tm_new_value(value), "uint64"); }
+bool Tm_creator::visit_double(double value) { return put(Tm_new_value(value), "double"); }
 // clang-format on
 
 // Strings, byte strings and files
@@ -210,7 +185,7 @@ bool Tm_creator::visit_string_continue(char const* data, unsigned int length) {
     if (!is_whole) append_announced(text_, data, length, expected_);
     if (received_ + length == expected_) {
         try {
-            put_text(is_whole ? std::string_view(data, length) : text_);
+            place(Tm_new_value(is_whole ? std::string_view(data, length) : text_));
         } catch (Tm_out_of_range_exception const& too_long) {
             received_ = expected_;
             return fail(too_long.what());
@@ -235,8 +210,7 @@ bool Tm_creator::visit_binary_continue(char const* data, unsigned int length) {
     append_announced(bytes_, data, length, expected_);
     received_ += length;
     if (received_ < expected_) return true;
-    std::unique_ptr<Tm_value> value = std::make_unique<Tm_binary>(std::move(bytes_));
-    put_value(value);
+    place(Tm_new_value(std::make_unique<Tm_binary>(std::move(bytes_))));
     end_leaf();
     return true;
 }
@@ -260,9 +234,9 @@ bool Tm_creator::visit_file_continue(char const* data, unsigned int length) {
     received_ += length;
     file_bytes_ += length;
     if (received_ < expected_) return true;
-    std::unique_ptr<Tm_value> value = std::make_unique<Tm_file>(file_->path(), 0U);
+    Tm_new_value value(file_->path(), 0U);
     received_files_.push_back(file_->path());
-    put_value(value);
+    place(std::move(value));
     file_->keep();
     file_.reset();
     end_leaf();
@@ -291,9 +265,9 @@ Tm_creator::Frame& Tm_creator::open(State state) {
 /// Hands the complete value of the innermost frame to the frame around it.
 void Tm_creator::close() {
     if (target_is_plain_ || frames_.size() > 2) values(frames_[frames_.size() - 2])->reserve_next();
-    std::unique_ptr<Tm_value> value = std::move(frames_.back().owned);
+    Tm_new_value value(std::move(frames_.back().owned));
     frames_.pop_back();
-    put_value(value);
+    place(std::move(value));
     --depth_;
 }
 

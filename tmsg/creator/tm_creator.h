@@ -20,6 +20,7 @@
 class Message;
 class Tm_array;
 class Tm_layout;
+class Tm_new_value;
 class Tm_received_file;
 class Tm_struct;
 class Tm_value;
@@ -138,10 +139,8 @@ private:
     bool fail(std::string text);
 
     static Tm_value_container* values(Frame const& frame);
-    template <class Plain>
-    bool put(Plain value, char const* name);
-    void put_text(std::string_view text);
-    void put_value(std::unique_ptr<Tm_value>& value);
+    bool put(Tm_new_value value, char const* event);
+    void place(Tm_new_value value);
     void value_arrived();
 
     bool begin_leaf(State state, unsigned int length);

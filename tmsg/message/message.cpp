@@ -105,7 +105,7 @@ void Message::check_is_fault() const {
     if (type_ != TMT_FAULT) throw Tm_type_mismatch_exception(type_, TMT_FAULT);
 }
 
-void Message::set_fault_member(char const* name, std::unique_ptr<Tm_value> value, char const* other,
+void Message::set_fault_member(char const* name, Tm_new_value value, char const* other,
                                TMV other_type) {
     Tm_struct& body = groups_[TMG_BODY];
     if (body.get_member_index(name) >= 0) {
@@ -115,18 +115,17 @@ void Message::set_fault_member(char const* name, std::unique_ptr<Tm_value> value
         body.clear();
         if (kept != nullptr) body.add_member_and_own(other, kept.release());
     }
-    body.add_member_and_own(name, value.release());
+    body.place(name, std::move(value), nullptr);
 }
 
 void Message::set_fault_code(int code) {
     check_is_fault();
-    set_fault_member(fault_code, tm_make_value(code), fault_string, TMV_STRING);
+    set_fault_member(fault_code, Tm_new_value(code), fault_string, TMV_STRING);
 }
 
 void Message::set_fault_string(char const* text) {
     check_is_fault();
-    set_fault_member(fault_string, tm_make_value(std::string_view(tm_present(text))), fault_code,
-                     TMV_INT32);
+    set_fault_member(fault_string, Tm_new_value(text), fault_code, TMV_INT32);
 }
 
 int Message::get_fault_code() const {

@@ -160,8 +160,7 @@ private:
     void place_name_table(std::unique_ptr<Tm_array> table);
 
     void check_is_fault() const;
-    void set_fault_member(char const* name, std::unique_ptr<Tm_value> value, char const* other,
-                          TMV other_type);
+    void set_fault_member(char const* name, Tm_new_value value, char const* other, TMV other_type);
 
     TMT type_ = TMT_RESPONSE;
     std::string request_name_;

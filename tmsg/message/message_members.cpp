@@ -35,7 +35,7 @@ void Message::add_member(TMG group, std::string_view name, std::string const& pa
 }
 
 void Message::add_member_and_own(TMG group, std::string_view name, Tm_value* value) {
-    Tm_value_ptr owned(value);
+    std::unique_ptr<Tm_value> owned(value);
     Tm_struct& target = get_struct(group);
     target.add_member_and_own(name, owned.release(), get_send_member_string(group));
 }

@@ -45,6 +45,7 @@ public:
                             Tm_visitor& visitor, File_begin_event begin, File_piece_event piece);
 
 private:
+    friend class Tm_new_value;
     friend class Tm_value_container;
 
     static void check_length(std::string_view text);

@@ -1,0 +1,33 @@
+#include "tmsg/composite/tm_slot.h"
+
+#include <algorithm>
+
+#include "tmsg/value/tm_binary.h"
+#include "tmsg/value/tm_file.h"
+
+Tm_new_value::Tm_new_value(std::string_view text) : kind_(UNKEPT) {
+    static_assert(sizeof text <= sizeof slot_.bytes);
+    Tm_string::check_length(text);
+    ::new (slot_.bytes) std::string_view(text);
+}
+
+Tm_new_value::Tm_new_value(unsigned char const* data, unsigned int length)
+    : Tm_new_value(Owned(new Tm_binary(length == 0 ? data : tm_present(data), length))) {}
+
+Tm_new_value::Tm_new_value(std::string const& path, unsigned int open_mode)
+    : Tm_new_value(Owned(new Tm_file(path, open_mode))) {}
+
+void Tm_new_value::own(Tm_value* value) noexcept {
+    kind_ = TM_EMPTY;
+    std::memcpy(slot_.bytes, &value, sizeof value);
+    if (value == nullptr) return;
+    auto const code = static_cast<unsigned int>(value->get_value_type());
+    kind_ = static_cast<unsigned char>(std::min<unsigned int>(TM_ON_HEAP + code, TM_ASK));
+}
+
+std::unique_ptr<Tm_value> Tm_new_value::release() {
+    if (kind_ == UNKEPT) return std::make_unique<Tm_string>(text());
+    if (kind_ < TM_ON_HEAP) return Owned(slot_.in_place<Tm_value>()->clone());
+    bool const is_empty = std::exchange(kind_, TM_EMPTY) == TM_EMPTY;
+    return Owned(is_empty ? nullptr : slot_.on_heap());
+}

@@ -1,0 +1,85 @@
+/// The slots of a container, and a value on its way into one.
+#pragma once
+
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "tmsg/export.h"
+#include "tmsg/value/tm_bool.h"
+#include "tmsg/value/tm_double.h"
+#include "tmsg/value/tm_exception.h"
+#include "tmsg/value/tm_int.h"
+#include "tmsg/value/tm_plain.h"
+#include "tmsg/value/tm_string.h"
+
+/// Holds an integer, a double, a bool or a string itself, or the pointer to a value on the heap.
+struct alignas(8) Tm_slot {
+    unsigned char bytes[16];
+
+    template <class Value>
+    Value* in_place() {
+        return std::launder(reinterpret_cast<Value*>(bytes));
+    }
+    Tm_value* on_heap() const {
+        Tm_value* value = nullptr;
+        std::memcpy(&value, bytes, sizeof value);
+        return value;
+    }
+};
+
+/// What a slot holds: the type code of the value in it, or one of these. A value on the heap has
+/// its type code besides TM_ON_HEAP, or TM_ASK where that is too large.
+enum Tm_slot_kind : unsigned char { TM_ON_HEAP = 0x80, TM_ASK = 0xFE, TM_EMPTY = 0xFF };
+
+/// The pointer, which is not null; else Tm_exception.
+template <class T>
+T* tm_present(T* pointer) {
+    if (pointer == nullptr) throw Tm_exception("member without a value");
+    return pointer;
+}
+
+/// A new value from what add_member() takes. A null pointer throws Tm_exception.
+class TMSG_API Tm_new_value {
+public:
+    template <class Plain, class Value = typename Tm_plain<Plain>::value>
+    explicit Tm_new_value(Plain plain) : kind_(Tm_plain<Plain>::code) {
+        ::new (slot_.bytes) Value(plain);
+    }
+    /// Refers to the bytes. Throws Tm_out_of_range_exception for more than a string may have.
+    explicit Tm_new_value(std::string_view text);
+    explicit Tm_new_value(char const* text) : Tm_new_value(std::string_view(tm_present(text))) {}
+    Tm_new_value(unsigned char const* data, unsigned int length);
+    /// A file.
+    Tm_new_value(std::string const& path, unsigned int open_mode);
+    /// A copy.
+    explicit Tm_new_value(Tm_value const* value)
+        : Tm_new_value(Owned(tm_present(value)->clone())) {}
+    explicit Tm_new_value(std::unique_ptr<Tm_value> value) noexcept { own(value.release()); }
+    Tm_new_value(Tm_new_value&& other) noexcept
+        : slot_(other.slot_), kind_(std::exchange(other.kind_, TM_EMPTY)) {}
+    Tm_new_value& operator=(Tm_new_value&&) = delete;
+    ~Tm_new_value() {
+        if (is_on_heap()) delete slot_.on_heap();
+    }
+
+    /// The value as an object of its own.
+    std::unique_ptr<Tm_value> release();
+
+private:
+    friend class Tm_value_container;
+
+    using Owned = std::unique_ptr<Tm_value>;
+    /// A string whose text no container owns yet.
+    static constexpr unsigned char UNKEPT = 0x7F;
+
+    bool is_on_heap() const { return kind_ >= TM_ON_HEAP && kind_ != TM_EMPTY; }
+    std::string_view text() { return *slot_.in_place<std::string_view>(); }
+    void own(Tm_value* value) noexcept;
+
+    Tm_slot slot_;
+    unsigned char kind_;
+};
