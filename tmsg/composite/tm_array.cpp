@@ -60,22 +60,29 @@ Tm_struct const* Tm_array::last_struct() const {
     return is_struct ? static_cast<Tm_struct const*>(values_.get_value(count - 1)) : nullptr;
 }
 
+template <class Plain>
+void Tm_array::append_plain(Plain value) {
+    if (!is_plain()) return append(Tm_new_value(value));
+    values_.reserve_next();
+    values_.push(value);
+}
+
 void Tm_array::append(Tm_new_value value) {
     if (!is_plain()) return add_member_and_own(value.release().release());
     values_.prepare(value);
     values_.push(std::move(value));
 }
 
-void Tm_array::add_member(signed char value) { append(Tm_new_value(value)); }
-void Tm_array::add_member(unsigned char value) { append(Tm_new_value(value)); }
-void Tm_array::add_member(short value) { append(Tm_new_value(value)); }
-void Tm_array::add_member(unsigned short value) { append(Tm_new_value(value)); }
-void Tm_array::add_member(int value) { append(Tm_new_value(value)); }
-void Tm_array::add_member(unsigned int value) { append(Tm_new_value(value)); }
-void Tm_array::add_member(long value) { append(Tm_new_value(value)); }
-void Tm_array::add_member(unsigned long value) { append(Tm_new_value(value)); }
-void Tm_array::add_member(double value) { append(Tm_new_value(value)); }
-void Tm_array::add_member(bool value) { append(Tm_new_value(value)); }
+void Tm_array::add_member(signed char value) { append_plain(value); }
+void Tm_array::add_member(unsigned char value) { append_plain(value); }
+void Tm_array::add_member(short value) { append_plain(value); }
+void Tm_array::add_member(unsigned short value) { append_plain(value); }
+void Tm_array::add_member(int value) { append_plain(value); }
+void Tm_array::add_member(unsigned int value) { append_plain(value); }
+void Tm_array::add_member(long value) { append_plain(value); }
+void Tm_array::add_member(unsigned long value) { append_plain(value); }
+void Tm_array::add_member(double value) { append_plain(value); }
+void Tm_array::add_member(bool value) { append_plain(value); }
 void Tm_array::add_member(char const* text) { append(Tm_new_value(text)); }
 void Tm_array::add_member(std::string const& text) { append(Tm_new_value(text)); }
 void Tm_array::add_member(std::string_view text) { append(Tm_new_value(text)); }

@@ -92,6 +92,8 @@ private:
     bool is_plain() const;
     /// The last element, if it is a struct; else null.
     Tm_struct const* last_struct() const;
+    template <class Plain>
+    void append_plain(Plain value);
     void append(Tm_new_value value);
     template <class Result>
     Result read(int i) const {

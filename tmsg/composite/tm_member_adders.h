@@ -18,16 +18,16 @@ public:
     using Index = Tm_catalog<std::string>;
 
     // clang-format off
-    void add_member(Where where, signed char value, Index* index = nullptr) { place(where, index, value); }
-    void add_member(Where where, unsigned char value, Index* index = nullptr) { place(where, index, value); }
-    void add_member(Where where, short value, Index* index = nullptr) { place(where, index, value); }
-    void add_member(Where where, unsigned short value, Index* index = nullptr) { place(where, index, value); }
-    void add_member(Where where, int value, Index* index = nullptr) { place(where, index, value); }
-    void add_member(Where where, unsigned int value, Index* index = nullptr) { place(where, index, value); }
-    void add_member(Where where, long value, Index* index = nullptr) { place(where, index, value); }
-    void add_member(Where where, unsigned long value, Index* index = nullptr) { place(where, index, value); }
-    void add_member(Where where, double value, Index* index = nullptr) { place(where, index, value); }
-    void add_member(Where where, bool value, Index* index = nullptr) { place(where, index, value); }
+    void add_member(Where where, signed char value, Index* index = nullptr) { owner().place(where, value, index); }
+    void add_member(Where where, unsigned char value, Index* index = nullptr) { owner().place(where, value, index); }
+    void add_member(Where where, short value, Index* index = nullptr) { owner().place(where, value, index); }
+    void add_member(Where where, unsigned short value, Index* index = nullptr) { owner().place(where, value, index); }
+    void add_member(Where where, int value, Index* index = nullptr) { owner().place(where, value, index); }
+    void add_member(Where where, unsigned int value, Index* index = nullptr) { owner().place(where, value, index); }
+    void add_member(Where where, long value, Index* index = nullptr) { owner().place(where, value, index); }
+    void add_member(Where where, unsigned long value, Index* index = nullptr) { owner().place(where, value, index); }
+    void add_member(Where where, double value, Index* index = nullptr) { owner().place(where, value, index); }
+    void add_member(Where where, bool value, Index* index = nullptr) { owner().place(where, value, index); }
     void add_member(Where where, char const* text, Index* index = nullptr) { place(where, index, text); }
     void add_member(Where where, std::string const& text, Index* index = nullptr) { place(where, index, text); }
     void add_member(Where where, std::string_view text, Index* index = nullptr) { place(where, index, text); }

@@ -18,16 +18,16 @@ Tm_new_value::Tm_new_value(std::string const& path, unsigned int open_mode)
     : Tm_new_value(Owned(new Tm_file(path, open_mode))) {}
 
 void Tm_new_value::own(Tm_value* value) noexcept {
-    kind_ = TM_EMPTY;
+    kind_ = tm_no_value;
     std::memcpy(slot_.bytes, &value, sizeof value);
     if (value == nullptr) return;
     auto const code = static_cast<unsigned int>(value->get_value_type());
-    kind_ = static_cast<unsigned char>(std::min<unsigned int>(TM_ON_HEAP + code, TM_ASK));
+    kind_ = static_cast<unsigned char>(std::min<unsigned int>(tm_on_heap + code, tm_ask_value));
 }
 
 std::unique_ptr<Tm_value> Tm_new_value::release() {
     if (kind_ == UNKEPT) return std::make_unique<Tm_string>(text());
-    if (kind_ < TM_ON_HEAP) return Owned(slot_.in_place<Tm_value>()->clone());
-    bool const is_empty = std::exchange(kind_, TM_EMPTY) == TM_EMPTY;
+    if (kind_ < tm_on_heap) return Owned(slot_.in_place<Tm_value>()->clone());
+    bool const is_empty = std::exchange(kind_, tm_no_value) == tm_no_value;
     return Owned(is_empty ? nullptr : slot_.on_heap());
 }

@@ -31,9 +31,11 @@ struct alignas(8) Tm_slot {
     }
 };
 
-/// What a slot holds: the type code of the value in it, or one of these. A value on the heap has
-/// its type code besides TM_ON_HEAP, or TM_ASK where that is too large.
-enum Tm_slot_kind : unsigned char { TM_ON_HEAP = 0x80, TM_ASK = 0xFE, TM_EMPTY = 0xFF };
+// The kind of what a slot holds is the type code of the value in it, or one of these. For a value
+// on the heap it is tm_on_heap and the value's type code, or tm_ask_value where that is too large.
+constexpr unsigned char tm_on_heap = 0x80;
+constexpr unsigned char tm_ask_value = 0xFE;
+constexpr unsigned char tm_no_value = 0xFF;
 
 /// The pointer, which is not null; else Tm_exception.
 template <class T>
@@ -46,7 +48,7 @@ T* tm_present(T* pointer) {
 class TMSG_API Tm_new_value {
 public:
     template <class Plain, class Value = typename Tm_plain<Plain>::value>
-    explicit Tm_new_value(Plain plain) : kind_(Tm_plain<Plain>::code) {
+    Tm_new_value(Plain plain) : kind_(Tm_plain<Plain>::code) {
         ::new (slot_.bytes) Value(plain);
     }
     /// Refers to the bytes. Throws Tm_out_of_range_exception for more than a string may have.
@@ -60,7 +62,7 @@ public:
         : Tm_new_value(Owned(tm_present(value)->clone())) {}
     explicit Tm_new_value(std::unique_ptr<Tm_value> value) noexcept { own(value.release()); }
     Tm_new_value(Tm_new_value&& other) noexcept
-        : slot_(other.slot_), kind_(std::exchange(other.kind_, TM_EMPTY)) {}
+        : slot_(other.slot_), kind_(std::exchange(other.kind_, tm_no_value)) {}
     Tm_new_value& operator=(Tm_new_value&&) = delete;
     ~Tm_new_value() {
         if (is_on_heap()) delete slot_.on_heap();
@@ -76,7 +78,7 @@ private:
     /// A string whose text no container owns yet.
     static constexpr unsigned char UNKEPT = 0x7F;
 
-    bool is_on_heap() const { return kind_ >= TM_ON_HEAP && kind_ != TM_EMPTY; }
+    bool is_on_heap() const { return kind_ >= tm_on_heap && kind_ != tm_no_value; }
     std::string_view text() { return *slot_.in_place<std::string_view>(); }
     void own(Tm_value* value) noexcept;
 

@@ -272,18 +272,39 @@ Tm_value const* Tm_struct::get_member_value(TMV type, int i) const {
     return tm_check_member_type(get_value(i), type);
 }
 
-int Tm_struct::get_number(char const* name) const {
-    std::string_view const wanted = name == nullptr ? std::string_view() : name;
-    int const position = name == nullptr ? -1 : find(wanted);
-    if (position < 0) throw Tm_name_not_found_exception(std::string(wanted));
+int Tm_struct::get_number(char const* name) const { return number_of(tm_view(name)); }
+
+int Tm_struct::get_member_index(char const* name) const { return find(tm_view(name)); }
+
+int Tm_struct::number_of(std::string_view name) const {
+    int const position = find(name);
+    if (position < 0) fail_name(name);
     return position;
 }
 
-int Tm_struct::get_member_index(char const* name) const {
-    return name == nullptr ? -1 : find(name);
+void Tm_struct::fail_name(std::string_view name) {
+    throw Tm_name_not_found_exception(std::string(name));
 }
 
-int Tm_struct::find(std::string_view name) const {
+/// Short names near the hint are found without a call.
+inline int Tm_struct::find(std::string_view name) const {
+    if (!is_plain() || name.size() > tm_short_text) return find_far(name);
+    std::uint32_t const hint = hint_.load(std::memory_order_relaxed);
+    unsigned int const end = std::min(named_members(), hint + near_members);
+    for (unsigned int i = hint; i < end; ++i) {
+        char const* const text = (*layout_)[i];
+        bool const is_it =
+            tm_text_length(text) == name.size() && tm_equal_short(text, name.data(), name.size());
+        if (is_it && name.data() != nullptr) {
+            hint_.store(i, std::memory_order_relaxed);
+            return static_cast<int>(i);
+        }
+    }
+    return find_far(name);
+}
+
+[[gnu::noinline]] int Tm_struct::find_far(std::string_view name) const {
+    if (name.data() == nullptr) return -1;
     int const position = is_plain() ? find_plain(name) : find_by_asking(name);
     if (position >= 0) hint_.store(static_cast<std::uint32_t>(position), std::memory_order_relaxed);
     return position;
@@ -292,13 +313,9 @@ int Tm_struct::find(std::string_view name) const {
 int Tm_struct::find_plain(std::string_view name) const {
     unsigned int const count = named_members();
     unsigned int const hint = std::min(hint_.load(std::memory_order_relaxed), count);
-    unsigned int const near_end =
-        count <= few_members ? count : std::min(count, hint + near_members);
-    for (unsigned int i = hint; i < near_end; ++i) {
-        if (tm_text_equals((*layout_)[i], name)) return static_cast<int>(i);
-    }
-    if (count > few_members) return layout_->find(name, near_end, count);
-    for (unsigned int i = 0; i < hint; ++i) {
+    if (count > few_members) return layout_->find(name, hint, count);
+    for (unsigned int step = 0; step < count; ++step) {
+        unsigned int const i = hint + step < count ? hint + step : hint + step - count;
         if (tm_text_equals((*layout_)[i], name)) return static_cast<int>(i);
     }
     return -1;

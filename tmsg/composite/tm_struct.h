@@ -112,20 +112,33 @@ private:
     bool is_plain() const { return &typeid(*this) == &typeid(Tm_struct); }
     std::string_view name_at(int i) const;
     unsigned int named_members() const;
+    /// Each takes a view of null for a name that is not there. find() returns -1 for such a name,
+    /// number_of() throws Tm_name_not_found_exception.
     int find(std::string_view name) const;
+    int find_far(std::string_view name) const;
     int find_plain(std::string_view name) const;
     int find_by_asking(std::string_view name) const;
+    int number_of(std::string_view name) const;
+    [[noreturn]] static void fail_name(std::string_view name);
 
     void check_place(std::string_view) const {}
+    template <class Plain>
+    void place(std::string_view name, Plain value, Index* index) {
+        if (!is_plain()) return place(name, Tm_new_value(value), index);
+        values_.reserve_next();
+        record_name(name, index);
+        values_.push(value);
+    }
     void place(std::string_view name, Tm_new_value&& value, Index* index);
     template <class Result>
     Result read_member(int i) const {
         return is_plain() ? values_.read<Result>(values_.checked(i))
                           : tm_read_member<Result>(get_value(i));
     }
+    /// Inline, so that the compiler knows the lengths of names that are literals.
     template <class Result>
     Result read_member(char const* name) const {
-        return read_member<Result>(get_number(name));
+        return read_member<Result>(number_of(tm_view(name)));
     }
 
     Extras& extras();

@@ -126,7 +126,7 @@ void Tm_value_container::free_slots() noexcept {
 
 void Tm_value_container::destroy(std::size_t i) noexcept {
     unsigned char const kind = kinds()[i];
-    if (kind >= TM_ON_HEAP && kind != TM_EMPTY) delete slots_[i].on_heap();
+    if (kind >= tm_on_heap && kind != tm_no_value) delete slots_[i].on_heap();
 }
 
 char const* Tm_value_container::make_text(std::string_view bytes) {
@@ -138,6 +138,20 @@ void Tm_value_container::keep_text(Tm_new_value& value) {
     char const* const text = texts_.add(value.text());
     ::new (value.slot_.bytes) Tm_string(Tm_string::In_place(), text);
     value.kind_ = TMV_STRING;
+}
+
+/// Copies what was written in the sizes that it was written in: a load that spans two recent stores
+/// waits for both of them.
+void Tm_value_container::put(std::size_t i, Tm_new_value&& value) noexcept {
+    if (value.kind_ >= tm_on_heap) {
+        std::memcpy(slots_[i].bytes, value.slot_.bytes, sizeof(Tm_value*));
+    } else if (value.kind_ == TMV_STRING) {
+        char const* const text = value.slot_.in_place<Tm_string>()->value().data();
+        ::new (slots_[i].bytes) Tm_string(Tm_string::In_place(), text);
+    } else {
+        slots_[i] = value.slot_;
+    }
+    kinds()[i] = std::exchange(value.kind_, tm_no_value);
 }
 
 Tm_value* Tm_value_container::push_and_copy(Tm_value const* value) {
@@ -167,7 +181,7 @@ Tm_value* Tm_value_container::set_and_own(int position, Tm_value* value) {
 
 void Tm_value_container::delete_all() {
     for (std::size_t i = 0; i < size_; ++i) destroy(i);
-    if (size_ > 0) std::memset(kinds(), TM_EMPTY, size_);
+    if (size_ > 0) std::memset(kinds(), tm_no_value, size_);
     texts_.clear();
 }
 
@@ -180,7 +194,7 @@ void Tm_value_container::size_and_clear(int count) {
     delete_and_remove_all();
     reserve(count);
     size_ = static_cast<std::uint32_t>(std::max(count, 0));
-    if (size_ > 0) std::memset(kinds(), TM_EMPTY, size_);
+    if (size_ > 0) std::memset(kinds(), tm_no_value, size_);
 }
 
 void Tm_value_container::fail_range(int position) const {
@@ -189,9 +203,9 @@ void Tm_value_container::fail_range(int position) const {
 
 TMV Tm_value_container::type_at(std::size_t i) const {
     unsigned char const kind = kinds()[i];
-    if (kind == TM_EMPTY) throw Tm_exception("member without a value");
-    if (kind == TM_ASK) return slots_[i].on_heap()->get_value_type();
-    return static_cast<TMV>(kind < TM_ON_HEAP ? kind : kind - TM_ON_HEAP);
+    if (kind == tm_no_value) throw Tm_exception("member without a value");
+    if (kind == tm_ask_value) return slots_[i].on_heap()->get_value_type();
+    return static_cast<TMV>(kind < tm_on_heap ? kind : kind - tm_on_heap);
 }
 
 Tm_value const* Tm_value_container::at(std::size_t i, TMV type) const {
@@ -215,11 +229,11 @@ void Tm_value_container::copy_values(Tm_value_container const& other) {
         unsigned char const kind = other.kinds()[i];
         if (kind == TMV_STRING) {
             push_string(texts_.add(other.in_place<Tm_string>(i)->value()));
-        } else if (kind < TM_ON_HEAP) {
+        } else if (kind < tm_on_heap) {
             slots_[i] = other.slots_[i];
             kinds()[size_++] = kind;
         } else {
-            push_and_own(kind == TM_EMPTY ? nullptr : other.slots_[i].on_heap()->clone());
+            push_and_own(kind == tm_no_value ? nullptr : other.slots_[i].on_heap()->clone());
         }
     }
 }
@@ -233,8 +247,8 @@ bool Tm_value_container::equals(Tm_value_container const& other) const {
 }
 
 bool Tm_value_container::accept(std::size_t i, Tm_visitor& visitor, Tm_wire_room* room) const {
-    if (kinds()[i] >= TM_ON_HEAP) {
-        if (kinds()[i] == TM_EMPTY) throw Tm_exception("member without a value");
+    if (kinds()[i] >= tm_on_heap) {
+        if (kinds()[i] == tm_no_value) throw Tm_exception("member without a value");
         return slots_[i].on_heap()->accept(visitor);
     }
     return visit_in_place(kinds()[i], slots_[i], [&](auto const& value) {
@@ -252,7 +266,7 @@ bool Tm_value_container::accept(std::size_t i, Tm_visitor& visitor, Tm_wire_room
 /// Both slots are empty, or both hold equal values.
 bool Tm_value_container::equals_at(Tm_value_container const& other, std::size_t i) const {
     unsigned char const kind = kinds()[i];
-    if (kind < TM_ON_HEAP && kind == other.kinds()[i]) {
+    if (kind < tm_on_heap && kind == other.kinds()[i]) {
         return visit_in_place(kinds()[i], slots_[i], [&](auto const& left) {
             using Value = std::decay_t<decltype(left)>;
             return left.value() == other.in_place<Value>(i)->value();

@@ -71,8 +71,8 @@ private:
     unsigned char* kinds() const { return reinterpret_cast<unsigned char*>(slots_ + capacity_); }
     Tm_value* at(std::size_t i) const {
         unsigned char const kind = kinds()[i];
-        if (kind < TM_ON_HEAP) return in_place<Tm_value>(i);
-        return kind == TM_EMPTY ? nullptr : slots_[i].on_heap();
+        if (kind < tm_on_heap) return in_place<Tm_value>(i);
+        return kind == tm_no_value ? nullptr : slots_[i].on_heap();
     }
     template <class Value>
     Value* in_place(std::size_t i) const {
@@ -84,7 +84,7 @@ private:
         return i;
     }
     [[noreturn]] void fail_range(int position) const;
-    bool holds_struct(std::size_t i) const { return kinds()[i] == TM_ON_HEAP + TMV_STRUCT; }
+    bool holds_struct(std::size_t i) const { return kinds()[i] == tm_on_heap + TMV_STRUCT; }
     /// Throws Tm_exception for an empty slot.
     TMV type_at(std::size_t i) const;
     /// The value; Tm_type_mismatch_exception where it has another type.
@@ -111,10 +111,7 @@ private:
     }
     /// A value that was prepared. Cannot fail.
     void push(Tm_new_value&& value) noexcept { put(size_++, std::move(value)); }
-    void put(std::size_t i, Tm_new_value&& value) noexcept {
-        slots_[i] = value.slot_;
-        kinds()[i] = std::exchange(value.kind_, TM_EMPTY);
-    }
+    void put(std::size_t i, Tm_new_value&& value) noexcept;
     /// Both need room that reserve_next() made. They cannot fail.
     template <class Plain>
     void push(Plain value) {

@@ -49,7 +49,7 @@ private:
     }
     static void check_values(Tm_value_container const& values) {
         for (std::size_t i = 0; i < values.size_; ++i) {
-            bool const is_on_heap = values.kinds()[i] >= TM_ON_HEAP;
+            bool const is_on_heap = values.kinds()[i] >= tm_on_heap;
             Tm_value const* const value = is_on_heap ? values.at(i) : nullptr;
             if (value != nullptr) check(*value);
         }

@@ -31,15 +31,17 @@ inline char* tm_begin_text(void* memory, std::size_t length) {
     return text;
 }
 
-/// Compares bytes; faster than a call of memcmp where there are few, as in names.
-inline bool tm_equal_bytes(char const* a, char const* b, std::size_t size) {
+/// Up to this length texts are compared without a call.
+constexpr std::size_t tm_short_text = 16;
+
+/// Compares at most tm_short_text bytes.
+inline bool tm_equal_short(char const* a, char const* b, std::size_t size) {
     auto const differ = [&](auto word, std::size_t at) {
         auto other = word;
         std::memcpy(&word, a + at, sizeof word);
         std::memcpy(&other, b + at, sizeof other);
         return word != other;
     };
-    if (size > 16) return std::memcmp(a, b, size) == 0;
     if (size >= 8) return !differ(std::uint64_t{}, 0) && !differ(std::uint64_t{}, size - 8);
     if (size >= 4) return !differ(std::uint32_t{}, 0) && !differ(std::uint32_t{}, size - 4);
     for (std::size_t i = 0; i < size; ++i) {
@@ -48,8 +50,18 @@ inline bool tm_equal_bytes(char const* a, char const* b, std::size_t size) {
     return true;
 }
 
+/// Faster than a call of memcmp where there are few bytes, as in names.
+inline bool tm_equal_bytes(char const* a, char const* b, std::size_t size) {
+    return size > tm_short_text ? std::memcmp(a, b, size) == 0 : tm_equal_short(a, b, size);
+}
+
 inline bool tm_text_equals(char const* text, std::string_view other) {
     return tm_text_length(text) == other.size() && tm_equal_bytes(text, other.data(), other.size());
+}
+
+/// The bytes up to the zero; a view of null for a null pointer.
+inline std::string_view tm_view(char const* text) {
+    return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
 /// Owns the blocks. Texts never move; all of them are freed together.
