@@ -54,12 +54,6 @@ void Tm_array::reserve(int count) { values_.reserve(count); }
 
 bool Tm_array::is_plain() const { return &typeid(*this) == &typeid(Tm_array); }
 
-Tm_struct const* Tm_array::last_struct() const {
-    int const count = values_.size();
-    bool const is_struct = count > 0 && values_.holds_struct(static_cast<std::size_t>(count) - 1);
-    return is_struct ? static_cast<Tm_struct const*>(values_.get_value(count - 1)) : nullptr;
-}
-
 template <class Plain>
 void Tm_array::append_plain(Plain value) {
     if (!is_plain()) return append(Tm_new_value(value));

@@ -90,8 +90,6 @@ private:
 
     /// No class of a user's own, whose add_member_and_own() is called for every element.
     bool is_plain() const;
-    /// The last element, if it is a struct; else null.
-    Tm_struct const* last_struct() const;
     template <class Plain>
     void append_plain(Plain value);
     void append(Tm_new_value value);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "tmsg/composite/tm_struct.h"
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_walk.h"
 
@@ -206,6 +207,11 @@ TMV Tm_value_container::type_at(std::size_t i) const {
     if (kind == tm_no_value) throw Tm_exception("member without a value");
     if (kind == tm_ask_value) return slots_[i].on_heap()->get_value_type();
     return static_cast<TMV>(kind < tm_on_heap ? kind : kind - tm_on_heap);
+}
+
+Tm_struct const* Tm_value_container::last_struct() const {
+    bool const is_struct = size_ > 0 && kinds()[size_ - 1] == tm_on_heap + TMV_STRUCT;
+    return is_struct ? static_cast<Tm_struct const*>(at(size_ - 1)) : nullptr;
 }
 
 Tm_value const* Tm_value_container::at(std::size_t i, TMV type) const {

@@ -84,7 +84,8 @@ private:
         return i;
     }
     [[noreturn]] void fail_range(int position) const;
-    bool holds_struct(std::size_t i) const { return kinds()[i] == tm_on_heap + TMV_STRUCT; }
+    /// The last value, if it is a struct; else null.
+    Tm_struct const* last_struct() const;
     /// Throws Tm_exception for an empty slot.
     TMV type_at(std::size_t i) const;
     /// The value; Tm_type_mismatch_exception where it has another type.

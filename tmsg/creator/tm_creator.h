@@ -109,26 +109,26 @@ private:
         bool shares_names = false;  ///< structs within are of the make of a message's own
         bool by_index = false;      ///< names come as positions in the message's table
         std::uint32_t name_length = 0;
-        Tm_struct* structure = nullptr;  ///< null until the first name, in a nested struct
-        Tm_array* array = nullptr;
-        std::unique_ptr<Tm_value> owned;  ///< a nested value, until it is complete
-        std::uint64_t place = 0;          ///< where its structs stand, for tm_recall_layout()
+        Tm_struct* structure = nullptr;        ///< null until the first name, in a nested struct
+        Tm_value_container* values = nullptr;  ///< of the open struct or array
+        std::unique_ptr<Tm_value> owned;       ///< a nested value, until it is complete
+        std::uint64_t place = 0;               ///< where its structs stand, for tm_recall_layout()
     };
     enum class Phase : unsigned char { not_begun, begun, in_first_struct, in_second_struct, ended };
 
     struct Open_message {
-        char const* state_name() const;
-
         Message* target = nullptr;
         Phase phase = Phase::not_begun;
         bool is_call = false;
-        unsigned int name_length = 0;  ///< 0 until one is announced
-        std::string name;              ///< the pieces received so far
-        std::uint64_t place = 0;       ///< where its structs stand, for tm_recall_layout()
-        Layout_ref table;              ///< the names of members that come by index
+        unsigned int name_length = 0;    ///< 0 until a request name is announced
+        unsigned int name_received = 0;  ///< bytes of it
+        std::string name;                ///< its pieces, while there are several
+        std::uint64_t place = 0;         ///< where its structs stand, for tm_recall_layout()
+        Layout_ref table;                ///< the names of members that come by index
     };
     Open_message& message() { return nested_.empty() ? root_ : nested_.back(); }
     Open_message const& message() const { return nested_.empty() ? root_ : nested_.back(); }
+    char const* message_state_name() const;
 
     bool expects_value() const;
     bool is_in_message() const;
@@ -138,7 +138,6 @@ private:
     bool reject(std::string const& event);
     bool fail(std::string text);
 
-    static Tm_value_container* values(Frame const& frame);
     bool put(Tm_new_value value, char const* event);
     void place(Tm_new_value value);
     void value_arrived();
@@ -149,13 +148,14 @@ private:
 
     Frame& open(State state);
     void close();
+    void begin_nested_message();
     bool begin_group();
     Layout_ref read_name_table() const;
 
     void take_name(std::string_view name);
     void take_name_at(std::size_t index);
     template <class Fits>
-    Tm_layout* layout_around(Fits fits) const;
+    Layout_ref layout_around(Fits fits) const;
     void make_struct(Layout_ref layout);
     static void finish_layout(Frame const& frame);
 
@@ -164,7 +164,7 @@ private:
     State leaf_ = State::none;    ///< string, binary or file while one is open
     std::uint32_t expected_ = 0;  ///< bytes of the open string, byte string or file
     std::uint32_t received_ = 0;
-    bool target_is_plain_ = true;  ///< false: an array of a user's own class is filled
+    Tm_array* user_array_ = nullptr;  ///< the array to fill, where its class is a user's own
     std::vector<Frame> frames_;
     Open_message root_;  ///< without a target where an array is filled
     std::vector<Open_message> nested_;

@@ -62,15 +62,8 @@ private:
     /// Has room for one more value; null where none may come.
     Tm_value_container* place_for_value() {
         Frame const& frame = frames_.back();
-        Tm_value_container* target = nullptr;
-        if (frame.state == State::named) {
-            target = &frame.structure->values_;
-        } else if (frame.state == State::array) {
-            target = &frame.array->values_;
-        } else {
-            return nullptr;
-        }
-        target->reserve_next();
-        return target;
+        if (frame.state != State::named && frame.state != State::array) return nullptr;
+        frame.values->reserve_next();
+        return frame.values;
     }
 };

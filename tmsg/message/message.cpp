@@ -61,11 +61,11 @@ bool Message::accept(Tm_visitor& visitor) const {
            walk.step(6, [&] { return visitor.visit_method_end(is_request); });
 }
 
-void Message::set_request_name(std::string const& name) {
-    std::string full = name;
-    std::size_t const dot = full.find('.');
-    std::string set = full.substr(0, dot);
-    method_name_ = dot == std::string::npos ? full : full.substr(dot + 1);
+void Message::set_request_name(std::string_view name) {
+    std::size_t const dot = name.find('.');
+    std::string full(name);
+    std::string set(name.substr(0, dot));
+    method_name_ = dot == std::string_view::npos ? name : name.substr(dot + 1);
     message_set_name_ = std::move(set);
     request_name_ = std::move(full);
 }

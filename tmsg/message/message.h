@@ -50,7 +50,7 @@ public:
     TMT get_msg_type() const { return type_; }
 
     /// "set.method" is split at the first dot; without one both parts are the whole name.
-    void set_request_name(std::string const& name);
+    void set_request_name(std::string_view name);
     std::string const& get_request_name() const { return request_name_; }
     std::string const& get_message_set_name() const { return message_set_name_; }
     std::string const& get_method_name() const { return method_name_; }

@@ -1,0 +1,178 @@
+/// Structs within the events, their members and names. A struct shares the layout of a struct near
+/// it, or one that the process has kept, as long as its names are the same.
+#include <algorithm>
+#include <utility>
+
+#include "tmsg/creator/tm_own_creator.h"
+#include "tmsg/message/message.h"
+#include "tmsg/value/tm_limit_error.h"
+
+bool Tm_creator::visit_struct_begin() {
+    if (refuse_depth()) return false;
+    if (expects_value()) {
+        open(State::structure);
+    } else if (!is_in_message() || !begin_group()) {
+        return reject("struct begin");
+    }
+    ++depth_;
+    return true;
+}
+
+bool Tm_creator::visit_struct_end() {
+    if (leaf_ != State::none || frames_.back().state != State::structure) {
+        return reject("struct end");
+    }
+    bool const is_group = frames_[frames_.size() - 2].state == State::method;
+    if (frames_.back().structure == nullptr) make_struct({});
+    Frame const& frame = frames_.back();
+    finish_layout(frame);
+    frame.values->give_up_spare();
+    if (is_group) {
+        frames_.pop_back();
+        --depth_;
+    } else {
+        close();
+    }
+    return true;
+}
+
+bool Tm_creator::visit_member_begin(unsigned int length) {
+    Frame& frame = frames_.back();
+    if (leaf_ != State::none || frame.state != State::structure) {
+        return reject("member begin");
+    }
+    frame.state = State::naming;
+    frame.name_length = length;
+    text_.clear();
+    return true;
+}
+
+bool Tm_creator::visit_member_continue(char const* data, unsigned int length) {
+    if (!is_in_member()) {
+        return reject("member continue");
+    }
+    Frame const& frame = frames_.back();
+    bool const is_naming = frame.state == State::naming;
+    std::size_t const received = is_naming ? text_.size() : frame.name_length;
+    if (length > frame.name_length - received) return fail("member name longer than given length");
+    if (!is_naming) return true;
+    if (length == frame.name_length) {
+        take_name(std::string_view(data, length));
+    } else {
+        text_.append(data, length);
+        if (text_.size() == frame.name_length) take_name(text_);
+    }
+    return true;
+}
+
+bool Tm_creator::visit_member_begin_with_index(unsigned short index) {
+    if (!support_member_with_index()) {
+        return reject("member begin with index");
+    }
+    return visit_member_begin(tm_text_length(message().table->at(index)));
+}
+
+bool Tm_creator::visit_member_continue_with_index(unsigned short index) {
+    if (!is_in_member() || !frames_.back().by_index) {
+        return reject("member continue with index");
+    }
+    char const* const name = message().table->at(index);
+    Frame const& frame = frames_.back();
+    bool const is_whole =
+        frame.state == State::naming && text_.empty() && frame.name_length == tm_text_length(name);
+    if (!is_whole) return visit_member_continue(name, tm_text_length(name));
+    take_name_at(index);
+    return true;
+}
+
+bool Tm_creator::visit_member_end() {
+    if (!is_in_member()) return reject("member end");
+    if (frames_.back().state != State::valued) return fail("no values found in member");
+    frames_.back().state = State::structure;
+    return true;
+}
+
+/// A nested struct is made when its first name has come, which says what struct it may be like.
+void Tm_creator::take_name(std::string_view name) {
+    Frame& frame = frames_.back();
+    if (frame.structure == nullptr) {
+        Layout_ref near = layout_around([&](Tm_layout const& known) { return known.has(0, name); });
+        make_struct(near ? std::move(near) : tm_recall_layout(frame.place, name));
+    }
+    Tm_struct& target = *frame.structure;
+    if (!target.layout_ || !target.layout_->has(target.name_count_, name)) {
+        target.name_next(name, frame.place);
+    }
+    frame.state = State::named;
+}
+
+/// The same for a name in the message's table: all structs of the message share its text.
+void Tm_creator::take_name_at(std::size_t index) {
+    Frame& frame = frames_.back();
+    Layout_ref const& table = message().table;
+    char const* const name = table->at(index);
+    auto const is_like = [&](Tm_layout const& known, std::size_t at) {
+        return known.table() == table.get() && at < known.size() && known[at] == name;
+    };
+    if (frame.structure == nullptr) {
+        make_struct(layout_around([&](Tm_layout const& known) { return is_like(known, 0); }));
+    }
+    Tm_struct& target = *frame.structure;
+    Tm_layout const* const before = target.layout_.get();
+    if (before != nullptr && before->table() != table.get()) {
+        target.name_next(tm_text_view(name), frame.place);
+    } else if (before == nullptr || !is_like(*before, target.name_count_)) {
+        bool const is_open =
+            before != nullptr && !before->is_sealed() && before->size() == target.name_count_;
+        Layout_ref layout = target.layout_;
+        if (!is_open) {
+            layout =
+                before == nullptr ? Tm_layout::make() : before->fork_in_table(target.name_count_);
+        }
+        layout->append_from(table, index);
+        target.layout_ = std::move(layout);
+    }
+    frame.state = State::named;
+}
+
+/// A sealed layout near the innermost frame: that of the struct before it in the same array, or of
+/// the struct around it, if it fits; else null.
+template <class Fits>
+Tm_creator::Layout_ref Tm_creator::layout_around(Fits fits) const {
+    auto const is_usable = [&](Tm_struct const* known) {
+        return known != nullptr && known->layout_ && known->layout_->is_sealed() &&
+               fits(*known->layout_);
+    };
+    Frame const* around = &frames_[frames_.size() - 2];
+    if (around->state == State::array || around->state == State::base_array) {
+        Tm_struct const* const last = around->values->last_struct();
+        if (is_usable(last)) return last->layout_;
+        if (frames_.size() > 2) --around;
+    }
+    return is_usable(around->structure) ? around->structure->layout_ : Layout_ref();
+}
+
+/// Makes the innermost frame's struct, with room for what structs of that layout usually hold.
+void Tm_creator::make_struct(Layout_ref layout) {
+    constexpr std::size_t usual_depth = 16;
+    constexpr std::uint32_t deep_members = 4;
+    Tm_layout::Extent extent;
+    if (layout) extent = layout->usual_extent();
+    // Structs that stay open for long must not each hold what a large one needed.
+    if (frames_.size() > usual_depth) extent = {std::min(extent.members, deep_members), 0};
+    auto made = Tm_struct::make(std::move(layout), extent.members, extent.text);
+    Frame& frame = frames_.back();
+    made->shares_names_ = frame.shares_names ? 1 : 0;
+    frame.structure = made.get();
+    frame.values = &made->values_;
+    frame.owned = std::move(made);
+}
+
+/// A layout that is not sealed is the struct's own.
+void Tm_creator::finish_layout(Frame const& frame) {
+    if (!frame.structure->layout_) return;
+    frame.structure->note_extent();
+    if (!frame.structure->layout_->is_sealed()) {
+        tm_keep_layout(frame.place, frame.structure->layout_);
+    }
+}
