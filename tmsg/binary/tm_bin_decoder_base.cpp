@@ -248,6 +248,11 @@ void Tm_bin_decoder_base::decode_whole_items(Tm_own_creator& creator) {
         } else if (size == 1 || *item == TM_TAG_MEMBER) {
             ++depth_;
         }
+        // The usual item behind a value is not worth the way around.
+        if (at < stop && *at == TM_TAG_MEMBER_END && creator.end_member()) {
+            item = at++;
+            --depth_;
+        }
     }
     if (item == nullptr) return;
     item_tag_ = *item;
