@@ -94,6 +94,8 @@ TEST(Creator, RejectsPiecesThatDoNotFit) {
     EXPECT_EQ((Names{"unexpected method name begin in method call", "taken", "method name longer than given length"}),
               (Names{n.after(n.visit_method_name_begin(65536)), n.after(n.visit_method_name_begin(1)),
                      n.after(n.visit_method_name_continue("ab", 2))}));
+    EXPECT_TRUE(n.visit_method_name_continue("m", 1) && n.visit_method_name_continue("", 0));
+    EXPECT_EQ("m", message.get_request_name()) << "an empty piece more";
     n.visit_struct_begin();
     n.visit_member_begin(1);
     EXPECT_EQ((Names{"unexpected bool in member", "member name longer than given length"}),

@@ -104,6 +104,8 @@ bool Tm_creator::visit_method_name_continue(char const* data, unsigned int lengt
     if (length > open_message.name_length - open_message.name_received) {
         return fail("method name longer than given length");
     }
+    bool const was_complete = open_message.name_received == open_message.name_length;
+    if (was_complete) return true;
     std::string& pieces = open_message.name;
     bool const is_whole = length == open_message.name_length;
     if (!is_whole) pieces.append(data, length);
