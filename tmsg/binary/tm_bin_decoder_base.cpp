@@ -50,6 +50,7 @@ long take_name(unsigned char const* at, long left, Tm_own_creator& creator) {
     constexpr long head = 4;
     if (left < head || at[1] != TM_TAG_NAME_MARKER) return 0;
     auto const length = tm_get_big_endian<std::uint16_t>(at + 2);
+    if (creator.names_come_by_index()) return creator.take_whole_name_at(length) ? head : 0;
     if (left < head + length) return 0;
     std::string_view const name(reinterpret_cast<char const*>(at + head), length);
     return creator.take_whole_name(name) ? head + length : 0;

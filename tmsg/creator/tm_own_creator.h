@@ -36,6 +36,15 @@ public:
         }
         return true;
     }
+    /// The same for a name in the message's table.
+    bool take_whole_name_at(std::size_t index) {
+        Frame& frame = frames_.back();
+        if (frame.state != State::structure || !frame.by_index) return false;
+        if (index >= message().table->size()) return false;
+        take_name_at(index);
+        return true;
+    }
+    bool names_come_by_index() const { return frames_.back().by_index; }
     bool end_member() {
         Frame& frame = frames_.back();
         if (frame.state != State::valued) return false;
