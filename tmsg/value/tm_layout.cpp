@@ -17,47 +17,55 @@ public:
     int find(std::string_view name, unsigned int from, unsigned int count) const;
 
 private:
+    /// The text stands here too, so that a look-up reads no other table on its way to it.
     struct Entry {
+        char const* name = nullptr;  ///< null: no name here
         std::uint32_t hash = 0;
-        std::uint32_t first_plus_one = 0;  ///< 0: no name here
-        std::uint32_t list_plus_one = 0;   ///< in repeated_; 0: the name stands once
+        std::int32_t place = 0;  ///< the position; where there are several, -1 minus their list
     };
+    using List = std::vector<std::int32_t>;
 
-    std::size_t place_of(std::string_view name, std::uint32_t hash) const;
+    static std::uint32_t hash_of(std::string_view name) {
+        return static_cast<std::uint32_t>(tm_hash_name(name));
+    }
+    static std::size_t list_of(Entry const& entry) {
+        return static_cast<std::size_t>(-1 - entry.place);
+    }
+    std::size_t slot_of(std::string_view name, std::uint32_t hash) const;
     void grow();
 
     std::vector<char const*> const& names_;
     std::size_t added_ = 0;
     std::size_t different_ = 0;
     std::vector<Entry> entries_ = std::vector<Entry>(64);  ///< a power of two of them
-    std::vector<std::vector<std::uint32_t>> repeated_;     ///< all positions of a name, in order
+    std::vector<List> repeated_;                           ///< all positions of a name, in order
 };
 
-/// The entry of the name, or a free one where it belongs.
-std::size_t Tm_layout::Positions::place_of(std::string_view name, std::uint32_t hash) const {
+/// Where the entry of the name is, or a free one for it.
+inline std::size_t Tm_layout::Positions::slot_of(std::string_view name, std::uint32_t hash) const {
     std::size_t const mask = entries_.size() - 1;
     std::size_t at = hash & mask;
-    for (; entries_[at].first_plus_one != 0; at = (at + 1) & mask) {
+    for (; entries_[at].name != nullptr; at = (at + 1) & mask) {
         Entry const& entry = entries_[at];
-        if (entry.hash == hash && tm_text_equals(names_[entry.first_plus_one - 1], name)) break;
+        if (entry.hash == hash && tm_text_equals(entry.name, name)) break;
     }
     return at;
 }
 
 void Tm_layout::Positions::add_next() {
     if (2 * (different_ + 1) > entries_.size()) grow();
-    std::string_view const name = tm_text_view(names_[added_]);
-    auto const hash = static_cast<std::uint32_t>(tm_hash_name(name));
-    auto const position = static_cast<std::uint32_t>(added_);
-    Entry& entry = entries_[place_of(name, hash)];
-    if (entry.first_plus_one == 0) {
-        entry = {hash, position + 1, 0};
+    char const* const name = names_[added_];
+    std::uint32_t const hash = hash_of(tm_text_view(name));
+    auto const position = static_cast<std::int32_t>(added_);
+    Entry& entry = entries_[slot_of(tm_text_view(name), hash)];
+    if (entry.name == nullptr) {
+        entry = {name, hash, position};
         ++different_;
-    } else if (entry.list_plus_one == 0) {
-        repeated_.push_back({entry.first_plus_one - 1, position});
-        entry.list_plus_one = static_cast<std::uint32_t>(repeated_.size());
+    } else if (entry.place >= 0) {
+        repeated_.push_back({entry.place, position});
+        entry.place = -static_cast<std::int32_t>(repeated_.size());
     } else {
-        repeated_[entry.list_plus_one - 1].push_back(position);
+        repeated_[list_of(entry)].push_back(position);
     }
     ++added_;
 }
@@ -66,24 +74,26 @@ void Tm_layout::Positions::grow() {
     std::vector<Entry> larger(2 * entries_.size());
     std::size_t const mask = larger.size() - 1;
     for (Entry const& entry : entries_) {
-        if (entry.first_plus_one == 0) continue;
+        if (entry.name == nullptr) continue;
         std::size_t at = entry.hash & mask;
-        while (larger[at].first_plus_one != 0) at = (at + 1) & mask;
+        while (larger[at].name != nullptr) at = (at + 1) & mask;
         larger[at] = entry;
     }
     entries_.swap(larger);
 }
 
-int Tm_layout::Positions::find(std::string_view name, unsigned int from, unsigned int count) const {
-    Entry const& entry = entries_[place_of(name, static_cast<std::uint32_t>(tm_hash_name(name)))];
-    if (entry.first_plus_one == 0 || entry.first_plus_one > count) return -1;
-    std::uint32_t position = entry.first_plus_one - 1;
-    if (position < from && entry.list_plus_one != 0) {
-        auto const& all = repeated_[entry.list_plus_one - 1];
-        auto const next = std::lower_bound(all.begin(), all.end(), from);
-        if (next != all.end() && *next < count) position = *next;
+inline int Tm_layout::Positions::find(std::string_view name, unsigned int from,
+                                      unsigned int count) const {
+    Entry const& entry = entries_[slot_of(name, hash_of(name))];
+    if (entry.name == nullptr) return -1;
+    auto const end = static_cast<std::int32_t>(count);
+    std::int32_t position = entry.place;
+    if (position < 0) {
+        List const& all = repeated_[list_of(entry)];
+        auto const next = std::lower_bound(all.begin(), all.end(), static_cast<std::int32_t>(from));
+        position = next != all.end() && *next < end ? *next : all.front();
     }
-    return static_cast<int>(position);
+    return position < end ? position : -1;
 }
 
 Tm_layout::Tm_layout() = default;
@@ -139,14 +149,14 @@ void Tm_layout::add(char const* name) {
 }
 
 int Tm_layout::find(std::string_view name, unsigned int from, unsigned int count) const {
-    return positions().find(name, from, count);
+    Positions const* const known = positions_.load(std::memory_order_acquire);
+    return (known != nullptr ? *known : make_positions()).find(name, from, count);
 }
 
 /// Threads that look up at the same time may each make the table; the first one stays.
-Tm_layout::Positions const& Tm_layout::positions() const {
-    Positions* known = positions_.load(std::memory_order_acquire);
-    if (known != nullptr) return *known;
+Tm_layout::Positions const& Tm_layout::make_positions() const {
     auto made = std::make_unique<Positions>(names_);
+    Positions* known = nullptr;
     if (!positions_.compare_exchange_strong(known, made.get(), std::memory_order_acq_rel)) {
         return *known;
     }

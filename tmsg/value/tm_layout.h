@@ -82,7 +82,7 @@ private:
 #endif
     }
     void add(char const* name);
-    Positions const& positions() const;
+    Positions const& make_positions() const;
 
     std::atomic<std::uint32_t> owners_{1};
     std::atomic<bool> is_sealed_{false};

@@ -1,6 +1,5 @@
 #include "tmsg/value/tm_name_hash.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -31,10 +30,25 @@ std::uint64_t fold_multiply(std::uint64_t a, std::uint64_t b) {
     return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
-std::uint64_t load(char const* from, std::size_t size) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, from, size);
+template <class Word>
+std::uint64_t load(char const* from) {
+    Word word = 0;
+    std::memcpy(&word, from, sizeof word);
     return word;
+}
+
+struct Pair {
+    std::uint64_t first;
+    std::uint64_t second;
+};
+
+/// All of at most 16 bytes. The loads may overlap, for a copy of any number of bytes is slow.
+Pair load_all(char const* from, std::size_t size) {
+    if (size >= 8) return {load<std::uint64_t>(from), load<std::uint64_t>(from + size - 8)};
+    if (size >= 4) return {load<std::uint32_t>(from), load<std::uint32_t>(from + size - 4)};
+    if (size == 0) return {0, 0};
+    return {load<std::uint8_t>(from),
+            load<std::uint8_t>(from + size / 2) | load<std::uint8_t>(from + size - 1) << 8U};
 }
 
 }  // namespace
@@ -50,12 +64,10 @@ std::uint64_t tm_hash_name(std::string_view name) {
     char const* at = name.data();
     std::size_t left = name.size();
     for (; left > 16; at += 16, left -= 16) {
-        hash = fold_multiply(load(at, 8) ^ secret.second, load(at + 8, 8) ^ hash);
+        hash = fold_multiply(load<std::uint64_t>(at) ^ secret.second,
+                             load<std::uint64_t>(at + 8) ^ hash);
     }
-    std::size_t const low = std::min<std::size_t>(left, 8);
-    std::size_t const high = left - low;
-    std::uint64_t const a = low == 0 ? 0 : load(at, low);
-    std::uint64_t const b = high == 0 ? 0 : load(at + low, high);
-    hash = fold_multiply(a ^ secret.second, b ^ hash);
+    Pair const rest = load_all(at, left);
+    hash = fold_multiply(rest.first ^ secret.second, rest.second ^ hash);
     return fold_multiply(hash ^ secret.third, name.size() ^ secret.first);
 }
