@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "tmsg/composite/tm_array.h"
-#include "tmsg/creator/tm_creator.h"
+#include "tmsg/creator/tm_own_creator.h"
 #include "tmsg/text/tm_tcl_number.h"
 #include "tmsg/text/tm_tcl_quotes.h"
 #include "tmsg/text/tm_tcl_tokenizer.h"
@@ -49,7 +49,7 @@ void Tm_tcl_decoder::init() {
     error_.clear();
     creator_.reset();
     result_ = std::make_unique<Tm_array>();
-    creator_ = std::make_unique<Tm_creator>(result_.get(), limits_);
+    creator_ = std::make_unique<Tm_own_creator>(result_.get(), limits_);
 }
 
 void Tm_tcl_decoder::decode(std::string const& text) {
@@ -205,10 +205,7 @@ bool Tm_tcl_decoder::emit_pieces(Contents const& kind, std::string_view bytes) {
 
 void Tm_tcl_decoder::read_string(std::string_view keyword, Tokenizer& tokens) {
     Word const text = unescape_string(get_possibly_quoted_string(tokens, keyword, " value"));
-    if (text && emit<&Tm_creator::visit_string_begin>(length_of(text)) &&
-        emit<&Tm_creator::visit_string_continue>(text.data(), length_of(text))) {
-        next_state_after_value(tokens);
-    }
+    if (text && put_text(text)) next_state_after_value(tokens);
 }
 
 void Tm_tcl_decoder::read_bool(std::string_view keyword, Tokenizer& tokens) {
@@ -217,7 +214,7 @@ void Tm_tcl_decoder::read_bool(std::string_view keyword, Tokenizer& tokens) {
     bool const value = token == "true";
     if (!value && token != "false") {
         fail("invalid boolean value: ", token);
-    } else if (emit<&Tm_creator::visit_bool>(value)) {
+    } else if (creator_->take(value) || emit<&Tm_creator::visit_bool>(value)) {
         next_state_after_value(tokens);
     }
 }
@@ -229,7 +226,7 @@ void Tm_tcl_decoder::read_number(std::string_view keyword, Tokenizer& tokens) {
     Number number{};
     if (!tm_parse_number(token, number)) {
         fail("bad number format parsing ", keyword, ": ", token);
-    } else if (emit<Tm_plain<Number>::event>(number)) {
+    } else if (creator_->take(number) || emit<Tm_plain<Number>::event>(number)) {
         next_state_after_value(tokens);
     }
 }
@@ -260,8 +257,7 @@ inline void Tm_tcl_decoder::read_member(Tokenizer& tokens) {
         return;
     }
     Word const name = get_possibly_quoted_string(tokens, "member name");
-    if (name && emit<&Tm_creator::visit_member_begin>(length_of(name)) &&
-        emit<&Tm_creator::visit_member_continue>(name.data(), length_of(name))) {
+    if (name && put_name(name)) {
         open_group(tokens, State::expects_member_value);
     }
 }
@@ -278,7 +274,8 @@ void Tm_tcl_decoder::next_state_after_group(Tokenizer& tokens) {
 
 /// A member holds one value, so that its brace must close behind it.
 inline void Tm_tcl_decoder::next_state_after_value(Tokenizer& tokens) {
-    if (state_ == State::expects_member_value && emit<&Tm_creator::visit_member_end>() &&
+    if (state_ == State::expects_member_value &&
+        (creator_->end_member() || emit<&Tm_creator::visit_member_end>()) &&
         get_brace(tokens, '}')) {
         state_ = State::expects_member;
     }
@@ -322,6 +319,21 @@ Tm_tcl_decoder::Word Tm_tcl_decoder::unescape_string(Word text) {
     if (error.empty()) return std::string_view(unescaped_);
     fail(error, text);
     return {};
+}
+
+// False: the creator rejected the string or name, for a reason that becomes the error. One that is
+// too long always comes by events.
+
+inline bool Tm_tcl_decoder::put_text(std::string_view text) {
+    if (text.size() <= Tm_string::MAX_LENGTH && creator_->take_text(text)) return true;
+    return emit<&Tm_creator::visit_string_begin>(length_of(text)) &&
+           emit<&Tm_creator::visit_string_continue>(text.data(), length_of(text));
+}
+
+inline bool Tm_tcl_decoder::put_name(std::string_view name) {
+    if (name.size() <= Tm_string::MAX_LENGTH && creator_->take_whole_name(name)) return true;
+    return emit<&Tm_creator::visit_member_begin>(length_of(name)) &&
+           emit<&Tm_creator::visit_member_continue>(name.data(), length_of(name));
 }
 
 /// Passes an event on. False: the creator rejected it, for a reason that becomes the error.

@@ -22,6 +22,7 @@
 
 class Tm_array;
 class Tm_creator;
+class Tm_own_creator;
 class Tm_value;
 
 class TMSG_API Tm_tcl_decoder {
@@ -92,6 +93,8 @@ private:
 
     template <auto Event, class... Datum>
     bool emit(Datum... datum);
+    bool put_text(std::string_view text);
+    bool put_name(std::string_view name);
     bool emit_pieces(Contents const& kind, std::string_view bytes);
     void open_group(Tokenizer& tokens, State inside);
     void next_state_after_group(Tokenizer& tokens);
@@ -103,6 +106,6 @@ private:
     State state_ = State::failed;
     std::string error_;
     Tm_owned<Tm_array> result_;
-    Tm_owned<Tm_creator> creator_;
+    Tm_owned<Tm_own_creator> creator_;
     std::string unescaped_;  ///< the last string that held a backslash
 };
