@@ -123,7 +123,8 @@ bool Tm_json_encoder::visit_struct_end() {
 bool Tm_json_encoder::visit_member_begin(unsigned int length) {
     if (is_full()) snipped_ = true;
     if (snipped_) return true;
-    append(member_commas_.needs_comma() ? ", \"" : "\"");
+    if (member_commas_.needs_comma()) append(", ");
+    append("\"");
     begin_item(length);
     return true;
 }

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "tmsg/export.h"
+#include "tmsg/value/tm_text.h"
 #include "tmsg/value/tm_visitor.h"
 
 class TMSG_API Tm_text_encoder : public Tm_visitor {
@@ -37,7 +38,8 @@ protected:
 
     void append(std::string_view text) {
         char* const at = make_room(text.size());
-        end_text(at + text.copy(at, text.size()));
+        tm_copy_bytes(at, text.data(), text.size());
+        end_text(at + text.size());
     }
     template <class Whole>
     void append_number(Whole value) {

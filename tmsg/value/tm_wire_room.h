@@ -8,6 +8,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "tmsg/value/tm_text.h"
 #include "tmsg/value/tm_wire.h"
 
 class Tm_wire_room {
@@ -50,7 +51,7 @@ public:
         return true;
     }
     void put_bytes(char const* data, std::size_t size) {
-        if (size > 0) std::memcpy(at_, data, size);
+        tm_copy_bytes(reinterpret_cast<char*>(at_), data, size);
         at_ += size;
     }
 
