@@ -88,16 +88,24 @@ bool Tm_struct::equals(Tm_value const& other) const {
     auto const& right = static_cast<Tm_struct const&>(other);
     int const count = get_member_count();
     if (right.get_member_count() != count) return false;
-    bool const are_plain = is_plain() && right.is_plain();
-    bool const same_names = are_plain && layout_.get() == right.layout_.get() &&
-                            named_members() == values_.size_ &&
-                            right.named_members() == values_.size_;
+    bool const are_plain = is_plain() && right.is_plain() && named_members() == values_.size_ &&
+                           right.named_members() == values_.size_;
+    if (are_plain) return count == 0 || equals_plain(right);
     for (int i = 0; i < count; ++i) {
-        if (!same_names && name_at(i) != right.name_at(i)) return false;
-        bool const are_equal =
-            are_plain ? values_.equals_at(right.values_, static_cast<std::size_t>(i))
-                      : Tm_value_container::are_equal(get_value(i), right.get_value(i));
-        if (!are_equal) return false;
+        if (name_at(i) != right.name_at(i)) return false;
+        if (!Tm_value_container::are_equal(get_value(i), right.get_value(i))) return false;
+    }
+    return true;
+}
+
+/// Both have the same number of members, more than none, and each member has a name.
+bool Tm_struct::equals_plain(Tm_struct const& right) const {
+    Tm_layout const& names = *layout_;
+    Tm_layout const& right_names = *right.layout_;
+    bool const same_names = &names == &right_names;
+    for (std::size_t i = 0; i < values_.size_; ++i) {
+        if (!same_names && tm_text_view(names[i]) != tm_text_view(right_names[i])) return false;
+        if (!values_.equals_at(right.values_, i)) return false;
     }
     return true;
 }

@@ -110,6 +110,7 @@ private:
 
     /// No class of a user's own, which could name its members otherwise.
     bool is_plain() const { return &typeid(*this) == &typeid(Tm_struct); }
+    bool equals_plain(Tm_struct const& right) const;
     std::string_view name_at(int i) const;
     unsigned int named_members() const;
     /// Each takes a view of null for a name that is not there. find() returns -1 for such a name,
