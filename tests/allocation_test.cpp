@@ -57,8 +57,8 @@ void fail_at_every_allocation(std::function<void(std::function<void(std::functio
     for (long n = 0; has_failed; ++n) {
         ASSERT_LT(n, 100000);
         has_failed = false;
-        // What the first time keeps for ever, the second one does not need again.
-        long after[2] = {};
+        // What the first times keep for ever, the last one does not need again.
+        long after[3] = {};
         for (long& live_after : after) {
             scenario([&](std::function<void()> const& operation) {
                 allowed = n;
@@ -69,7 +69,7 @@ void fail_at_every_allocation(std::function<void(std::function<void(std::functio
             });
             live_after = live;
         }
-        ASSERT_EQ(after[0], after[1]) << "leaked when allocation " << n << " failed";
+        ASSERT_EQ(after[1], after[2]) << "leaked when allocation " << n << " failed";
     }
 }
 

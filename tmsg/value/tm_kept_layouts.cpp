@@ -1,26 +1,35 @@
 /// The layouts that the process keeps: a table of small shelves, each with a lock of its own. A
 /// shelf that is in use by another thread is passed over: its layouts are a help, not a need.
+///
+/// Threads keep layouts apart. Each struct counts as an owner of its layout, and processors that
+/// count the owners of one layout in turn wait for each other.
 #include <array>
+#include <atomic>
 
 #include "tmsg/value/tm_layout.h"
 #include "tmsg/value/tm_name_hash.h"
 
 namespace {
 
-/// A larger layout is not kept: all that are kept take a few megabytes at most.
+/// What the layouts on a shelf take at most; a larger layout is not kept.
 constexpr std::size_t most_bytes = 32768;
-constexpr std::size_t shelf_count = 64;
+constexpr std::size_t shelf_count = 256;
 constexpr std::size_t places_on_a_shelf = 4;
+/// Threads beyond so many share their layouts with others.
+constexpr std::uint64_t lane_count = 16;
+constexpr std::size_t cache_line = 64;
 
 struct Kept {
     std::uint64_t key = 0;
+    std::size_t bytes = 0;
     Tm_layout::Ref layout;
 };
 
-struct Shelf {
+using Places = std::array<Kept, places_on_a_shelf>;
+
+struct alignas(cache_line) Shelf {
     std::atomic_flag is_in_use = ATOMIC_FLAG_INIT;
-    std::size_t next = 0;  ///< the place that is used again next
-    std::array<Kept, places_on_a_shelf> places;
+    Places places;  ///< the newest first
 };
 
 /// Holds a shelf while it lives, if no other thread does.
@@ -53,8 +62,15 @@ Shelves kept;
 
 Shelf& shelf_of(std::uint64_t key) { return kept.shelves[key % shelf_count]; }
 
+std::uint64_t lane_of_thread() {
+    static std::atomic<std::uint64_t> threads{0};
+    thread_local std::uint64_t const lane =
+        threads.fetch_add(1, std::memory_order_relaxed) % lane_count;
+    return lane;
+}
+
 std::uint64_t key_of(std::uint64_t place, std::string_view first_name) {
-    return tm_mix(tm_hash_name(first_name), place);
+    return tm_mix(tm_hash_name(first_name) ^ lane_of_thread(), place);
 }
 
 /// The first kept layout with that key that fits.
@@ -67,6 +83,16 @@ Tm_layout::Ref recall(std::uint64_t key, Fits fits) {
         if (place.key == key && place.layout && fits(*place.layout)) return place.layout;
     }
     return {};
+}
+
+bool has(Places const& places, std::uint64_t key, Tm_layout const& layout) {
+    for (Kept const& known : places) {
+        bool const is_there = known.key == key && known.layout &&
+                              known.layout->size() == layout.size() &&
+                              known.layout->begins_like(layout, layout.size());
+        if (is_there) return true;
+    }
+    return false;
 }
 
 /// The memory goes back when the library is unloaded.
@@ -93,20 +119,21 @@ Tm_layout::Ref tm_recall_layout_like(std::uint64_t place, Tm_layout const& layou
 
 void tm_keep_layout(std::uint64_t place, Tm_layout::Ref const& layout) noexcept {
     layout->seal();
-    bool const is_worth_it =
-        layout->size() > 0 && layout->table() == nullptr && layout->bytes() <= most_bytes;
-    if (!is_worth_it) return;
+    bool const may_be_kept = layout->size() > 0 && layout->table() == nullptr;
+    std::size_t const bytes = may_be_kept ? layout->bytes() : 0;
+    if (!may_be_kept || bytes > most_bytes) return;
     std::uint64_t const key = key_of(place, tm_text_view((*layout)[0]));
     Shelf& shelf = shelf_of(key);
-    Kept replaced = {key, layout};
+    // Frees what is dropped when the shelf is no longer held.
+    Places dropped = {};
     Shelf_lock const lock(shelf);
-    if (!lock.is_held()) return;
-    for (Kept const& known : shelf.places) {
-        bool const is_there = known.key == key && known.layout &&
-                              known.layout->size() == layout->size() &&
-                              known.layout->begins_like(*layout, layout->size());
-        if (is_there) return;
+    if (!lock.is_held() || has(shelf.places, key, *layout)) return;
+    dropped.swap(shelf.places);
+    shelf.places.front() = {key, bytes, layout};
+    std::size_t sum = bytes;
+    for (std::size_t i = 0; i + 1 < places_on_a_shelf; ++i) {
+        sum += dropped[i].bytes;
+        if (sum > most_bytes) break;
+        std::swap(shelf.places[i + 1], dropped[i]);
     }
-    std::swap(shelf.places[shelf.next], replaced);
-    shelf.next = (shelf.next + 1) % places_on_a_shelf;
 }
