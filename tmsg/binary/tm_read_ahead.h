@@ -18,6 +18,8 @@ public:
 
 private:
     long fill();
+    long read_directly(char* to, std::size_t length);
+    long read_once(char* to, std::size_t size, long position) const;
 
     int fd_;
     long position_ = 0;        ///< in the file, behind the bytes that were read

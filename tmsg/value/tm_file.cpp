@@ -8,7 +8,7 @@
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_mapping.h"
 #include "tmsg/value/tm_string.h"
-#include "tmsg/value/tm_visitor.h"
+#include "tmsg/value/tm_walk.h"
 
 namespace {
 
@@ -23,6 +23,19 @@ unsigned int size_of(int fd) {
     struct stat status = {};
     ::fstat(fd, &status);
     return static_cast<unsigned int>(status.st_size);
+}
+
+/// The library's own encoder reads all pieces that its chunk takes at once. Where the file ends
+/// before that, it reads nothing, and the pieces come one by one.
+template <class Piece>
+int take_many(int index, int full_pieces, Tm_visitor const& visitor, Piece const& piece) {
+    Tm_wire_room const* const room = visitor.wire_room();
+    if (room == nullptr) return index;
+    int const count = tm_pieces_that_fit(index, full_pieces, *room);
+    if (count == 0) return index;
+    long const left = room->left();
+    piece(static_cast<unsigned int>(count) * tm_piece_size);
+    return room->left() == left ? index : index + count;
 }
 
 }  // namespace
@@ -61,8 +74,14 @@ bool Tm_file::accept(Tm_visitor& visitor) const {
                                                 &Tm_visitor::visit_file_begin,
                                                 &Tm_visitor::visit_file_continue);
     }
-    return Tm_string::accept_file(descriptor_->get(), path_, size_, visitor,
-                                  &Tm_visitor::visit_file_begin, &Tm_visitor::visit_file_continue);
+    int const fd = descriptor_->get();
+    auto const piece = [&](unsigned int size) {
+        return visitor.visit_file_continue(fd, path_, size);
+    };
+    return tm_walk_bytes(
+        size_, visitor, [&] { return visitor.visit_file_begin(fd, size_); },
+        [&](int index, int full_pieces) { return take_many(index, full_pieces, visitor, piece); },
+        piece);
 }
 
 int Tm_file::descriptor() const { return descriptor_->get(); }

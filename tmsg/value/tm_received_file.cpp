@@ -1,6 +1,7 @@
 #include "tmsg/value/tm_received_file.h"
 
 #include <fcntl.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -98,21 +99,17 @@ bool Tm_received_file::reserve(unsigned int end) {
 /// first, so that nothing is lost when there is no memory.
 bool Tm_received_file::gather(char const* data, std::size_t length) {
     bool const is_last = taken_ + length == length_;
-    make_room(std::min(gathered_.size() + length, gathering_step));
-    while (length > 0) {
-        std::size_t part = length - length % gathering_step;
-        if (gathered_.empty() && part > 0) {
-            if (!write_out(data, part)) return false;
-        } else {
-            part = std::min(length, gathering_step - gathered_.size());
-            gathered_.insert(gathered_.end(), data, data + part);
-            bool const is_full = gathered_.size() == gathering_step;
-            if (is_full && !write_gathered()) return false;
-        }
-        data += part;
-        length -= part;
+    std::size_t const waiting = gathered_.size() + length;
+    std::size_t const left = is_last ? 0 : waiting % gathering_step;
+    make_room(left);
+    if (waiting > left) {
+        if (!write_behind_gathered(data, waiting - left - gathered_.size())) return false;
+        data += length - left;
+        length = left;
+        gathered_.clear();
     }
-    return !is_last || write_gathered();
+    gathered_.insert(gathered_.end(), data, data + length);
+    return true;
 }
 
 /// The room grows with what has arrived.
@@ -121,19 +118,19 @@ void Tm_received_file::make_room(std::size_t size) {
     if (size > gathered_.capacity()) gathered_.reserve(std::max(size, grown));
 }
 
-bool Tm_received_file::write_gathered() {
-    if (!write_out(gathered_.data(), gathered_.size())) return false;
-    gathered_.clear();
-    return true;
-}
-
-bool Tm_received_file::write_out(char const* data, std::size_t length) const {
-    while (length > 0) {
-        ssize_t const written = ::write(descriptor_.get(), data, length);
+/// Writes what was gathered and so many bytes behind it.
+bool Tm_received_file::write_behind_gathered(char const* data, std::size_t length) {
+    std::size_t const gathered = gathered_.size();
+    std::size_t done = 0;
+    while (done < gathered + length) {
+        std::size_t const of_gathered = std::min(done, gathered);
+        std::size_t const of_data = done - of_gathered;
+        iovec const parts[] = {{gathered_.data() + of_gathered, gathered - of_gathered},
+                               {const_cast<char*>(data) + of_data, length - of_data}};
+        ssize_t const written = ::writev(descriptor_.get(), parts, 2);
         if (written < 0 && errno == EINTR) continue;
         if (written <= 0) return false;
-        data += written;
-        length -= static_cast<std::size_t>(written);
+        done += static_cast<std::size_t>(written);
     }
     return true;
 }

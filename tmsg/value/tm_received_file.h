@@ -34,8 +34,7 @@ private:
     bool reserve(unsigned int end);
     bool gather(char const* data, std::size_t length);
     void make_room(std::size_t size);
-    bool write_gathered();
-    bool write_out(char const* data, std::size_t length) const;
+    bool write_behind_gathered(char const* data, std::size_t length);
 
     std::string path_;
     Tm_descriptor descriptor_;

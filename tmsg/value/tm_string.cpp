@@ -66,5 +66,6 @@ bool Tm_string::accept_file(int fd, std::string const& path, unsigned int length
                             Tm_visitor& visitor, File_begin_event begin, File_piece_event piece) {
     return tm_walk_bytes(
         length, visitor, [&] { return (visitor.*begin)(fd, length); },
-        [&](unsigned int, unsigned int size) { return (visitor.*piece)(fd, path, size); });
+        [](int index, int) { return index; },
+        [&](unsigned int size) { return (visitor.*piece)(fd, path, size); });
 }

@@ -39,27 +39,34 @@ private:
 /// Byte sequences are sent in pieces of this many bytes, the last one excepted.
 constexpr unsigned int tm_piece_size = 128;
 
-/// The walk of a byte sequence: `begin()`, then `piece(offset, size)` until all is sent.
-template <class Begin, class Piece>
-bool tm_walk_bytes(unsigned int length, Tm_visitor& visitor, Begin begin, Piece piece) {
+/// The walk of a byte sequence: `begin()`, then `piece(size)` until all is sent. In front of the
+/// pieces from a position on, `take_many(position, full pieces)` may take some of them at once; it
+/// returns the position behind them.
+template <class Begin, class Many, class Piece>
+bool tm_walk_bytes(unsigned int length, Tm_visitor& visitor, Begin begin, Many take_many,
+                   Piece piece) {
     Tm_walk walk(visitor);
     if (!walk.step(0, begin)) return false;
 
     int const full_pieces = static_cast<int>(length / tm_piece_size);
-    int index = walk.first_item(full_pieces);
-    unsigned int offset = static_cast<unsigned int>(index) * tm_piece_size;
-    for (; index < full_pieces; ++index, offset += tm_piece_size) {
-        if (!walk.step(index + 1, [&] { return piece(offset, tm_piece_size); })) return false;
+    int index = take_many(walk.first_item(full_pieces), full_pieces);
+    for (; index < full_pieces; ++index) {
+        if (!walk.step(index + 1, [&] { return piece(tm_piece_size); })) return false;
     }
 
     unsigned int const tail = length % tm_piece_size;
-    return tail == 0 || walk.step(index + 1, [&] { return piece(offset, tail); });
+    return tail == 0 || walk.step(index + 1, [&] { return piece(tail); });
+}
+
+/// How many of the pieces from `index` on the chunk takes.
+inline int tm_pieces_that_fit(int index, int full_pieces, Tm_wire_room const& room) {
+    long const taken = (room.left() + tm_piece_size - 1) / tm_piece_size;
+    return static_cast<int>(std::clamp<long>(taken, 0, full_pieces - index));
 }
 
 /// Writes as many of the pieces from `index` on as the chunk takes; returns the next index.
 inline int tm_write_pieces(char const* data, int index, int full_pieces, Tm_wire_room& room) {
-    long const taken = (room.left() + tm_piece_size - 1) / tm_piece_size;
-    int const count = static_cast<int>(std::clamp<long>(taken, 0, full_pieces - index));
+    int const count = tm_pieces_that_fit(index, full_pieces, room);
     room.put_bytes(data + std::size_t{tm_piece_size} * static_cast<unsigned int>(index),
                    std::size_t{tm_piece_size} * static_cast<unsigned int>(count));
     return index + count;
