@@ -142,6 +142,17 @@ TEST(Decoder, ReservesNoMemoryOnAPromise) {
     EXPECT_LT(after.uordblks + after.hblkhd, before.uordblks + before.hblkhd + 20000);
 }
 
+TEST(Decoder, TakesALargeByteStringInOnePiece) {
+    std::string const sent = pattern(9000000);
+    Message message;
+    message.add_member(body, "bytes", reinterpret_cast<unsigned char const*>(sent.data()), 9000000);
+    Bytes const bytes = encode_chunks(message, 1 << 24).front();
+    auto const size = static_cast<long>(bytes.size());
+    Tm_bin_decoder decoder(size);
+    EXPECT_TRUE(decoder.add_to_buffer(bytes.data(), size) && decoder.decode());
+    EXPECT_TRUE(*decoder.message() == message);
+}
+
 TEST(Decoder, OfAnArrayTakesTopLevelValues) {
     Tm_bin_array_decoder decoder(4096);
     Tm_array expected;

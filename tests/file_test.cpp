@@ -114,7 +114,8 @@ TEST(File, IsReadAheadByEachWalkOnItsOwn) {
     std::string const head = "\x15" + std::string("\x00\xAB\xE1\x2C", 4);
     Tm_array array;
     for (int i = 0; i < 2; ++i) array.add_member(scratch.file("large", content), 0U);
-    Chunk_walk first{array, Tm_bin_encoder(4099)}, second{array, Tm_bin_encoder(100000)};
+    // The second file begins near the end of a chunk: its first pieces are few, those behind them many.
+    Chunk_walk first{array, Tm_bin_encoder(4099)}, second{array, Tm_bin_encoder(70000)};
     for (int i = 0; i < 10; ++i) first.step();
     first.encoder.begin_fill();
     first.sent.clear();

@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "tmsg/creator/tm_own_creator.h"
+#include "tmsg/value/tm_bulk.h"
 #include "tmsg/value/tm_limit_error.h"
 #include "tmsg/value/tm_walk.h"
 #include "tmsg/value/tm_wire.h"
@@ -127,6 +128,10 @@ bool Tm_bin_decoder_base::add_to_buffer(unsigned char const* data, long length) 
 void Tm_bin_decoder_base::keep(unsigned char const* data, std::size_t size) {
     buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(front_));
     front_ = 0;
+    std::size_t const needed = buffer_.size() + size;
+    if (needed > buffer_.capacity()) {
+        tm_reserve_bulk(buffer_, std::max(needed, 2 * buffer_.capacity()));
+    }
     buffer_.insert(buffer_.end(), data, data + size);
 }
 
