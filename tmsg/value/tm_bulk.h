@@ -16,8 +16,8 @@ void tm_reserve_bulk(Bytes& bytes, std::size_t room) {
     static_assert(sizeof bytes[0] == 1);
     bytes.reserve(room);
     if (room < bulk) return;
-    auto const first = reinterpret_cast<std::uintptr_t>(bytes.data());
-    auto const aligned = (first + usual_page - 1) / usual_page * usual_page;
+    auto const place = reinterpret_cast<std::uintptr_t>(bytes.data()) % usual_page;
+    std::size_t const skipped = (usual_page - place) % usual_page;
     // Advice alone: nothing else changes where the system has no large pages.
-    ::madvise(reinterpret_cast<void*>(aligned), first + room - aligned, MADV_HUGEPAGE);
+    ::madvise(bytes.data() + skipped, room - skipped, MADV_HUGEPAGE);
 }
