@@ -8,6 +8,7 @@
 #include <typeinfo>
 
 #include "tmsg/binary/tm_read_ahead.h"
+#include "tmsg/value/tm_bulk.h"
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_file.h"
 #include "tmsg/value/tm_wire.h"
@@ -34,8 +35,10 @@ Tm_bin_encoder::~Tm_bin_encoder() = default;
 void Tm_bin_encoder::init(int chunk_size, int header_size) {
     check_at_least("chunk size", chunk_size, 1);
     check_at_least("header size", header_size, 0);
-    buffer_.assign(
-        static_cast<std::size_t>(chunk_size) + static_cast<std::size_t>(header_size) + slack, 0);
+    std::size_t const size =
+        static_cast<std::size_t>(chunk_size) + static_cast<std::size_t>(header_size) + slack;
+    tm_reserve_bulk(buffer_, size);
+    buffer_.assign(size, 0);
     chunk_size_ = chunk_size;
     header_size_ = header_size;
     begin_fill();

@@ -6,6 +6,7 @@
 
 #include "tmsg/creator/tm_own_creator.h"
 #include "tmsg/message/message.h"
+#include "tmsg/value/tm_bulk.h"
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_limit_error.h"
 #include "tmsg/value/tm_name_hash.h"
@@ -13,17 +14,22 @@
 
 namespace {
 
-/// Bytes that are reserved because they were announced; more only when they arrive.
-constexpr std::size_t reserved_on_promise = 4096;
+/// What may be reserved for each byte that has arrived.
+constexpr std::size_t most_growth = 4;
+
+/// The room for `announced` bytes of which `arrived` are there. The steps lead to the full room, so
+/// that the last one copies a fourth of it at most.
+std::size_t announced_room(std::size_t arrived, std::size_t announced) {
+    std::size_t room = announced;
+    while (room / most_growth > arrived) room /= most_growth;
+    return std::max(room, arrived);
+}
 
 /// Appends to a buffer that shall hold `announced` bytes in the end.
 template <class Buffer>
 void append_announced(Buffer& buffer, char const* data, std::size_t length, std::size_t announced) {
     std::size_t const needed = buffer.size() + length;
-    if (needed > buffer.capacity()) {
-        std::size_t const room = std::max({reserved_on_promise, needed, buffer.capacity() * 2});
-        buffer.reserve(std::max(needed, std::min(room, announced)));
-    }
+    if (needed > buffer.capacity()) tm_reserve_bulk(buffer, announced_room(needed, announced));
     buffer.insert(buffer.end(), data, data + length);
 }
 

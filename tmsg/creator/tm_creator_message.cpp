@@ -36,7 +36,7 @@ bool Tm_creator::visit_method_begin(bool is_request) {
 /// As in a copy, each struct within owns its names.
 void Tm_creator::begin_nested_message() {
     auto nested = std::make_unique<Message>(nullptr);
-    nested_.reserve(nested_.size() + 1);
+    if (nested_.size() == nested_.capacity()) nested_.reserve(2 * nested_.size() + 1);
     Frame& frame = open(State::method);
     frame.shares_names = false;
     frame.by_index = false;

@@ -154,7 +154,7 @@ Tm_creator::Layout_ref Tm_creator::layout_around(Fits fits) const {
 
 /// Makes the innermost frame's struct, with room for what structs of that layout usually hold.
 void Tm_creator::make_struct(Layout_ref layout) {
-    constexpr std::size_t usual_depth = 16;
+    constexpr std::size_t usual_depth = 4;
     constexpr std::uint32_t deep_members = 4;
     Tm_layout::Extent extent;
     if (layout) extent = layout->usual_extent();
