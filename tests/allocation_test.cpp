@@ -471,6 +471,44 @@ TEST(Allocation, OfSmallStructsIsNotThatOfLargeOnesBefore) {
     expect(long_text, no_text);
 }
 
+/// What a decoder counts against the limit on memory, for an unfinished message.
+TEST(Allocation, IsCountedWithinATenth) {
+    auto const expect = [](char const* what, std::string const& item, int count, bool is_list = true) {
+        Bytes wire = from_hex("02 04 84 04 05 07 00 01 61 ");
+        if (is_list) wire.push_back(0x06);
+        for (int i = 0; i < count; ++i) {
+            Bytes bytes = from_hex(item);
+            auto const number = std::search_n(bytes.begin(), bytes.end(), 5, 0xFF);
+            if (number != bytes.end()) std::snprintf(reinterpret_cast<char*>(&*number), 5, "%04d", i % 10000);
+            wire.insert(wire.end(), bytes.begin(), bytes.end());
+        }
+        for (int time = 0; time < 2; ++time) {
+            Tm_bin_decoder decoder(4096);
+            long const blocks_before = live;
+            std::size_t const before = live_bytes;
+            for (std::size_t at = 0; at < wire.size(); at += 4096) {
+                decoder.feed(wire.data() + at, std::min<std::size_t>(4096, wire.size() - at));
+            }
+            EXPECT_EQ("", decoder.error());
+            if (time == 0) continue;  // frees what the process kept of others before
+            auto const truth =
+                static_cast<double>(live_bytes - before) + 8.0 * static_cast<double>(live - blocks_before);
+            EXPECT_NEAR(1.0, static_cast<double>(decoder.memory()) / truth, 0.1) << what;
+        }
+    };
+    expect("integers", "11 00 00 00 01 ", 30000);
+    expect("strings", "08 00 05 61 61 61 61 61 ", 20000);
+    expect("arrays", "06 0C 01 86 ", 20000);
+    expect("open arrays", "06 ", 900);
+    expect("empty structs", "04 84 ", 20000);
+    expect("structs", "04 05 07 00 01 78 0C 01 85 05 07 00 01 79 08 00 02 61 62 85 84 ", 10000);
+    expect("different structs", "04 05 07 00 05 FF FF FF FF FF 0C 01 85 84 ", 10000);
+    expect("open structs", "04 05 07 00 01 78 ", 900);
+    expect("messages", "02 04 84 04 84 82 ", 10000);
+    expect("byte strings", "0A 00 00 00 05 61 61 61 61 61 ", 10000);
+    expect("members", "0C 01 85 05 07 00 05 FF FF FF FF FF ", 10000, false);
+}
+
 TEST(Allocation, OfAnUnfinishedMessageIsSmall) {
     Bytes const payload = from_hex("02 04 05 07 00 01 66 0C 01 85 84 04");
     Tm_header header;

@@ -139,6 +139,55 @@ TEST(Limits, OfSizesCountBytesOfOneMessage) {
               error_of(from_hex("02 04 84 04 05 07 00 01 61 15 00 00 00 04"), limits));
 }
 
+TEST(Limits, OfValuesAndFilesCountThoseOfOneMessage) {
+    Tm_limits limits;
+    limits.max_values = 3;
+    EXPECT_EQ("", error_of(from_hex("02 04 84 04 05 07 00 01 61 06 0C 01 08 00 00 86 85 84 82"), limits));
+    std::string const error = "message with more than 3 values";
+    for (std::string const item : {"0C", "11", "08", "0A", "15", "06", "04", "02"}) {
+        Bytes const wire = from_hex("02 04 84 04 05 07 00 01 61 06 0C 01 0D 02 " + item + " 00 00 00 00 00 00");
+        EXPECT_EQ(error + ": " + item + "h at byte 14", error_of(wire, limits));
+    }
+    EXPECT_EQ(error, list_error_of("array {bool true struct {b bool true c bool true}}", limits));
+    Tm_bin_array_decoder each(100, limits);
+    for (int round = 0; round < 3; ++round) feed(each, from_hex("06 0C 01 0C 01 86 0C 00"));
+    EXPECT_EQ("", each.error()) << "each top-level value counts from 0";
+    limits = {};
+    limits.max_files = 1;
+    Bytes const files = from_hex("02 04 84 04 05 07 00 01 61 06 15 00 00 00 00 15 00 00 00 00");
+    EXPECT_EQ("message with more than 1 files: 15h at byte 15", error_of(files, limits));
+    limits.max_files = 2;
+    EXPECT_EQ("decoder expecting more data after end of buffer", error_of(files, limits));
+    remove_received_files();
+}
+
+/// Little input that takes much memory, without an end.
+TEST(Limits, OfMemoryHoldWhileTheInputArrives) {
+    Tm_limits limits;
+    limits.max_memory = 100000;
+    std::string const error = "message takes more than 100000 bytes of memory";
+    for (std::string const item : {"06 86 ", "04 84 ", "0D 01 ", "02 04 84 04 84 82 ", "08 00 03 61 62 63 ",
+                                   "0A 00 00 00 03 61 62 63 ", "04 05 07 00 01 61 "}) {
+        Bytes wire = from_hex("02 04 84 04 05 07 00 01 61 06 ");
+        Bytes const one = from_hex(item);
+        for (std::size_t piece : {1U, 1000U}) {
+            Tm_bin_decoder decoder(1000, limits);
+            feed(decoder, wire, piece);
+            for (int i = 0; i < 20000 && decoder.error().empty(); ++i) feed(decoder, one, piece);
+            EXPECT_EQ(error, decoder.error().substr(0, error.size())) << item;
+            EXPECT_LT(decoder.memory(), 101000U) << item;
+        }
+    }
+    Bytes const long_bytes = from_hex("02 04 84 04 05 07 00 01 61 0A 7F FF FF FF ");
+    Tm_bin_decoder decoder(1000, limits);
+    feed(decoder, long_bytes);
+    for (int i = 0; i < 2000 && decoder.error().empty(); ++i) feed(decoder, Bytes(128, 'x'));
+    EXPECT_EQ(error, decoder.error());
+    std::string many;
+    for (int i = 0; i < 20000; ++i) many += "int8_t 1 ";
+    EXPECT_EQ(error, list_error_of("array {" + many + "}", limits));
+}
+
 TEST(Limits, OfTheReceiverHoldForEachOriginator) {
     Names errors;
     int finished = 0;

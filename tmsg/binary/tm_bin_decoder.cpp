@@ -27,6 +27,10 @@ std::vector<std::string> const& Tm_bin_decoder::received_files() const {
     return static_cast<Tm_creator const&>(*creator_).received_files();
 }
 
+unsigned long Tm_bin_decoder::memory() const {
+    return static_cast<Tm_creator const&>(*creator_).memory();
+}
+
 unsigned long Tm_bin_decoder::file_bytes() const {
     return static_cast<Tm_creator const&>(*creator_).file_bytes();
 }

@@ -27,6 +27,8 @@ public:
     std::vector<std::string> const& received_files() const;
     /// Bytes of received files so far, of unfinished ones too.
     unsigned long file_bytes() const;
+    /// The bytes of memory that the message takes so far.
+    unsigned long memory() const;
 
 private:
     std::unique_ptr<Message> message_;

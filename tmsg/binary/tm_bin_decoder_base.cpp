@@ -415,8 +415,10 @@ bool Tm_bin_decoder_base::pass_piece() {
     passed_ += piece;
     at_ += piece;
     if (passed_ == total_) state_ = State::between_items;
-    // A rejected piece shows with the next item, but for one that found no room on the disk.
-    if (item_tag_ == TM_TAG_FILE && !creator_->error().empty()) set_error(creator_->error());
+    // A rejected piece shows with the next item, but for one that found no room.
+    bool const has_no_room =
+        item_tag_ == TM_TAG_FILE || (own_creator_ != nullptr && own_creator_->is_exhausted());
+    if (has_no_room && !creator_->error().empty()) set_error(creator_->error());
     return true;
 }
 

@@ -54,20 +54,32 @@ Tm_struct& Tm_struct::operator=(Tm_struct const& other) {
     return *this;
 }
 
-/// Room for so many members, and for the texts of their strings, in the memory of the struct.
+/// The slots and texts stand behind the struct.
+struct Tm_struct::Room {
+    Room(std::size_t members, std::size_t text_bytes)
+        : text_at(sizeof(Tm_struct) + aligned(Tm_value_container::bytes_of(members))),
+          size(text_at + (text_bytes == 0 ? 0 : Tm_texts::lent_size(text_bytes))) {}
+    static std::size_t aligned(std::size_t bytes) {
+        constexpr std::size_t alignment = alignof(Tm_struct);
+        return (bytes + alignment - 1) / alignment * alignment;
+    }
+    std::size_t text_at;
+    std::size_t size;
+};
+
+std::size_t Tm_struct::made_size(std::size_t members, std::size_t text_bytes) {
+    return Room(members, text_bytes).size;
+}
+
 std::unique_ptr<Tm_struct> Tm_struct::make(Tm_counted_ptr<Tm_layout> layout, std::size_t members,
                                            std::size_t text_bytes) {
-    constexpr std::size_t alignment = alignof(Tm_struct);
-    std::size_t const slot_bytes = Tm_value_container::bytes_of(members);
-    std::size_t const text_at =
-        sizeof(Tm_struct) + (slot_bytes + alignment - 1) / alignment * alignment;
-    std::size_t const text_size = text_bytes == 0 ? 0 : Tm_texts::lent_size(text_bytes);
-    auto* const memory = static_cast<char*>(::operator new(text_at + text_size));
+    Room const room(members, text_bytes);
+    auto* const memory = static_cast<char*>(::operator new(room.size));
     std::unique_ptr<Tm_struct> made(::new (memory) Tm_struct(nullptr));
     if (members > 0) {
         made->values_.lend(memory + sizeof(Tm_struct), static_cast<unsigned int>(members));
     }
-    if (text_bytes > 0) made->values_.texts_.lend(memory + text_at, text_bytes);
+    if (text_bytes > 0) made->values_.texts_.lend(memory + room.text_at, text_bytes);
     made->layout_ = std::move(layout);
     return made;
 }

@@ -105,8 +105,13 @@ private:
         std::vector<unsigned short> indexes;
     };
 
+    struct Room;
+    /// Room for so many members, and for the texts of their strings, in the memory of the struct.
     static std::unique_ptr<Tm_struct> make(Tm_counted_ptr<Tm_layout> layout, std::size_t members,
                                            std::size_t text_bytes);
+
+    /// The bytes that make() allocates.
+    static std::size_t made_size(std::size_t members, std::size_t text_bytes);
 
     /// No class of a user's own, which could name its members otherwise.
     bool is_plain() const { return &typeid(*this) == &typeid(Tm_struct); }

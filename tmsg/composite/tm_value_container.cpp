@@ -73,9 +73,11 @@ void Tm_value_container::reserve(int count) {
     if (count > static_cast<int>(capacity_)) change_capacity(static_cast<std::size_t>(count));
 }
 
-void Tm_value_container::grow() {
-    change_capacity(std::max(first_capacity, 2 * std::size_t{capacity_}));
+std::size_t Tm_value_container::grown_capacity() const {
+    return std::max(first_capacity, 2 * std::size_t{capacity_});
 }
+
+void Tm_value_container::grow() { change_capacity(grown_capacity()); }
 
 /// Gives memory back of which more than an eighth is not used.
 void Tm_value_container::give_up_spare() {

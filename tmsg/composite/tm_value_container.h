@@ -63,6 +63,13 @@ private:
     static constexpr std::size_t bytes_of(std::size_t count) {
         return count * (sizeof(Tm_slot) + 1);
     }
+    bool is_full() const { return size_ == capacity_; }
+    /// The bytes of the slots that this container has allocated, and of those after the next
+    /// growth.
+    std::size_t slot_bytes() const { return is_lent_ != 0 ? 0 : bytes_of(capacity_); }
+    std::size_t grown_slot_bytes() const { return bytes_of(grown_capacity()); }
+    /// What a string of this length would make this allocate for its text.
+    std::size_t text_growth(std::size_t length) const { return texts_.growth(length); }
     /// Uses memory of the caller's, bytes_of(count) of it, until more is needed.
     void lend(void* memory, unsigned int count);
     /// Whether slots or texts stand in memory of somebody else's.
@@ -129,6 +136,7 @@ private:
     char const* make_text(std::string_view bytes);
     void keep_text(Tm_new_value& value);
 
+    std::size_t grown_capacity() const;
     void grow();
     void move_to(void* memory, unsigned int count, bool is_lent) noexcept;
     void change_capacity(std::size_t count);

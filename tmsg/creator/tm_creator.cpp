@@ -25,23 +25,20 @@ std::size_t announced_room(std::size_t arrived, std::size_t announced) {
     return std::max(room, arrived);
 }
 
-/// Appends to a buffer that shall hold `announced` bytes in the end.
-template <class Buffer>
-void append_announced(Buffer& buffer, char const* data, std::size_t length, std::size_t announced) {
-    std::size_t const needed = buffer.size() + length;
-    if (needed > buffer.capacity()) tm_reserve_bulk(buffer, announced_room(needed, announced));
-    buffer.insert(buffer.end(), data, data + length);
-}
+/// What counts the owners of a byte string.
+constexpr std::size_t shared_count = 16;
 
 }  // namespace
 
 Tm_creator::Tm_creator(Message* target, Tm_limits const& limits) : limits_(limits) {
     root_.target = target;
+    begin_counting();
     open(State::method).shares_names = true;
 }
 
 Tm_creator::Tm_creator(Tm_array* target, Tm_limits const& limits) : limits_(limits) {
     if (typeid(*target) != typeid(Tm_array)) user_array_ = target;
+    begin_counting();
     open(State::base_array).values = &target->values_;
 }
 
@@ -113,25 +110,88 @@ bool Tm_creator::reject(std::string const& event) {
     return fail("unexpected " + event + " in " + get_current_state_name());
 }
 
-/// There are as many open structs, arrays and messages as may be.
-bool Tm_creator::refuse_depth() {
-    return depth_ >= limits_.max_depth && !fail(tm_too_deep(limits_));
+// What the limits allow
+
+void Tm_creator::begin_counting() {
+    values_left_ = limits_.max_values;
+    memory_ = 0;
+    files_ = 0;
+}
+
+/// Neither one more level nor one more value may begin.
+bool Tm_creator::refuse_level() {
+    return (depth_ >= limits_.max_depth && !fail(tm_too_deep(limits_))) || refuse_value();
+}
+
+bool Tm_creator::refuse_value() {
+    if (values_left_ > 0) return false;
+    return memory_ > limits_.max_memory ? refuse_memory() : !fail(tm_too_many_values(limits_));
+}
+
+/// Always true.
+bool Tm_creator::refuse_memory() {
+    is_exhausted_ = true;
+    return !fail(tm_too_much_memory(limits_));
+}
+
+/// The memory of what is there already; the next value is refused where that is too much.
+void Tm_creator::count_memory(std::size_t bytes) {
+    memory_ += bytes;
+    if (memory_ > limits_.max_memory) values_left_ = 0;
+}
+
+/// False: so much must not be allocated.
+bool Tm_creator::take_memory(std::size_t bytes) {
+    if (bytes == 0) return true;
+    if (bytes > limits_.max_memory || memory_ > limits_.max_memory - bytes) return false;
+    memory_ += bytes + tm_block_overhead;
+    return true;
+}
+
+/// While the slots are moved, both the old and the new ones are there.
+bool Tm_creator::grow(Tm_value_container& values) {
+    std::size_t const before = values.slot_bytes();
+    if (!take_memory(values.grown_slot_bytes())) return false;
+    values.reserve_next();
+    memory_ -= before;
+    return true;
+}
+
+/// Appends to a buffer that shall hold the open leaf's bytes in the end. False: there is too much.
+template <class Buffer>
+bool Tm_creator::append_announced(Buffer& buffer, char const* data, std::size_t length) {
+    std::size_t const needed = buffer.size() + length;
+    std::size_t const before = buffer.capacity();
+    if (needed > before) {
+        std::size_t const room = announced_room(needed, expected_);
+        if (!take_memory(room)) return false;
+        tm_reserve_bulk(buffer, room);
+        memory_ -= before;
+    }
+    buffer.insert(buffer.end(), data, data + length);
+    return true;
 }
 
 // Values that arrive
 
 void Tm_creator::place(Tm_new_value value) {
-    if (user_array_ != nullptr && frames_.size() == 1) {
-        return user_array_->add_member_and_own(value.release().release());
+    bool const is_outermost = frames_.size() == 1;
+    if (is_outermost && user_array_ != nullptr) {
+        user_array_->add_member_and_own(value.release().release());
+    } else {
+        Tm_value_container& target = *frames_.back().values;
+        target.prepare(value);
+        target.push(std::move(value));
+        value_arrived();
     }
-    Tm_value_container& target = *frames_.back().values;
-    target.prepare(value);
-    target.push(std::move(value));
-    value_arrived();
+    if (is_outermost) begin_counting();
 }
 
 bool Tm_creator::put(Tm_new_value value, char const* event) {
     if (!expects_value()) return reject(event);
+    if (refuse_value()) return false;
+    if (!make_room(*frames_.back().values)) return !refuse_memory();
+    --values_left_;
     place(std::move(value));
     return true;
 }
@@ -152,6 +212,7 @@ bool Tm_creator::visit_double(double value) { return put(Tm_new_value(value), "d
 // Strings, byte strings and files
 
 bool Tm_creator::begin_leaf(State state, unsigned int length) {
+    --values_left_;
     leaf_ = state;
     expected_ = length;
     received_ = 0;
@@ -161,6 +222,7 @@ bool Tm_creator::begin_leaf(State state, unsigned int length) {
 
 bool Tm_creator::visit_string_begin(unsigned int length) {
     if (!expects_value()) return reject("string begin");
+    if (refuse_value()) return false;
     return begin_leaf(State::string, length);
 }
 
@@ -172,8 +234,11 @@ bool Tm_creator::visit_string_continue(char const* data, unsigned int length) {
     bool const has_failed = received_ > 0 && received_ == expected_;
     if (has_failed) return false;
     bool const is_whole = length == expected_;
-    if (!is_whole) append_announced(text_, data, length, expected_);
+    if (!is_whole && !append_announced(text_, data, length)) return !refuse_memory();
     if (received_ + length == expected_) {
+        Tm_value_container& target = *frames_.back().values;
+        if (!make_room(target) || !take_memory(target.text_growth(expected_)))
+            return !refuse_memory();
         try {
             place(Tm_new_value(is_whole ? std::string_view(data, length) : text_));
         } catch (Tm_out_of_range_exception const& too_long) {
@@ -188,6 +253,7 @@ bool Tm_creator::visit_string_continue(char const* data, unsigned int length) {
 
 bool Tm_creator::visit_binary_begin(unsigned int length) {
     if (!expects_value()) return reject("binary begin");
+    if (refuse_value()) return false;
     bytes_ = {};
     return begin_leaf(State::binary, length);
 }
@@ -197,9 +263,11 @@ bool Tm_creator::visit_binary_continue(char const* data, unsigned int length) {
         return reject("binary continue");
     }
     if (!fits(length)) return fail("binary string longer than given length");
-    append_announced(bytes_, data, length, expected_);
+    if (!append_announced(bytes_, data, length)) return !refuse_memory();
     received_ += length;
     if (received_ < expected_) return true;
+    if (!make_room(*frames_.back().values)) return !refuse_memory();
+    count_memory(sizeof(Tm_binary) + sizeof bytes_ + shared_count + 3 * tm_block_overhead);
     place(Tm_new_value(std::make_unique<Tm_binary>(std::move(bytes_))));
     end_leaf();
     return true;
@@ -208,7 +276,12 @@ bool Tm_creator::visit_binary_continue(char const* data, unsigned int length) {
 bool Tm_creator::visit_file_begin(unsigned int length) {
     if (length > limits_.max_file_bytes) return fail(tm_file_too_long(limits_));
     if (!expects_value()) return reject("file begin");
+    if (files_ >= limits_.max_files) return fail(tm_too_many_files(limits_));
+    if (refuse_value()) return false;
+    if (!make_room(*frames_.back().values)) return !refuse_memory();
     file_ = std::make_unique<Tm_received_file>(length);
+    ++files_;
+    count_memory(sizeof(Tm_received_file) + sizeof(Tm_file));
     return begin_leaf(State::file, length);
 }
 
@@ -238,7 +311,9 @@ bool Tm_creator::visit_file_continue(char const* data, unsigned int length) {
 Tm_creator::Frame& Tm_creator::open(State state) {
     constexpr std::size_t usual_depth = 4;
     if (frames_.capacity() == 0) frames_.reserve(usual_depth);
+    std::size_t const before = frames_.capacity();
     Frame& frame = frames_.emplace_back();
+    if (frames_.capacity() > before) count_memory((frames_.capacity() - before) * sizeof(Frame));
     frame.state = state;
     if (frames_.size() == 1) return frame;
     Frame& around = frames_[frames_.size() - 2];
@@ -252,22 +327,32 @@ Tm_creator::Frame& Tm_creator::open(State state) {
     return frame;
 }
 
-/// Hands the complete value of the innermost frame to the frame around it.
-void Tm_creator::close() {
-    frames_[frames_.size() - 2].values->reserve_next();
+/// Hands the complete value of the innermost frame to the frame around it. False: that has no room.
+bool Tm_creator::close() {
+    if (!make_room(*frames_[frames_.size() - 2].values)) return !refuse_memory();
     Tm_new_value value(std::move(frames_.back().owned));
     frames_.pop_back();
     place(std::move(value));
     --depth_;
+    return true;
+}
+
+/// A complete struct or array gives its spare room up.
+void Tm_creator::trim(Tm_value_container& values) {
+    std::size_t const before = values.slot_bytes();
+    values.give_up_spare();
+    memory_ -= before - values.slot_bytes();
 }
 
 bool Tm_creator::visit_array_begin() {
-    if (refuse_depth()) return false;
+    if (refuse_level()) return false;
     if (!expects_value()) return reject("array begin");
     auto array = std::make_unique<Tm_array>();
     Frame& frame = open(State::array);
     frame.values = &array->values_;
     frame.owned = std::move(array);
+    --values_left_;
+    count_memory(sizeof(Tm_array) + tm_block_overhead);
     ++depth_;
     return true;
 }
@@ -277,7 +362,6 @@ bool Tm_creator::visit_array_end() {
     if (leaf_ != State::none || frame.state != State::array) {
         return reject("array end");
     }
-    frame.values->give_up_spare();
-    close();
-    return true;
+    trim(*frame.values);
+    return close();
 }

@@ -81,6 +81,9 @@ public:
     /// The bytes of files taken so far, those of unfinished ones included.
     unsigned long file_bytes() const { return file_bytes_; }
 
+    /// The bytes of memory that the current message, or top-level value, takes so far.
+    unsigned long memory() const { return memory_; }
+
     /// For whoever passes an event that this refused: sets an error text if there is none yet.
     /// Always false.
     bool process_state();
@@ -133,7 +136,17 @@ private:
     bool expects_value() const;
     bool is_in_message() const;
     bool is_in_member() const;
-    bool refuse_depth();
+    bool refuse_level();
+    bool refuse_value();
+    bool refuse_memory();
+    bool make_room(Tm_value_container& values);
+    bool grow(Tm_value_container& values);
+    bool take_memory(std::size_t bytes);
+    void count_memory(std::size_t bytes);
+    void count_name(Tm_struct const& target, Tm_layout const* before);
+    template <class Buffer>
+    bool append_announced(Buffer& buffer, char const* data, std::size_t length);
+    void begin_counting();
     /// "unexpected EVENT in STATE"
     bool reject(std::string const& event);
     bool fail(std::string text);
@@ -147,10 +160,11 @@ private:
     bool fits(unsigned int length) const { return length <= expected_ - received_; }
 
     Frame& open(State state);
-    void close();
+    bool close();
+    void trim(Tm_value_container& values);
     void begin_nested_message();
     bool begin_group();
-    Layout_ref read_name_table() const;
+    Layout_ref read_name_table();
 
     void take_name(std::string_view name);
     void take_name_at(std::size_t index);
@@ -160,6 +174,10 @@ private:
     static void finish_layout(Frame const& frame);
 
     Tm_limits limits_;
+    unsigned long values_left_ = 0;  ///< that may come; 0 too when the memory is exhausted
+    unsigned long memory_ = 0;
+    unsigned int files_ = 0;
+    bool is_exhausted_ = false;   ///< the limit on memory has refused something
     unsigned int depth_ = 0;      ///< open structs, arrays and messages
     State leaf_ = State::none;    ///< string, binary or file while one is open
     std::uint32_t expected_ = 0;  ///< bytes of the open string, byte string or file

@@ -18,7 +18,7 @@ char const* Tm_creator::message_state_name() const {
 }
 
 bool Tm_creator::visit_method_begin(bool is_request) {
-    if (refuse_depth()) return false;
+    if (refuse_level()) return false;
     bool const is_root = leaf_ == State::none && frames_.back().state == State::method &&
                          message().phase == Phase::not_begun;
     if (!is_root && !expects_value()) {
@@ -36,11 +36,17 @@ bool Tm_creator::visit_method_begin(bool is_request) {
 /// As in a copy, each struct within owns its names.
 void Tm_creator::begin_nested_message() {
     auto nested = std::make_unique<Message>(nullptr);
-    if (nested_.size() == nested_.capacity()) nested_.reserve(2 * nested_.size() + 1);
+    if (nested_.size() == nested_.capacity()) {
+        std::size_t const more = nested_.size() + 1;
+        nested_.reserve(nested_.size() + more);
+        count_memory(more * sizeof(Open_message));
+    }
     Frame& frame = open(State::method);
     frame.shares_names = false;
     frame.by_index = false;
     nested_.emplace_back().target = nested.get();
+    --values_left_;
+    count_memory(sizeof(Message) + tm_block_overhead);
     frame.owned = std::move(nested);
 }
 
@@ -59,7 +65,7 @@ bool Tm_creator::visit_method_end(bool is_request) {
         return reject(event);
     }
     if (frames_.size() > 1) {
-        close();
+        if (!close()) return false;
         nested_.pop_back();
     } else {
         open_message.phase = Phase::ended;
@@ -113,18 +119,20 @@ bool Tm_creator::visit_method_name_continue(char const* data, unsigned int lengt
     if (open_message.name_received < open_message.name_length) return true;
     std::string_view const name = is_whole ? std::string_view(data, length) : pieces;
     open_message.target->set_request_name(name);
+    count_memory(2 * name.size());
     open_message.place = tm_hash_name(name);
     return true;
 }
 
 /// The names in the array "catalog" of the first struct; null without one.
-Tm_creator::Layout_ref Tm_creator::read_name_table() const {
+Tm_creator::Layout_ref Tm_creator::read_name_table() {
     Tm_struct const& meta = message().target->get_const_struct(Message::TMG_META);
     int const position = meta.get_member_index("catalog");
     if (position < 0) return {};
     Tm_array const& catalog = *meta.get_member_array(position);
     Layout_ref table = Tm_layout::make();
     for (int i = 0; i < catalog.get_member_count(); ++i) table->append(catalog.get_member_text(i));
+    count_memory(table->bytes());
     return table;
 }
 

@@ -8,9 +8,10 @@
 #include "tmsg/value/tm_limit_error.h"
 
 bool Tm_creator::visit_struct_begin() {
-    if (refuse_depth()) return false;
+    if (refuse_level()) return false;
     if (expects_value()) {
         open(State::structure);
+        --values_left_;
     } else if (!is_in_message() || !begin_group()) {
         return reject("struct begin");
     }
@@ -26,13 +27,10 @@ bool Tm_creator::visit_struct_end() {
     if (frames_.back().structure == nullptr) make_struct({});
     Frame const& frame = frames_.back();
     finish_layout(frame);
-    frame.values->give_up_spare();
-    if (is_group) {
-        frames_.pop_back();
-        --depth_;
-    } else {
-        close();
-    }
+    trim(*frame.values);
+    if (!is_group) return close();
+    frames_.pop_back();
+    --depth_;
     return true;
 }
 
@@ -101,7 +99,9 @@ void Tm_creator::take_name(std::string_view name) {
     }
     Tm_struct& target = *frame.structure;
     if (!target.layout_ || !target.layout_->has(target.name_count_, name)) {
+        Tm_layout const* const before = target.layout_.get();
         target.name_next(name, frame.place);
+        count_name(target, before);
     }
     frame.state = State::named;
 }
@@ -121,6 +121,7 @@ void Tm_creator::take_name_at(std::size_t index) {
     Tm_layout const* const before = target.layout_.get();
     if (before != nullptr && before->table() != table.get()) {
         target.name_next(tm_text_view(name), frame.place);
+        count_name(target, before);
     } else if (before == nullptr || !is_like(*before, target.name_count_)) {
         bool const is_open =
             before != nullptr && !before->is_sealed() && before->size() == target.name_count_;
@@ -131,8 +132,22 @@ void Tm_creator::take_name_at(std::size_t index) {
         }
         layout->append_from(table, index);
         target.layout_ = std::move(layout);
+        count_name(target, before);
     }
     frame.state = State::named;
+}
+
+/// The memory that the struct's next name has taken: in its own layout, or in one made for it.
+void Tm_creator::count_name(Tm_struct const& target, Tm_layout const* before) {
+    constexpr std::size_t pointer_and_spare = 12;
+    Tm_layout const& layout = *target.layout_;
+    if (target.name_count_ == 0) count_memory(target.values_.slot_bytes());
+    if (layout.is_sealed()) return;
+    if (&layout != before)
+        return count_memory(layout.bytes() + tm_layout_blocks * tm_block_overhead);
+    bool const is_in_table = layout.table() != nullptr;
+    char const* const name = layout[layout.size() - 1];
+    count_memory(pointer_and_spare + (is_in_table ? 0 : tm_text_size(tm_text_length(name))));
 }
 
 /// A sealed layout near the innermost frame: that of the struct before it in the same array, or of
@@ -160,6 +175,7 @@ void Tm_creator::make_struct(Layout_ref layout) {
     if (layout) extent = layout->usual_extent();
     // Structs that stay open for long must not each hold what a large one needed.
     if (frames_.size() > usual_depth) extent = {std::min(extent.members, deep_members), 0};
+    count_memory(Tm_struct::made_size(extent.members, extent.text) + tm_block_overhead);
     auto made = Tm_struct::make(std::move(layout), extent.members, extent.text);
     Frame& frame = frames_.back();
     made->shares_names_ = frame.shares_names ? 1 : 0;

@@ -10,12 +10,21 @@
 #include "tmsg/creator/tm_creator.h"
 #include "tmsg/value/tm_layout.h"
 
+/// What the allocator takes besides for each block, and the blocks that a layout has.
+constexpr std::size_t tm_block_overhead = 12;
+constexpr std::size_t tm_layout_blocks = 3;
+
 /// The innermost open struct or array has one more value.
 inline void Tm_creator::value_arrived() {
     Frame& frame = frames_.back();
     if (frame.structure == nullptr) return;
     ++frame.structure->name_count_;
     frame.state = State::valued;
+}
+
+/// For one more value. False: that would take too much memory.
+inline bool Tm_creator::make_room(Tm_value_container& values) {
+    return !values.is_full() || grow(values);
 }
 
 class Tm_own_creator final : public Tm_creator {
@@ -44,6 +53,8 @@ public:
         take_name_at(index);
         return true;
     }
+    /// The rest of the message would take too much memory.
+    bool is_exhausted() const { return is_exhausted_; }
     bool names_come_by_index() const { return frames_.back().by_index; }
     bool end_member() {
         Frame& frame = frames_.back();
@@ -56,13 +67,15 @@ public:
         Tm_value_container* const target = place_for_value();
         if (target == nullptr) return false;
         target->push(value);
+        --values_left_;
         value_arrived();
         return true;
     }
     bool take_text(std::string_view text) {
         Tm_value_container* const target = place_for_value();
-        if (target == nullptr) return false;
+        if (target == nullptr || !take_memory(target->text_growth(text.size()))) return false;
         target->push_string(target->make_text(text));
+        --values_left_;
         value_arrived();
         return true;
     }
@@ -71,8 +84,8 @@ private:
     /// Has room for one more value; null where none may come.
     Tm_value_container* place_for_value() {
         Frame const& frame = frames_.back();
-        if (frame.state != State::named && frame.state != State::array) return nullptr;
-        frame.values->reserve_next();
-        return frame.values;
+        bool const is_expected = frame.state == State::named || frame.state == State::array;
+        bool const may_come = is_expected && values_left_ > 0 && make_room(*frame.values);
+        return may_come ? frame.values : nullptr;
     }
 };

@@ -3,6 +3,7 @@
 /// decoder (see Tm_bin_decoder_base).
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,9 @@ class TMSG_API MessageChunk {
 public:
     /// The collection of garbage after its last data with which a message is dropped.
     static constexpr int IDLE_LIMIT = 20;
+
+    /// Values that take up to this many bytes of memory are not counted as held.
+    static constexpr unsigned long FREE_MEMORY = 4096;
 
     /// The originator tells apart messages of equal sequence number from different senders.
     MessageChunk(unsigned int seq_no, int const& originator, Tm_limits const& limits = {});
@@ -27,8 +31,13 @@ public:
 
     /// Payload bytes added so far, from 4 GiB on modulo that.
     unsigned int getTotalBufferLength() const { return static_cast<unsigned int>(total_length_); }
-    /// Those of them that take memory: all but the content of files.
-    unsigned long heldBytes() const { return total_length_ - decoder_.file_bytes(); }
+    /// The memory of its values beyond FREE_MEMORY, or those payload bytes that are not the content
+    /// of files, whichever are more.
+    unsigned long heldBytes() const {
+        unsigned long const payload = total_length_ - decoder_.file_bytes();
+        unsigned long const memory = decoder_.memory();
+        return memory > FREE_MEMORY ? std::max(payload, memory) : payload;
+    }
     bool hasError() const { return !decoder_.error().empty(); }
     std::string const& error() const { return decoder_.error(); }
     unsigned int getSeqNo() const { return seq_no_; }

@@ -164,9 +164,7 @@ Tm_layout::Positions const& Tm_layout::make_positions() const {
 }
 
 std::size_t Tm_layout::bytes() const {
-    std::size_t sum = sizeof *this;
-    for (char const* name : names_) sum += sizeof name + tm_text_size(tm_text_length(name));
-    return sum;
+    return sizeof *this + names_.capacity() * sizeof(char const*) + texts_.allocated();
 }
 
 /// Follows larger structs at once, and smaller ones when they are much smaller.

@@ -11,12 +11,18 @@ struct Tm_limits {
     unsigned long max_message_bytes = 0x7FFFFFFF;
     /// Announced bytes of one file value: a large one would fill the disk.
     unsigned long max_file_bytes = 0xFFFFFFFF;
+    /// Files, values and bytes of memory of one message, or of one top-level value of an array: few
+    /// bytes of input can take a descriptor each, or sixty times their number in memory. The memory
+    /// counts what the values take while they arrive, within a tenth of the truth.
+    unsigned int max_files = 256;
+    unsigned long max_values = 16'000'000;
+    unsigned long max_memory = 1UL << 32;
     /// Unfinished messages of one originator, each with a decoder: a header alone begins one, which
     /// takes about 1.5 KiB. What it leaves open takes up to 430 bytes for each level, and 64 KiB
     /// for a file too large to be mapped.
     unsigned int max_unfinished = 1024;
-    /// Payload bytes that the unfinished messages of one originator hold together in memory: many
-    /// that never end would fill it, each within its own limit. The content of received files is on
-    /// the disk and does not count.
+    /// Bytes that the unfinished messages of one originator hold together in memory, their values or
+    /// their payload, whichever are more: many that never end would fill it, each within its own
+    /// limit. The content of received files is on the disk and does not count.
     unsigned long max_held_bytes = 1UL << 30;
 };

@@ -11,9 +11,13 @@ constexpr std::size_t largest_block = 1 << 16;
 }  // namespace
 
 /// Each block is a quarter larger than the last one, so that a fifth is wasted at most.
-Tm_texts::Block* Tm_texts::make_block(std::size_t size) const {
+std::size_t Tm_texts::room_for(std::size_t size) const {
     std::size_t const grown = last_ == nullptr ? smallest_block : last_->room + last_->room / 4;
-    std::size_t const room = std::max(size, std::min(grown, largest_block));
+    return std::max(size, std::min(grown, largest_block));
+}
+
+Tm_texts::Block* Tm_texts::make_block(std::size_t size) const {
+    std::size_t const room = room_for(size);
     auto* const block = static_cast<Block*>(::operator new(sizeof(Block) + room));
     *block = {last_, 0, room};
     return block;
@@ -31,6 +35,13 @@ Tm_texts::Block* Tm_texts::add_block(std::size_t size) {
         last_ = block;
     }
     return block;
+}
+
+std::size_t Tm_texts::allocated() const {
+    std::size_t sum = 0;
+    for (Block* block = last_; block != nullptr && !block->is_lent(); block = block->previous)
+        sum += sizeof(Block) + block->room;
+    return sum;
 }
 
 void Tm_texts::reserve(std::size_t bytes) {

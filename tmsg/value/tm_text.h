@@ -115,6 +115,16 @@ public:
         return sum;
     }
 
+    /// What a text of this length would make this allocate; 0 where there is room.
+    std::size_t growth(std::size_t length) const {
+        std::size_t const size = tm_text_size(length);
+        bool const has_room = last_ != nullptr && size <= last_->room - last_->used;
+        return has_room ? 0 : sizeof(Block) + room_for(size);
+    }
+
+    /// The bytes of all blocks, without those of the caller's memory.
+    std::size_t allocated() const;
+
     /// The next texts of `bytes` bytes, tm_text_size() of each, need one block.
     void reserve(std::size_t bytes);
 
@@ -145,6 +155,7 @@ private:
     };
 
     void free_blocks() noexcept;
+    std::size_t room_for(std::size_t size) const;
     Block* make_block(std::size_t size) const;
     Block* add_block(std::size_t size);
 
