@@ -1,10 +1,14 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 
+#include <chrono>
 #include <csignal>
+#include <thread>
 
 #include "support/support.h"
+#include "support/text.h"
 
 /// On both sides of the mapping limit: sent through chunks and received into a temporary file.
 TEST(File, ArrivesWithItsContent) {
@@ -71,6 +75,36 @@ TEST(File, ThatCannotBeUsedOrReadIsReported) {
     EXPECT_LT(Tm_file::read_n(-1, buffer, 3), 0);
 }
 
+/// A slow writer, and a timer whose signal ends the calls that it meets.
+TEST(File, IsReadOnWhenASignalComes) {
+    int ends[2];
+    ASSERT_EQ(0, ::pipe(ends));
+    struct sigaction handler = {}, before = {};
+    static volatile std::sig_atomic_t signals = 0;
+    handler.sa_handler = [](int) { signals = signals + 1; };
+    ::sigaction(SIGALRM, &handler, &before);
+    itimerval const often = {{0, 1000}, {0, 1000}}, never = {};
+    ::setitimer(ITIMER_REAL, &often, nullptr);
+    std::thread writer([&] {
+        sigset_t alarm;
+        ::sigemptyset(&alarm);
+        ::sigaddset(&alarm, SIGALRM);
+        ::pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+        for (char const letter : {'a', 'b', 'c'}) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            EXPECT_EQ(1, ::write(ends[1], &letter, 1));
+        }
+    });
+    char text[4] = {};
+    EXPECT_EQ(3, Tm_file::read_n(ends[0], text, 3));
+    EXPECT_STREQ("abc", text);
+    writer.join();
+    ::setitimer(ITIMER_REAL, &never, nullptr);
+    ::sigaction(SIGALRM, &before, nullptr);
+    EXPECT_LT(0, signals);
+    for (int const end : ends) ::close(end);
+}
+
 /// A file too large to be mapped, which ends before its announced length.
 TEST(File, ThatHasBecomeShorterIsNotSent) {
     Scratch const scratch;
@@ -107,31 +141,62 @@ struct Chunk_walk {
 
 }  // namespace
 
-/// A large file, walked by two encoders in turn while its owner reads from the same descriptor.
-TEST(File, IsReadAheadByEachWalkOnItsOwn) {
+/// A large file, walked by encoders in turn while its owner reads from the same descriptor.
+TEST(File, IsReadByEachWalkOnItsOwn) {
     Scratch const scratch;
     std::string const content = pattern(11264300);
     std::string const head = "\x15" + std::string("\x00\xAB\xE1\x2C", 4);
     Tm_array array;
     for (int i = 0; i < 2; ++i) array.add_member(scratch.file("large", content), 0U);
+    int const fd = array.get_member_file(0)->descriptor();
+    std::string read_by_owner;
+    auto const read = [&] {
+        char bytes[100];
+        read_by_owner.append(bytes, static_cast<std::size_t>(::read(fd, bytes, sizeof bytes)));
+    };
+    read();
     // The second file begins near the end of a chunk: its first pieces are few, those behind them many.
     Chunk_walk first{array, Tm_bin_encoder(4099)}, second{array, Tm_bin_encoder(70000)};
     for (int i = 0; i < 10; ++i) first.step();
     first.encoder.begin_fill();
     first.sent.clear();
 
-    int const fd = array.get_member_file(0)->descriptor();
-    std::string read_by_owner;
-    for (bool is_first = true; !first.is_whole || !second.is_whole; is_first = false) {
+    while (!first.is_whole || !second.is_whole) {
         first.step();
         second.step();
-        if (is_first) ::lseek(fd, 0, SEEK_SET);
-        char bytes[100];
-        read_by_owner.append(bytes, static_cast<std::size_t>(::read(fd, bytes, sizeof bytes)));
+        read();
     }
+    text_of<Tm_json_encoder>(array);
+    text_of<Tm_tcl_encoder>(array);
+    Tm_xml_file_size_encoder xml(1000);
+    EXPECT_TRUE(array.accept(xml));
+    read();
     std::string const expected = "\x06" + head + content + head + content + "\x86";
     EXPECT_TRUE(first.sends(expected) && second.sends(expected));
     EXPECT_EQ(content.substr(0, read_by_owner.size()), read_by_owner);
+    EXPECT_EQ(static_cast<off_t>(read_by_owner.size()), ::lseek(fd, 0, SEEK_CUR));
+}
+
+/// Reads its pieces from where the descriptor stands.
+struct Reading_encoder : Tm_bin_encoder {
+    using Tm_bin_encoder::Tm_bin_encoder;
+    using Tm_bin_encoder::visit_file_continue;
+    bool visit_file_continue(int fd, std::string const&, unsigned int length) override {
+        char piece[128];
+        return Tm_file::read_n(fd, piece, length) == length && Tm_bin_encoder::visit_file_continue(piece, length);
+    }
+};
+
+TEST(File, StandsAtItsBeginningForDerivedEncoders) {
+    Scratch const scratch;
+    Tm_array array;
+    array.add_member(scratch.file("large", pattern(11264300)), 0U);
+    std::vector<Bytes> const expected = encode_chunks(array, 1 << 24);
+    for (int round = 0; round < 2; ++round) {
+        Reading_encoder encoder(1 << 24);
+        EXPECT_TRUE(array.accept(encoder));
+        EXPECT_TRUE(Bytes(encoder.data(), encoder.data() + encoder.fill_position()) == expected.front());
+    }
 }
 
 /// Without a sender, which refuses it: nothing is written of a piece that is not there whole.

@@ -129,6 +129,18 @@ TEST(Threads, ReadOneMessageAndChangeItsCopies) {
     }
 }
 
+/// The file is too large to be mapped: one descriptor of a message for all threads, and their copies.
+TEST(Threads, SendOneFile) {
+    Scratch const scratch;
+    Message message;
+    message.add_member(body, "file", scratch.file("large", pattern(11264300)), 0U);
+    std::vector<Bytes> const expected = encode_chunks(message, 1 << 20);
+    run_together([&](int thread) {
+        Message const copy(message);
+        EXPECT_TRUE(encode_chunks(thread % 2 == 0 ? message : copy, 1 << 20) == expected);
+    });
+}
+
 /// Shapes that begin alike, of all threads and of one.
 TEST(Threads, BuildAndDecodeShapesAtTheSameTime) {
     run_together([](int thread) {

@@ -11,9 +11,10 @@
 /// so the fill position may pass it. Strings and names must not exceed 65,535 bytes: of a longer
 /// one the length is written wrong.
 ///
-/// A file that is not mapped is read by its descriptor, some way ahead of its pieces. Its beginning
-/// sets the descriptor's position to 0; nothing else uses that position. A piece that cannot be
-/// read throws Tm_file_read_exception; of one behind the end of the file nothing is written.
+/// A file that is not mapped is read by its descriptor, some way ahead of its pieces. The position
+/// of the descriptor is neither used nor moved, but by encoders of derived classes: these set it to
+/// 0 where a file begins, for the classes to read from there. A piece that cannot be read throws
+/// Tm_file_read_exception; of one behind the end of the file nothing is written.
 #pragma once
 
 #include <memory>

@@ -3,8 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
+
+#include "tmsg/value/tm_uninterrupted.h"
 
 namespace {
 
@@ -57,8 +58,5 @@ long Tm_read_ahead::fill() {
 }
 
 long Tm_read_ahead::read_once(char* to, std::size_t size, long position) const {
-    while (true) {
-        ssize_t const got = ::pread(fd_, to, size, position);
-        if (got >= 0 || errno != EINTR) return got;
-    }
+    return tm_uninterrupted([&] { return ::pread(fd_, to, size, position); });
 }

@@ -8,6 +8,7 @@
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_mapping.h"
 #include "tmsg/value/tm_string.h"
+#include "tmsg/value/tm_uninterrupted.h"
 #include "tmsg/value/tm_walk.h"
 
 namespace {
@@ -96,7 +97,8 @@ long Tm_file::read_n(int fd, void* buffer, unsigned long n) {
     auto* const bytes = static_cast<char*>(buffer);
     unsigned long filled = 0;
     while (filled < n) {
-        ssize_t const got = ::read(fd, bytes + filled, n - filled);
+        ssize_t const got =
+            tm_uninterrupted([&] { return ::read(fd, bytes + filled, n - filled); });
         if (got <= 0) return got;
         filled += static_cast<unsigned long>(got);
     }

@@ -43,7 +43,8 @@ public:
     static bool is_mapped_size(unsigned int size);
 
     /// Reads n bytes from where the descriptor stands. Returns n; or, at end of file or on an
-    /// error, what the last read returned (0 or a negative number).
+    /// error, what the last read returned (0 or a negative number). A read that a signal interrupts
+    /// is repeated.
     static long read_n(int fd, void* buffer, unsigned long n);
 
 private:

@@ -12,6 +12,7 @@
 
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_file.h"
+#include "tmsg/value/tm_uninterrupted.h"
 
 namespace {
 
@@ -66,8 +67,9 @@ Tm_received_file::~Tm_received_file() {
 }
 
 bool Tm_received_file::map() {
-    return ::ftruncate(descriptor_.get(), length_) == 0 &&
-           mapping_.map(descriptor_.get(), length_, true);
+    int const fd = descriptor_.get();
+    return tm_uninterrupted([&] { return ::ftruncate(fd, length_); }) == 0 &&
+           mapping_.map(fd, length_, true);
 }
 
 bool Tm_received_file::write(char const* data, unsigned int length) {
@@ -127,8 +129,8 @@ bool Tm_received_file::write_behind_gathered(char const* data, std::size_t lengt
         std::size_t const of_data = done - of_gathered;
         iovec const parts[] = {{gathered_.data() + of_gathered, gathered - of_gathered},
                                {const_cast<char*>(data) + of_data, length - of_data}};
-        ssize_t const written = ::writev(descriptor_.get(), parts, 2);
-        if (written < 0 && errno == EINTR) continue;
+        ssize_t const written =
+            tm_uninterrupted([&] { return ::writev(descriptor_.get(), parts, 2); });
         if (written <= 0) return false;
         done += static_cast<std::size_t>(written);
     }
