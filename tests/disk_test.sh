@@ -1,7 +1,7 @@
 #!/bin/sh
 # disk_test.sh PROGRAM LIBRARY: a received file for which the disk has no room, or that may not be
-# made, is an error, and gone. The disk is a small one that only this test sees; where none may be
-# made, there is no test (77).
+# made, is an error, and gone. Processes with one number leave each other's files alone. The disk is
+# a small one that only this test sees; where none may be made, there is no test (77).
 set -eu
 unshare -rm true 2>/dev/null || exit 77
 work=$(mktemp -d -p /var/tmp)
@@ -27,3 +27,23 @@ for size in 1000000 12000000; do
     refused "$program" size=300k "failed to write to"
     refused "$program" ro "failed to open"
 done
+
+# Two processes with number 1; the second one runs while the first one receives.
+unshare -rmpf true 2>/dev/null || exit 77
+printf 'response {struct {} struct {f {file 1000 "%s"}}}' "$(head -c 1000 /dev/zero | tr '\0' x)" >"$text"
+unshare -rm sh -euc 'mount -t tmpfs none /tmp
+    "$1" convert --from tcl --to wire "$2/message.tcl" >"$2/wire"
+    mkfifo "$2/input"
+    unshare -pf "$1" convert --from wire --to wire "$2/input" >"$2/output" &
+    exec 3>"$2/input"
+    head -c 500 "$2/wire" >&3
+    while ! ls /tmp/zab_tmp_1_0 >/dev/null 2>&1; do
+        kill -0 $!
+        sleep 0.1
+    done
+    unshare -pf "$1" convert --from wire --to json "$2/wire" >"$2/other"
+    tail -c +501 "$2/wire" >&3
+    exec 3>&-
+    wait $!
+    cmp "$2/wire" "$2/output"
+    [ -z "$(ls /tmp)" ]' sh "$program" "$work"

@@ -2,6 +2,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 
 #include <chrono>
 #include <csignal>
@@ -260,11 +261,140 @@ TEST_F(Temporary_file, OfAnUnfinishedTransferIsRemoved) {
     }
 }
 
+/// Of any kind, of others with the same process number: they are passed over and stay.
+TEST_F(Temporary_file, IsMadeBesideWhatStandsUnderItsNames) {
+    Scratch const scratch;
+    std::string const victim = scratch.file("victim", "untouched");
+    std::string path = next_path();
+    std::size_t const number_at = path.rfind('_') + 1;
+    int number = std::stoi(path.substr(number_at));
+    Names planted;
+    for (int i = 0; i < 1002; ++i, ++number) planted.push_back(path.substr(0, number_at) + std::to_string(number));
+    for (std::string const& name : planted) {
+        if (name == planted[0]) {
+            std::filesystem::create_symlink(victim, name);
+        } else if (name == planted[1]) {
+            std::ofstream(name) << "foreign";
+        } else {
+            std::filesystem::create_directory(name);
+        }
+    }
+    for (int i = 0; i < 3; ++i) {
+        decoder.init();
+        feed(decoder, bytes);
+        path = decoder.array()->get_member_file(0)->path();
+        EXPECT_EQ(planted[0].substr(0, number_at) + std::to_string(number + i), path);
+        EXPECT_EQ("12345", content_of(path));
+    }
+    decoder.init();
+    EXPECT_EQ("untouched", content_of(victim));
+    EXPECT_EQ("foreign", content_of(planted[1]));
+    EXPECT_TRUE(std::filesystem::is_symlink(planted[0]));
+    EXPECT_EQ(1002 + 4, remove_received_files()) << "one is of next_path()";
+}
+
+/// What a child process has is a copy: the files remain its parent's.
+TEST_F(Temporary_file, IsRemovedByTheProcessThatMadeItAlone) {
+    Scratch const scratch;
+    Message message;
+    for (char const* const name : {"complete", "unfinished"}) {
+        message.add_member(body, name, scratch.file("f", pattern(1000)), 0U);
+    }
+    std::vector<Bytes> const chunks = chunks_of(message, 1, 1500);
+    auto receiver = std::make_unique<Receiver>();
+    MessageChunk chunk(1, 0);
+    receiver->take(1, chunks[0]);
+    chunk.addBuffer(chunks[0].data() + 8, static_cast<unsigned int>(chunks[0].size() - 8));
+    feed(decoder, from_hex("15 00 00 00 05 31 32"));
+    pid_t const child = ::fork();
+    if (child == 0) {
+        receiver.reset();
+        chunk.removeReceivedFiles();
+        decoder.init();
+        // Its own.
+        feed(decoder, bytes);
+        bool const is_made = decoder.array()->get_member_count() == 1;
+        ::_exit(is_made && remove_received_files() == 1 ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+    feed(decoder, from_hex("33 34 35"));
+    EXPECT_EQ("12345", content_of(decoder.array()->get_member_file(0)->path()));
+    receiver->take(1, chunks[1]);
+    for (char const* const name : {"complete", "unfinished"}) {
+        EXPECT_EQ(pattern(1000), content_of(receiver->messages.at({1, 1})->get_member_file(body, name)->path()));
+    }
+    EXPECT_EQ(1U, chunk.receivedFiles().size());
+    chunk.removeReceivedFiles();
+    EXPECT_EQ(4, remove_received_files()) << "the unfinished one of the chunk too";
+}
+
+namespace {
+
+/// As in a daemon that has closed them, for a while.
+class No_standard_descriptors {
+public:
+    No_standard_descriptors() {
+        for (int fd = 0; fd < 3; ++fd) {
+            saved_[fd] = ::fcntl(fd, F_DUPFD_CLOEXEC, 10);
+            ::close(fd);
+        }
+    }
+    ~No_standard_descriptors() {
+        for (int fd = 0; fd < 3; ++fd) {
+            ::dup2(saved_[fd], fd);
+            ::close(saved_[fd]);
+        }
+    }
+
+    static bool are_free() { return ::fcntl(0, F_GETFD) < 0 && ::fcntl(1, F_GETFD) < 0 && ::fcntl(2, F_GETFD) < 0; }
+
+private:
+    int saved_[3];
+};
+
+}  // namespace
+
+TEST_F(Temporary_file, StandsAboveTheStandardDescriptors) {
+    Scratch const scratch;
+    for (unsigned int const size : {300U, 11264300U}) {
+        std::string const path = scratch.file("sent", pattern(size));
+        bool arrives = false, is_above = false, are_free = false;
+        {
+            No_standard_descriptors const closed;
+            std::string const error = text_thrown_by<std::exception>([&] {
+                Message message;
+                message.add_member(body, "file", path, 0U);
+                auto const received = deliver(message, 100000);
+                Tm_file const& sent = *message.get_member_file(body, "file");
+                Tm_file const& file = *received->get_member_file(body, "file");
+                arrives = content_of(file.path()) == pattern(size);
+                is_above = sent.descriptor() > 2 && file.descriptor() > 2 &&
+                           (::fcntl(file.descriptor(), F_GETFD) & FD_CLOEXEC) != 0;
+                are_free = closed.are_free();
+            });
+        }
+        EXPECT_TRUE(arrives && is_above && are_free) << size;
+    }
+    EXPECT_EQ(2, remove_received_files());
+}
+
 TEST_F(Temporary_file, ThatCannotBeMadeThrowsAndLeavesTheDecoderUsable) {
     std::string const path = next_path();
-    std::filesystem::create_directory(path);
-    EXPECT_THROWS("failed to open " + path, feed(decoder, bytes));
-    EXPECT_EQ("failed to open " + path, decoder.error());
+    std::string error;
+    bool are_free = false;
+    {
+        // There is no descriptor above, for the file made under 0.
+        No_standard_descriptors const closed;
+        Lower_limit const limit(RLIMIT_NOFILE, 3);
+        error = text_thrown_by([&] { feed(decoder, bytes); });
+        are_free = closed.are_free();
+    }
+    EXPECT_EQ("failed to open " + path, error);
+    EXPECT_EQ(error, decoder.error());
+    EXPECT_TRUE(are_free);
+    EXPECT_EQ(1, remove_received_files()) << "the one of next_path()";
     decoder.init();
     feed(decoder, bytes);
     EXPECT_EQ(1, decoder.array()->get_member_count());
@@ -325,15 +455,4 @@ TEST_F(Temporary_file, WithoutRoomIsReportedAndGone) {
     }
     decoder.init();
     EXPECT_EQ(3, remove_received_files()) << "those of next_path()";
-}
-
-TEST_F(Temporary_file, IsNotMadeThroughALinkPlantedUnderItsName) {
-    Scratch const scratch;
-    std::string const victim = scratch.file("victim", "untouched");
-    std::string const path = next_path();
-    std::filesystem::create_symlink(victim, path);
-    feed(decoder, bytes);
-    EXPECT_EQ(path, decoder.array()->get_member_file(0)->path());
-    EXPECT_EQ("12345", content_of(path));
-    EXPECT_EQ("untouched", content_of(victim));
 }

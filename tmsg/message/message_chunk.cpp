@@ -1,8 +1,7 @@
 #include "tmsg/message/message_chunk.h"
 
-#include <unistd.h>
-
 #include "tmsg/message/message.h"
+#include "tmsg/value/tm_received_file.h"
 
 namespace {
 
@@ -16,7 +15,7 @@ MessageChunk::MessageChunk(unsigned int seq_no, int const& originator, Tm_limits
 MessageChunk::~MessageChunk() = default;
 
 void MessageChunk::removeReceivedFiles() const {
-    for (std::string const& path : receivedFiles()) ::unlink(path.c_str());
+    for (std::string const& path : receivedFiles()) tm_remove_received_file(path);
 }
 
 int MessageChunk::addBuffer(unsigned char const* data, unsigned int length) {

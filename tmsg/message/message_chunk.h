@@ -51,7 +51,8 @@ public:
 
     /// The paths of the files that were received completely so far.
     std::vector<std::string> const& receivedFiles() const { return decoder_.received_files(); }
-    /// Removes the files received for a message that is given up.
+    /// Removes the files received for a message that is given up. A child process removes none of
+    /// its parent's.
     void removeReceivedFiles() const;
 
     void refresh() { countdown_ = IDLE_LIMIT; }

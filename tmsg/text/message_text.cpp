@@ -1,6 +1,4 @@
 /// The list text of a message, short enough for a log, and a message made from such a text.
-#include <unistd.h>
-
 #include <ostream>
 
 #include "tmsg/message/message.h"
@@ -9,6 +7,7 @@
 #include "tmsg/text/tm_tcl_encoder.h"
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_file.h"
+#include "tmsg/value/tm_received_file.h"
 
 namespace {
 
@@ -16,7 +15,7 @@ constexpr unsigned int log_limit = 1024;
 
 void remove_files_of(Tm_value const& value) {
     if (value.get_value_type() == TMV_FILE) {
-        ::unlink(static_cast<Tm_file const&>(value).path().c_str());
+        tm_remove_received_file(static_cast<Tm_file const&>(value).path());
     }
     tm_for_each_child(value, remove_files_of);
 }
@@ -28,7 +27,7 @@ public:
     explicit Received_files(Tm_tcl_decoder const& decoder) : decoder_(decoder) {}
     ~Received_files() {
         if (!is_message_given_) {
-            for (std::string const& path : decoder_.received_files()) ::unlink(path.c_str());
+            for (std::string const& path : decoder_.received_files()) tm_remove_received_file(path);
         } else if (!decoder_.received_files().empty()) {
             Tm_array const& values = *decoder_.values();
             for (int i = 1; i < values.get_member_count(); ++i) {

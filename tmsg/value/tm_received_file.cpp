@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_file.h"
@@ -19,6 +20,8 @@ namespace {
 constexpr unsigned int last_number = 0xFFFFFFFE;
 /// Read and write for the owner; the set-group-id bit marks the file as the library's.
 constexpr unsigned int file_mode = 02600;
+/// So many names in a row that are occupied are passed over. Each costs a system call, once.
+constexpr unsigned int most_occupied_names = 1 << 20;
 /// Room on the disk for a mapping is reserved in steps of at least this many bytes.
 constexpr unsigned int smallest_reservation = 1 << 16;
 /// A larger file is written in steps of this many bytes; the last one may be shorter.
@@ -34,22 +37,37 @@ unsigned int next_number() {
     return number;
 }
 
-/// A path of this process, free: whatever stood there before is gone.
-std::string free_path() {
-    char path[64];
-    std::snprintf(path, sizeof path, "/tmp/zab_tmp_%d_%d", static_cast<int>(::getpid()),
-                  static_cast<int>(next_number()));
-    ::unlink(path);
-    return path;
+/// What the paths of all files that this process makes begin with.
+class Path_prefix {
+public:
+    Path_prefix()
+        : size_(static_cast<std::size_t>(std::snprintf(text_, sizeof text_, "/tmp/zab_tmp_%d_",
+                                                       static_cast<int>(::getpid())))) {}
+
+    operator std::string_view() const { return {text_, size_}; }
+
+private:
+    char text_[32];
+    std::size_t size_;
+};
+
+/// The name can be guessed, and another process may have the same number: only a file that is new
+/// and no link will do. What stands under an occupied name is not this process's to remove.
+Tm_descriptor make_file(std::string& path) {
+    Path_prefix const prefix;
+    for (unsigned int skipped = 0;; ++skipped) {
+        path = prefix;
+        path += std::to_string(static_cast<int>(next_number()));
+        Tm_descriptor file(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, file_mode);
+        bool const is_occupied = file.get() < 0 && errno == EEXIST;
+        if (!is_occupied || skipped == most_occupied_names) return file;
+    }
 }
 
 }  // namespace
 
-/// The name can be guessed, so only a file that is new and no link will do.
 Tm_received_file::Tm_received_file(unsigned int length)
-    : path_(free_path()),
-      descriptor_(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, file_mode),
-      length_(length) {
+    : descriptor_(make_file(path_)), length_(length) {
     bool const is_open = descriptor_.is_usable();
     bool const is_mapped = length > 0 && Tm_file::is_mapped_size(length);
     if (is_open && (!is_mapped || map())) return;
@@ -62,7 +80,7 @@ Tm_received_file::~Tm_received_file() {
     if (kept_) {
         mapping_.flush();
     } else {
-        ::unlink(path_.c_str());
+        tm_remove_received_file(path_);
     }
 }
 
@@ -135,4 +153,10 @@ bool Tm_received_file::write_behind_gathered(char const* data, std::size_t lengt
         done += static_cast<std::size_t>(written);
     }
     return true;
+}
+
+void tm_remove_received_file(std::string const& path) noexcept {
+    Path_prefix const own;
+    std::string_view const prefix = own;
+    if (path.compare(0, prefix.size(), prefix) == 0) ::unlink(path.c_str());
 }

@@ -1,5 +1,6 @@
 /// A file that is being received: a new one under /tmp, readable and writable by its owner alone,
-/// removed on destruction unless it is kept. A file of a size that file values map is written
+/// removed on destruction unless it is kept, or another process than the one that made it destroys
+/// its copy. A file of a size that file values map is written
 /// through a mapping, for which room on the disk is reserved as bytes arrive; a larger one is
 /// written in large steps.
 #pragma once
@@ -45,3 +46,7 @@ private:
     std::vector<char> gathered_;  ///< taken bytes that are not yet in a larger file
     bool kept_ = false;
 };
+
+/// Removes a file that was received, if this process made it: the copies of a parent's decoders
+/// that a child process has are not owners of the parent's files.
+void tm_remove_received_file(std::string const& path) noexcept;

@@ -1,5 +1,4 @@
-/// Files are sent and received while signals interrupt system calls: the calls of this program's own
-/// fail every second time.
+/// Files are sent and received by system calls of this program's own, which fail when they are told.
 #include <fcntl.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
@@ -13,7 +12,9 @@
 
 namespace {
 
-bool are_interrupted = false;
+bool are_interrupted = false;  ///< every second call
+bool are_names_occupied = false;
+int refused_names = 0;
 
 /// How often each call was interrupted.
 std::map<std::string, int>& interruptions() {
@@ -40,6 +41,11 @@ int open(char const* path, int flags, ...) {
     unsigned int const mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned int) : 0;
     va_end(arguments);
     if (interrupt("open")) return -1;
+    if (are_names_occupied && (flags & O_EXCL) != 0) {
+        ++refused_names;
+        errno = EEXIST;
+        return -1;
+    }
     return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
@@ -65,7 +71,7 @@ int posix_fallocate(int fd, off_t from, off_t size) {
 
 }  // extern "C"
 
-TEST(Interrupted, FilesArriveWhole) {
+TEST(Interrupted_system_calls, AreRepeated) {
     Scratch const scratch;
     for (unsigned int const size : {300U, 11264300U}) {
         std::string const path = scratch.file("sent", pattern(size));
@@ -84,4 +90,14 @@ TEST(Interrupted, FilesArriveWhole) {
         EXPECT_LT(0, interruptions()[call]) << call;
     }
     EXPECT_EQ(2, remove_received_files());
+}
+
+/// Names that are all occupied are an error, but not before very many were tried.
+TEST(Occupied_names, AreTriedToAnEnd) {
+    are_names_occupied = true;
+    Tm_bin_array_decoder decoder(4096);
+    std::string const error = text_thrown_by([&] { feed(decoder, from_hex("15 00 00 00 01 78")); });
+    are_names_occupied = false;
+    EXPECT_EQ(0U, error.find("failed to open /tmp/zab_tmp_" + std::to_string(::getpid()) + "_"));
+    EXPECT_LT(1000000, refused_names);
 }
