@@ -1,11 +1,14 @@
 #include "tmsg/value/tm_number_text.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include "tmsg/value/tm_decimal.h"
 
+/// What belongs to a thread has no destructor: one that is still to run at the thread's end would
+/// keep the library in the process after dlclose().
 namespace {
 
 template <class Number, std::size_t Size>
@@ -47,9 +50,8 @@ char const* uint64_to_string(unsigned long const& value) {
 }
 
 char const* uint96_to_string(uint96_t const& value) {
-    static thread_local std::string text;
-    text = uint32_to_string(value.high);
-    text += ':';
-    text += uint64_to_string(value.low);
-    return text.c_str();
+    static thread_local char buffer[48];
+    std::snprintf(buffer, sizeof buffer, "%s:%s", uint32_to_string(value.high),
+                  uint64_to_string(value.low));
+    return buffer;
 }
