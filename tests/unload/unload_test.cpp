@@ -60,5 +60,7 @@ TEST(Library, LeavesNothingBehindWhenItIsUnloaded) {
     for (int round = 0; round < rounds && !HasFailure(); ++round) load_use_and_unload();
     Usage const late;
     EXPECT_LE(late.allocated, early.allocated + 16 * rounds) << "less than any block in each round";
+#ifndef __SANITIZE_ADDRESS__  // which maps more as it goes on
     EXPECT_LE(late.mapped, early.mapped + 2);
+#endif
 }
