@@ -35,6 +35,27 @@ TEST(NameIndex, IsRecordedWhileTheFeatureIsOn) {
     EXPECT_EQ(encode(message), encode(Message(message)));
 }
 
+/// Whatever stands where the table goes is replaced, with the structs and messages in it.
+TEST(NameIndex, ReplacesATableThatIsNone) {
+    Tm_struct const item = of_ints({"a", "b"});
+    Message inner;
+    add(inner.get_struct(meta), "catalog", &item);
+    add(inner.get_struct(body), "c", &item);
+    Tm_array items;
+    items.add_member(&item);
+    items.add_member(&inner);
+    for (Tm_value const* const value : std::initializer_list<Tm_value const*>{&item, &inner, &items}) {
+        for (bool const is_restored : {false, true}) {
+            Message message;
+            add(message.get_struct(meta), "catalog", value, "d", value);
+            add(message.get_struct(body), "e", &item);
+            EXPECT_TRUE(is_restored ? message.restore_member_indexes() : message.index_member_names());
+            EXPECT_EQ((Names{"e", "a", "b"}), table_of(message));
+            expect_arrives(message);
+        }
+    }
+}
+
 TEST(NameIndex, OfAWholeMessageReachesEveryStructButNestedMessages) {
     char const* const names[] = {"p1", "p2", nullptr};
     Tm_prenamed_struct prenamed(names, 2);

@@ -49,8 +49,11 @@ bool Tm_index_plan::read_table() {
     return true;
 }
 
+/// A table that goes away is left out, and what is in it.
 void Tm_index_plan::visit_groups() {
-    visit_struct(message_.get_struct(Message::TMG_META), false);
+    bool const goes_away = by_index_ && !keeps_table_;
+    visit_struct(message_.get_struct(Message::TMG_META), false,
+                 goes_away ? message_.name_table_position() : -1);
     visit_struct(message_.get_struct(Message::TMG_BODY), by_index_);
 }
 
@@ -82,7 +85,7 @@ void Tm_index_plan::visit(Tm_value* value, bool by_index) {
 }
 
 /// The names in the order in which they are sent.
-void Tm_index_plan::visit_struct(Tm_struct& target, bool by_index) {
+void Tm_index_plan::visit_struct(Tm_struct& target, bool by_index, int left_out) {
     std::vector<unsigned short> indexes;
     int const count = target.get_member_count();
     for (int i = 0; i < count; ++i) {
@@ -91,7 +94,7 @@ void Tm_index_plan::visit_struct(Tm_struct& target, bool by_index) {
                                         target.get_member_name_length(i));
             indexes.push_back(number_of(name));
         }
-        visit(target.get_value(i), by_index);
+        if (i != left_out) visit(target.get_value(i), by_index);
     }
     // Made now, so that carrying the plan out cannot fail.
     if (by_index) target.extras();

@@ -40,7 +40,7 @@ private:
     bool read_table();
     void visit_groups();
     void visit(Tm_value* value, bool by_index);
-    void visit_struct(Tm_struct& target, bool by_index);
+    void visit_struct(Tm_struct& target, bool by_index, int left_out = -1);
     void visit_message(Message& nested);
     unsigned short number_of(std::string_view name);
 
