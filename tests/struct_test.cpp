@@ -196,6 +196,47 @@ TEST(Struct, AsksADerivedClassForItsNames) {
     }
 }
 
+/// Leaves the lengths of its names as they are.
+struct Renamed : Computed {
+    unsigned int get_member_name_length(int i) const override { return Tm_struct::get_member_name_length(i); }
+};
+
+TEST(Struct, MeasuresNamesWhoseLengthNobodyGives) {
+    Renamed const value;
+    Tm_struct const expected = of_ints(numbered("computed", 20));
+    EXPECT_TRUE(value == expected && expected == value && Tm_struct(value) == expected);
+    EXPECT_EQ(17, value.get_member_index("computed17"));
+    EXPECT_EQ(events_of(expected), events_of(value));
+}
+
+/// Of a type code that no value of the library has.
+struct Odd : Tm_bool {
+    explicit Odd(int code) : Tm_bool(true), code_(code) {}
+    Odd* clone() const override { return new Odd(*this); }
+    TMV get_value_type() const override { return static_cast<TMV>(code_); }
+    int code_;
+};
+
+TEST(Struct, TakesValuesOfAnyTypeCode) {
+    for (int const code : {-128, -124, -1, 16, 100, 127, 128, 1000}) {
+        Tm_struct value(nullptr);
+        value.add_member_and_own("x", new Odd(code));
+        EXPECT_EQ(code, value.get_member_value_type(0));
+        EXPECT_THROW(value.get_member_int32("x"), Tm_type_mismatch_exception) << code;
+        EXPECT_EQ(code, value.get_value(0)->get_value_type());
+    }
+}
+
+TEST(Struct, RefusesAMissingName) {
+    char const* const missing = nullptr;
+    Tm_struct value(nullptr);
+    Message message;
+    EXPECT_EQ("member without a name", text_thrown_by<Tm_exception>([&] { value.add_member(missing, 5); }));
+    EXPECT_THROW(message.add_member(body, missing, "x"), Tm_exception);
+    EXPECT_THROW(message.set_request_name(missing), Tm_exception);
+    EXPECT_TRUE(value.get_member_count() == 0 && message.get_member_count(body) == 0);
+}
+
 TEST(Struct, TakesAValueOnlyForANameThatWaits) {
     int alive = 0;
     Counted const given(alive);

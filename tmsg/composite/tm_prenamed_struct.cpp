@@ -86,8 +86,10 @@ void Tm_prenamed_struct::add_value_and_copy(int i, Tm_value const* value) {
 void Tm_prenamed_struct::place(int i, Tm_new_value&& value, Index* index) {
     auto made = value.release();
     check_place(i);
+    bool const stands_there = values_.get_value(i) == made.get();
+    if (stands_there) static_cast<void>(made.release());
     add_name_index(i, index);
-    add_value_and_own(i, made.release());
+    if (!stands_there) add_value_and_own(i, made.release());
 }
 
 /// There are as many slots as names, unless this was swapped or assigned through its base.

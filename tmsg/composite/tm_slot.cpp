@@ -1,7 +1,8 @@
 #include "tmsg/composite/tm_slot.h"
 
-#include <algorithm>
+#include <typeinfo>
 
+#include "tmsg/composite/tm_struct.h"
 #include "tmsg/value/tm_binary.h"
 #include "tmsg/value/tm_file.h"
 
@@ -21,8 +22,7 @@ void Tm_new_value::own(Tm_value* value) noexcept {
     kind_ = tm_no_value;
     std::memcpy(slot_.bytes, &value, sizeof value);
     if (value == nullptr) return;
-    auto const code = static_cast<unsigned int>(value->get_value_type());
-    kind_ = static_cast<unsigned char>(std::min<unsigned int>(tm_on_heap + code, tm_ask_value));
+    kind_ = typeid(*value) == typeid(Tm_struct) ? tm_plain_struct : tm_on_heap;
 }
 
 std::unique_ptr<Tm_value> Tm_new_value::release() {

@@ -31,10 +31,9 @@ struct alignas(8) Tm_slot {
     }
 };
 
-// The kind of what a slot holds is the type code of the value in it, or one of these. For a value
-// on the heap it is tm_on_heap and the value's type code, or tm_ask_value where that is too large.
+// The kind of a slot: the type code of the value that stands in it, or one of these.
 constexpr unsigned char tm_on_heap = 0x80;
-constexpr unsigned char tm_ask_value = 0xFE;
+constexpr unsigned char tm_plain_struct = 0x81;  ///< on the heap, of the library's own class
 constexpr unsigned char tm_no_value = 0xFF;
 
 /// The pointer, which is not null; else Tm_exception.
@@ -43,6 +42,19 @@ T* tm_present(T* pointer) {
     if (pointer == nullptr) throw Tm_exception("member without a value");
     return pointer;
 }
+
+/// The name of a new member. A null pointer throws Tm_exception.
+struct Tm_name : std::string_view {
+    Tm_name(char const* name) : std::string_view(present(name)) {}
+    Tm_name(std::string const& name) : std::string_view(name) {}
+    Tm_name(std::string_view name) : std::string_view(name) {}
+
+private:
+    static char const* present(char const* name) {
+        if (name == nullptr) throw Tm_exception("member without a name");
+        return name;
+    }
+};
 
 /// A new value from what add_member() takes. A null pointer throws Tm_exception.
 class TMSG_API Tm_new_value {

@@ -1,6 +1,7 @@
 #include "tmsg/composite/tm_struct.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "tmsg/composite/tm_prenamed_struct.h"
@@ -182,10 +183,18 @@ unsigned int Tm_struct::get_member_name_length(int i) const {
     return tm_text_length(Tm_struct::get_member_name(i));
 }
 
+/// A class that names its members otherwise may have left their lengths as they are.
 std::string_view Tm_struct::name_at(int i) const {
     if (is_plain()) return tm_text_view(Tm_struct::get_member_name(i));
-    return {get_member_name(i), get_member_name_length(i)};
+    unsigned int const length = get_member_name_length(i);
+    char const* const name = get_member_name(i);
+    auto const at = static_cast<unsigned int>(i);
+    char const* const stored = at < name_count_ ? (*layout_)[at] : name;
+    bool const has_its_length = name == stored || length != tm_text_length(stored);
+    return has_its_length ? std::string_view(name, length) : std::string_view(name);
 }
+
+bool Tm_struct::is_plain_without_rtti() const { return is_plain(); }
 
 /// Members that have both a name and a value.
 unsigned int Tm_struct::named_members() const {
@@ -307,7 +316,7 @@ void Tm_struct::fail_name(std::string_view name) {
 }
 
 /// Short names near the hint are found without a call.
-inline int Tm_struct::find(std::string_view name) const {
+int Tm_struct::find(std::string_view name) const {
     if (!is_plain() || name.size() > tm_short_text) return find_far(name);
     std::uint32_t const hint = hint_.load(std::memory_order_relaxed);
     unsigned int const end = std::min(named_members(), hint + near_members);
@@ -363,15 +372,27 @@ void Tm_struct::swap(Tm_struct& other) {
     swap_names(other);
 }
 
-/// All but the names. When it throws, nothing was exchanged.
+/// All but the names. Throws, before anything is exchanged, only where a catalogue is in use.
 void Tm_struct::swap_values(Tm_struct& other) {
-    if (has_indexes()) other.extras();
-    if (other.has_indexes()) extras();
+    swap_indexes(other);
     values_.swap(other.values_);
     hint_.store(other.hint_.exchange(hint_.load(std::memory_order_relaxed)),
                 std::memory_order_relaxed);
-    if (extras_ != nullptr && other.extras_ != nullptr) {
-        extras_->indexes.swap(other.extras_->indexes);
+}
+
+/// Catalogues stay where they are.
+void Tm_struct::swap_indexes(Tm_struct& other) {
+    auto const has_catalog = [](Tm_struct const& one) {
+        return one.extras_ != nullptr && one.extras_->catalog != nullptr;
+    };
+    if (has_catalog(*this) || has_catalog(other)) {
+        if (has_indexes() || other.has_indexes()) {
+            extras().indexes.swap(other.extras().indexes);
+        }
+    } else {
+        Tm_owned<Extras> mine = std::move(extras_);
+        extras_ = std::move(other.extras_);
+        other.extras_ = std::move(mine);
     }
 }
 
@@ -388,7 +409,7 @@ void Tm_struct::copy_names(Tm_struct const& other) {
     if (other.is_plain() && !has_catalog && other.name_count_ >= values_.size_) {
         other.keep_layout();
         layout_ = other.layout_;
-        name_count_ = values_.size_ & 0x7FFFFFFFU;
+        name_count_ = other.name_count_;
         return;
     }
     for (int i = 0; i < values_.size(); ++i) record_name(other.name_at(i), nullptr);

@@ -36,7 +36,7 @@ struct Tm_shared_names {};
 
 class TMSG_API Tm_struct : public Tm_value,
                            public Tm_member_getters<Tm_struct>,
-                           public Tm_member_adders<Tm_struct, std::string_view> {
+                           public Tm_member_adders<Tm_struct, Tm_name> {
 public:
     using Index = Tm_catalog<std::string>;
 
@@ -88,6 +88,9 @@ public:
     static void operator delete(void* memory, std::align_val_t alignment) {
         ::operator delete(memory, alignment);
     }
+    static void operator delete(void* memory, std::nothrow_t const&) noexcept {
+        ::operator delete(memory);
+    }
 
 private:
     friend class Message;
@@ -95,7 +98,7 @@ private:
     friend class Tm_own_creator;
     friend class Tm_index_plan;
     friend class Tm_member_getters<Tm_struct>;
-    friend class Tm_member_adders<Tm_struct, std::string_view>;
+    friend class Tm_member_adders<Tm_struct, Tm_name>;
     friend class Tm_prenamed_struct;
     friend struct Tm_name_lengths;
 
@@ -114,7 +117,14 @@ private:
     static std::size_t made_size(std::size_t members, std::size_t text_bytes);
 
     /// No class of a user's own, which could name its members otherwise.
-    bool is_plain() const { return &typeid(*this) == &typeid(Tm_struct); }
+    bool is_plain() const {
+#ifdef __GXX_RTTI
+        return &typeid(*this) == &typeid(Tm_struct);
+#else
+        return is_plain_without_rtti();
+#endif
+    }
+    bool is_plain_without_rtti() const;
     bool equals_plain(Tm_struct const& right) const;
     std::string_view name_at(int i) const;
     unsigned int named_members() const;
@@ -127,7 +137,7 @@ private:
     int number_of(std::string_view name) const;
     [[noreturn]] static void fail_name(std::string_view name);
 
-    void check_place(std::string_view) const {}
+    void check_place(Tm_name const&) const {}
     template <class Plain>
     void place(std::string_view name, Plain value, Index* index) {
         if (!is_plain()) return place(name, Tm_new_value(value), index);
@@ -159,6 +169,7 @@ private:
     void copy_names(Tm_struct const& other);
     void swap_names(Tm_struct& other) noexcept;
     void swap_values(Tm_struct& other);
+    void swap_indexes(Tm_struct& other);
     bool accept_name(int i, bool by_index, Tm_visitor& visitor, Tm_wire_room* room) const;
     bool accept_value(std::size_t i, Tm_visitor& visitor, Tm_wire_room* room) const;
 

@@ -158,7 +158,7 @@ void Tm_value_container::put(std::size_t i, Tm_new_value&& value) noexcept {
 }
 
 Tm_value* Tm_value_container::push_and_copy(Tm_value const* value) {
-    return push_and_own(value->clone());
+    return push_and_own(tm_present(value)->clone());
 }
 
 Tm_value* Tm_value_container::push_and_own(Tm_value* value) {
@@ -170,7 +170,7 @@ Tm_value* Tm_value_container::push_and_own(Tm_value* value) {
 
 Tm_value* Tm_value_container::set_and_copy(int position, Tm_value const* value) {
     checked(position);
-    return set_and_own(position, value->clone());
+    return set_and_own(position, tm_present(value)->clone());
 }
 
 Tm_value* Tm_value_container::set_and_own(int position, Tm_value* value) {
@@ -194,10 +194,12 @@ void Tm_value_container::delete_and_remove_all() {
 }
 
 void Tm_value_container::size_and_clear(int count) {
+    Tm_value_container empty;
+    empty.reserve(count);
+    empty.size_ = static_cast<std::uint32_t>(std::max(count, 0));
+    if (empty.size_ > 0) std::memset(empty.kinds(), tm_no_value, empty.size_);
     delete_and_remove_all();
-    reserve(count);
-    size_ = static_cast<std::uint32_t>(std::max(count, 0));
-    if (size_ > 0) std::memset(kinds(), tm_no_value, size_);
+    swap(empty);
 }
 
 void Tm_value_container::fail_range(int position) const {
@@ -207,12 +209,11 @@ void Tm_value_container::fail_range(int position) const {
 TMV Tm_value_container::type_at(std::size_t i) const {
     unsigned char const kind = kinds()[i];
     if (kind == tm_no_value) throw Tm_exception("member without a value");
-    if (kind == tm_ask_value) return slots_[i].on_heap()->get_value_type();
-    return static_cast<TMV>(kind < tm_on_heap ? kind : kind - tm_on_heap);
+    return kind < tm_on_heap ? static_cast<TMV>(kind) : slots_[i].on_heap()->get_value_type();
 }
 
 Tm_struct const* Tm_value_container::last_struct() const {
-    bool const is_struct = size_ > 0 && kinds()[size_ - 1] == tm_on_heap + TMV_STRUCT;
+    bool const is_struct = size_ > 0 && kinds()[size_ - 1] == tm_plain_struct;
     return is_struct ? static_cast<Tm_struct const*>(at(size_ - 1)) : nullptr;
 }
 

@@ -91,7 +91,7 @@ private:
         return i;
     }
     [[noreturn]] void fail_range(int position) const;
-    /// The last value, if it is a struct; else null.
+    /// The last value, if it is a struct of the library's own class; else null.
     Tm_struct const* last_struct() const;
     /// Throws Tm_exception for an empty slot.
     TMV type_at(std::size_t i) const;

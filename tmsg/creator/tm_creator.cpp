@@ -244,6 +244,9 @@ bool Tm_creator::visit_string_continue(char const* data, unsigned int length) {
         } catch (Tm_out_of_range_exception const& too_long) {
             received_ = expected_;
             return fail(too_long.what());
+        } catch (...) {
+            text_.resize(received_);
+            throw;
         }
         end_leaf();
     }
@@ -332,15 +335,19 @@ bool Tm_creator::close() {
     if (!make_room(*frames_[frames_.size() - 2].values)) return !refuse_memory();
     Tm_new_value value(std::move(frames_.back().owned));
     frames_.pop_back();
-    place(std::move(value));
     --depth_;
+    place(std::move(value));
     return true;
 }
 
-/// A complete struct or array gives its spare room up.
+/// A complete struct or array gives its spare room up, where there is memory to move to.
 void Tm_creator::trim(Tm_value_container& values) {
     std::size_t const before = values.slot_bytes();
-    values.give_up_spare();
+    try {
+        values.give_up_spare();
+    } catch (std::bad_alloc const&) {
+        return;
+    }
     memory_ -= before - values.slot_bytes();
 }
 

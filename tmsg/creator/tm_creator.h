@@ -123,11 +123,12 @@ private:
         Message* target = nullptr;
         Phase phase = Phase::not_begun;
         bool is_call = false;
-        unsigned int name_length = 0;    ///< 0 until a request name is announced
-        unsigned int name_received = 0;  ///< bytes of it
-        std::string name;                ///< its pieces, while there are several
-        std::uint64_t place = 0;         ///< where its structs stand, for tm_recall_layout()
-        Layout_ref table;                ///< the names of members that come by index
+        unsigned int name_length = 0;     ///< 0 until a request name is announced
+        unsigned int name_received = 0;   ///< bytes of it
+        std::string name;                 ///< its pieces, while there are several
+        std::uint64_t place = 0;          ///< where its structs stand, for tm_recall_layout()
+        Layout_ref table;                 ///< the names of members that come by index
+        std::vector<Layout_ref> layouts;  ///< with names in the table, of recent structs
     };
     Open_message& message() { return nested_.empty() ? root_ : nested_.back(); }
     Open_message const& message() const { return nested_.empty() ? root_ : nested_.back(); }
@@ -170,8 +171,10 @@ private:
     void take_name_at(std::size_t index);
     template <class Fits>
     Layout_ref layout_around(Fits fits) const;
+    Layout_ref recent_layout(Layout_ref const& before, unsigned int count, char const* name) const;
+    Tm_layout const* enclosing_layout() const;
     void make_struct(Layout_ref layout);
-    static void finish_layout(Frame const& frame);
+    void finish_layout(Frame const& frame);
 
     Tm_limits limits_;
     unsigned long values_left_ = 0;  ///< that may come; 0 too when the memory is exhausted

@@ -65,12 +65,12 @@ bool Tm_creator::visit_method_end(bool is_request) {
         return reject(event);
     }
     if (frames_.size() > 1) {
-        if (!close()) return false;
+        if (!make_room(*frames_[frames_.size() - 2].values)) return !refuse_memory();
         nested_.pop_back();
-    } else {
-        open_message.phase = Phase::ended;
-        --depth_;
+        return close();
     }
+    open_message.phase = Phase::ended;
+    --depth_;
     return true;
 }
 

@@ -115,26 +115,38 @@ void Tm_creator::take_name_at(std::size_t index) {
         return known.table() == table.get() && at < known.size() && known[at] == name;
     };
     if (frame.structure == nullptr) {
-        make_struct(layout_around([&](Tm_layout const& known) { return is_like(known, 0); }));
+        Layout_ref near = layout_around([&](Tm_layout const& known) { return is_like(known, 0); });
+        make_struct(near ? std::move(near) : recent_layout({}, 0, name));
     }
     Tm_struct& target = *frame.structure;
-    Tm_layout const* const before = target.layout_.get();
-    if (before != nullptr && before->table() != table.get()) {
+    Layout_ref const before = target.layout_;
+    if (before && before->table() != table.get()) {
         target.name_next(tm_text_view(name), frame.place);
-        count_name(target, before);
-    } else if (before == nullptr || !is_like(*before, target.name_count_)) {
-        bool const is_open =
-            before != nullptr && !before->is_sealed() && before->size() == target.name_count_;
-        Layout_ref layout = target.layout_;
-        if (!is_open) {
-            layout =
-                before == nullptr ? Tm_layout::make() : before->fork_in_table(target.name_count_);
-        }
-        layout->append_from(table, index);
+    } else if (!before || !is_like(*before, target.name_count_)) {
+        bool const is_open = before && !before->is_sealed() && before->size() == target.name_count_;
+        Layout_ref layout = before;
+        if (!is_open) layout = recent_layout(before, target.name_count_, name);
+        if (!layout)
+            layout = before ? before->fork_in_table(target.name_count_) : Tm_layout::make();
+        if (!is_like(*layout, target.name_count_)) layout->append_from(table, index);
         target.layout_ = std::move(layout);
-        count_name(target, before);
+    }
+    if (target.layout_.get() != before.get() || !target.layout_->is_sealed()) {
+        count_name(target, before.get());
     }
     frame.state = State::named;
+}
+
+/// The layout of a recent struct of the message with the first `count` names of `before` and then
+/// this one, a text in the table; else null.
+Tm_creator::Layout_ref Tm_creator::recent_layout(Layout_ref const& before, unsigned int count,
+                                                 char const* name) const {
+    for (Layout_ref const& known : message().layouts) {
+        bool const fits = count < known->size() && (*known)[count] == name &&
+                          (count == 0 || known->begins_like(*before, count));
+        if (fits) return known;
+    }
+    return {};
 }
 
 /// The memory that the struct's next name has taken: in its own layout, or in one made for it.
@@ -167,14 +179,25 @@ Tm_creator::Layout_ref Tm_creator::layout_around(Fits fits) const {
     return is_usable(around->structure) ? around->structure->layout_ : Layout_ref();
 }
 
+/// That of the struct around the innermost frame, or around its array; null for none.
+Tm_layout const* Tm_creator::enclosing_layout() const {
+    for (std::size_t i = frames_.size() - 1; i > 0 && i + 2 >= frames_.size(); --i) {
+        Tm_struct const* const around = frames_[i - 1].structure;
+        if (around != nullptr) return around->layout_.get();
+    }
+    return nullptr;
+}
+
 /// Makes the innermost frame's struct, with room for what structs of that layout usually hold.
 void Tm_creator::make_struct(Layout_ref layout) {
     constexpr std::size_t usual_depth = 4;
     constexpr std::uint32_t deep_members = 4;
     Tm_layout::Extent extent;
     if (layout) extent = layout->usual_extent();
-    // Structs that stay open for long must not each hold what a large one needed.
-    if (frames_.size() > usual_depth) extent = {std::min(extent.members, deep_members), 0};
+    // Structs within others like them, or that stay open for long, must not each hold what a large
+    // one needed.
+    bool const is_within = frames_.size() > usual_depth || layout.get() == enclosing_layout();
+    if (is_within) extent = {std::min(extent.members, deep_members), 0};
     count_memory(Tm_struct::made_size(extent.members, extent.text) + tm_block_overhead);
     auto made = Tm_struct::make(std::move(layout), extent.members, extent.text);
     Frame& frame = frames_.back();
@@ -186,9 +209,14 @@ void Tm_creator::make_struct(Layout_ref layout) {
 
 /// A layout that is not sealed is the struct's own.
 void Tm_creator::finish_layout(Frame const& frame) {
-    if (!frame.structure->layout_) return;
+    constexpr std::size_t most_recent = 8;
+    Layout_ref const& layout = frame.structure->layout_;
+    if (!layout) return;
     frame.structure->note_extent();
-    if (!frame.structure->layout_->is_sealed()) {
-        tm_keep_layout(frame.place, frame.structure->layout_);
-    }
+    if (layout->is_sealed()) return;
+    tm_keep_layout(frame.place, layout);
+    if (layout->table() == nullptr) return;
+    auto& recent = message().layouts;
+    if (recent.size() == most_recent) recent.pop_back();
+    recent.insert(recent.begin(), layout);
 }

@@ -61,7 +61,7 @@ bool Message::accept(Tm_visitor& visitor) const {
            walk.step(6, [&] { return visitor.visit_method_end(is_request); });
 }
 
-void Message::set_request_name(std::string_view name) {
+void Message::set_request_name(Tm_name name) {
     std::size_t const dot = name.find('.');
     std::string full(name);
     std::string set(name.substr(0, dot));
@@ -108,14 +108,13 @@ void Message::check_is_fault() const {
 void Message::set_fault_member(char const* name, Tm_new_value value, char const* other,
                                TMV other_type) {
     Tm_struct& body = groups_[TMG_BODY];
-    if (body.get_member_index(name) >= 0) {
-        std::unique_ptr<Tm_value> kept;
-        int const position = body.get_member_index(other);
-        if (position >= 0) kept.reset(body.get_member_value(other_type, position)->clone());
-        body.clear();
-        if (kept != nullptr) body.add_member_and_own(other, kept.release());
-    }
-    body.place(name, std::move(value), nullptr);
+    if (body.get_member_index(name) < 0) return body.place(name, std::move(value), nullptr);
+    Tm_struct rest(body.shares_names_ != 0 ? Tm_struct(shared_names_) : Tm_struct(nullptr));
+    int const position = body.get_member_index(other);
+    if (position >= 0) rest.add_member(other, body.get_member_value(other_type, position));
+    rest.place(name, std::move(value), nullptr);
+    body.swap(rest);
+    body.hint_ = 0;
 }
 
 void Message::set_fault_code(int code) {

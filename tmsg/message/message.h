@@ -50,7 +50,7 @@ public:
     TMT get_msg_type() const { return type_; }
 
     /// "set.method" is split at the first dot; without one both parts are the whole name.
-    void set_request_name(std::string_view name);
+    void set_request_name(Tm_name name);
     std::string const& get_request_name() const { return request_name_; }
     std::string const& get_message_set_name() const { return message_set_name_; }
     std::string const& get_method_name() const { return method_name_; }
@@ -60,28 +60,26 @@ public:
 
     /// Each adds one member to the group; when it throws, the group is as before. A null pointer
     /// throws Tm_exception.
-    void add_member(TMG group, std::string_view name, signed char value);
-    void add_member(TMG group, std::string_view name, unsigned char value);
-    void add_member(TMG group, std::string_view name, short value);
-    void add_member(TMG group, std::string_view name, unsigned short value);
-    void add_member(TMG group, std::string_view name, int value);
-    void add_member(TMG group, std::string_view name, unsigned int value);
-    void add_member(TMG group, std::string_view name, long value);
-    void add_member(TMG group, std::string_view name, unsigned long value);
-    void add_member(TMG group, std::string_view name, double value);
-    void add_member(TMG group, std::string_view name, bool value);
-    void add_member(TMG group, std::string_view name, char const* text);
-    void add_member(TMG group, std::string_view name, std::string const& text);
-    void add_member(TMG group, std::string_view name, std::string_view text);
-    void add_member(TMG group, std::string_view name, Tm_binary const* bytes);
-    void add_member(TMG group, std::string_view name, Tm_value const* value);
-    void add_member(TMG group, std::string_view name, unsigned char const* data,
-                    unsigned int length);
+    void add_member(TMG group, Tm_name name, signed char value);
+    void add_member(TMG group, Tm_name name, unsigned char value);
+    void add_member(TMG group, Tm_name name, short value);
+    void add_member(TMG group, Tm_name name, unsigned short value);
+    void add_member(TMG group, Tm_name name, int value);
+    void add_member(TMG group, Tm_name name, unsigned int value);
+    void add_member(TMG group, Tm_name name, long value);
+    void add_member(TMG group, Tm_name name, unsigned long value);
+    void add_member(TMG group, Tm_name name, double value);
+    void add_member(TMG group, Tm_name name, bool value);
+    void add_member(TMG group, Tm_name name, char const* text);
+    void add_member(TMG group, Tm_name name, std::string const& text);
+    void add_member(TMG group, Tm_name name, std::string_view text);
+    void add_member(TMG group, Tm_name name, Tm_binary const* bytes);
+    void add_member(TMG group, Tm_name name, Tm_value const* value);
+    void add_member(TMG group, Tm_name name, unsigned char const* data, unsigned int length);
     /// A file, always opened for reading: the last argument does not matter.
-    void add_member(TMG group, std::string_view name, std::string const& path,
-                    unsigned int open_mode);
+    void add_member(TMG group, Tm_name name, std::string const& path, unsigned int open_mode);
     /// Takes the value over, and frees it on failure.
-    void add_member_and_own(TMG group, std::string_view name, Tm_value* value);
+    void add_member_and_own(TMG group, Tm_name name, Tm_value* value);
 
     int get_member_count(TMG group) const;
     TMV get_member_value_type(TMG group, int i) const;
@@ -149,7 +147,7 @@ private:
     friend class Tm_member_getters<Message, TMG>;
 
     template <class... Datum>
-    void add(TMG group, std::string_view name, Datum const&... datum);
+    void add(TMG group, Tm_name name, Datum const&... datum);
     template <class Result, class Key>
     Result read_member(TMG group, Key key) const {
         return get_const_struct(group).template read_member<Result>(key);

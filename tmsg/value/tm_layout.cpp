@@ -121,7 +121,9 @@ Tm_layout::Ref Tm_layout::fork_in_table(unsigned int count) const {
 bool Tm_layout::begins_like(Tm_layout const& other, unsigned int count) const {
     if (count > size() || count > other.size()) return false;
     for (unsigned int i = 0; i < count; ++i) {
-        if (!tm_text_equals(names_[i], tm_text_view(other.names_[i]))) return false;
+        bool const is_equal = names_[i] == other.names_[i] ||
+                              tm_text_equals(names_[i], tm_text_view(other.names_[i]));
+        if (!is_equal) return false;
     }
     return true;
 }

@@ -71,9 +71,7 @@ public:
     virtual bool is_support_member_index();
 
     /// Where the library's own values may write instead of passing events; null for nowhere.
-    Tm_wire_room* wire_room() const {
-        return wire_room_ != nullptr && &typeid(*this) == wire_class_ ? wire_room_ : nullptr;
-    }
+    Tm_wire_room* wire_room() const;
 
 protected:
     /// Objects of exactly that class take what is written to the room as if events had come.
