@@ -94,6 +94,35 @@ TEST(Dump, StartsAgainAfterAnError) {
               }));
 }
 
+/// What is printed before is the whole dump's, and not longer than the limit.
+TEST(Dump, EndsAtTheLimitOfItsText) {
+    auto const binary = binary_of(std::string(300, 'x'));
+    auto const message = add_message();
+    message->add_member(body, "binary", &binary);
+    for (Bytes const& bytes : {encode(*message), encode(Tm_string("text")), encode(binary), encode(Tm_int32(5))}) {
+        std::string const whole = dump(bytes);
+        for (std::size_t limit = 0; limit <= whole.size(); ++limit) {
+            std::string error;
+            std::string const text = printed_by([&](FILE* stream) {
+                Tm_bin_decoder_to_text decoder(1000, stream, {}, limit);
+                feed(decoder, bytes);
+                decoder.finalize();
+                error = decoder.error();
+            });
+            bool const is_whole = limit == whole.size();
+            std::string const wanted = is_whole ? "" : "text longer than " + std::to_string(limit) + " bytes";
+            ASSERT_EQ(wanted, error.substr(0, error.find(':')));
+            ASSERT_TRUE(text.size() <= limit && whole.compare(0, text.size(), text) == 0 &&
+                        is_whole == (text == whole));
+        }
+    }
+    EXPECT_EQ("(bool)", printed_by([](FILE* stream) {
+                  Tm_text_creator creator(stream, {}, 6);
+                  EXPECT_FALSE(creator.visit_bool(true) || creator.visit_array_begin() || creator.visit_array_end());
+                  EXPECT_EQ("text longer than 6 bytes", creator.error());
+              }));
+}
+
 TEST(Peek, FindsTheMethodNameAtTheHead) {
     for (std::string const& row :
          rows("00 01 00 03 61 62 63 04 -> abc", "00 00 00 01 00 01 61 -> a", "01 00 00 -> ", "01 00 02 61 62 -> ab")) {

@@ -120,6 +120,37 @@ TEST(Json, StaysBalancedAtEveryLimit) {
     }
 }
 
+template <class Encoder>
+void expect_pieces_to_join(Tm_value const& value) {
+    std::size_t const size = text_of<Encoder>(value).size();
+    ASSERT_GT(size, 500000U);
+    for (std::size_t const limit : {std::size_t{0}, std::size_t{65535}, std::size_t{65536}, std::size_t{150000},
+                                    std::size_t{150001}, std::size_t{150002}, size / 2, size - 100, size}) {
+        auto const cut = static_cast<unsigned int>(limit);
+        std::vector<std::string> pieces;
+        ASSERT_EQ(text_of<Encoder>(value, cut), text_in_pieces<Encoder>(value, cut, pieces)) << limit;
+        ASSERT_EQ(limit >= 150000, pieces.size() > 1) << limit;
+        for (std::string const& piece : pieces) ASSERT_LT(piece.size(), 100000U);
+    }
+}
+
+TEST(Json, HandsItsTextOverInPieces) {
+    auto const bytes = binary_of(pattern(70000));
+    Tm_struct value(nullptr);
+    for (int i = 0; i < 4; ++i) {
+        add(value, "number " + std::to_string(i), i, "text " + std::to_string(i), pattern(3000),
+            "bytes " + std::to_string(i), &bytes);
+    }
+    expect_pieces_to_join<Tm_json_encoder>(value);
+    expect_pieces_to_join<Tm_tcl_encoder>(value);
+
+    Tm_json_encoder encoder;
+    encoder.set_sink([](std::string_view) { throw Tm_exception("broken"); });
+    EXPECT_THROWS("broken", value.accept(encoder));
+    std::string const kept = encoder.get_string();
+    EXPECT_TRUE(kept.size() >= 65536 && json(value).compare(0, kept.size(), kept) == 0) << "the piece was not lost";
+}
+
 TEST(Json, LeavesNoCommasBehindForTheNextText) {
     Tm_json_encoder encoder(10);
     for (int round = 0; round < 3; ++round) {

@@ -2,8 +2,8 @@
 
 namespace {
 
-std::string xml(Tm_value const& value, int chunk_size) {
-    Tm_xml_file_size_encoder encoder(chunk_size);
+std::string xml(Tm_value const& value, int chunk_size, unsigned long max_text = tm_no_text_limit) {
+    Tm_xml_file_size_encoder encoder(chunk_size, max_text);
     std::string text;
     while (!value.accept(encoder)) {
         do {
@@ -70,6 +70,24 @@ TEST(Xml, StopsAtTheEdgeOfAPiece) {
     EXPECT_TRUE(encoder.visit_method_begin(false) && encoder.visit_string_continue(std::string(32, 'x').data(), 32));
     EXPECT_TRUE(!encoder.continue_fill() && encoder.fill() == 16) << "one more full piece";
     EXPECT_THROWS("chunk size 0 out of range 1..2147483647", Tm_xml_file_size_encoder(0));
+}
+
+TEST(Xml, RefusesTextBeyondItsLimit) {
+    auto const message = add_message();
+    std::string const whole = xml(*message, 1000);
+    for (int size = 1; size <= 200; ++size) {
+        ASSERT_EQ(whole, xml(*message, size, whole.size())) << size;
+        for (std::size_t const limit : {whole.size() - 1, whole.size() / 2, std::size_t{0}}) {
+            ASSERT_EQ("text longer than " + std::to_string(limit) + " bytes",
+                      text_thrown_by([&] { xml(*message, size, limit); }))
+                << size;
+        }
+    }
+    Tm_xml_file_size_encoder encoder(1000, 40);
+    EXPECT_TRUE(Tm_bool(true).accept(encoder) && encoder.fill() == 35);
+    EXPECT_THROWS("text longer than 40 bytes", Tm_bool(true).accept(encoder));
+    encoder.begin_fill();
+    EXPECT_TRUE(Tm_bool(true).accept(encoder) && encoder.fill() == 35) << "each message has the limit for itself";
 }
 
 }  // namespace

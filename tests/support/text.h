@@ -13,6 +13,17 @@ std::string text_of(Tm_value const& value, Argument... argument) {
     return encoder.get_string();
 }
 
+/// The same with a sink, whose pieces are joined with the rest.
+template <class Encoder>
+std::string text_in_pieces(Tm_value const& value, unsigned int limit, std::vector<std::string>& pieces) {
+    Encoder encoder(limit);
+    encoder.set_sink([&](std::string_view piece) { pieces.emplace_back(piece); });
+    value.accept(encoder);
+    std::string text;
+    for (std::string const& piece : pieces) text += piece;
+    return text + encoder.get_string();
+}
+
 /// {"a": 1} in the first group, nothing in the second.
 inline std::unique_ptr<Message> add_message(Message::TMT kind = Message::TMT_REQUEST) {
     auto message = make_message(kind, "add");

@@ -6,15 +6,19 @@
 #include <cstdio>
 
 #include "tmsg/binary/tm_bin_decoder_base.h"
+#include "tmsg/text/tm_text_limit.h"
 
 class TMSG_API Tm_bin_decoder_to_text : public Tm_bin_decoder_base {
 public:
-    /// The stream stays the caller's.
-    Tm_bin_decoder_to_text(long capacity, FILE* stream, Tm_limits const& limits = {});
+    /// The stream stays the caller's. More than `max_text` bytes of text since init() are an error.
+    Tm_bin_decoder_to_text(long capacity, FILE* stream, Tm_limits const& limits = {},
+                           unsigned long max_text = tm_no_text_limit);
     ~Tm_bin_decoder_to_text() override;
 
     void init() override;
+    void finalize() override;
 
 private:
     FILE* stream_;
+    unsigned long max_text_;
 };

@@ -6,8 +6,8 @@
 #include "tmsg/value/tm_decimal.h"
 #include "tmsg/value/tm_limit_error.h"
 
-Tm_text_creator::Tm_text_creator(FILE* stream, Tm_limits const& limits)
-    : stream_(stream), limits_(limits) {}
+Tm_text_creator::Tm_text_creator(FILE* stream, Tm_limits const& limits, unsigned long max_text)
+    : stream_(stream), limits_(limits), max_text_(max_text) {}
 
 Tm_text_creator::~Tm_text_creator() { std::fflush(stream_); }
 
@@ -22,6 +22,13 @@ char const* Tm_text_creator::type_to_c_str(Type type) {
 }
 
 void Tm_text_creator::write(std::string_view text) {
+    if (is_full_) return;
+    if (text.size() > max_text_ - written_) {
+        error_ = tm_text_too_long(max_text_);
+        is_full_ = true;
+        return;
+    }
+    written_ += text.size();
     std::fwrite(text.data(), 1, text.size(), stream_);
 }
 
@@ -42,7 +49,7 @@ void Tm_text_creator::output_newline(bool deeper) {
 bool Tm_text_creator::begin_item(unsigned int length) {
     expected_ = length;
     received_ = 0;
-    return true;
+    return !is_full_;
 }
 
 /// True: the piece was the last. A piece that runs past the announced length does not count.
@@ -55,12 +62,12 @@ bool Tm_text_creator::end_piece(unsigned int length) {
 bool Tm_text_creator::open(Type type) {
     output_type(type);
     output_newline(true);
-    return true;
+    return !is_full_;
 }
 
 bool Tm_text_creator::close() {
     unindent();
-    return true;
+    return !is_full_;
 }
 
 /// The indent of each line grows with the levels, so that each kind of them must end somewhere.
@@ -83,7 +90,7 @@ bool Tm_text_creator::put(Type type, std::string_view text) {
     write(" ");
     write(text);
     output_newline(false);
-    return true;
+    return !is_full_;
 }
 
 bool Tm_text_creator::begin_text(Type type, unsigned int length) {
@@ -107,7 +114,8 @@ bool Tm_text_creator::put_bytes(unsigned int length) {
     write("...[");
     write(Tm_decimal(length));
     write("]\n");
-    return !end_piece(length) || close();
+    if (end_piece(length)) close();
+    return !is_full_;
 }
 
 bool Tm_text_creator::visit_method_begin(bool is_request) {
@@ -127,9 +135,11 @@ bool Tm_text_creator::visit_method_name_begin(unsigned int length) {
 
 bool Tm_text_creator::visit_method_name_continue(char const* data, unsigned int length) {
     write({data, length});
-    if (!end_piece(length)) return true;
-    write("\n");
-    return close();
+    if (end_piece(length)) {
+        write("\n");
+        close();
+    }
+    return !is_full_;
 }
 
 bool Tm_text_creator::visit_bool(bool value) { return put(TYPE_BOOL, value ? "true" : "false"); }
@@ -157,10 +167,11 @@ bool Tm_text_creator::visit_string_begin(unsigned int length) {
 
 bool Tm_text_creator::visit_string_continue(char const* data, unsigned int length) {
     write({data, length});
-    if (!end_piece(length)) return true;
-    close();
-    output_newline(false);
-    return true;
+    if (end_piece(length)) {
+        close();
+        output_newline(false);
+    }
+    return !is_full_;
 }
 
 bool Tm_text_creator::visit_binary_begin(unsigned int length) {
@@ -181,7 +192,7 @@ bool Tm_text_creator::visit_member_begin(unsigned int length) {
 bool Tm_text_creator::visit_member_continue(char const* data, unsigned int length) {
     write({data, length});
     end_piece(length);
-    return true;
+    return !is_full_;
 }
 
 bool Tm_text_creator::visit_member_end() { return leave(members_); }

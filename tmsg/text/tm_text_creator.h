@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "tmsg/creator/tm_creator_base.h"
+#include "tmsg/text/tm_text_limit.h"
 #include "tmsg/value/tm_limits.h"
 
 class TMSG_API Tm_text_creator : public Tm_creator_base {
@@ -37,7 +38,9 @@ public:
         TYPE_FILE
     };
 
-    explicit Tm_text_creator(FILE* stream, Tm_limits const& limits = {});
+    /// At most `max_text` bytes go to the stream. The event that needs more is an error.
+    explicit Tm_text_creator(FILE* stream, Tm_limits const& limits = {},
+                             unsigned long max_text = tm_no_text_limit);
     Tm_text_creator(Tm_text_creator const&) = delete;
     Tm_text_creator& operator=(Tm_text_creator const&) = delete;
     /// Flushes the stream.
@@ -46,7 +49,8 @@ public:
     /// "???" for another number.
     static char const* type_to_c_str(Type type);
 
-    /// Every event answers true, but for one that would nest deeper than the limits allow.
+    /// Every event returns true, but for one that would nest deeper than the limits allow, and for
+    /// all from the one on that would make the text too long.
     bool visit_method_begin(bool is_request) override;
     bool visit_method_end(bool is_request) override;
     bool visit_fault_begin() override;
@@ -114,4 +118,7 @@ private:
     std::string indent_;
     unsigned int received_ = 0;
     unsigned int expected_ = 0;
+    unsigned long max_text_;
+    unsigned long written_ = 0;
+    bool is_full_ = false;
 };

@@ -32,7 +32,16 @@ Tm_text_encoder::~Tm_text_encoder() = default;
 /// The room is filled with zeros first, and therefore small enough for the processor's caches.
 void Tm_text_encoder::grow(std::size_t size) {
     constexpr std::size_t room_ahead = 4096;
+    constexpr std::size_t piece_size = 1 << 16;
+    if (sink_ && size_ >= piece_size) hand_over();
+    if (size <= output_.size() - size_) return;
     output_.resize(size_ + size + room_ahead);
+}
+
+void Tm_text_encoder::hand_over() {
+    sink_(std::string_view(output_).substr(0, size_));
+    limit_left_ -= static_cast<unsigned int>(std::min<std::size_t>(size_, limit_left_));
+    size_ = 0;
 }
 
 void Tm_text_encoder::append_number(double value) {
@@ -40,7 +49,7 @@ void Tm_text_encoder::append_number(double value) {
 }
 
 bool Tm_text_encoder::append_hex(char const* data, unsigned int length) {
-    std::size_t const room = limit_ > size_ ? limit_ - size_ : 1;
+    std::size_t const room = limit_left_ > size_ ? limit_left_ - size_ : 1;
     std::size_t const bytes_to_limit = (room + hex_width - 1) / hex_width;
     std::size_t const count = std::min<std::size_t>(length, bytes_to_limit);
 

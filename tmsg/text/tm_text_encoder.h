@@ -5,8 +5,10 @@
 
 #include <charconv>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "tmsg/export.h"
 #include "tmsg/value/tm_text.h"
@@ -17,15 +19,24 @@ public:
     /// In bytes of text.
     static constexpr unsigned int DEFAULT_LIMIT = 0x7FFFFFFF;
 
+    /// Takes the next piece of the text, which is valid during the call.
+    using Sink = std::function<void(std::string_view text)>;
+
     ~Tm_text_encoder() override;
+
+    /// From now on the text goes to the sink in pieces as it grows, so that the encoder never holds
+    /// all of it; get_string() returns the rest behind the last piece. The limit counts all of the
+    /// text. What the sink throws passes through the event, and the piece stays in the encoder.
+    void set_sink(Sink sink) { sink_ = std::move(sink); }
 
     /// Empties the text.
     virtual void clear() = 0;
-    /// The text so far. It is cut to its size here, so that no two threads may ask at once.
+    /// The text so far, but for what a sink has got. It is cut to its size here, so that no two
+    /// threads may ask at once.
     virtual std::string const& get_string() const = 0;
 
 protected:
-    explicit Tm_text_encoder(unsigned int limit) : limit_(limit) {}
+    explicit Tm_text_encoder(unsigned int limit) : limit_(limit), limit_left_(limit) {}
     Tm_text_encoder(Tm_text_encoder const&) = default;
     Tm_text_encoder& operator=(Tm_text_encoder const&) = default;
 
@@ -50,9 +61,12 @@ protected:
     void append_number(double value);
     /// "ab 01 ", byte by byte. False: the limit was reached, after at least one byte.
     bool append_hex(char const* data, unsigned int length);
-    bool is_full() const { return size_ >= limit_; }
+    bool is_full() const { return size_ >= limit_left_; }
 
-    void empty_text() { size_ = 0; }
+    void empty_text() {
+        size_ = 0;
+        limit_left_ = limit_;
+    }
     std::string const& text() const {
         output_.resize(size_);
         return output_;
@@ -70,10 +84,13 @@ private:
     static constexpr std::size_t number_size = 32;
 
     void grow(std::size_t size);
+    void hand_over();
 
     mutable std::string output_;  ///< the text and room behind it, which text() cuts off
     std::size_t size_ = 0;        ///< of the text
     unsigned int expected_ = 0;
     unsigned int received_ = 0;
     unsigned int limit_;
+    unsigned int limit_left_;  ///< behind what the sink has got
+    Sink sink_;
 };

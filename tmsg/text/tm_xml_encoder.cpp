@@ -1,5 +1,6 @@
 #include "tmsg/text/tm_xml_encoder.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <limits>
@@ -22,20 +23,23 @@ std::size_t buffer_size(int chunk_size) {
 
 }  // namespace
 
-Tm_xml_encoder::Tm_xml_encoder(int chunk_size)
-    : buffer_(buffer_size(chunk_size)), chunk_size_(chunk_size) {}
+Tm_xml_encoder::Tm_xml_encoder(int chunk_size, unsigned long max_text)
+    : buffer_(buffer_size(chunk_size)), chunk_size_(chunk_size), max_text_(max_text) {}
 
 Tm_xml_encoder::~Tm_xml_encoder() = default;
 
 void Tm_xml_encoder::begin_fill() {
     fill_ = 0;
+    shipped_ = 0;
     writing_ = true;
     counted_ = 0;
     resume_ = 0;
 }
 
 bool Tm_xml_encoder::small_chunk_continue() {
-    fill_ = fill_ > chunk_size_ ? fill_ - chunk_size_ : 0;
+    int const shipped = std::min(fill_, chunk_size_);
+    fill_ -= shipped;
+    shipped_ += static_cast<unsigned long>(shipped);
     std::memmove(buffer_.data(), buffer_.data() + chunk_size_, static_cast<std::size_t>(fill_));
     if (fill_ >= chunk_size_) return false;
     writing_ = false;
@@ -52,27 +56,26 @@ bool Tm_xml_encoder::check_state() {
 }
 
 /// Only a piece of a caller's own, larger than any of the library's, needs more than the slack.
-void Tm_xml_encoder::append(std::string_view text) {
-    auto const at = static_cast<std::size_t>(fill_);
-    if (at + text.size() > buffer_.size()) buffer_.resize(at + text.size());
-    text.copy(buffer_.data() + at, text.size());
-    fill_ += static_cast<int>(text.size());
+void Tm_xml_encoder::append(std::initializer_list<std::string_view> parts) {
+    auto end = static_cast<std::size_t>(fill_);
+    for (std::string_view const part : parts) end += part.size();
+    if (end > max_text_ - shipped_) throw Tm_exception(tm_text_too_long(max_text_));
+    if (end > buffer_.size()) buffer_.resize(end);
+    for (std::string_view const part : parts) {
+        part.copy(buffer_.data() + fill_, part.size());
+        fill_ += static_cast<int>(part.size());
+    }
 }
 
 bool Tm_xml_encoder::put(std::string_view text) {
     if (!check_state()) return false;
-    if (writing_) append(text);
+    if (writing_) append({text});
     return true;
 }
 
 bool Tm_xml_encoder::put_value(std::string_view tag, std::string_view text) {
     if (!check_state()) return false;
-    if (!writing_) return true;
-    for (std::string_view const part :
-         {std::string_view("<value><"), tag, std::string_view(">"), text, std::string_view("</"),
-          tag, std::string_view("></value>")}) {
-        append(part);
-    }
+    if (writing_) append({"<value><", tag, ">", text, "</", tag, "></value>"});
     return true;
 }
 

@@ -12,16 +12,20 @@
 /// How files are written is for a derived class to say: Tm_xml_file_size_encoder is one.
 #pragma once
 
+#include <initializer_list>
 #include <string_view>
 #include <vector>
 
 #include "tmsg/export.h"
+#include "tmsg/text/tm_text_limit.h"
 #include "tmsg/value/tm_visitor.h"
 
 class TMSG_API Tm_xml_encoder : public Tm_visitor {
 public:
-    /// Bytes of a piece, at least 1; Tm_out_of_range_exception otherwise.
-    explicit Tm_xml_encoder(int chunk_size);
+    /// Bytes of a piece, at least 1; Tm_out_of_range_exception otherwise. An event that would make
+    /// the text of a message longer than `max_text` bytes throws Tm_exception; begin_fill() starts
+    /// anew then.
+    explicit Tm_xml_encoder(int chunk_size, unsigned long max_text = tm_no_text_limit);
     Tm_xml_encoder(Tm_xml_encoder const&) = delete;
     Tm_xml_encoder& operator=(Tm_xml_encoder const&) = delete;
     ~Tm_xml_encoder() override;
@@ -80,7 +84,7 @@ protected:
 private:
     bool begin_item(unsigned int length, std::string_view opening);
     bool put_piece(char const* data, unsigned int length, std::string_view closing);
-    void append(std::string_view text);
+    void append(std::initializer_list<std::string_view> parts);
 
     std::vector<char> buffer_;
     int fill_ = 0;
@@ -90,4 +94,6 @@ private:
     long resume_ = 0;   ///< events that earlier passes have written
     unsigned int received_ = 0;
     unsigned int expected_ = 0;
+    unsigned long max_text_;
+    unsigned long shipped_ = 0;  ///< bytes of the pieces before this one
 };
