@@ -61,6 +61,26 @@ done
 run 0 convert --from wire --to json <message.wire && printed "$json"
 run 0 convert --from wire --to json - <message.wire && printed "$json"
 
+# The limit of the text cuts what can be cut, and refuses the rest.
+for from in tcl wire chunks; do
+    run 0 convert --from $from --to json --max-text 10 message.$from
+    printed '{"name": "add", "request": [{}], "__SNIPPED__" : true}'
+    run 0 convert --from $from --to tcl --max-text 10 message.$from
+    printed 'request {name "add" struct {...SNIPPED...'
+    for to in xml dump; do
+        run 0 convert --from $from --to $to message.$from && cp out whole
+        size=$(wc -c <whole)
+        run 0 convert --from $from --to $to --max-text "$size" message.$from && cmp out whole
+        run 1 convert --from $from --to $to --max-text $((size - 1)) message.$from && printed ''
+        grep -q "^tmsg: text longer than $((size - 1)) bytes" err || fail "$from to $to: $(cat err)"
+    done
+done
+printf 'response {struct {f {file 200000 "%0200000d"}} struct {a {int8_t 1} b {binary 100000 "%0100000d"}}}' 0 0 >long.tcl
+for to in json tcl; do
+    run 0 convert --from tcl --to $to --max-text 250000 long.tcl && size=$(wc -c <out)
+    [ "$size" -ge 250000 ] && [ "$size" -lt 250100 ] || fail "$to: $size bytes of 250000"
+done
+
 # Names by index stay so, whatever lies between, and come and go when asked.
 run 0 convert --from tcl --to wire --names-by-index message.tcl && cp out index.wire
 run 0 convert --from wire --to chunks index.wire && cp out index.chunks
@@ -135,6 +155,8 @@ refuse 2 '--from: no such form: json; see tmsg --help' convert --from json --to 
 refuse 2 '--chunk-size: Value 0 not in range 1 to 1048575; see tmsg --help' convert --from tcl --to xml --chunk-size 0
 refuse 2 'HOST:PORT: no address of the form HOST:PORT: here; see tmsg --help' call here
 refuse 2 'HOST:PORT: no address of the form HOST:PORT: here:65536; see tmsg --help' call here:65536
+refuse 2 '--max-text: Value 0 not in range 1 to 9223372036854775807; see tmsg --help' convert --from tcl --to xml --max-text 0
+refuse 2 '--idle: Value 0 not in range 0.001000 to 1000000.000000; see tmsg --help' serve --idle 0
 refuse 1 'the reply must be a response or a fault' serve --reply message.tcl
 run 0 --help && shows 'peek'
 for verb in convert inspect peek call serve; do run 0 $verb --help && shows "--help"; done
@@ -218,6 +240,24 @@ if [ $memory != unlimited ]; then
     run 1 call "127.0.0.1:$port" message.tcl && says 'fault 7: not so'
 fi
 kill -INT $server
+wait $server || fail "the server ended with $?"
+server=
+
+# Without standard input, output and error nothing goes to their numbers.
+"$program" serve --port "$port" --reply fault.tcl <&- >&- 2>&- & server=$!
+for i in 1 2 3 4 5 6 7 8 9 10; do
+    status=0
+    "$program" call "127.0.0.1:$port" --to json message.tcl >out 2>err || status=$?
+    grep -q refused err || break
+    sleep 0.1
+done
+says 'fault 7: not so'
+if [ -d /proc/$server/fd ]; then
+    [ -z "$(find /proc/$server/fd -name '[012]')" ] || fail "a descriptor below 3 is in use"
+fi
+! "$program" call "127.0.0.1:$port" message.tcl <&- >&- 2>err || fail "no error for a closed output"
+says 'failed to write to standard output: Bad file descriptor'
+kill -TERM $server
 wait $server || fail "the server ended with $?"
 server=
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "connection.h"
+#include "descriptor.h"
 #include "failure.h"
 #include "input.h"
 #include "interrupt.h"
@@ -23,7 +24,8 @@ ACE_INET_Addr resolve(std::string const& text) {
 
 void connect(Connection& connection, std::string const& address, Deadline const& deadline) {
     ACE_Time_Value const left = deadline.left();
-    if (ACE_SOCK_Connector().connect(connection.stream(), resolve(address), &left) == 0) return;
+    if (ACE_SOCK_Connector().connect(connection.stream(), resolve(address), &left) == 0)
+        return move_above_standard(connection.stream());
     throw_if_interrupted();
     throw Failure::of_system("failed to connect to " + address);
 }

@@ -7,12 +7,17 @@
 #include <limits>
 #include <memory>
 #include <sstream>
+#include <type_traits>
 
 #include "failure.h"
 #include "output.h"
+#include "server.h"
 #include "verbs.h"
 
 namespace {
+
+/// Strangers choose how much text their messages make.
+constexpr unsigned long served_text = 1UL << 28;
 
 /// The options of all verbs, and what the command line made of them.
 struct Options {
@@ -79,14 +84,39 @@ void add_chunk_size(CLI::App& verb, Writing& writing) {
         ->type_name("N");
 }
 
+/// One limit, from 1 to what its number holds.
+template <class Number>
+void add_limit(CLI::App& verb, std::string const& name, std::string const& what, Number& limit,
+               Number most = std::numeric_limits<std::make_signed_t<Number>>::max()) {
+    add_number(verb, name, what, limit, Number{1}, most);
+}
+
 void add_limits(CLI::App& verb, Tm_limits& limits) {
     // What the usual stack of 8 MiB has room for, several times over.
     constexpr unsigned int deepest = 10000;
-    constexpr unsigned long longest = std::numeric_limits<long>::max();
-    add_number(verb, "--max-depth", "most levels of nesting in the input", limits.max_depth, 1U,
-               deepest);
-    add_number(verb, "--max-bytes", "most bytes of one message in the input",
-               limits.max_message_bytes, 1UL, longest);
+    add_limit(verb, "--max-depth", "most levels of nesting in the input", limits.max_depth,
+              deepest);
+    add_limit(verb, "--max-bytes", "most bytes of one message in the input",
+              limits.max_message_bytes);
+}
+
+void add_max_text(CLI::App& verb, unsigned long& limit, std::string const& usual) {
+    constexpr long longest = std::numeric_limits<long>::max();
+    verb.add_option("--max-text", limit,
+                    "most bytes of text made of a message: JSON and list text are cut short "
+                    "there, xml and dump fail, 1 to " +
+                        std::to_string(longest))
+        ->check(CLI::Range(1L, longest).description(""))
+        ->default_str(usual)
+        ->type_name("BYTES");
+}
+
+void add_seconds(CLI::App& verb, std::string const& name, std::string const& what,
+                 double& seconds) {
+    verb.add_option(name, seconds, what)
+        ->check(CLI::Range(0.001, 1e6).description(""))
+        ->capture_default_str()
+        ->type_name("SECONDS");
 }
 
 void add_convert(CLI::App& app, Options& options) {
@@ -109,6 +139,7 @@ void add_convert(CLI::App& app, Options& options) {
             "--names", [&writing] { writing.names = Names::as_text; },
             "never write member names by index")
         ->excludes(by_index);
+    add_max_text(verb, writing.max_text, "none");
     add_limits(verb, chosen.limits);
     add_file(verb, chosen.file, "the message");
     verb.callback([&options] { options.run = [&options] { convert(options.convert); }; });
@@ -141,13 +172,21 @@ void add_call(CLI::App& app, Options& options) {
     add_form(verb, "--from", "form of the input, else tcl", chosen.from, input_forms);
     add_form(verb, "--to", "form of the output, else tcl", chosen.to, output_forms);
     add_chunk_size(verb, chosen.writing);
-    verb.add_option("--timeout", chosen.timeout, "how long the call may take")
-        ->check(CLI::Range(0.001, 1e6).description(""))
-        ->capture_default_str()
-        ->type_name("SECONDS");
+    add_seconds(verb, "--timeout", "how long the call may take", chosen.timeout);
+    add_max_text(verb, chosen.writing.max_text, "none");
     add_limits(verb, chosen.limits);
     add_file(verb, chosen.file, "the message");
     verb.callback([&options] { options.run = [&options] { call(options.call); }; });
+}
+
+std::string serve_limits() {
+    return "At most " + std::to_string(Server::most_clients) +
+           " connections are served at a time, and no more than half of the descriptors that the "
+           "process may have (ulimit -Hn). Beyond that, the one idle longest is closed for each "
+           "new one. An answer that stands still for " +
+           std::to_string(Server::patience.count()) +
+           " seconds ends its connection; unsent bytes of all answers beyond " +
+           std::to_string(Server::most_unsent) + " end those that stand still longest.";
 }
 
 void add_serve(CLI::App& app, Options& options) {
@@ -160,7 +199,12 @@ void add_serve(CLI::App& app, Options& options) {
     add_form(verb, "--to", "form of the output, else tcl", chosen.to, output_forms);
     verb.add_option("--reply", chosen.reply, "list text of the answer to every request")
         ->type_name("FILE");
+    add_seconds(verb, "--idle", "for how long a connection may be idle before it is closed",
+                chosen.idle);
+    chosen.writing.max_text = served_text;
+    add_max_text(verb, chosen.writing.max_text, std::to_string(served_text));
     add_limits(verb, chosen.limits);
+    verb.footer(serve_limits());
     verb.callback([&options] { options.run = [&options] { serve(options.serve); }; });
 }
 

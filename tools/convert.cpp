@@ -6,10 +6,10 @@
 namespace {
 
 /// The bytes as they were read.
-void dump_wire(Input& input, Tm_limits const& limits) {
+void dump_wire(Input& input, Convert_options const& options) {
     Temporary_files files;
-    Dump dump(limits);
-    read_message(input, Form::wire, files, limits, &dump);
+    Dump dump(options.limits, options.writing.max_text);
+    read_message(input, Form::wire, files, options.limits, &dump);
     dump.write();
 }
 
@@ -25,7 +25,7 @@ void convert_message(Input& input, Convert_options const& options) {
 void convert(Convert_options const& options) {
     Input input(options.file);
     if (options.from == Form::wire && options.to == Form::dump) {
-        dump_wire(input, options.limits);
+        dump_wire(input, options);
     } else {
         convert_message(input, options);
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "descriptor.h"
 #include "failure.h"
 #include "output.h"
 
@@ -9,18 +10,12 @@ namespace {
 
 constexpr std::size_t capacity = 1 << 16;
 
-std::FILE* open_temporary_file() {
-    std::FILE* const file = std::tmpfile();
-    if (file == nullptr) throw Failure::of_system("failed to make a temporary file");
-    return file;
-}
-
 }  // namespace
 
-Dump::Dump(Tm_limits const& limits)
-    : file_(open_temporary_file()), decoder_(capacity, file_.get(), limits) {}
+Dump::Dump(Tm_limits const& limits, unsigned long max_text)
+    : file_(open_temporary_file()), decoder_(capacity, file_.get(), limits, max_text) {}
 
-void Dump::add(unsigned char const* data, std::size_t size) {
+bool Dump::add(unsigned char const* data, std::size_t size) {
     while (size > 0) {
         std::size_t const slice = std::min(size, capacity);
         decoder_.add_to_buffer(data, static_cast<long>(slice));
@@ -28,6 +23,7 @@ void Dump::add(unsigned char const* data, std::size_t size) {
         data += slice;
         size -= slice;
     }
+    return decoder_.error().empty();
 }
 
 void Dump::write() {

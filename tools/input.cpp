@@ -1,5 +1,6 @@
 #include "input.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,16 +14,17 @@ namespace {
 bool is_standard_input(std::string const& path) { return path.empty() || path == "-"; }
 
 /// 0 when it is not known.
-std::size_t size_of(std::FILE* file) {
+std::size_t size_of(int descriptor) {
     struct stat status = {};
-    bool const is_file = ::fstat(::fileno(file), &status) == 0 && S_ISREG(status.st_mode);
+    bool const is_file = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
     return is_file ? static_cast<std::size_t>(status.st_size) : 0;
 }
 
-std::FILE* open_input(std::string const& path) {
-    std::FILE* const file = is_standard_input(path) ? stdin : std::fopen(path.c_str(), "rbe");
-    if (file == nullptr) throw Failure::of_system("failed to open " + path);
-    return file;
+Descriptor open_input(std::string const& path) {
+    if (is_standard_input(path)) return {};
+    Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.get() < 0) throw Failure::of_system("failed to open " + path);
+    return above_standard(std::move(file));
 }
 
 }  // namespace
@@ -30,13 +32,14 @@ std::FILE* open_input(std::string const& path) {
 Input::Input(std::string const& path)
     : name_(is_standard_input(path) ? "standard input" : path),
       file_(open_input(path)),
-      progress_("read", size_of(file_.get())) {}
+      descriptor_(is_standard_input(path) ? STDIN_FILENO : file_.get()),
+      progress_("read", size_of(descriptor_)) {}
 
 std::size_t Input::read(void* data, std::size_t size) {
     ssize_t got = -1;
     do {
         throw_if_interrupted();
-        got = ::read(::fileno(file_.get()), data, size);
+        got = ::read(descriptor_, data, size);
     } while (got < 0 && errno == EINTR);
     if (got < 0) throw Failure::of_system("failed to read from " + name_);
     auto const count = static_cast<std::size_t>(got);

@@ -2,10 +2,9 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
-#include <memory>
 #include <string>
 
+#include "descriptor.h"
 #include "progress.h"
 
 class Input {
@@ -24,14 +23,9 @@ public:
     std::size_t offset() const { return offset_; }
 
 private:
-    struct Closer {
-        void operator()(std::FILE* file) const {
-            if (file != stdin) std::fclose(file);
-        }
-    };
-
     std::string name_;
-    std::unique_ptr<std::FILE, Closer> file_;
+    Descriptor file_;  ///< none for standard input
+    int descriptor_;
     std::size_t offset_ = 0;
     Progress progress_;
 };

@@ -1,7 +1,4 @@
 /// tmsg, the program that shows and converts messages.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <exception>
 
@@ -9,20 +6,7 @@
 #include "failure.h"
 #include "interrupt.h"
 
-namespace {
-
-/// A descriptor 0, 1 or 2 that is closed would be given to a file or socket of the program's own.
-void occupy_standard_descriptors() {
-    for (int const descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        bool const is_open = ::fcntl(descriptor, F_GETFD) != -1;
-        if (!is_open) ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-    }
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
-    occupy_standard_descriptors();
     // Both are errors of the call that meets them.
     for (int const number : {SIGPIPE, SIGXFSZ}) std::signal(number, SIG_IGN);
     Command const command = read_command_line(argc, argv);

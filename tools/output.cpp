@@ -1,5 +1,6 @@
 #include "output.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +12,8 @@
 namespace {
 
 constexpr std::size_t block = 1 << 16;
+
+std::size_t written = 0;
 
 std::string& waiting() {
     static std::string text;
@@ -33,12 +36,15 @@ void write_now(std::string_view text) {
 }  // namespace
 
 void write_output(std::string_view text) {
+    written += text.size();
     if (waiting().size() + text.size() >= block) {
         flush_output();
         if (text.size() >= block) return write_now(text);
     }
     waiting() += text;
 }
+
+std::size_t output_size() { return written; }
 
 void flush_output() {
     std::string const text = std::move(waiting());
@@ -52,3 +58,5 @@ void end_text_output() {
 }
 
 bool output_is_terminal() { return ::isatty(STDOUT_FILENO) != 0; }
+
+bool output_is_open() { return ::fcntl(STDOUT_FILENO, F_GETFD) != -1; }

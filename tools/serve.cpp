@@ -27,9 +27,11 @@ void serve(Serve_options const& options) {
     std::unique_ptr<Message> reply;
     if (!options.reply.empty()) reply = read_reply(options.reply, files);
     Server server(options.port, options.limits);
-    server.print_as(options.to);
+    bool const is_seen = output_is_open();
+    if (is_seen) server.print_as(options.to, options.writing);
     server.answer_with(reply.get());
-    if (options.port == 0) write_output(std::to_string(server.port()) + "\n");
+    server.close_after(options.idle);
+    if (options.port == 0 && is_seen) write_output(std::to_string(server.port()) + "\n");
     flush_output();
     server.run();
 }

@@ -1,28 +1,31 @@
 #include "server.h"
 
 #include <ace/INET_Addr.h>
+#include <sys/resource.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <ctime>
 #include <exception>
 #include <new>
 
+#include "connection.h"
+#include "descriptor.h"
 #include "failure.h"
 #include "interrupt.h"
 #include "output.h"
 #include "temporary_files.h"
-#include "write_message.h"
 
 namespace {
 
-/// How long one client may keep all others waiting, in seconds.
-constexpr double patience = 2;
-/// Time between two collections of garbage, in seconds.
-constexpr int interval = 1;
-/// More must wait until others have gone.
-constexpr std::size_t most_clients = 500;
-constexpr int answer_chunk_size = 4096;
+constexpr std::chrono::seconds interval(1);
+/// No client goes to make room for another that was active so recently: the new one waits.
+constexpr std::chrono::milliseconds grace(20);
+/// Connections that wait to be accepted; the system may allow fewer.
+constexpr int backlog = 4096;
+/// Those who are connected are served in between.
+constexpr int accepted_at_once = 256;
 /// The code of the fault that goes in the place of an answer that cannot be made.
 constexpr int no_answer = 1;
 
@@ -47,16 +50,36 @@ private:
     sigset_t before_;
 };
 
+/// Half of the descriptors are for clients, the others for the files that messages bring.
+std::size_t count_places() {
+    constexpr rlim_t wanted = 2 * Server::most_clients;
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) throw Failure::of_system("failed to get a limit");
+    if (limit.rlim_cur < wanted) {
+        rlimit const raised = {std::min(wanted, limit.rlim_max), limit.rlim_max};
+        if (::setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
+    }
+    return std::max<std::size_t>(std::min(wanted, limit.rlim_cur) / 2, 1);
+}
+
+timespec to_timespec(std::chrono::nanoseconds time) {
+    auto const seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
+    return {seconds.count(), (time - seconds).count()};
+}
+
 }  // namespace
 
 Server::Server(unsigned short port, Tm_limits const& limits)
-    : receiver_([this](std::unique_ptr<Message> message, int client,
+    : places_(count_places()),
+      receiver_([this](std::unique_ptr<Message> message, int client,
                        Tm_header const& header) { take(std::move(message), client, header); },
                 [](int, unsigned int, std::string const& text) { report(text); }, limits) {
     ACE_INET_Addr const address(port, "127.0.0.1");
-    if (acceptor_.open(address, 1) != 0) {
+    if (acceptor_.open(address, 1, PF_INET, backlog) != 0) {
         throw Failure::of_system("failed to listen on port " + std::to_string(port));
     }
+    move_above_standard(acceptor_);
+    acceptor_.enable(ACE_NONBLOCK);
 }
 
 Server::~Server() { acceptor_.close(); }
@@ -67,78 +90,156 @@ unsigned short Server::port() const {
     return address.get_port_number();
 }
 
+void Server::print_as(Form form, Writing const& writing) {
+    form_ = form;
+    writing_ = writing;
+}
+
+void Server::close_after(double seconds) {
+    most_idle_ =
+        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
 void Server::run() {
-    Deadline collection(interval);
     try {
         for (std::vector<pollfd> handles; wait(handles);) {
             serve_ready(handles);
-            if (collection.left() != ACE_Time_Value::zero) continue;
-            receiver_.collect_garbage();
-            collection = Deadline(interval);
+            drop_idle();
+            if (Clock::now() >= next_house_keeping_) keep_house();
         }
     } catch (Interrupted const&) {
         // A client was being served when the signal came.
     }
 }
 
-/// Until something is ready, or for one interval. False: a signal came.
+/// Until something is ready or to be done. False: a signal came.
 bool Server::wait(std::vector<pollfd>& handles) {
     Blocked_signals const signals;
     if (is_interrupted()) return false;
     handles = watched();
-    timespec const time = {interval, 0};
+    timespec const time = to_timespec(longest_wait());
     if (::ppoll(handles.data(), handles.size(), &time, &signals.before()) >= 0) return true;
     if (errno != EINTR) throw Failure::of_system("failed to wait for clients");
     return !is_interrupted();
 }
 
-void Server::serve_ready(std::vector<pollfd> const& handles) {
-    for (pollfd const& handle : handles) {
-        if (handle.revents == 0) continue;
-        if (handle.fd == acceptor_.get_handle()) {
-            accept();
-        } else {
-            read_from(handle.fd);
-        }
-    }
-}
-
+/// New clients come last: one of those already there that is ready is not idle.
 std::vector<pollfd> Server::watched() const {
     std::vector<pollfd> handles;
-    if (has_room_ && clients_.size() < most_clients)
-        handles.push_back({acceptor_.get_handle(), POLLIN, 0});
-    for (auto const& client : clients_) handles.push_back({client.first, POLLIN, 0});
+    handles.reserve(clients_.size() + 1);
+    for (Client const& client : clients_) {
+        handles.push_back({client.handle(), client.awaited(), 0});
+    }
+    if (Clock::now() >= next_accept_) handles.push_back({acceptor_.get_handle(), POLLIN, 0});
     return handles;
 }
 
-void Server::accept() {
-    auto client = std::make_unique<Connection>();
-    if (acceptor_.accept(client->stream()) != 0) {
-        has_room_ = errno != EMFILE && errno != ENFILE;
-        if (!has_room_) report(Failure::of_system("failed to accept a client").what());
-        return;
-    }
-    int const handle = client->handle();
-    clients_[handle] = std::move(client);
+Server::Clock::duration Server::longest_wait() const {
+    Clock::duration longest = interval;
+    auto const now = Clock::now();
+    if (next_accept_ > now) longest = std::min(longest, next_accept_ - now);
+    if (!clients_.empty()) longest = std::min(longest, most_idle_ - clients_.front().idle_time());
+    return std::max(longest, Clock::duration::zero());
 }
 
-void Server::read_from(int client) {
+void Server::serve_ready(std::vector<pollfd> const& handles) {
+    for (pollfd const& handle : handles) {
+        if (handle.revents == 0) continue;
+        if (handle.fd == acceptor_.get_handle()) return accept_all();
+        auto const found = by_handle_.find(handle.fd);
+        if (found != by_handle_.end()) serve(found->second);
+    }
+}
+
+void Server::accept_all() {
     try {
-        if (clients_.at(client)->receive(receiver_, Deadline(patience))) return;
+        for (int i = 0; i < accepted_at_once && accept(); ++i) continue;
+    } catch (std::exception const& error) {
+        report(text_of(error));
+        next_accept_ = Clock::now() + interval;
+    }
+}
+
+/// False: nobody waits, or must wait longer.
+bool Server::accept() {
+    while (clients_.size() >= places_) {
+        if (!make_room()) return false;
+    }
+    Clients fresh(1);
+    if (fresh.front().accept(acceptor_)) {
+        by_handle_[fresh.front().handle()] = fresh.begin();
+        clients_.splice(clients_.end(), fresh);
+        return true;
+    }
+    if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) return false;
+    if (clients_.empty()) throw Failure::of_system("failed to accept a client");
+    return make_room();
+}
+
+/// False: nobody has been idle for long enough.
+bool Server::make_room() {
+    auto const idle_time = clients_.front().idle_time();
+    if (idle_time < grace) {
+        next_accept_ = Clock::now() + (grace - idle_time);
+        return false;
+    }
+    retire(clients_.begin());
+    return true;
+}
+
+void Server::serve(Clients::iterator client) {
+    throw_if_interrupted();
+    try {
+        if (client->go_on(receiver_)) return clients_.splice(clients_.end(), clients_, client);
     } catch (Lost_connection const& loss) {
         report(loss.what());
     } catch (std::bad_alloc const& failure) {
         // What this client has sent may be most of it.
         report(text_of(failure));
     }
-    receiver_.forget(client);
-    clients_.erase(client);
-    has_room_ = true;
+    drop(client);
 }
 
-void Server::take(std::unique_ptr<Message> message, int client, Tm_header const& header) {
+void Server::drop(Clients::iterator client) {
+    receiver_.forget(client->handle());
+    by_handle_.erase(client->handle());
+    clients_.erase(client);
+}
+
+/// A client that can go on was only kept waiting by others.
+void Server::retire(Clients::iterator client) {
+    if (client->is_ready()) return serve(client);
+    if (client->unsent() > 0) return drop_unsent(client);
+    drop(client);
+}
+
+void Server::drop_unsent(Clients::iterator client) {
+    report("failed to send: timed out");
+    drop(client);
+}
+
+void Server::drop_idle() {
+    while (!clients_.empty() && clients_.front().idle_time() >= most_idle_)
+        retire(clients_.begin());
+}
+
+void Server::drop_stalled() {
+    for (auto next = clients_.begin(); next != clients_.end() && next->idle_time() >= patience;) {
+        auto const client = next++;
+        if (client->unsent() > 0) retire(client);
+    }
+}
+
+void Server::keep_house() {
+    drop_stalled();
+    receiver_.collect_garbage();
+    next_house_keeping_ = Clock::now() + interval;
+}
+
+void Server::take(std::unique_ptr<Message> message, int handle, Tm_header const& header) {
     Temporary_files files;
     files.add(*message);
+    Client& client = *by_handle_.at(handle);
     bool const is_request = message->get_msg_type() == Message::TMT_REQUEST;
     try {
         print(*message, header);
@@ -158,23 +259,43 @@ void Server::take(std::unique_ptr<Message> message, int client, Tm_header const&
     }
 }
 
-void Server::print(Message& message, Tm_header const& header) const {
-    Writing writing;
-    writing.seq_no = header.get_seq_no();
-    writing.port = header.get_tmport();
-    if (!is_text(form_)) prepare_names(message, Names::as_received);
-    write_message(message, form_, writing);
-    if (is_text(form_)) write_output("\n");
+/// Text that fails halfway has its line to itself all the same.
+void Server::print(Message& message, Tm_header const& header) {
+    if (!form_) return;
+    writing_.seq_no = header.get_seq_no();
+    writing_.port = header.get_tmport();
+    if (!is_text(*form_)) prepare_names(message, Names::as_received);
+    std::size_t const before = output_size();
+    try {
+        write_message(message, *form_, writing_);
+    } catch (std::exception const&) {
+        if (output_size() != before) end_message();
+        throw;
+    }
+    end_message();
+}
+
+void Server::end_message() const {
+    if (is_text(*form_)) write_output("\n");
     flush_output();
 }
 
-void Server::send(Message const& message, int client, Tm_header const& header) {
-    clients_.at(client)->send(message, answer_chunk_size, header.get_seq_no(),
-                              static_cast<unsigned char>(header.get_tmport()), Deadline(patience));
+/// What other clients do not take goes first when there is too much of it.
+void Server::send(Message const& message, Client& client, Tm_header const& header) {
+    client.send(message, header.get_seq_no(), static_cast<unsigned char>(header.get_tmport()));
+    if (client.unsent() == 0) return;
+    std::size_t unsent = 0;
+    for (Client const& each : clients_) unsent += each.unsent();
+    for (auto next = clients_.begin(); next != clients_.end() && unsent > most_unsent;) {
+        auto const other = next++;
+        if (other->unsent() == 0 || &*other == &client) continue;
+        unsent -= other->unsent();
+        drop_unsent(other);
+    }
 }
 
 /// The echo is the request itself, made a response without the first group.
-void Server::answer(Message& request, int client, Tm_header const& header) {
+void Server::answer(Message& request, Client& client, Tm_header const& header) {
     if (reply_ != nullptr) return send(*reply_, client, header);
     request.set_msg_type(Message::TMT_RESPONSE);
     request.clear(Message::TMG_META);

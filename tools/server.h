@@ -1,47 +1,77 @@
-/// Answers the requests of any number of clients, one after another, on one thread.
+/// Serves any number of clients on one thread, of which none keeps the others waiting.
 #pragma once
 
 #include <ace/SOCK_Acceptor.h>
 #include <poll.h>
 
-#include <map>
+#include <chrono>
+#include <list>
 #include <memory>
+#include <optional>
+#include <unordered_map>
 #include <vector>
 
-#include "connection.h"
-#include "form.h"
+#include "client.h"
+#include "write_message.h"
 
 class Server {
 public:
+    /// More clients are never served at a time, however many descriptors there are.
+    static constexpr std::size_t most_clients = 8192;
+    /// For how long an answer may stand still before its client is dropped.
+    static constexpr std::chrono::seconds patience = std::chrono::seconds(2);
+    /// Unsent bytes of all answers: beyond, the clients that stand still longest are dropped.
+    static constexpr std::size_t most_unsent = 1UL << 28;
+
     /// Listens on the loopback address; port 0 picks a free one. Throws Failure.
     Server(unsigned short port, Tm_limits const& limits);
     ~Server();
 
     unsigned short port() const;
 
-    /// What arrives is printed in this form.
-    void print_as(Form form) { form_ = form; }
+    /// What arrives is printed in this form; without it nothing is.
+    void print_as(Form form, Writing const& writing);
     /// The answer to every request, in the place of the echo.
     void answer_with(Message const* reply) { reply_ = reply; }
+    /// For how long a client may be idle.
+    void close_after(double seconds);
 
     /// Serves until SIGINT, SIGTERM or SIGHUP comes. Throws Failure when standard output fails.
     void run();
 
 private:
+    using Clock = Client::Clock;
+    using Clients = std::list<Client>;
+
     bool wait(std::vector<pollfd>& handles);
     std::vector<pollfd> watched() const;
+    Clock::duration longest_wait() const;
     void serve_ready(std::vector<pollfd> const& handles);
-    void accept();
-    void read_from(int client);
-    void take(std::unique_ptr<Message> message, int client, Tm_header const& header);
-    void print(Message& message, Tm_header const& header) const;
-    void send(Message const& message, int client, Tm_header const& header);
-    void answer(Message& request, int client, Tm_header const& header);
+    void accept_all();
+    bool accept();
+    bool make_room();
+    void serve(Clients::iterator client);
+    void drop(Clients::iterator client);
+    void drop_unsent(Clients::iterator client);
+    void retire(Clients::iterator client);
+    void drop_idle();
+    void drop_stalled();
+    void keep_house();
+    void take(std::unique_ptr<Message> message, int handle, Tm_header const& header);
+    void print(Message& message, Tm_header const& header);
+    void end_message() const;
+    void send(Message const& message, Client& client, Tm_header const& header);
+    void answer(Message& request, Client& client, Tm_header const& header);
 
     ACE_SOCK_Acceptor acceptor_;
-    std::map<int, std::unique_ptr<Connection>> clients_;
+    std::size_t places_;
+    Clients clients_;  ///< the one idle longest first
+    std::unordered_map<int, Clients::iterator> by_handle_;
     Tm_chunk_receiver receiver_;
-    bool has_room_ = true;  ///< for one more descriptor
-    Form form_ = Form::tcl;
+    Clock::time_point next_accept_;  ///< there is no room before
+    Clock::time_point next_house_keeping_;
+    Clock::duration most_idle_ = Clock::duration::max();
+    std::optional<Form> form_;
+    Writing writing_;
     Message const* reply_ = nullptr;
 };

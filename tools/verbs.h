@@ -34,13 +34,15 @@ struct Call_options {
 struct Serve_options {
     unsigned short port = 0;
     Form to = Form::tcl;
+    Writing writing;
     std::string reply;
     Tm_limits limits;
+    double idle = 60;  ///< seconds
 };
 
 void convert(Convert_options const& options);
 void inspect(Inspect_options const& options);
 void peek(std::string const& file);
 void call(Call_options const& options);
-/// Returns when SIGINT, SIGTERM or SIGHUP comes.
+/// Returns when SIGINT, SIGTERM or SIGHUP comes. Without a standard output nothing is printed.
 void serve(Serve_options const& options);

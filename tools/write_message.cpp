@@ -1,5 +1,6 @@
 #include "write_message.h"
 
+#include <algorithm>
 #include <functional>
 
 #include "dump.h"
@@ -9,7 +10,8 @@
 
 namespace {
 
-using Sink = std::function<void(unsigned char const* data, std::size_t size)>;
+/// False stops the message.
+using Sink = std::function<bool(unsigned char const* data, std::size_t size)>;
 
 constexpr char const* table_name = "catalog";
 
@@ -22,43 +24,55 @@ void encode(Message const& message, Writing const& writing, std::size_t from, Si
     Tm_chunk_sender sender(writing.chunk_size);
     sender.send(message, writing.seq_no, static_cast<unsigned char>(writing.port),
                 [&](unsigned char const* chunk, std::size_t size) {
-                    sink(chunk + from, size - from);
-                    return true;
+                    return sink(chunk + from, size - from);
                 });
 }
 
 void write_binary(Message const& message, Writing const& writing, std::size_t from) {
-    encode(message, writing, from,
-           [](unsigned char const* data, std::size_t size) { write_output(as_text(data, size)); });
+    encode(message, writing, from, [](unsigned char const* data, std::size_t size) {
+        write_output(as_text(data, size));
+        return true;
+    });
 }
 
 void write_dump(Message const& message, Writing const& writing) {
     Tm_limits none;  // it was read within its limits
     none.max_depth = ~0U;
     none.max_message_bytes = ~0UL;
-    Dump dump(none);
+    Dump dump(none, writing.max_text);
     encode(message, writing, sizeof(TM_HEADER),
-           [&](unsigned char const* data, std::size_t size) { dump.add(data, size); });
+           [&](unsigned char const* data, std::size_t size) { return dump.add(data, size); });
     dump.write();
 }
 
-void write_xml(Message const& message, int piece_size) {
-    Tm_xml_file_size_encoder encoder(piece_size);
-    Progress progress("wrote", 0);
-    auto const ship = [&](int size) {
-        write_output({encoder.data(), static_cast<std::size_t>(size)});
-        progress.advance(static_cast<std::size_t>(size));
+template <class Ship>
+void encode_xml(Message const& message, Writing const& writing, Ship ship) {
+    Tm_xml_file_size_encoder encoder(writing.xml_piece_size, writing.max_text);
+    auto const ship_piece = [&](int size) {
+        ship(std::string_view(encoder.data(), static_cast<std::size_t>(size)));
     };
     while (!message.accept(encoder)) {
-        do ship(piece_size);
+        do ship_piece(writing.xml_piece_size);
         while (!encoder.continue_fill());
     }
-    ship(encoder.fill());
+    ship_piece(encoder.fill());
+}
+
+/// A text that is too long shows before any of it is written.
+void write_xml(Message const& message, Writing const& writing) {
+    if (writing.max_text != tm_no_text_limit) encode_xml(message, writing, [](auto) {});
+    Progress progress("wrote", 0);
+    encode_xml(message, writing, [&](std::string_view piece) {
+        write_output(piece);
+        progress.advance(piece.size());
+    });
 }
 
 template <class Encoder>
-void write_text(Message const& message, unsigned int limit) {
-    Encoder encoder(limit);
+void write_text(Message const& message, Writing const& writing) {
+    auto const limit = std::min<unsigned long>(writing.limit, writing.max_text);
+    Encoder encoder(static_cast<unsigned int>(limit));
+    encoder.set_sink(write_output);
     message.accept(encoder);
     write_output(encoder.get_string());
 }
@@ -111,11 +125,11 @@ void prepare_names(Message& message, Names names) {
 void write_message(Message const& message, Form form, Writing const& writing) {
     switch (form) {
         case Form::tcl:
-            return write_text<Tm_tcl_encoder>(message, writing.limit);
+            return write_text<Tm_tcl_encoder>(message, writing);
         case Form::json:
-            return write_text<Tm_json_encoder>(message, writing.limit);
+            return write_text<Tm_json_encoder>(message, writing);
         case Form::xml:
-            return write_xml(message, writing.xml_piece_size);
+            return write_xml(message, writing);
         case Form::dump:
             return write_dump(message, writing);
         case Form::wire:

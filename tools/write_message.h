@@ -18,6 +18,8 @@ struct Writing {
     /// best.
     int xml_piece_size = 1 << 22;
     unsigned int limit = Tm_text_encoder::DEFAULT_LIMIT;  ///< of JSON and list text
+    /// Of any text form. JSON and list text are cut there too, XML and the dump are not written.
+    unsigned long max_text = tm_no_text_limit;
     unsigned int seq_no = 1;
     unsigned int port = 0;  ///< a byte
     Names names = Names::as_received;
@@ -28,7 +30,8 @@ struct Writing {
 void prepare_names(Message& message, Names names);
 
 /// Writes the message; into the binary forms with its names as prepared. Throws Failure, and
-/// Tm_out_of_range_exception for a name too long for the binary forms, before anything is written.
+/// Tm_out_of_range_exception for a name too long for the binary forms and Tm_exception for XML too
+/// long, before anything is written.
 void write_message(Message const& message, Form form, Writing const& writing);
 
 bool is_text(Form form);

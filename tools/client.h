@@ -1,0 +1,53 @@
+/// The server's end of a connection. Nothing here waits: what the other end does not take yet is
+/// kept, and until it is taken no more requests are read.
+#pragma once
+
+#include <ace/SOCK_Acceptor.h>
+#include <ace/SOCK_Stream.h>
+#include <poll.h>
+#include <tmsg/tmsg.h>
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+class Client {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    Client() = default;
+    Client(Client const&) = delete;
+    Client& operator=(Client const&) = delete;
+    ~Client() { stream_.close(); }
+
+    /// Takes the next connection, which this owns. False, with errno: there is none. Throws
+    /// Failure.
+    bool accept(ACE_SOCK_Acceptor& acceptor);
+
+    int handle() const { return stream_.get_handle(); }
+    /// Bytes of answers that the other end has not taken.
+    std::size_t unsent() const { return unsent_.size() - sent_; }
+    /// The event of poll() after which it can go on.
+    short awaited() const { return unsent() > 0 ? POLLOUT : POLLIN; }
+    bool is_ready() const;
+    /// Since bytes went or came.
+    Clock::duration idle_time() const { return Clock::now() - last_active_; }
+
+    /// Goes on sending, or passes what has come to the receiver. False: the other end has closed
+    /// the connection. Throws Lost_connection, and what the receiver's handlers throw.
+    bool go_on(Tm_chunk_receiver& receiver);
+    /// Throws Lost_connection, and what a Tm_chunk_sender throws.
+    void send(Message const& message, unsigned int seq_no, unsigned char port);
+
+private:
+    bool receive(Tm_chunk_receiver& receiver);
+    std::size_t pass(unsigned char const* data, std::size_t size, Tm_chunk_receiver& receiver);
+    void send_unsent();
+
+    ACE_SOCK_Stream stream_;
+    Clock::time_point last_active_ = Clock::now();
+    std::vector<unsigned char> unread_;  ///< came, but its turn is after the unsent answers
+    std::string unsent_;
+    std::size_t sent_ = 0;  ///< of unsent_
+};
