@@ -186,6 +186,9 @@ shows 'string[13] "\x1b[31mred\a\xc2\x9bü"'
 ! grep -q "$(printf '\033')" out || fail "a control character was printed"
 { head -c 23 message.chunks; head -c 23 other.chunks; tail -c +24 message.chunks; tail -c +24 other.chunks; } | run 0 inspect
 [ "$(grep -c '    s: string\[3\] "x y"' out)" -eq 2 ] || fail "interleaved messages are not shown"
+{ printf 'response {struct {} struct {a {array {'; yes 'struct {}' | head -n 1000; printf '}}}}'; } |
+    "$program" convert --from tcl --to chunks --chunk-size 100 | run 0 inspect
+[ "$(sed -n '/^response/,$p' out | grep -n ' struct, empty$' | tail -n 1)" = '1004:      [999] struct, empty' ] || fail "$(tail -n 1 out)"
 # More messages are unfinished than are followed.
 begin() { printf "\\000\\200\\000\\001\\000\\000\\$(printf '%03o' $(($1 / 256)))\\$(printf '%03o' $(($1 % 256)))\\002"; }
 for i in $(seq 1025); do begin "$i"; done >begun.chunks

@@ -82,7 +82,8 @@ void Capture::begin_message(unsigned int seq_no) {
     message.tree = trees_.back().get();
     message.decoder = std::make_unique<Tree_decoder>(
         Tree_lines::Offsets::hidden,
-        [tree = message.tree](std::string_view text) { tree->lines += text; }, limits_);
+        [this, tree = message.tree](std::string_view text) { lines_.append(tree->lines, text); },
+        limits_);
 }
 
 void Capture::end_message(Messages::iterator message, std::string const& error) {
@@ -101,11 +102,13 @@ void Capture::end_message(Messages::iterator message, std::string const& error) 
                       tree.damage;
     }
     unfinished_.erase(message);
+    lines_.put_away(tree.lines);
 }
 
-void Capture::write_trees() const {
+void Capture::write_trees() {
     for (auto const& tree : trees_) {
-        write_output("\n" + tree->title + "\n" + tree->lines);
+        write_output("\n" + tree->title + "\n");
+        lines_.write(tree->lines);
         if (!tree->damage.empty()) write_output(painted(Colour::red, tree->damage) + "\n");
     }
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "chunk_input.h"
+#include "spool.h"
 #include "tree_decoder.h"
 
 class Capture {
@@ -17,7 +18,7 @@ public:
 
     /// Writes the table. Damage is noted, not thrown.
     void read(Input& input);
-    void write_trees() const;
+    void write_trees();
     /// The first of all errors; empty when there was none.
     std::string const& error() const { return error_; }
 
@@ -25,7 +26,7 @@ private:
     /// A message in the order of the first chunks, with all that is printed of it.
     struct Tree {
         std::string title;
-        std::string lines;
+        Spool::Text lines;
         std::string damage;
     };
     struct Unfinished {
@@ -45,6 +46,7 @@ private:
     void note(std::string const& error);
 
     Tm_limits limits_;
+    Spool lines_;  ///< of all trees
     Messages unfinished_;
     std::vector<std::unique_ptr<Tree>> trees_;
     std::size_t row_ = 0;
