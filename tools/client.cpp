@@ -55,7 +55,8 @@ bool Client::receive(Tm_chunk_receiver& receiver) {
 }
 
 /// How much of it was passed on before an answer had to wait.
-std::size_t Client::pass(unsigned char const* data, std::size_t size, Tm_chunk_receiver& receiver) {
+std::size_t Client::pass(unsigned char const* data, std::size_t size,
+                         Tm_chunk_receiver& receiver) const {
     std::size_t passed = 0;
     while (passed < size && unsent() == 0) {
         std::size_t const slice = std::min(size - passed, slice_size);

@@ -42,7 +42,8 @@ public:
 
 private:
     bool receive(Tm_chunk_receiver& receiver);
-    std::size_t pass(unsigned char const* data, std::size_t size, Tm_chunk_receiver& receiver);
+    std::size_t pass(unsigned char const* data, std::size_t size,
+                     Tm_chunk_receiver& receiver) const;
     void send_unsent();
 
     ACE_SOCK_Stream stream_;

@@ -56,26 +56,36 @@ bool Tm_xml_encoder::check_state() {
 }
 
 /// Only a piece of a caller's own, larger than any of the library's, needs more than the slack.
-void Tm_xml_encoder::append(std::initializer_list<std::string_view> parts) {
-    auto end = static_cast<std::size_t>(fill_);
-    for (std::string_view const part : parts) end += part.size();
+void Tm_xml_encoder::make_room(std::size_t size) {
+    std::size_t const end = static_cast<std::size_t>(fill_) + size;
     if (end > max_text_ - shipped_) throw Tm_exception(tm_text_too_long(max_text_));
     if (end > buffer_.size()) buffer_.resize(end);
-    for (std::string_view const part : parts) {
-        part.copy(buffer_.data() + fill_, part.size());
-        fill_ += static_cast<int>(part.size());
-    }
+}
+
+void Tm_xml_encoder::append(std::string_view text) {
+    text.copy(buffer_.data() + fill_, text.size());
+    fill_ += static_cast<int>(text.size());
 }
 
 bool Tm_xml_encoder::put(std::string_view text) {
     if (!check_state()) return false;
-    if (writing_) append({text});
+    if (!writing_) return true;
+    make_room(text.size());
+    append(text);
     return true;
 }
 
 bool Tm_xml_encoder::put_value(std::string_view tag, std::string_view text) {
     if (!check_state()) return false;
-    if (writing_) append({"<value><", tag, ">", text, "</", tag, "></value>"});
+    if (!writing_) return true;
+    constexpr std::string_view opening = "<value><";
+    constexpr std::string_view closing = "></value>";
+    constexpr std::size_t between = 3;  // "></"
+    make_room(opening.size() + closing.size() + between + 2 * tag.size() + text.size());
+    for (std::string_view const part :
+         {opening, tag, std::string_view(">"), text, std::string_view("</"), tag, closing}) {
+        append(part);
+    }
     return true;
 }
 

@@ -12,7 +12,7 @@
 /// How files are written is for a derived class to say: Tm_xml_file_size_encoder is one.
 #pragma once
 
-#include <initializer_list>
+#include <cstddef>
 #include <string_view>
 #include <vector>
 
@@ -84,7 +84,8 @@ protected:
 private:
     bool begin_item(unsigned int length, std::string_view opening);
     bool put_piece(char const* data, unsigned int length, std::string_view closing);
-    void append(std::initializer_list<std::string_view> parts);
+    void make_room(std::size_t size);
+    void append(std::string_view text);
 
     std::vector<char> buffer_;
     int fill_ = 0;
