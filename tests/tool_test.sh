@@ -136,6 +136,8 @@ response {struct {a {int8_t 200}} struct {}}
 END
 printf 'struct {}' | refuse 1 'message expected but not found in: struct {}' convert --from tcl --to wire
 refuse 1 'nested deeper than 1 levels: 04h at byte 7' convert --from wire --to dump --max-depth 1 message.wire
+refuse 1 'message with more than 1 values: 04h at byte 20' convert --from wire --to json --max-values 1 message.wire
+refuse 1 'message takes more than 100 bytes of memory: 11h at byte 13' convert --from wire --to json --max-memory 100 message.wire
 refuse 1 'message longer than 34 bytes: 80h at byte 34' convert --from chunks --to json --max-bytes 34 message.chunks
 refuse 1 'message longer than 34 bytes' convert --from tcl --to json --max-bytes 34 message.tcl
 run 1 inspect --max-bytes 34 message.chunks && says 'message longer than 34 bytes: 80h at byte 34'

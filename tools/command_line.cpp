@@ -98,6 +98,15 @@ void add_limits(CLI::App& verb, Tm_limits& limits) {
               deepest);
     add_limit(verb, "--max-bytes", "most bytes of one message in the input",
               limits.max_message_bytes);
+    add_limit(verb, "--max-file", "most bytes of one file value in it", limits.max_file_bytes);
+    add_limit(verb, "--max-files", "most file values in one message", limits.max_files);
+    add_limit(verb, "--max-values", "most values in one message", limits.max_values);
+    add_limit(verb, "--max-memory", "most bytes of memory that one message takes",
+              limits.max_memory);
+    add_limit(verb, "--max-unfinished", "most unfinished messages at a time",
+              limits.max_unfinished);
+    add_limit(verb, "--max-held", "most bytes of memory in unfinished messages",
+              limits.max_held_bytes);
 }
 
 void add_max_text(CLI::App& verb, unsigned long& limit, std::string const& usual) {
