@@ -11,15 +11,7 @@
 
 namespace {
 
-/// A lookup by name compares this many members from the hint on before it takes a longer way.
-constexpr unsigned int near_members = 3;
-/// Up to this many members are compared one after another.
-constexpr unsigned int few_members = 16;
-
 constexpr int steps_per_member = 3;
-
-/// Where structs stand that a program builds, for tm_recall_layout().
-constexpr std::uint64_t built_by_program = 0;
 
 }  // namespace
 
@@ -173,92 +165,6 @@ void Tm_struct::clear() {
     hint_.store(0, std::memory_order_relaxed);
 }
 
-char const* Tm_struct::get_member_name(int i) const {
-    auto const count = static_cast<int>(name_count_);
-    if (i < 0 || i >= count) throw Tm_out_of_range_exception(i, 0, count - 1);
-    return (*layout_)[static_cast<std::size_t>(i)];
-}
-
-unsigned int Tm_struct::get_member_name_length(int i) const {
-    return tm_text_length(Tm_struct::get_member_name(i));
-}
-
-/// A class that names its members otherwise may have left their lengths as they are.
-std::string_view Tm_struct::name_at(int i) const {
-    if (is_plain()) return tm_text_view(Tm_struct::get_member_name(i));
-    unsigned int const length = get_member_name_length(i);
-    char const* const name = get_member_name(i);
-    auto const at = static_cast<unsigned int>(i);
-    char const* const stored = at < name_count_ ? (*layout_)[at] : name;
-    bool const has_its_length = name == stored || length != tm_text_length(stored);
-    return has_its_length ? std::string_view(name, length) : std::string_view(name);
-}
-
-bool Tm_struct::is_plain_without_rtti() const { return is_plain(); }
-
-/// Members that have both a name and a value.
-unsigned int Tm_struct::named_members() const {
-    return std::min<std::uint32_t>(name_count_, values_.size_);
-}
-
-int Tm_struct::add_name(std::string const& name, Index* index) {
-    record_name(name, index);
-    return static_cast<int>(name_count_) - 1;
-}
-
-/// The name goes into all that list names; nothing but catalogues has changed when this throws.
-void Tm_struct::record_name(std::string_view name, Index* index) {
-    unsigned short wire_index = 0;
-    if (index != nullptr) {
-        auto& indexes = extras().indexes;
-        if (indexes.size() == indexes.capacity()) indexes.reserve(2 * indexes.size() + 8);
-        wire_index = static_cast<unsigned short>(index->add(name)->second);
-    }
-    if (extras_ != nullptr && extras_->catalog != nullptr) extras_->catalog->add(name);
-    name_next(name, built_by_program);
-    if (index != nullptr) extras_->indexes.push_back(wire_index);
-    ++name_count_;
-}
-
-/// Makes this name the next one in the layout.
-void Tm_struct::name_next(std::string_view name, std::uint64_t place) {
-    if (layout_ && layout_->has(name_count_, name)) return;
-    bool const can_grow = layout_ && !layout_->is_sealed() && layout_->size() == name_count_ &&
-                          layout_->table() == nullptr;
-    // The name may stand in the layout that is left.
-    Tm_counted_ptr<Tm_layout> const before = can_grow ? Tm_counted_ptr<Tm_layout>() : layout_;
-    if (!can_grow) {
-        find_layout(name, place);
-        if (layout_->has(name_count_, name)) return;
-    }
-    layout_->append(name);
-}
-
-/// Another layout with the names so far, in which the next name stands or can be appended.
-void Tm_struct::find_layout(std::string_view name, std::uint64_t place) {
-    unsigned int const count = name_count_;
-    auto found = count == 0 ? tm_recall_layout(place, name)
-                            : tm_recall_layout_like(place, *layout_, count, name);
-    if (!found) found = count == 0 ? Tm_layout::make() : layout_->fork(count);
-    layout_ = std::move(found);
-    if (count == 0 && layout_->size() > 0) {
-        auto const usual = layout_->usual_extent();
-        values_.reserve(static_cast<int>(usual.members));
-        values_.texts_.reserve(usual.text);
-    }
-}
-
-void Tm_struct::note_extent() const noexcept {
-    layout_->note_extent({values_.size_, static_cast<std::uint32_t>(values_.texts_.size())});
-}
-
-/// A layout that this struct has built may serve others from now on.
-void Tm_struct::keep_layout() const noexcept {
-    if (!layout_ || layout_->is_sealed()) return;
-    note_extent();
-    tm_keep_layout(built_by_program, layout_);
-}
-
 void Tm_struct::add_value_and_own(int position, Tm_value* value) {
     std::unique_ptr<Tm_value> owned(tm_present(value));
     if (name_count_ <= values_.size_) {
@@ -301,69 +207,6 @@ Tm_value const* Tm_struct::get_member_value(TMV type, int i) const {
     return tm_check_member_type(get_value(i), type);
 }
 
-int Tm_struct::get_number(char const* name) const { return number_of(tm_view(name)); }
-
-int Tm_struct::get_member_index(char const* name) const { return find(tm_view(name)); }
-
-int Tm_struct::number_of(std::string_view name) const {
-    int const position = find(name);
-    if (position < 0) fail_name(name);
-    return position;
-}
-
-void Tm_struct::fail_name(std::string_view name) {
-    throw Tm_name_not_found_exception(std::string(name));
-}
-
-/// Short names near the hint are found without a call.
-int Tm_struct::find(std::string_view name) const {
-    if (!is_plain() || name.size() > tm_short_text) return find_far(name);
-    std::uint32_t const hint = hint_.load(std::memory_order_relaxed);
-    unsigned int const end = std::min(named_members(), hint + near_members);
-    for (unsigned int i = hint; i < end; ++i) {
-        char const* const text = (*layout_)[i];
-        bool const is_it =
-            tm_text_length(text) == name.size() && tm_equal_short(text, name.data(), name.size());
-        if (is_it && name.data() != nullptr) {
-            hint_.store(i, std::memory_order_relaxed);
-            return static_cast<int>(i);
-        }
-    }
-    return find_far(name);
-}
-
-[[gnu::noinline]] int Tm_struct::find_far(std::string_view name) const {
-    if (name.data() == nullptr) return -1;
-    int const position = is_plain() ? find_plain(name) : find_by_asking(name);
-    if (position >= 0) hint_.store(static_cast<std::uint32_t>(position), std::memory_order_relaxed);
-    return position;
-}
-
-int Tm_struct::find_plain(std::string_view name) const {
-    unsigned int const count = named_members();
-    unsigned int const hint = std::min(hint_.load(std::memory_order_relaxed), count);
-    if (count > few_members) return layout_->find(name, hint, count);
-    for (unsigned int step = 0; step < count; ++step) {
-        unsigned int const i = hint + step < count ? hint + step : hint + step - count;
-        if (tm_text_equals((*layout_)[i], name)) return static_cast<int>(i);
-    }
-    return -1;
-}
-
-int Tm_struct::find_by_asking(std::string_view name) const {
-    int const count = get_member_count();
-    int const hint = static_cast<int>(hint_.load(std::memory_order_relaxed));
-    for (int step = 0; step < count; ++step) {
-        int const i = (hint + step) % count;
-        try {
-            if (name_at(i) == name) return i;
-        } catch (Tm_out_of_range_exception const&) {
-            // the object's class gives this member no name
-        }
-    }
-    return -1;
-}
-
 void Tm_struct::swap(Tm_struct& other) {
     swap_values(other);
     if (shares_names_ != other.shares_names_) {
@@ -394,25 +237,6 @@ void Tm_struct::swap_indexes(Tm_struct& other) {
         extras_ = std::move(other.extras_);
         other.extras_ = std::move(mine);
     }
-}
-
-void Tm_struct::swap_names(Tm_struct& other) noexcept {
-    std::swap(layout_, other.layout_);
-    std::uint32_t const count = name_count_;
-    name_count_ = other.name_count_;
-    other.name_count_ = count & 0x7FFFFFFFU;
-}
-
-/// For the values that were copied from the same struct.
-void Tm_struct::copy_names(Tm_struct const& other) {
-    bool const has_catalog = extras_ != nullptr && extras_->catalog != nullptr;
-    if (other.is_plain() && !has_catalog && other.name_count_ >= values_.size_) {
-        other.keep_layout();
-        layout_ = other.layout_;
-        name_count_ = other.name_count_;
-        return;
-    }
-    for (int i = 0; i < values_.size(); ++i) record_name(other.name_at(i), nullptr);
 }
 
 Tm_struct::Extras& Tm_struct::extras() {
