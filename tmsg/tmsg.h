@@ -3,7 +3,8 @@
 /// Lifetimes, where a header says nothing else: what a constructor is given must outlive the
 /// object, what a call is given must outlive the call, and what a getter returns is valid until its
 /// object changes or goes. Texts of strings, structs, arrays, byte strings, files and messages stay
-/// valid until their member is removed or replaced.
+/// valid until their member is removed or replaced; texts of strings, also until their struct is
+/// swapped.
 ///
 /// Threads, with no lock: const operations of values do not change them, so that any number of
 /// threads may read, copy, encode and compare one message, or any other value, while none changes

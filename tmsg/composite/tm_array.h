@@ -88,7 +88,8 @@ private:
     friend class Tm_own_creator;
     friend struct Tm_name_lengths;
 
-    /// No class of a user's own, whose add_member_and_own() is called for every element.
+    /// Whether this is of the library's own class. A user's class may override
+    /// add_member_and_own(), which is then called for each element.
     bool is_plain() const;
     template <class Plain>
     void append_plain(Plain value);

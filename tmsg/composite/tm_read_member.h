@@ -24,7 +24,7 @@ class Tm_struct;
 /// Tm_exception where it is null.
 TMSG_API Tm_value const* tm_check_member_type(Tm_value const* member, TMV type);
 
-/// Integers, those of a user's own class too; the others are below.
+/// Reads integers, those of a user's own class too. The specialisations below read all else.
 template <class Result>
 struct Tm_reading {
     static constexpr TMV code = Tm_plain<Result>::code;

@@ -215,8 +215,10 @@ void Tm_struct::swap(Tm_struct& other) {
     swap_names(other);
 }
 
-/// All but the names. Throws, before anything is exchanged, only where a catalogue is in use.
+/// All but the names. When it throws, nothing was exchanged.
 void Tm_struct::swap_values(Tm_struct& other) {
+    values_.own_memory();
+    other.values_.own_memory();
     swap_indexes(other);
     values_.swap(other.values_);
     hint_.store(other.hint_.exchange(hint_.load(std::memory_order_relaxed)),

@@ -6,9 +6,10 @@
 /// sent instead of its name.
 ///
 /// Pointers to scalar and string values, and texts of names, are valid until the struct changes;
-/// texts of strings, and pointers to all other values, until their member is removed or replaced.
-/// While no thread changes a struct, many may read, copy, walk and compare it. They share the place
-/// of the member found last, which matters only where names repeat.
+/// texts of strings, and pointers to all other values, until their member is removed or replaced;
+/// texts of strings, also until swap(). While no thread changes a struct, many may read, copy, walk
+/// and compare it. They share the place of the member found last, which matters only where names
+/// repeat.
 #pragma once
 
 #include <atomic>
@@ -31,7 +32,8 @@
 class Tm_layout;
 class Tm_prenamed_struct;
 
-/// Says that a struct is of the make of a message's own structs (see Message::shared_names()).
+/// Marks a struct as one that shares its names, like a message's own structs (see
+/// Message::shared_names()).
 struct Tm_shared_names {};
 
 class TMSG_API Tm_struct : public Tm_value,
@@ -40,7 +42,8 @@ class TMSG_API Tm_struct : public Tm_value,
 public:
     using Index = Tm_catalog<std::string>;
 
-    /// Null: the struct owns its names. A catalogue must outlive the struct and get all its names.
+    /// Null: the struct owns its names. A catalogue must outlive the struct, which adds its names
+    /// to it.
     explicit Tm_struct(Tm_catalog<std::string>* catalog);
     explicit Tm_struct(Tm_shared_names const& shared);
     /// A copy always owns its names.
@@ -79,8 +82,8 @@ public:
 
     bool is_string_catalog_from_internal() const { return shares_names_ == 0; }
 
-    /// Both must own, or both must share their names; else Tm_exception, and then the values have
-    /// been exchanged but the names have not.
+    /// Both structs must own their names, or both must share them. Otherwise the values are
+    /// exchanged, the names are not, and Tm_exception is thrown. Texts of strings may move.
     void swap(Tm_struct& other);
 
     // A struct and its first slots may stand in one block of memory.
@@ -116,7 +119,7 @@ private:
     /// The bytes that make() allocates.
     static std::size_t made_size(std::size_t members, std::size_t text_bytes);
 
-    /// No class of a user's own, which could name its members otherwise.
+    /// Whether this is of the library's own class. A user's class could name its members otherwise.
     bool is_plain() const {
 #ifdef __GXX_RTTI
         return &typeid(*this) == &typeid(Tm_struct);

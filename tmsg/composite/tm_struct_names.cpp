@@ -51,7 +51,8 @@ int Tm_struct::add_name(std::string const& name, Index* index) {
     return static_cast<int>(name_count_) - 1;
 }
 
-/// The name goes into all that list names; nothing but catalogues has changed when this throws.
+/// Adds the name to the catalogues and to the layout. When this throws, only catalogues may have
+/// changed.
 void Tm_struct::record_name(std::string_view name, Index* index) {
     unsigned short wire_index = 0;
     if (index != nullptr) {
@@ -70,7 +71,7 @@ void Tm_struct::name_next(std::string_view name, std::uint64_t place) {
     if (layout_ && layout_->has(name_count_, name)) return;
     bool const can_grow = layout_ && !layout_->is_sealed() && layout_->size() == name_count_ &&
                           layout_->table() == nullptr;
-    // The name may stand in the layout that is left.
+    // Keeps the old layout: the name may be a text in it.
     Tm_counted_ptr<Tm_layout> const before = can_grow ? Tm_counted_ptr<Tm_layout>() : layout_;
     if (!can_grow) {
         find_layout(name, place);

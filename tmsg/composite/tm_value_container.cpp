@@ -143,8 +143,7 @@ void Tm_value_container::keep_text(Tm_new_value& value) {
     value.kind_ = TMV_STRING;
 }
 
-/// Copies what was written in the sizes that it was written in: a load that spans two recent stores
-/// waits for both of them.
+/// Loads as many bytes at a time as were stored: a load that spans two recent stores is slow.
 void Tm_value_container::put(std::size_t i, Tm_new_value&& value) noexcept {
     if (value.kind_ >= tm_on_heap) {
         std::memcpy(slots_[i].bytes, value.slot_.bytes, sizeof(Tm_value*));

@@ -84,8 +84,8 @@ public:
     /// The bytes of memory that the current message, or top-level value, takes so far.
     unsigned long memory() const { return memory_; }
 
-    /// For whoever passes an event that this refused: sets an error text if there is none yet.
-    /// Always false.
+    /// For code that passes an event to this creator and gets false: sets an error text if there is
+    /// none yet. Always returns false.
     bool process_state();
 
 private:
@@ -109,7 +109,7 @@ private:
 
     struct Frame {
         State state = State::base_array;
-        bool shares_names = false;  ///< structs within are of the make of a message's own
+        bool shares_names = false;  ///< structs within share names, like a message's own
         bool by_index = false;      ///< names come as positions in the message's table
         std::uint32_t name_length = 0;
         Tm_struct* structure = nullptr;        ///< null until the first name, in a nested struct

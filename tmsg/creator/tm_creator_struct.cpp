@@ -90,7 +90,7 @@ bool Tm_creator::visit_member_end() {
     return true;
 }
 
-/// A nested struct is made when its first name has come, which says what struct it may be like.
+/// Makes a nested struct at its first name, which tells what layout it may share.
 void Tm_creator::take_name(std::string_view name) {
     Frame& frame = frames_.back();
     if (frame.structure == nullptr) {

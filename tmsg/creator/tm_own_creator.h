@@ -31,7 +31,7 @@ class Tm_own_creator final : public Tm_creator {
 public:
     using Tm_creator::Tm_creator;
 
-    /// The begin of a member and its name.
+    /// Takes the begin of a member and its name.
     bool take_whole_name(std::string_view name) {
         Frame& frame = frames_.back();
         if (frame.state != State::structure || frame.by_index) return false;
@@ -81,7 +81,7 @@ public:
     }
 
 private:
-    /// Has room for one more value; null where none may come.
+    /// The container with room for one more value; null where no value may come.
     Tm_value_container* place_for_value() {
         Frame const& frame = frames_.back();
         bool const is_expected = frame.state == State::named || frame.state == State::array;

@@ -135,7 +135,8 @@ public:
     /// Every struct owns its names: this is a copy, or was made like one.
     bool is_clone() const { return groups_[TMG_META].is_string_catalog_from_internal(); }
 
-    /// For structs within the message, of the make of its own: Tm_struct(message.shared_names()).
+    /// For structs within the message that share names as its own do:
+    /// Tm_struct(message.shared_names()).
     /// Only a tag, which need not live as long as the struct.
     Tm_shared_names const& shared_names() const { return shared_names_; }
 

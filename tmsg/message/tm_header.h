@@ -67,7 +67,7 @@ private:
 };
 
 /// Assigning a plain header overwrites the first 8 bytes, the version included. Every assignment
-/// answers a copy of the whole record.
+/// returns a copy of the whole record.
 class TMSG_API Tm_header_2 {
 public:
     /// Version 2, the signature, zero elsewhere.

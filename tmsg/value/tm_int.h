@@ -1,5 +1,5 @@
 /// Integer values of eight fixed widths. There is no conversion between widths: an accessor of any
-/// width but the object's own answers 0.
+/// width but the object's own returns 0.
 #pragma once
 
 #include "tmsg/value/tm_plain.h"

@@ -21,8 +21,9 @@ struct Tm_limits {
     /// takes about 1.5 KiB. What it leaves open takes up to 430 bytes for each level, and 64 KiB
     /// for a file too large to be mapped.
     unsigned int max_unfinished = 1024;
-    /// Bytes that the unfinished messages of one originator hold together in memory, their values
-    /// or their payload, whichever are more: many that never end would fill it, each within its own
-    /// limit. The content of received files is on the disk and does not count.
+    /// Bytes of memory that the unfinished messages of one originator hold together: many that
+    /// never end would fill it, each within its own limit. A message counts with the memory of its
+    /// values or with its payload, the larger of the two. The content of received files is on the
+    /// disk and does not count.
     unsigned long max_held_bytes = 1UL << 30;
 };

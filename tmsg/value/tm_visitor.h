@@ -1,5 +1,5 @@
 /// The events in which a value tree is walked: begin, pieces and end of every value. Encoders and
-/// creators implement it. Every visit operation answers true when it took the event; false stops
+/// creators implement it. Every visit operation returns true when it took the event; false stops
 /// the walk, and the same event comes again when the walk is resumed.
 ///
 /// A visitor that can refuse keeps the walk's resume points as a stack of step numbers
