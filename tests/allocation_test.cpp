@@ -471,6 +471,12 @@ TEST(Allocation, OfSmallStructsIsNotThatOfLargeOnesBefore) {
     expect(long_text, no_text);
 }
 
+/// Not so the allocators of valgrind and of the sanitizers, whose blocks seem as small as asked for.
+bool tells_what_blocks_take() {
+    std::unique_ptr<char> const block(new char);
+    return ::malloc_usable_size(block.get()) > 1;
+}
+
 /// What a decoder counts against the limit on memory, for an unfinished message.
 TEST(Allocation, IsCountedWithinATenth) {
     auto const expect = [](char const* what, std::string const& item, int count, bool is_list = true) {
@@ -493,7 +499,8 @@ TEST(Allocation, IsCountedWithinATenth) {
             if (time == 0) continue;  // frees what the process kept of others before
             auto const truth =
                 static_cast<double>(live_bytes - before) + 8.0 * static_cast<double>(live - blocks_before);
-            EXPECT_NEAR(1.0, static_cast<double>(decoder.memory()) / truth, 0.1) << what;
+            EXPECT_NEAR(1.0, static_cast<double>(decoder.memory()) / truth, tells_what_blocks_take() ? 0.1 : 0.2)
+                << what;
         }
     };
     expect("integers", "11 00 00 00 01 ", 30000);

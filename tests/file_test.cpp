@@ -80,10 +80,10 @@ TEST(File, ThatCannotBeUsedOrReadIsReported) {
 TEST(File, IsReadOnWhenASignalComes) {
     int ends[2];
     ASSERT_EQ(0, ::pipe(ends));
-    struct sigaction handler = {}, before = {};
+    struct sigaction handler = {};
     static volatile std::sig_atomic_t signals = 0;
     handler.sa_handler = [](int) { signals = signals + 1; };
-    ::sigaction(SIGALRM, &handler, &before);
+    ::sigaction(SIGALRM, &handler, nullptr);
     itimerval const often = {{0, 1000}, {0, 1000}}, never = {};
     ::setitimer(ITIMER_REAL, &often, nullptr);
     std::thread writer([&] {
@@ -101,7 +101,9 @@ TEST(File, IsReadOnWhenASignalComes) {
     EXPECT_STREQ("abc", text);
     writer.join();
     ::setitimer(ITIMER_REAL, &never, nullptr);
-    ::sigaction(SIGALRM, &before, nullptr);
+    // Not as before: under valgrind a signal may be on its way.
+    handler.sa_handler = SIG_IGN;
+    ::sigaction(SIGALRM, &handler, nullptr);
     EXPECT_LT(0, signals);
     for (int const end : ends) ::close(end);
 }
