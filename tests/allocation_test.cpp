@@ -485,7 +485,8 @@ TEST(Allocation, IsCountedWithinATenth) {
         for (int i = 0; i < count; ++i) {
             Bytes bytes = from_hex(item);
             auto const number = std::search_n(bytes.begin(), bytes.end(), 5, 0xFF);
-            if (number != bytes.end()) std::snprintf(reinterpret_cast<char*>(&*number), 5, "%04d", i % 10000);
+            std::string const digits = std::to_string(10000 + i % 10000);
+            if (number != bytes.end()) std::copy(digits.begin(), digits.end(), number);
             wire.insert(wire.end(), bytes.begin(), bytes.end());
         }
         for (int time = 0; time < 2; ++time) {

@@ -7,7 +7,7 @@
 #include "tmsg/value/tm_file.h"
 
 Tm_new_value::Tm_new_value(std::string_view text) : kind_(UNKEPT) {
-    static_assert(sizeof text <= sizeof slot_.bytes);
+    static_assert(sizeof(std::string_view) <= sizeof(Tm_slot));
     Tm_string::check_length(text);
     ::new (slot_.bytes) std::string_view(text);
 }
@@ -20,7 +20,7 @@ Tm_new_value::Tm_new_value(std::string const& path, unsigned int open_mode)
 
 void Tm_new_value::own(Tm_value* value) noexcept {
     kind_ = tm_no_value;
-    std::memcpy(slot_.bytes, &value, sizeof value);
+    std::memcpy(slot_.bytes, &value, Tm_slot::pointer_size);
     if (value == nullptr) return;
     kind_ = typeid(*value) == typeid(Tm_struct) ? tm_plain_struct : tm_on_heap;
 }

@@ -1,6 +1,7 @@
 /// The slots of a container, and a value on its way into one.
 #pragma once
 
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -18,6 +19,8 @@
 
 /// Holds an integer, a double, a bool or a string itself, or the pointer to a value on the heap.
 struct alignas(8) Tm_slot {
+    static constexpr std::size_t pointer_size = sizeof(void*);
+
     unsigned char bytes[16];
 
     template <class Value>
@@ -26,7 +29,7 @@ struct alignas(8) Tm_slot {
     }
     Tm_value* on_heap() const {
         Tm_value* value = nullptr;
-        std::memcpy(&value, bytes, sizeof value);
+        std::memcpy(&value, bytes, pointer_size);
         return value;
     }
 };

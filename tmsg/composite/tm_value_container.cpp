@@ -146,7 +146,7 @@ void Tm_value_container::keep_text(Tm_new_value& value) {
 /// Loads as many bytes at a time as were stored: a load that spans two recent stores is slow.
 void Tm_value_container::put(std::size_t i, Tm_new_value&& value) noexcept {
     if (value.kind_ >= tm_on_heap) {
-        std::memcpy(slots_[i].bytes, value.slot_.bytes, sizeof(Tm_value*));
+        std::memcpy(slots_[i].bytes, value.slot_.bytes, Tm_slot::pointer_size);
     } else if (value.kind_ == TMV_STRING) {
         char const* const text = value.slot_.in_place<Tm_string>()->value().data();
         ::new (slots_[i].bytes) Tm_string(Tm_string::In_place(), text);

@@ -270,7 +270,8 @@ bool Tm_creator::visit_binary_continue(char const* data, unsigned int length) {
     received_ += length;
     if (received_ < expected_) return true;
     if (!make_room(*frames_.back().values)) return !refuse_memory();
-    count_memory(sizeof(Tm_binary) + sizeof bytes_ + shared_count + 3 * tm_block_overhead);
+    count_memory(sizeof(Tm_binary) + sizeof(std::vector<unsigned char>) + shared_count +
+                 3 * tm_block_overhead);
     place(Tm_new_value(std::make_unique<Tm_binary>(std::move(bytes_))));
     end_leaf();
     return true;
