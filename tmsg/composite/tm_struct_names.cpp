@@ -118,7 +118,7 @@ void Tm_struct::copy_names(Tm_struct const& other) {
     if (other.is_plain() && !has_catalog && other.name_count_ >= values_.size_) {
         other.keep_layout();
         layout_ = other.layout_;
-        name_count_ = other.name_count_;
+        name_count_ = values_.size_ & 0x7FFFFFFFU;
         return;
     }
     for (int i = 0; i < values_.size(); ++i) record_name(other.name_at(i), nullptr);
