@@ -57,7 +57,7 @@ void fail_at_every_allocation(std::function<void(std::function<void(std::functio
     for (long n = 0; has_failed; ++n) {
         ASSERT_LT(n, 100000);
         has_failed = false;
-        // What the first times keep for ever, the last one does not need again.
+        // The process keeps memory of the first times, which the last time uses again.
         long after[3] = {};
         for (long& live_after : after) {
             scenario([&](std::function<void()> const& operation) {
@@ -434,7 +434,8 @@ TEST(Allocation, OfDecodedValuesIsAFewTimesTheirBytes) {
     expect(50, 100000, [&](Tm_array& structs, int) { structs.add_member(&empty); });
 }
 
-/// Names that all differ share nothing, and yet are no larger burden.
+/// Names that all differ share nothing. They still take no more memory than a few times that of
+/// equal ones.
 TEST(Allocation, OfDifferentNamesIsAFewTimesThatOfEqualOnes) {
     for (int const members : {1, 3, 20}) {
         auto const measured = [&](int step) {
@@ -447,7 +448,7 @@ TEST(Allocation, OfDifferentNamesIsAFewTimesThatOfEqualOnes) {
     }
 }
 
-/// What large structs and long strings let expect of the next ones is not what these take.
+/// Small structs after large ones do not take the memory of large ones.
 TEST(Allocation, OfSmallStructsIsNotThatOfLargeOnesBefore) {
     Tm_struct long_text(nullptr), no_text(nullptr);
     add(long_text, "n0", std::string(1000, 'x'));
@@ -471,13 +472,13 @@ TEST(Allocation, OfSmallStructsIsNotThatOfLargeOnesBefore) {
     expect(long_text, no_text);
 }
 
-/// Not so the allocators of valgrind and of the sanitizers, whose blocks seem as small as asked for.
+/// False under valgrind and the sanitizers, whose allocators do not tell the size of a block.
 bool tells_what_blocks_take() {
     std::unique_ptr<char> const block(new char);
     return ::malloc_usable_size(block.get()) > 1;
 }
 
-/// What a decoder counts against the limit on memory, for an unfinished message.
+/// The memory of an unfinished message, as a decoder counts it for the limit.
 TEST(Allocation, IsCountedWithinATenth) {
     auto const expect = [](char const* what, std::string const& item, int count, bool is_list = true) {
         Bytes wire = from_hex("02 04 84 04 05 07 00 01 61 ");

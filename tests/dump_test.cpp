@@ -94,7 +94,7 @@ TEST(Dump, StartsAgainAfterAnError) {
               }));
 }
 
-/// What is printed before is the whole dump's, and not longer than the limit.
+/// The text in front of the error is the beginning of the whole dump, within the limit.
 TEST(Dump, EndsAtTheLimitOfItsText) {
     auto const binary = binary_of(std::string(300, 'x'));
     auto const message = add_message();

@@ -101,7 +101,7 @@ TEST(File, IsReadOnWhenASignalComes) {
     EXPECT_STREQ("abc", text);
     writer.join();
     ::setitimer(ITIMER_REAL, &never, nullptr);
-    // Not as before: under valgrind a signal may be on its way.
+    // Ignored from now on: under valgrind one more signal may come.
     handler.sa_handler = SIG_IGN;
     ::sigaction(SIGALRM, &handler, nullptr);
     EXPECT_LT(0, signals);
@@ -263,7 +263,7 @@ TEST_F(Temporary_file, OfAnUnfinishedTransferIsRemoved) {
     }
 }
 
-/// Of any kind, of others with the same process number: they are passed over and stay.
+/// Files, folders and links of other processes with the same number are passed over and stay.
 TEST_F(Temporary_file, IsMadeBesideWhatStandsUnderItsNames) {
     Scratch const scratch;
     std::string const victim = scratch.file("victim", "untouched");
@@ -295,7 +295,7 @@ TEST_F(Temporary_file, IsMadeBesideWhatStandsUnderItsNames) {
     EXPECT_EQ(1002 + 4, remove_received_files()) << "one is of next_path()";
 }
 
-/// What a child process has is a copy: the files remain its parent's.
+/// A child process has copies of the objects; the files remain its parent's.
 TEST_F(Temporary_file, IsRemovedByTheProcessThatMadeItAlone) {
     Scratch const scratch;
     Message message;
@@ -334,7 +334,7 @@ TEST_F(Temporary_file, IsRemovedByTheProcessThatMadeItAlone) {
 
 namespace {
 
-/// As in a daemon that has closed them, for a while.
+/// Closes the standard descriptors for a while, as a daemon does.
 class No_standard_descriptors {
 public:
     No_standard_descriptors() {
@@ -387,7 +387,7 @@ TEST_F(Temporary_file, ThatCannotBeMadeThrowsAndLeavesTheDecoderUsable) {
     std::string error;
     bool are_free = false;
     {
-        // There is no descriptor above, for the file made under 0.
+        // The file gets descriptor 0, and there is none above 2 to move it to.
         No_standard_descriptors const closed;
         Lower_limit const limit(RLIMIT_NOFILE, 3);
         error = text_thrown_by([&] { feed(decoder, bytes); });

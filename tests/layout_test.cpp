@@ -1,4 +1,4 @@
-/// The names of structs, which the process remembers for structs to come.
+/// The layouts of structs, which the process keeps for later structs.
 #include "support/support.h"
 
 namespace {

@@ -35,7 +35,7 @@ TEST(NameIndex, IsRecordedWhileTheFeatureIsOn) {
     EXPECT_EQ(encode(message), encode(Message(message)));
 }
 
-/// Whatever stands where the table goes is replaced, with the structs and messages in it.
+/// A member "catalog" that is no table of names is replaced, with the structs and messages in it.
 TEST(NameIndex, ReplacesATableThatIsNone) {
     Tm_struct const item = of_ints({"a", "b"});
     Message inner;

@@ -20,7 +20,7 @@ namespace {
 
 std::string program;
 
-/// In KiB. A sanitizer's memory is not the program's.
+/// In KiB; large under a sanitizer, which takes memory of its own.
 #ifdef __SANITIZE_ADDRESS__
 constexpr long most_growth = std::numeric_limits<long>::max();
 #else
@@ -64,7 +64,7 @@ public:
     }
 
     void send(int number) const { ::kill(process_, number); }
-    /// Ends it; how many bytes it has printed.
+    /// Ends the server and returns how many bytes it has printed.
     ssize_t end() {
         if (!reader_.joinable()) return printed_;
         send(SIGTERM);
@@ -99,7 +99,7 @@ private:
 
 class Caller {
 public:
-    /// With little room for what comes, on demand.
+    /// Connects, on demand with a small buffer for received bytes.
     explicit Caller(Served const& server, bool is_slow = false)
         : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         int const room = 4096;
@@ -121,12 +121,12 @@ public:
     bool send(Bytes const& bytes) {
         return ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
     }
-    /// Something comes, or the end, in time.
+    /// True when bytes, or the end of the stream, come in time.
     bool is_ready(std::chrono::milliseconds time) const {
         pollfd handle = {socket_, POLLIN, 0};
         return ::poll(&handle, 1, static_cast<int>(time.count())) == 1;
     }
-    /// How many bytes of an answer come within the time.
+    /// Returns how many bytes of an answer come within the time.
     std::size_t receive(std::chrono::milliseconds time, std::size_t wanted = 1) {
         std::size_t received = 0;
         auto const end = Clock::now() + time;
@@ -143,7 +143,7 @@ public:
     bool is_answered(Bytes const& request, std::chrono::milliseconds time) {
         return send(request) && receive(time) > 0;
     }
-    /// The server has closed it, or does in time.
+    /// True when the server has closed the connection, or does so in time.
     bool is_closed(std::chrono::milliseconds time) { return is_ready(time) && receive(0ms) == 0; }
 
 private:
@@ -172,7 +172,7 @@ std::vector<Caller> connect(Served const& server, std::size_t count) {
     return callers;
 }
 
-/// How many connections a process may have, up to 5,000.
+/// Returns how many connections a process may have, up to 5,000.
 std::size_t many() {
     rlimit limit = {};
     ::getrlimit(RLIMIT_NOFILE, &limit);

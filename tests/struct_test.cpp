@@ -168,7 +168,7 @@ TEST(Struct, KeepsNamesWithAZeroByteWhole) {
     EXPECT_FALSE(value == of_ints({"a", "a"}));
 }
 
-/// Has names that stand nowhere.
+/// Computes its names.
 struct Computed : Tm_struct {
     Computed() : Tm_struct(nullptr) {
         for (int i = 0; i < 20; ++i) add_member("stored" + std::to_string(i), i);
@@ -231,7 +231,7 @@ TEST(Struct, RefusesAMissingName) {
     char const* const missing = nullptr;
     Tm_struct value(nullptr);
     Message message;
-    EXPECT_EQ("member without a name", text_thrown_by<Tm_exception>([&] { value.add_member(missing, 5); }));
+    EXPECT_EQ("name without a text", text_thrown_by<Tm_exception>([&] { value.add_member(missing, 5); }));
     EXPECT_THROW(message.add_member(body, missing, "x"), Tm_exception);
     EXPECT_THROW(message.set_request_name(missing), Tm_exception);
     EXPECT_TRUE(value.get_member_count() == 0 && message.get_member_count(body) == 0);

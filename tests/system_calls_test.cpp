@@ -53,7 +53,7 @@ ssize_t pread(int fd, void* to, size_t size, off_t position) {
     return interrupt("pread") ? -1 : ::syscall(SYS_pread64, fd, to, size, position);
 }
 
-/// Never more than a part.
+/// Writes a part of what it is asked to.
 ssize_t writev(int fd, iovec const* parts, int count) {
     if (interrupt("writev")) return -1;
     iovec const first = parts[0].iov_len > 0 ? parts[0] : parts[count - 1];
@@ -92,7 +92,7 @@ TEST(Interrupted_system_calls, AreRepeated) {
     EXPECT_EQ(2, remove_received_files());
 }
 
-/// Names that are all occupied are an error, but not before very many were tried.
+/// Occupied names are an error only after very many of them.
 TEST(Occupied_names, AreTriedToAnEnd) {
     are_names_occupied = true;
     Tm_bin_array_decoder decoder(4096);

@@ -30,7 +30,7 @@ void connect(Connection& connection, std::string const& address, Deadline const&
     throw Failure::of_system("failed to connect to " + address);
 }
 
-/// What comes back for the call, whatever else comes.
+/// The answer to the call; other messages are passed over.
 std::unique_ptr<Message> wait_for_answer(Connection& connection, Temporary_files& files,
                                          Tm_limits const& limits, Deadline const& deadline) {
     std::unique_ptr<Message> answer;

@@ -10,8 +10,8 @@ namespace {
 
 constexpr int chunk_size = 4096;
 constexpr std::size_t block_size = 1 << 16;
-/// Bytes that are read in one go, whatever requests they hold: so many answers at most are made
-/// while the other end takes none.
+/// Bytes that are passed on at a time. This bounds the answers that are made while the other end
+/// takes none.
 constexpr std::size_t slice_size = 1024;
 
 bool is_not_ready() { return errno == EWOULDBLOCK || errno == EAGAIN || errno == EINTR; }
@@ -54,7 +54,7 @@ bool Client::receive(Tm_chunk_receiver& receiver) {
     return true;
 }
 
-/// How much of it was passed on before an answer had to wait.
+/// Returns how many bytes were passed on before an answer had to wait.
 std::size_t Client::pass(unsigned char const* data, std::size_t size,
                          Tm_chunk_receiver& receiver) const {
     std::size_t passed = 0;

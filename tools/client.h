@@ -1,5 +1,5 @@
-/// The server's end of a connection. Nothing here waits: what the other end does not take yet is
-/// kept, and until it is taken no more requests are read.
+/// The server's end of a connection. No operation waits. Answers that the other end has not taken
+/// are kept, and no requests are read until it takes them.
 #pragma once
 
 #include <ace/SOCK_Acceptor.h>
@@ -28,10 +28,10 @@ public:
     int handle() const { return stream_.get_handle(); }
     /// Bytes of answers that the other end has not taken.
     std::size_t unsent() const { return unsent_.size() - sent_; }
-    /// The event of poll() after which it can go on.
+    /// The event of poll() after which go_on() does something.
     short awaited() const { return unsent() > 0 ? POLLOUT : POLLIN; }
     bool is_ready() const;
-    /// Since bytes went or came.
+    /// The time since bytes were sent or received.
     Clock::duration idle_time() const { return Clock::now() - last_active_; }
 
     /// Goes on sending, or passes what has come to the receiver. False: the other end has closed

@@ -1,5 +1,5 @@
-/// Descriptors of the program's own. None is 0, 1 or 2, even where the program was started without
-/// standard input, output and error: what is meant for those would go into a file or socket.
+/// Descriptors that the program opens. None is 0, 1 or 2, even where the program was started
+/// without standard input, output and error. Else output for these would go into a file or socket.
 #pragma once
 
 #include <cstdio>
@@ -23,14 +23,14 @@ private:
     int number_ = -1;
 };
 
-/// The same file or socket under a number above 2; the number given is closed if it is another.
-/// Throws Failure when there is no descriptor.
+/// Returns a descriptor above 2 of the same file or socket, and closes the one given if it is
+/// another. Throws Failure when there is no descriptor left.
 Descriptor above_standard(Descriptor descriptor);
 
 /// A new file without a name, open for writing and reading. Throws Failure.
 std::FILE* open_temporary_file();
 
-/// An ACE socket that has just been opened.
+/// The same for an ACE socket that has just been opened.
 template <class Socket>
 void move_above_standard(Socket& socket) {
     Descriptor descriptor(socket.get_handle());

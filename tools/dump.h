@@ -13,7 +13,7 @@ public:
     /// At most `max_text` bytes of dump. Throws Failure when there is no temporary file.
     Dump(Tm_limits const& limits, unsigned long max_text);
 
-    /// The next bytes of the wire form. False: write() will throw, whatever follows.
+    /// The next bytes of the wire form. False: write() will throw.
     bool add(unsigned char const* data, std::size_t size);
     /// Writes the dump to standard output. Throws Failure for bytes that are no wire form and when
     /// reading or writing fails.

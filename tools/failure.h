@@ -19,5 +19,5 @@ public:
 /// Its text, in plain words for std::bad_alloc.
 char const* text_of(std::exception const& error);
 
-/// "tmsg: TEXT" on standard error, on one line whatever the text holds.
+/// "tmsg: TEXT" on standard error, on one line.
 void report(std::string_view text);

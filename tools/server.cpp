@@ -20,11 +20,11 @@
 namespace {
 
 constexpr std::chrono::seconds interval(1);
-/// No client goes to make room for another that was active so recently: the new one waits.
+/// A client that was active so recently is not closed to make room: the new one waits.
 constexpr std::chrono::milliseconds grace(20);
 /// Connections that wait to be accepted; the system may allow fewer.
 constexpr int backlog = 4096;
-/// Those who are connected are served in between.
+/// New connections that are accepted before the others are served again.
 constexpr int accepted_at_once = 256;
 /// The code of the fault that goes in the place of an answer that cannot be made.
 constexpr int no_answer = 1;
@@ -50,7 +50,8 @@ private:
     sigset_t before_;
 };
 
-/// Half of the descriptors are for clients, the others for the files that messages bring.
+/// Returns how many clients may be served: one for every second descriptor, for the files that
+/// messages bring need descriptors, too.
 std::size_t count_places() {
     constexpr rlim_t wanted = 2 * Server::most_clients;
     rlimit limit = {};
@@ -112,7 +113,7 @@ void Server::run() {
     }
 }
 
-/// Until something is ready or to be done. False: a signal came.
+/// Waits until something is ready or to be done. False: a signal came.
 bool Server::wait(std::vector<pollfd>& handles) {
     Blocked_signals const signals;
     if (is_interrupted()) return false;
@@ -123,7 +124,7 @@ bool Server::wait(std::vector<pollfd>& handles) {
     return !is_interrupted();
 }
 
-/// New clients come last: one of those already there that is ready is not idle.
+/// New connections come last, so that a client that is ready counts as active before they arrive.
 std::vector<pollfd> Server::watched() const {
     std::vector<pollfd> handles;
     handles.reserve(clients_.size() + 1);
@@ -206,7 +207,7 @@ void Server::drop(Clients::iterator client) {
     clients_.erase(client);
 }
 
-/// A client that can go on was only kept waiting by others.
+/// Closes an idle client, but serves one that is ready: others kept it waiting.
 void Server::retire(Clients::iterator client) {
     if (client->is_ready()) return serve(client);
     if (client->unsent() > 0) return drop_unsent(client);
@@ -259,7 +260,7 @@ void Server::take(std::unique_ptr<Message> message, int handle, Tm_header const&
     }
 }
 
-/// Text that fails halfway has its line to itself all the same.
+/// A text that fails halfway is ended by a line feed, too.
 void Server::print(Message& message, Tm_header const& header) {
     if (!form_) return;
     writing_.seq_no = header.get_seq_no();
@@ -280,7 +281,7 @@ void Server::end_message() const {
     flush_output();
 }
 
-/// What other clients do not take goes first when there is too much of it.
+/// When there are too many unsent bytes, other clients that do not take theirs are dropped first.
 void Server::send(Message const& message, Client& client, Tm_header const& header) {
     client.send(message, header.get_seq_no(), static_cast<unsigned char>(header.get_tmport()));
     if (client.unsent() == 0) return;

@@ -1,4 +1,4 @@
-/// Serves any number of clients on one thread, of which none keeps the others waiting.
+/// Serves any number of clients on one thread. No client keeps the others waiting.
 #pragma once
 
 #include <ace/SOCK_Acceptor.h>
@@ -16,11 +16,12 @@
 
 class Server {
 public:
-    /// More clients are never served at a time, however many descriptors there are.
+    /// The largest number of clients at a time; fewer where descriptors are short.
     static constexpr std::size_t most_clients = 8192;
     /// For how long an answer may stand still before its client is dropped.
     static constexpr std::chrono::seconds patience = std::chrono::seconds(2);
-    /// Unsent bytes of all answers: beyond, the clients that stand still longest are dropped.
+    /// The most unsent bytes of all answers. Beyond, the clients that stand still longest are
+    /// dropped.
     static constexpr std::size_t most_unsent = 1UL << 28;
 
     /// Listens on the loopback address; port 0 picks a free one. Throws Failure.
@@ -29,7 +30,7 @@ public:
 
     unsigned short port() const;
 
-    /// What arrives is printed in this form; without it nothing is.
+    /// Prints what arrives in this form. Nothing is printed without this call.
     void print_as(Form form, Writing const& writing);
     /// The answer to every request, in the place of the echo.
     void answer_with(Message const* reply) { reply_ = reply; }

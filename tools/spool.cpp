@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Of each text that still grows.
+/// The bytes of each growing text that are not in the file yet.
 constexpr std::size_t most_in_memory = 4096;
 
 void expect(bool is_done) {

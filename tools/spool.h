@@ -1,5 +1,5 @@
-/// Texts that grow by turns and are written to standard output later. They wait in one temporary
-/// file, whatever their size.
+/// Texts that grow in turn and are written to standard output later. They wait in one temporary
+/// file.
 #pragma once
 
 #include <cstddef>

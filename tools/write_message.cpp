@@ -58,7 +58,7 @@ void encode_xml(Message const& message, Writing const& writing, Ship ship) {
     ship_piece(encoder.fill());
 }
 
-/// A text that is too long shows before any of it is written.
+/// Finds a text that is too long before any of it is written.
 void write_xml(Message const& message, Writing const& writing) {
     if (writing.max_text != tm_no_text_limit) encode_xml(message, writing, [](auto) {});
     Progress progress("wrote", 0);

@@ -18,7 +18,7 @@ struct Writing {
     /// best.
     int xml_piece_size = 1 << 22;
     unsigned int limit = Tm_text_encoder::DEFAULT_LIMIT;  ///< of JSON and list text
-    /// Of any text form. JSON and list text are cut there too, XML and the dump are not written.
+    /// At the limit JSON and list text are cut, and XML and the dump are not written.
     unsigned long max_text = tm_no_text_limit;
     unsigned int seq_no = 1;
     unsigned int port = 0;  ///< a byte

@@ -33,7 +33,7 @@ bool is_refused(std::string const& text) {
     } catch (Tm_exception const&) { return true; }
 }
 
-/// One that does not arrive completely.
+/// A message that does not arrive completely.
 bool receives_file() {
     unsigned char const begun[] = {0x15, 0, 0, 0, 5, '1', '2'};
     Tm_bin_array_decoder decoder(4096);

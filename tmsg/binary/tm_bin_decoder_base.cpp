@@ -194,7 +194,7 @@ void Tm_bin_decoder_base::decode_whole_items(Tm_own_creator& creator) {
         } else if (size == 1 || *item == TM_TAG_MEMBER) {
             ++depth_;
         }
-        // The usual item behind a value is not worth the way around.
+        // Most values are followed by this item, which needs no further step.
         if (at < stop && *at == TM_TAG_MEMBER_END && creator.end_member()) {
             item = at++;
             --depth_;
@@ -355,7 +355,7 @@ bool Tm_bin_decoder_base::pass_piece() {
     passed_ += piece;
     at_ += piece;
     if (passed_ == total_) state_ = State::between_items;
-    // A rejected piece shows with the next item, but for one that found no room.
+    // A rejected piece is reported with the next item. Only a piece without room is reported here.
     bool const has_no_room =
         item_tag_ == TM_TAG_FILE || (own_creator_ != nullptr && own_creator_->is_exhausted());
     if (has_no_room && !creator_->error().empty()) set_error(creator_->error());

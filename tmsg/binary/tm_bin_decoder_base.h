@@ -11,7 +11,7 @@
 /// of an item that is cut waits in the decoder's buffer.
 ///
 /// Bad input, and input beyond the limits, sets an error text that stays until init(); all further
-/// input is ignored. Exceptions, but for std::bad_alloc, come from the creator alone:
+/// input is ignored. Besides std::bad_alloc only the creator throws:
 /// Tm_file_open_exception and Tm_file_mapping_exception for a received file, std::out_of_range for
 /// a name index and Tm_type_mismatch_exception for a name table of hostile input; their text
 /// becomes the error text too.
@@ -35,8 +35,8 @@ public:
     /// Bytes that the buffer takes beyond its capacity.
     static constexpr long EXTRA_CAPACITY = 128;
 
-    /// The capacity bounds what add_to_buffer() takes, and need not be as large as the message.
-    /// Positions in error texts are those in a buffer of it.
+    /// The capacity bounds what add_to_buffer() takes. It need not be as large as the message.
+    /// Error texts tell positions in a buffer of this capacity.
     explicit Tm_bin_decoder_base(long capacity, Tm_limits const& limits = {});
     Tm_bin_decoder_base(Tm_bin_decoder_base const&) = delete;
     Tm_bin_decoder_base& operator=(Tm_bin_decoder_base const&) = delete;

@@ -17,7 +17,7 @@ void Tm_bin_decoder_to_text::init() {
     creator_ = std::move(creator);
 }
 
-/// A rejected piece of the last item of all shows only here.
+/// A rejected piece of the very last item is reported here, for no item follows it.
 void Tm_bin_decoder_to_text::finalize() {
     Tm_bin_decoder_base::finalize();
     if (error().empty() && !creator_->error().empty()) set_error(creator_->error());

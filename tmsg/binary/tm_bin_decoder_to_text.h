@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "tmsg/binary/tm_bin_decoder_base.h"
-#include "tmsg/text/tm_text_limit.h"
+#include "tmsg/value/tm_limits.h"
 
 class TMSG_API Tm_bin_decoder_to_text : public Tm_bin_decoder_base {
 public:

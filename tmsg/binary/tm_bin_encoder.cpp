@@ -149,7 +149,7 @@ bool Tm_bin_encoder::visit_file_begin(unsigned int length) {
     return room_.put(TM_TAG_FILE, length);
 }
 
-/// A derived class may read the pieces itself, from where the descriptor stands.
+/// A derived class may read the pieces itself, from the descriptor's position.
 bool Tm_bin_encoder::visit_file_begin(int fd, unsigned int length) {
     bool const is_the_library_s = wire_room() != nullptr;
     bool const has_positions = ::lseek(fd, 0, is_the_library_s ? SEEK_CUR : SEEK_SET) >= 0;

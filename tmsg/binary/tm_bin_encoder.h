@@ -11,10 +11,10 @@
 /// so the fill position may pass it. Strings and names must not exceed 65,535 bytes: of a longer
 /// one the length is written wrong.
 ///
-/// A file that is not mapped is read by its descriptor, some way ahead of its pieces. The position
-/// of the descriptor is neither used nor moved, but by encoders of derived classes: these set it to
-/// 0 where a file begins, for the classes to read from there. A piece that cannot be read throws
-/// Tm_file_read_exception; of one behind the end of the file nothing is written.
+/// A file that is not mapped is read by its descriptor, some way ahead of its pieces. The encoder
+/// neither uses nor moves the descriptor's position. Only for derived classes it sets the position
+/// to 0 where a file begins, so that they can read from there. A piece that cannot be read throws
+/// Tm_file_read_exception. A piece behind the end of the file writes nothing.
 #pragma once
 
 #include <memory>

@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <cstring>
 
-#include "tmsg/value/tm_uninterrupted.h"
+#include "tmsg/value/tm_descriptor.h"
 
 namespace {
 
 /// Twice as much gains nothing.
 constexpr std::size_t usual_size = 1 << 17;
-/// So many bytes are read straight to where they are wanted.
+/// This many bytes or more are read straight to where they are wanted.
 constexpr std::size_t direct_size = 1 << 15;
 
 }  // namespace
@@ -28,7 +28,7 @@ long Tm_read_ahead::read(void* to, unsigned int length) {
     return static_cast<long>(length);
 }
 
-/// Behind what was read ahead.
+/// Reads from behind the bytes that were read ahead.
 long Tm_read_ahead::read_directly(char* to, std::size_t length) {
     std::size_t filled = std::min(last_ - first_, length);
     std::size_t const read_before = filled;

@@ -79,7 +79,7 @@ public:
     // clang-format on
     /// The element itself, if it is of that type.
     Tm_value const* get_member_value(TMV type, int i) const;
-    /// The element itself, of whatever type.
+    /// The element itself, of any type.
     Tm_value const* get_value(int i) const { return values_.get_value(i); }
     Tm_value* get_value(int i) { return values_.get_value(i); }
 

@@ -12,6 +12,13 @@
 #include "tmsg/value/tm_binary.h"
 #include "tmsg/value/tm_catalog.h"
 
+/// The name of a new member, or of a request. A null pointer throws Tm_exception.
+struct Tm_name : std::string_view {
+    Tm_name(char const* name) : std::string_view(tm_present(name, "name without a text")) {}
+    Tm_name(std::string const& name) : std::string_view(name) {}
+    Tm_name(std::string_view name) : std::string_view(name) {}
+};
+
 template <class Owner, class Where>
 class Tm_member_adders {
 public:

@@ -39,25 +39,12 @@ constexpr unsigned char tm_on_heap = 0x80;
 constexpr unsigned char tm_plain_struct = 0x81;  ///< on the heap, of the library's own class
 constexpr unsigned char tm_no_value = 0xFF;
 
-/// The pointer, which is not null; else Tm_exception.
+/// Returns the pointer. Throws Tm_exception with the text where it is null.
 template <class T>
-T* tm_present(T* pointer) {
-    if (pointer == nullptr) throw Tm_exception("member without a value");
+T* tm_present(T* pointer, char const* text = "member without a value") {
+    if (pointer == nullptr) throw Tm_exception(text);
     return pointer;
 }
-
-/// The name of a new member. A null pointer throws Tm_exception.
-struct Tm_name : std::string_view {
-    Tm_name(char const* name) : std::string_view(present(name)) {}
-    Tm_name(std::string const& name) : std::string_view(name) {}
-    Tm_name(std::string_view name) : std::string_view(name) {}
-
-private:
-    static char const* present(char const* name) {
-        if (name == nullptr) throw Tm_exception("member without a name");
-        return name;
-    }
-};
 
 /// A new value from what add_member() takes. A null pointer throws Tm_exception.
 class TMSG_API Tm_new_value {

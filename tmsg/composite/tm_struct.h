@@ -64,8 +64,8 @@ public:
     /// The first half of adding a member: its name, and its wire index when there is an index
     /// catalogue. Returns the position for the second half, one of the two operations below.
     virtual int add_name(std::string const& name, Index* index);
-    /// Appends the value, whatever the position. Throws Tm_out_of_range_exception, and frees the
-    /// value, when no name waits for one.
+    /// Appends the value; the position does not matter. Throws Tm_out_of_range_exception, and frees
+    /// the value, when no name waits for one.
     virtual void add_value_and_own(int position, Tm_value* value);
     virtual void add_value_and_copy(int position, Tm_value const* value);
     virtual unsigned int get_member_name_length(int i) const;
@@ -154,7 +154,7 @@ private:
         return is_plain() ? values_.read<Result>(values_.checked(i))
                           : tm_read_member<Result>(get_value(i));
     }
-    /// Inline, so that the compiler knows the lengths of names that are literals.
+    /// Inline, so that the compiler knows the length of a literal.
     template <class Result>
     Result read_member(char const* name) const {
         return read_member<Result>(number_of(tm_view(name)));

@@ -80,7 +80,7 @@ void Tm_struct::name_next(std::string_view name, std::uint64_t place) {
     layout_->append(name);
 }
 
-/// Another layout with the names so far, in which the next name stands or can be appended.
+/// Takes another layout with the names so far, where the next name stands or can be appended.
 void Tm_struct::find_layout(std::string_view name, std::uint64_t place) {
     unsigned int const count = name_count_;
     auto found = count == 0 ? tm_recall_layout(place, name)
@@ -112,7 +112,7 @@ void Tm_struct::swap_names(Tm_struct& other) noexcept {
     other.name_count_ = count & 0x7FFFFFFFU;
 }
 
-/// For the values that were copied from the same struct.
+/// Takes the names of the struct whose values were copied.
 void Tm_struct::copy_names(Tm_struct const& other) {
     bool const has_catalog = extras_ != nullptr && extras_->catalog != nullptr;
     if (other.is_plain() && !has_catalog && other.name_count_ >= values_.size_) {
@@ -140,14 +140,15 @@ void Tm_struct::fail_name(std::string_view name) {
 
 /// Short names near the hint are found without a call.
 int Tm_struct::find(std::string_view name) const {
-    if (!is_plain() || name.size() > tm_short_text) return find_far(name);
+    bool const is_short = name.data() != nullptr && name.size() <= tm_short_text;
+    if (!is_plain() || !is_short) return find_far(name);
     std::uint32_t const hint = hint_.load(std::memory_order_relaxed);
     unsigned int const end = std::min(named_members(), hint + near_members);
     for (unsigned int i = hint; i < end; ++i) {
         char const* const text = (*layout_)[i];
         bool const is_it =
             tm_text_length(text) == name.size() && tm_equal_short(text, name.data(), name.size());
-        if (is_it && name.data() != nullptr) {
+        if (is_it) {
             hint_.store(i, std::memory_order_relaxed);
             return static_cast<int>(i);
         }

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr std::size_t first_capacity = 4;
-/// The tags of integers stand in the order of their type codes.
+/// The wire's tags of integers have the order of their type codes.
 template <class Plain>
 constexpr unsigned char tm_tag_of(Tm_int_of<Plain> const&) {
     return static_cast<unsigned char>(int{TM_TAG_INT8} + int{Tm_plain<Plain>::code});
@@ -18,7 +18,7 @@ constexpr unsigned char tm_tag_of(Tm_int_of<Plain> const&) {
 constexpr unsigned char tm_tag_of(Tm_double const&) { return TM_TAG_DOUBLE; }
 constexpr unsigned char tm_tag_of(Tm_bool const&) { return TM_TAG_BOOL; }
 
-/// Calls `visit` with the value in the slot, as what it is.
+/// Calls `visit` with the value in the slot as an object of its own class.
 template <class Visit>
 bool visit_in_place(unsigned char kind, Tm_slot& slot, Visit visit) {
     // clang-format off

@@ -68,7 +68,7 @@ private:
     /// growth.
     std::size_t slot_bytes() const { return is_lent_ != 0 ? 0 : bytes_of(capacity_); }
     std::size_t grown_slot_bytes() const { return bytes_of(grown_capacity()); }
-    /// What a string of this length would make this allocate for its text.
+    /// Returns the bytes that the text of a string of this length would allocate.
     std::size_t text_growth(std::size_t length) const { return texts_.growth(length); }
     /// Uses memory of the caller's, bytes_of(count) of it, until more is needed.
     void lend(void* memory, unsigned int count);
@@ -97,7 +97,7 @@ private:
     TMV type_at(std::size_t i) const;
     /// The value; Tm_type_mismatch_exception where it has another type.
     Tm_value const* at(std::size_t i, TMV type) const;
-    /// What a typed getter returns.
+    /// Reads the value in slot i for a typed getter.
     template <class Result>
     Result read(std::size_t i) const {
         using Reading = Tm_reading<Result>;

@@ -9,12 +9,11 @@
 #include "tmsg/value/tm_bulk.h"
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_limit_error.h"
-#include "tmsg/value/tm_name_hash.h"
 #include "tmsg/value/tm_received_file.h"
 
 namespace {
 
-/// What may be reserved for each byte that has arrived.
+/// The bytes that may be reserved for each byte that has arrived.
 constexpr std::size_t most_growth = 4;
 
 /// The room for `announced` bytes of which `arrived` are there. The steps lead to the full room, so
@@ -25,7 +24,7 @@ std::size_t announced_room(std::size_t arrived, std::size_t announced) {
     return std::max(room, arrived);
 }
 
-/// What counts the owners of a byte string.
+/// The bytes of the object that counts the owners of a byte string.
 constexpr std::size_t shared_count = 16;
 
 }  // namespace
@@ -118,29 +117,28 @@ void Tm_creator::begin_counting() {
     files_ = 0;
 }
 
-/// Neither one more level nor one more value may begin.
+/// Whether no further level or value may begin.
 bool Tm_creator::refuse_level() {
     return (depth_ >= limits_.max_depth && !fail(tm_too_deep(limits_))) || refuse_value();
 }
 
 bool Tm_creator::refuse_value() {
     if (values_left_ > 0) return false;
-    return memory_ > limits_.max_memory ? refuse_memory() : !fail(tm_too_many_values(limits_));
+    return !(memory_ > limits_.max_memory ? fail_memory() : fail(tm_too_many_values(limits_)));
 }
 
-/// Always true.
-bool Tm_creator::refuse_memory() {
+bool Tm_creator::fail_memory() {
     is_exhausted_ = true;
-    return !fail(tm_too_much_memory(limits_));
+    return fail(tm_too_much_memory(limits_));
 }
 
-/// The memory of what is there already; the next value is refused where that is too much.
+/// Counts memory that was taken already. The next value is refused where it is too much.
 void Tm_creator::count_memory(std::size_t bytes) {
     memory_ += bytes;
     if (memory_ > limits_.max_memory) values_left_ = 0;
 }
 
-/// False: so much must not be allocated.
+/// Counts memory that is about to be taken. False: it is too much.
 bool Tm_creator::take_memory(std::size_t bytes) {
     if (bytes == 0) return true;
     if (bytes > limits_.max_memory || memory_ > limits_.max_memory - bytes) return false;
@@ -148,7 +146,7 @@ bool Tm_creator::take_memory(std::size_t bytes) {
     return true;
 }
 
-/// While the slots are moved, both the old and the new ones are there.
+/// Both the old and the new slots exist while values move. False: that is too much memory.
 bool Tm_creator::grow(Tm_value_container& values) {
     std::size_t const before = values.slot_bytes();
     if (!take_memory(values.grown_slot_bytes())) return false;
@@ -190,7 +188,7 @@ void Tm_creator::place(Tm_new_value value) {
 bool Tm_creator::put(Tm_new_value value, char const* event) {
     if (!expects_value()) return reject(event);
     if (refuse_value()) return false;
-    if (!make_room(*frames_.back().values)) return !refuse_memory();
+    if (!make_room(*frames_.back().values)) return fail_memory();
     --values_left_;
     place(std::move(value));
     return true;
@@ -234,11 +232,10 @@ bool Tm_creator::visit_string_continue(char const* data, unsigned int length) {
     bool const has_failed = received_ > 0 && received_ == expected_;
     if (has_failed) return false;
     bool const is_whole = length == expected_;
-    if (!is_whole && !append_announced(text_, data, length)) return !refuse_memory();
+    if (!is_whole && !append_announced(text_, data, length)) return fail_memory();
     if (received_ + length == expected_) {
         Tm_value_container& target = *frames_.back().values;
-        if (!make_room(target) || !take_memory(target.text_growth(expected_)))
-            return !refuse_memory();
+        if (!make_room(target) || !take_memory(target.text_growth(expected_))) return fail_memory();
         try {
             place(Tm_new_value(is_whole ? std::string_view(data, length) : text_));
         } catch (Tm_out_of_range_exception const& too_long) {
@@ -266,10 +263,10 @@ bool Tm_creator::visit_binary_continue(char const* data, unsigned int length) {
         return reject("binary continue");
     }
     if (!fits(length)) return fail("binary string longer than given length");
-    if (!append_announced(bytes_, data, length)) return !refuse_memory();
+    if (!append_announced(bytes_, data, length)) return fail_memory();
     received_ += length;
     if (received_ < expected_) return true;
-    if (!make_room(*frames_.back().values)) return !refuse_memory();
+    if (!make_room(*frames_.back().values)) return fail_memory();
     count_memory(sizeof(Tm_binary) + sizeof(std::vector<unsigned char>) + shared_count +
                  3 * tm_block_overhead);
     place(Tm_new_value(std::make_unique<Tm_binary>(std::move(bytes_))));
@@ -282,7 +279,7 @@ bool Tm_creator::visit_file_begin(unsigned int length) {
     if (!expects_value()) return reject("file begin");
     if (files_ >= limits_.max_files) return fail(tm_too_many_files(limits_));
     if (refuse_value()) return false;
-    if (!make_room(*frames_.back().values)) return !refuse_memory();
+    if (!make_room(*frames_.back().values)) return fail_memory();
     file_ = std::make_unique<Tm_received_file>(length);
     ++files_;
     count_memory(sizeof(Tm_received_file) + sizeof(Tm_file));
@@ -331,9 +328,10 @@ Tm_creator::Frame& Tm_creator::open(State state) {
     return frame;
 }
 
-/// Hands the complete value of the innermost frame to the frame around it. False: that has no room.
+/// Hands the complete value of the innermost frame to the frame around it. False: that takes too
+/// much memory.
 bool Tm_creator::close() {
-    if (!make_room(*frames_[frames_.size() - 2].values)) return !refuse_memory();
+    if (!make_room(*frames_[frames_.size() - 2].values)) return fail_memory();
     Tm_new_value value(std::move(frames_.back().owned));
     frames_.pop_back();
     --depth_;

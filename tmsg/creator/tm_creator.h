@@ -139,7 +139,6 @@ private:
     bool is_in_member() const;
     bool refuse_level();
     bool refuse_value();
-    bool refuse_memory();
     bool make_room(Tm_value_container& values);
     bool grow(Tm_value_container& values);
     bool take_memory(std::size_t bytes);
@@ -150,7 +149,9 @@ private:
     void begin_counting();
     /// "unexpected EVENT in STATE"
     bool reject(std::string const& event);
+    /// Both set the error text and return false.
     bool fail(std::string text);
+    bool fail_memory();
 
     bool put(Tm_new_value value, char const* event);
     void place(Tm_new_value value);

@@ -1,4 +1,4 @@
-/// Messages within the events: their request names, their own two structs and their name tables.
+/// Messages: their request names, their own two structs and their name tables.
 #include <utility>
 
 #include "tmsg/creator/tm_own_creator.h"
@@ -33,7 +33,7 @@ bool Tm_creator::visit_method_begin(bool is_request) {
     return true;
 }
 
-/// As in a copy, each struct within owns its names.
+/// Each struct within it owns its names, as in a copy.
 void Tm_creator::begin_nested_message() {
     auto nested = std::make_unique<Message>(nullptr);
     if (nested_.size() == nested_.capacity()) {
@@ -65,7 +65,7 @@ bool Tm_creator::visit_method_end(bool is_request) {
         return reject(event);
     }
     if (frames_.size() > 1) {
-        if (!make_room(*frames_[frames_.size() - 2].values)) return !refuse_memory();
+        if (!make_room(*frames_[frames_.size() - 2].values)) return fail_memory();
         nested_.pop_back();
         return close();
     }

@@ -1,5 +1,5 @@
-/// Structs within the events, their members and names. A struct shares the layout of a struct near
-/// it, or one that the process has kept, as long as its names are the same.
+/// Structs, their members and names. A struct shares the layout of a struct near it, or a layout
+/// that the process has kept, as long as its names are the same.
 #include <algorithm>
 #include <utility>
 
@@ -122,6 +122,7 @@ void Tm_creator::take_name_at(std::size_t index) {
     Layout_ref const before = target.layout_;
     if (before && before->table() != table.get()) {
         target.name_next(tm_text_view(name), frame.place);
+        count_name(target, before.get());
     } else if (!before || !is_like(*before, target.name_count_)) {
         bool const is_open = before && !before->is_sealed() && before->size() == target.name_count_;
         Layout_ref layout = before;
@@ -130,8 +131,6 @@ void Tm_creator::take_name_at(std::size_t index) {
             layout = before ? before->fork_in_table(target.name_count_) : Tm_layout::make();
         if (!is_like(*layout, target.name_count_)) layout->append_from(table, index);
         target.layout_ = std::move(layout);
-    }
-    if (target.layout_.get() != before.get() || !target.layout_->is_sealed()) {
         count_name(target, before.get());
     }
     frame.state = State::named;

@@ -10,7 +10,7 @@
 #include "tmsg/creator/tm_creator.h"
 #include "tmsg/value/tm_layout.h"
 
-/// What the allocator takes besides for each block, and the blocks that a layout has.
+/// The bytes that the allocator adds to each block, and the number of blocks of a layout.
 constexpr std::size_t tm_block_overhead = 12;
 constexpr std::size_t tm_layout_blocks = 3;
 
@@ -22,7 +22,7 @@ inline void Tm_creator::value_arrived() {
     frame.state = State::valued;
 }
 
-/// For one more value. False: that would take too much memory.
+/// Makes room for one more value. False: that would take too much memory.
 inline bool Tm_creator::make_room(Tm_value_container& values) {
     return !values.is_full() || grow(values);
 }
@@ -53,7 +53,7 @@ public:
         take_name_at(index);
         return true;
     }
-    /// The rest of the message would take too much memory.
+    /// Whether the limit on memory has refused a part of the message.
     bool is_exhausted() const { return is_exhausted_; }
     bool names_come_by_index() const { return frames_.back().by_index; }
     bool end_member() {

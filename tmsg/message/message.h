@@ -137,7 +137,7 @@ public:
 
     /// For structs within the message that share names as its own do:
     /// Tm_struct(message.shared_names()).
-    /// Only a tag, which need not live as long as the struct.
+    /// It is only a tag and need not live as long as the struct.
     Tm_shared_names const& shared_names() const { return shared_names_; }
 
     /// The chunk header that the message came with, filled by whoever moves messages in chunks.

@@ -49,7 +49,7 @@ bool Tm_index_plan::read_table() {
     return true;
 }
 
-/// A table that goes away is left out, and what is in it.
+/// Leaves out a table that will be replaced, with all that is in it.
 void Tm_index_plan::visit_groups() {
     bool const goes_away = by_index_ && !keeps_table_;
     visit_struct(message_.get_struct(Message::TMG_META), false,

@@ -6,7 +6,7 @@
 ///
 /// More is accepted than the encoder writes: blanks of any kind between words, backslash escapes
 /// in quoted strings, and byte strings and files as length and raw contents. The first error ends
-/// the text. Exceptions, but for std::bad_alloc, come from the creator alone:
+/// the text. Besides std::bad_alloc only the creator throws:
 /// Tm_file_open_exception and Tm_file_mapping_exception for the temporary file of a file value,
 /// Tm_type_mismatch_exception for a "catalog" in the first struct of a message that is no array of
 /// strings. Their text becomes the error text too.

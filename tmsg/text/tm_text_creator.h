@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "tmsg/creator/tm_creator_base.h"
-#include "tmsg/text/tm_text_limit.h"
 #include "tmsg/value/tm_limits.h"
 
 class TMSG_API Tm_text_creator : public Tm_creator_base {
@@ -49,8 +48,9 @@ public:
     /// "???" for another number.
     static char const* type_to_c_str(Type type);
 
-    /// Every event returns true, but for one that would nest deeper than the limits allow, and for
-    /// all from the one on that would make the text too long.
+    /// Every event returns true, with two exceptions. An event that would nest deeper than the
+    /// limits allow returns false. So do the event that would make the text too long, and all
+    /// events after it.
     bool visit_method_begin(bool is_request) override;
     bool visit_method_end(bool is_request) override;
     bool visit_fault_begin() override;

@@ -24,15 +24,15 @@ public:
 
     ~Tm_text_encoder() override;
 
-    /// From now on the text goes to the sink in pieces as it grows, so that the encoder never holds
-    /// all of it; get_string() returns the rest behind the last piece. The limit counts all of the
-    /// text. What the sink throws passes through the event, and the piece stays in the encoder.
+    /// From now on the text goes to the sink in pieces, so that the encoder never holds all of it.
+    /// get_string() returns the rest after the last piece. The limit counts the whole text. When
+    /// the sink throws, the exception passes through the event, and the piece stays in the encoder.
     void set_sink(Sink sink) { sink_ = std::move(sink); }
 
     /// Empties the text.
     virtual void clear() = 0;
-    /// The text so far, but for what a sink has got. It is cut to its size here, so that no two
-    /// threads may ask at once.
+    /// The text so far, without the pieces that the sink has got. The call cuts the string to its
+    /// size, so that two threads must not call it at the same time.
     virtual std::string const& get_string() const = 0;
 
 protected:

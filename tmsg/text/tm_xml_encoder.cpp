@@ -7,6 +7,7 @@
 
 #include "tmsg/value/tm_decimal.h"
 #include "tmsg/value/tm_exception.h"
+#include "tmsg/value/tm_limit_error.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 ///     }
 ///     // ship what is left, fill() bytes: more than a piece at most by the last event
 ///
-/// The memory is a piece's, whatever the size of the message. The price is that each piece walks
-/// the message again from its start, which must not change in between. Nothing is escaped and byte
+/// The encoder holds one piece, not the message. The price is that each piece walks the message
+/// again from its start, which must not change in between. Nothing is escaped and byte
 /// strings stand as they are, so that only a message of plain text gives well-formed XML.
 /// How files are written is for a derived class to say: Tm_xml_file_size_encoder is one.
 #pragma once
@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "tmsg/export.h"
-#include "tmsg/text/tm_text_limit.h"
+#include "tmsg/value/tm_limits.h"
 #include "tmsg/value/tm_visitor.h"
 
 class TMSG_API Tm_xml_encoder : public Tm_visitor {

@@ -4,9 +4,9 @@
 /// are removed. One thread at a time.
 ///
 /// Handlers may call forget(), but not receive() for the same originator. What a handler throws
-/// passes through receive() when the rest of the input has been read, of several the first. So does
-/// std::bad_alloc, which drops the message that it met; the very first input of an originator may
-/// then not have been read.
+/// passes through receive() after the rest of the input has been read; when several throw, the
+/// first exception passes. So does std::bad_alloc, which drops the message that it met; the very
+/// first input of an originator may then not have been read.
 #pragma once
 
 #include <cstddef>

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Corrects the sum of held bytes when a message has taken some, whatever came of it.
+/// Corrects the sum of held bytes after a message has taken some, after an exception too.
 class Recount {
 public:
     Recount(std::size_t& sum, MessageChunk const& message) : sum_(sum), message_(message) {

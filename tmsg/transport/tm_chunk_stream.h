@@ -1,6 +1,5 @@
-/// One connection's stream of chunks: cuts it at the headers and reassembles its messages. What
-/// comes of the input is answered as outcomes, one at a time, so that whoever handles them may do
-/// anything, even drop the stream.
+/// One connection's stream of chunks: cuts it at the headers and reassembles its messages. It
+/// returns one outcome at a time, so that the caller may do anything with it, even drop the stream.
 #pragma once
 
 #include <cstddef>
@@ -34,10 +33,10 @@ public:
     /// Drops all unfinished messages.
     ~Tm_chunk_stream();
 
-    /// Reads input up to the first outcome, or all of it when nothing comes of it, and adds what it
-    /// read to `used`; to be called again, without input too, until there is no outcome. When it
-    /// throws std::bad_alloc, the message of the current chunk is dropped, and what is added to
-    /// `used` has been read.
+    /// Reads input up to the first outcome, or all of it when there is none, and adds the number of
+    /// bytes read to `used`. Call it again, without input too, until there is no outcome. When it
+    /// throws std::bad_alloc, the message of the current chunk is dropped, and `used` still counts
+    /// what was read.
     void read(unsigned char const* data, std::size_t size, std::size_t& used,
               Tm_chunk_outcome& outcome);
 

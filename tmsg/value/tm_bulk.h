@@ -10,7 +10,7 @@
 /// Reserves room in a vector or string, as large pages where there is much of it.
 template <class Bytes>
 void tm_reserve_bulk(Bytes& bytes, std::size_t room) {
-    // So much that a large page of which little is used does not matter.
+    // From this size on, a large page that is used in part does not matter.
     constexpr std::size_t bulk = 1 << 23;
     constexpr std::uintptr_t usual_page = 4096;
     static_assert(sizeof bytes[0] == 1);
@@ -18,6 +18,6 @@ void tm_reserve_bulk(Bytes& bytes, std::size_t room) {
     if (room < bulk) return;
     auto const place = reinterpret_cast<std::uintptr_t>(bytes.data()) % usual_page;
     std::size_t const skipped = (usual_page - place) % usual_page;
-    // Advice alone: nothing else changes where the system has no large pages.
+    // This is advice: it fails without harm where the system has no large pages.
     ::madvise(bytes.data() + skipped, room - skipped, MADV_HUGEPAGE);
 }

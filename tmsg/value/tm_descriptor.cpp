@@ -3,8 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "tmsg/value/tm_uninterrupted.h"
-
 Tm_descriptor::Tm_descriptor(char const* path, int flags, unsigned int mode)
     : fd_(tm_uninterrupted([&] { return ::open(path, flags | O_CLOEXEC, mode); })) {
     if (fd_ >= 0 && fd_ < first_usable) move_up();

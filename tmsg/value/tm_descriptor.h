@@ -1,14 +1,26 @@
-/// An open file descriptor, closed on destruction.
+/// Open file descriptors, and system calls on them.
 #pragma once
 
+#include <cerrno>
 #include <utility>
 
+/// Calls the system again while a signal interrupts the call. The call returns a negative number
+/// and sets errno when it fails.
+template <class Call>
+auto tm_uninterrupted(Call call) {
+    while (true) {
+        auto const result = call();
+        if (result >= 0 || errno != EINTR) return result;
+    }
+}
+
+/// Closes the descriptor on destruction.
 class Tm_descriptor {
 public:
     Tm_descriptor() = default;
-    /// Opens with close-on-exec added to `flags`; `mode` matters only with O_CREAT. Where 0, 1 or 2
-    /// is free the file gets a descriptor above: what others write to a standard stream must not
-    /// end up in it.
+    /// Opens with close-on-exec added to `flags`; `mode` matters only with O_CREAT. The descriptor
+    /// is above 2 even where 0, 1 or 2 is free, so that nothing written to a standard stream ends
+    /// up in the file.
     Tm_descriptor(char const* path, int flags, unsigned int mode);
     Tm_descriptor(Tm_descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
     Tm_descriptor(Tm_descriptor const&) = delete;

@@ -8,7 +8,6 @@
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_mapping.h"
 #include "tmsg/value/tm_string.h"
-#include "tmsg/value/tm_uninterrupted.h"
 #include "tmsg/value/tm_walk.h"
 
 namespace {

@@ -11,11 +11,11 @@
 
 namespace {
 
-/// What the layouts on a shelf take at most; a larger layout is not kept.
+/// The most bytes of the layouts on a shelf; a larger layout is not kept.
 constexpr std::size_t most_bytes = 32768;
 constexpr std::size_t shelf_count = 256;
 constexpr std::size_t places_on_a_shelf = 4;
-/// Threads beyond so many share their layouts with others.
+/// Further threads share the layouts of earlier ones.
 constexpr std::uint64_t lane_count = 16;
 constexpr std::size_t cache_line = 64;
 
@@ -124,7 +124,7 @@ void tm_keep_layout(std::uint64_t place, Tm_layout::Ref const& layout) noexcept 
     if (!may_be_kept || bytes > most_bytes) return;
     std::uint64_t const key = key_of(place, tm_text_view((*layout)[0]));
     Shelf& shelf = shelf_of(key);
-    // Frees what is dropped when the shelf is no longer held.
+    // Declared before the lock, so that dropped layouts are freed without it.
     Places dropped = {};
     Shelf_lock const lock(shelf);
     if (!lock.is_held() || has(shelf.places, key, *layout)) return;

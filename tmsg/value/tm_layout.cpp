@@ -17,7 +17,7 @@ public:
     int find(std::string_view name, unsigned int from, unsigned int count) const;
 
 private:
-    /// The text stands here too, so that a look-up reads no other table on its way to it.
+    /// A copy of the pointer to the text, so that a look-up reads no other table.
     struct Entry {
         char const* name = nullptr;  ///< null: no name here
         std::uint32_t hash = 0;
@@ -41,7 +41,7 @@ private:
     std::vector<List> repeated_;                           ///< all positions of a name, in order
 };
 
-/// Where the entry of the name is, or a free one for it.
+/// Returns the place of the name's entry, or of a free entry for it.
 inline std::size_t Tm_layout::Positions::slot_of(std::string_view name, std::uint32_t hash) const {
     std::size_t const mask = entries_.size() - 1;
     std::size_t at = hash & mask;

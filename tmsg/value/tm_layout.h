@@ -56,7 +56,7 @@ public:
     void append_from(Ref const& table, std::size_t position);
     Tm_layout const* table() const { return table_.get(); }
 
-    /// What the layout takes in memory, without the names in a table.
+    /// Returns the bytes of memory that the layout takes, without the names in a table.
     std::size_t bytes() const;
 
     /// How large structs of this layout have been lately, as a guess for the next one. A guess

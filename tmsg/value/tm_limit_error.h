@@ -36,3 +36,7 @@ inline std::string tm_too_many_unfinished(Tm_limits const& limits) {
 inline std::string tm_too_much_held(Tm_limits const& limits) {
     return "more than " + std::to_string(limits.max_held_bytes) + " bytes in unfinished messages";
 }
+
+inline std::string tm_text_too_long(unsigned long limit) {
+    return "text longer than " + std::to_string(limit) + " bytes";
+}

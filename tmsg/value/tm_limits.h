@@ -2,6 +2,11 @@
 /// starts anew with the next; what exceeds one is refused with an error text like all bad input.
 #pragma once
 
+#include <limits>
+
+/// No limit on the length of a text; the usual one of text forms that take a limit.
+constexpr unsigned long tm_no_text_limit = std::numeric_limits<unsigned long>::max();
+
 struct Tm_limits {
     /// Open structs, arrays and messages. Trees are copied, compared, walked and destroyed by
     /// recursion: a deeper one could overflow the stack.

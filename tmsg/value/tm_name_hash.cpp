@@ -42,7 +42,7 @@ struct Pair {
     std::uint64_t second;
 };
 
-/// All of at most 16 bytes. The loads may overlap, for a copy of any number of bytes is slow.
+/// Loads up to 16 bytes. The two loads may overlap: copying a variable number of bytes is slow.
 Pair load_all(char const* from, std::size_t size) {
     if (size >= 8) return {load<std::uint64_t>(from), load<std::uint64_t>(from + size - 8)};
     if (size >= 4) return {load<std::uint32_t>(from), load<std::uint32_t>(from + size - 4)};

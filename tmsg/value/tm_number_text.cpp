@@ -7,8 +7,8 @@
 
 #include "tmsg/value/tm_decimal.h"
 
-/// What belongs to a thread has no destructor: one that is still to run at the thread's end would
-/// keep the library in the process after dlclose().
+/// Objects of a thread have no destructor here: a destructor that is still to run at the thread's
+/// end would keep the library in the process after dlclose().
 namespace {
 
 template <class Number, std::size_t Size>

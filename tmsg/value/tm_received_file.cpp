@@ -13,14 +13,13 @@
 
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_file.h"
-#include "tmsg/value/tm_uninterrupted.h"
 
 namespace {
 
 constexpr unsigned int last_number = 0xFFFFFFFE;
 /// Read and write for the owner; the set-group-id bit marks the file as the library's.
 constexpr unsigned int file_mode = 02600;
-/// So many names in a row that are occupied are passed over. Each costs a system call, once.
+/// This many occupied names in a row are passed over. Each costs one system call.
 constexpr unsigned int most_occupied_names = 1 << 20;
 /// Room on the disk for a mapping is reserved in steps of at least this many bytes.
 constexpr unsigned int smallest_reservation = 1 << 16;
@@ -37,7 +36,7 @@ unsigned int next_number() {
     return number;
 }
 
-/// What the paths of all files that this process makes begin with.
+/// The beginning of the paths of all files that this process makes.
 class Path_prefix {
 public:
     Path_prefix()
@@ -138,7 +137,7 @@ void Tm_received_file::make_room(std::size_t size) {
     if (size > gathered_.capacity()) gathered_.reserve(std::max(size, grown));
 }
 
-/// Writes what was gathered and so many bytes behind it.
+/// Writes the gathered bytes and `length` bytes behind them.
 bool Tm_received_file::write_behind_gathered(char const* data, std::size_t length) {
     std::size_t const gathered = gathered_.size();
     std::size_t done = 0;

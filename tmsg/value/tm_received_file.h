@@ -1,8 +1,8 @@
-/// A file that is being received: a new one under /tmp, readable and writable by its owner alone,
-/// removed on destruction unless it is kept, or another process than the one that made it destroys
-/// its copy. A file of a size that file values map is written
-/// through a mapping, for which room on the disk is reserved as bytes arrive; a larger one is
-/// written in large steps.
+/// A file that is being received. It is new, stands under /tmp, and only its owner may read and
+/// write it. Destruction removes it, unless keep() was called, or unless another process made it: a
+/// child process that destroys its copy removes nothing. A file of a size that file values map is
+/// written through a mapping, for which room on the disk is reserved as bytes arrive. A larger file
+/// is written in large steps.
 #pragma once
 
 #include <cstddef>

@@ -115,7 +115,7 @@ public:
         return sum;
     }
 
-    /// What a text of this length would make this allocate; 0 where there is room.
+    /// Returns the bytes that a text of this length would allocate; 0 where there is room.
     std::size_t growth(std::size_t length) const {
         std::size_t const size = tm_text_size(length);
         bool const has_room = last_ != nullptr && size <= last_->room - last_->used;

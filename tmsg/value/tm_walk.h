@@ -39,9 +39,9 @@ private:
 /// Byte sequences are sent in pieces of this many bytes, the last one excepted.
 constexpr unsigned int tm_piece_size = 128;
 
-/// The walk of a byte sequence: `begin()`, then `piece(size)` until all is sent. In front of the
-/// pieces from a position on, `take_many(position, full pieces)` may take some of them at once; it
-/// returns the position behind them.
+/// The walk of a byte sequence: `begin()`, then `piece(size)` until all is sent. Before the first
+/// piece, `take_many(position, full pieces)` may take some pieces at once; it returns the position
+/// behind them.
 template <class Begin, class Many, class Piece>
 bool tm_walk_bytes(unsigned int length, Tm_visitor& visitor, Begin begin, Many take_many,
                    Piece piece) {
@@ -58,7 +58,7 @@ bool tm_walk_bytes(unsigned int length, Tm_visitor& visitor, Begin begin, Many t
     return tail == 0 || walk.step(index + 1, [&] { return piece(tail); });
 }
 
-/// How many of the pieces from `index` on the chunk takes.
+/// Returns how many of the pieces from `index` on the chunk takes.
 inline int tm_pieces_that_fit(int index, int full_pieces, Tm_wire_room const& room) {
     long const taken = (room.left() + tm_piece_size - 1) / tm_piece_size;
     return static_cast<int>(std::clamp<long>(taken, 0, full_pieces - index));
