@@ -188,6 +188,20 @@ TEST(Limits, OfMemoryHoldWhileTheInputArrives) {
     EXPECT_EQ(error, list_error_of("array {" + many + "}", limits));
 }
 
+/// No value follows the one that takes more memory than is left, but for the size of a block.
+TEST(Limits, OfMemoryRefuseTheValueAfterTheLastOne) {
+    std::string const array = "02 04 84 04 05 07 00 01 61 06 ";
+    for (std::string const item : {"15 00 00 00 01 78 ", "04 84 ", "06 86 ", "02 04 84 04 84 82 "}) {
+        Tm_bin_decoder measured(1000);
+        feed(measured, from_hex(array + item));
+        Tm_limits limits;
+        limits.max_memory = measured.memory() - 16;
+        std::string const error = error_of(from_hex(array + item + "0D 01 0D 02 "), limits);
+        EXPECT_NE(std::string::npos, error.find("bytes of memory")) << item << ": " << error;
+    }
+    remove_received_files();
+}
+
 TEST(Limits, OfTheReceiverHoldForEachOriginator) {
     Names errors;
     int finished = 0;

@@ -18,11 +18,11 @@ Tm_new_value::Tm_new_value(unsigned char const* data, unsigned int length)
 Tm_new_value::Tm_new_value(std::string const& path, unsigned int open_mode)
     : Tm_new_value(Owned(new Tm_file(path, open_mode))) {}
 
-void Tm_new_value::own(Tm_value* value) noexcept {
-    kind_ = tm_no_value;
-    std::memcpy(slot_.bytes, &value, Tm_slot::pointer_size);
-    if (value == nullptr) return;
-    kind_ = typeid(*value) == typeid(Tm_struct) ? tm_plain_struct : tm_on_heap;
+Tm_new_value::Tm_new_value(std::unique_ptr<Tm_value> value) noexcept
+    : Tm_new_value(std::move(value), tm_no_value) {
+    Tm_value const* const stored = slot_.on_heap();
+    if (stored == nullptr) return;
+    kind_ = typeid(*stored) == typeid(Tm_struct) ? tm_plain_struct : tm_on_heap;
 }
 
 std::unique_ptr<Tm_value> Tm_new_value::release() {

@@ -62,7 +62,12 @@ public:
     /// A copy.
     explicit Tm_new_value(Tm_value const* value)
         : Tm_new_value(Owned(tm_present(value)->clone())) {}
-    explicit Tm_new_value(std::unique_ptr<Tm_value> value) noexcept { own(value.release()); }
+    explicit Tm_new_value(std::unique_ptr<Tm_value> value) noexcept;
+    /// A value on the heap for a slot of that kind.
+    Tm_new_value(std::unique_ptr<Tm_value> value, unsigned char kind) noexcept : kind_(kind) {
+        Tm_value* const pointer = value.release();
+        std::memcpy(slot_.bytes, &pointer, Tm_slot::pointer_size);
+    }
     Tm_new_value(Tm_new_value&& other) noexcept
         : slot_(other.slot_), kind_(std::exchange(other.kind_, tm_no_value)) {}
     Tm_new_value& operator=(Tm_new_value&&) = delete;
@@ -82,7 +87,6 @@ private:
 
     bool is_on_heap() const { return kind_ >= tm_on_heap && kind_ != tm_no_value; }
     std::string_view text() { return *slot_.in_place<std::string_view>(); }
-    void own(Tm_value* value) noexcept;
 
     Tm_slot slot_;
     unsigned char kind_;

@@ -31,6 +31,7 @@
 
 class Tm_layout;
 class Tm_prenamed_struct;
+struct Tm_next_name;
 
 /// Marks a struct as one that shares its names, like a message's own structs (see
 /// Message::shared_names()).
@@ -165,8 +166,7 @@ private:
     void copy_indexes(Tm_struct const& other);
     bool has_indexes() const;
     void record_name(std::string_view name, Index* index);
-    void name_next(std::string_view name, std::uint64_t place);
-    void find_layout(std::string_view name, std::uint64_t place);
+    void name_next(Tm_next_name name);
     void keep_layout() const noexcept;
     void note_extent() const noexcept;
     void copy_names(Tm_struct const& other);

@@ -61,37 +61,29 @@ void Tm_struct::record_name(std::string_view name, Index* index) {
         wire_index = static_cast<unsigned short>(index->add(name)->second);
     }
     if (extras_ != nullptr && extras_->catalog != nullptr) extras_->catalog->add(name);
-    name_next(name, built_by_program);
+    name_next({name, built_by_program});
     if (index != nullptr) extras_->indexes.push_back(wire_index);
     ++name_count_;
 }
 
-/// Makes this name the next one in the layout.
-void Tm_struct::name_next(std::string_view name, std::uint64_t place) {
-    if (layout_ && layout_->has(name_count_, name)) return;
-    bool const can_grow = layout_ && !layout_->is_sealed() && layout_->size() == name_count_ &&
-                          layout_->table() == nullptr;
-    // Keeps the old layout: the name may be a text in it.
-    Tm_counted_ptr<Tm_layout> const before = can_grow ? Tm_counted_ptr<Tm_layout>() : layout_;
-    if (!can_grow) {
-        find_layout(name, place);
-        if (layout_->has(name_count_, name)) return;
-    }
-    layout_->append(name);
-}
-
-/// Takes another layout with the names so far, where the next name stands or can be appended.
-void Tm_struct::find_layout(std::string_view name, std::uint64_t place) {
+/// Makes this name the next one in the layout, or in another one with the names so far. The old
+/// layout lives until then, for the name may be a text in it.
+void Tm_struct::name_next(Tm_next_name name) {
     unsigned int const count = name_count_;
-    auto found = count == 0 ? tm_recall_layout(place, name)
-                            : tm_recall_layout_like(place, *layout_, count, name);
-    if (!found) found = count == 0 ? Tm_layout::make() : layout_->fork(count);
-    layout_ = std::move(found);
-    if (count == 0 && layout_->size() > 0) {
-        auto const usual = layout_->usual_extent();
-        values_.reserve(static_cast<int>(usual.members));
-        values_.texts_.reserve(usual.text);
+    bool const stands_elsewhere = count > 0 && layout_->table() != name.table_layout();
+    if (stands_elsewhere) name.table = nullptr;
+    if (layout_ && layout_->has(count, name)) return;
+    if (layout_ && layout_->can_append(count, name)) return layout_->append(name);
+    auto next = name.recall(layout_.get(), count);
+    if (!next) {
+        next = count == 0 ? Tm_layout::make() : layout_->fork(count, name);
+        next->append(name);
     }
+    layout_ = std::move(next);
+    if (count > 0) return;
+    auto const usual = layout_->usual_extent();
+    values_.reserve(static_cast<int>(usual.members));
+    values_.texts_.reserve(usual.text);
 }
 
 void Tm_struct::note_extent() const noexcept {

@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr std::size_t first_capacity = 4;
 /// The wire's tags of integers have the order of their type codes.
 template <class Plain>
 constexpr unsigned char tm_tag_of(Tm_int_of<Plain> const&) {
@@ -54,7 +53,7 @@ Tm_value_container& Tm_value_container::operator=(Tm_value_container const& othe
 }
 
 Tm_value_container::~Tm_value_container() {
-    for (std::size_t i = 0; i < size_; ++i) destroy(i);
+    destroy_all();
     free_slots();
 }
 
@@ -79,32 +78,19 @@ std::size_t Tm_value_container::grown_capacity() const {
 
 void Tm_value_container::grow() { change_capacity(grown_capacity()); }
 
-/// Gives memory back of which more than an eighth is not used.
-void Tm_value_container::give_up_spare() {
-    std::size_t const spare = capacity_ - size_;
-    if (spare > first_capacity + size_ / 8U && is_lent_ == 0) change_capacity(size_);
-}
-
+/// Values in their slots are moved as bytes, for none of them holds a pointer to itself.
 void Tm_value_container::change_capacity(std::size_t count) {
     if (count > most_slots) throw std::bad_alloc();
     if (count == 0) return free_slots();
-    move_to(::operator new(bytes_of(count)), static_cast<unsigned int>(count), false);
-}
-
-/// Values in their slots are moved as bytes, for none of them holds a pointer to itself.
-void Tm_value_container::move_to(void* memory, unsigned int count, bool is_lent) noexcept {
-    auto* const slots = static_cast<Tm_slot*>(memory);
+    auto* const slots = static_cast<Tm_slot*>(::operator new(bytes_of(count)));
     if (size_ > 0) {
         std::memcpy(static_cast<void*>(slots), slots_, size_ * sizeof(Tm_slot));
         std::memcpy(static_cast<void*>(slots + count), kinds(), size_);
     }
     free_slots();
     slots_ = slots;
-    capacity_ = count & 0x7FFFFFFFU;
-    is_lent_ = is_lent ? 1 : 0;
+    capacity_ = static_cast<std::uint32_t>(count) & 0x7FFFFFFFU;
 }
-
-void Tm_value_container::lend(void* memory, unsigned int count) { move_to(memory, count, true); }
 
 /// Leaves memory that somebody else owns.
 void Tm_value_container::own_memory() {
@@ -130,6 +116,14 @@ void Tm_value_container::free_slots() noexcept {
 void Tm_value_container::destroy(std::size_t i) noexcept {
     unsigned char const kind = kinds()[i];
     if (kind >= tm_on_heap && kind != tm_no_value) delete slots_[i].on_heap();
+}
+
+void Tm_value_container::destroy_all() noexcept {
+    unsigned char const* const all = kinds();
+    std::size_t const count = size_;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (all[i] >= tm_on_heap) destroy(i);
+    }
 }
 
 char const* Tm_value_container::make_text(std::string_view bytes) {
@@ -182,7 +176,7 @@ Tm_value* Tm_value_container::set_and_own(int position, Tm_value* value) {
 }
 
 void Tm_value_container::delete_all() {
-    for (std::size_t i = 0; i < size_; ++i) destroy(i);
+    destroy_all();
     if (size_ > 0) std::memset(kinds(), tm_no_value, size_);
     texts_.clear();
 }

@@ -59,6 +59,7 @@ private:
     friend class Tm_prenamed_struct;
     friend class Tm_struct;
 
+    static constexpr std::size_t first_capacity = 4;
     /// The bytes of slots and their kinds.
     static constexpr std::size_t bytes_of(std::size_t count) {
         return count * (sizeof(Tm_slot) + 1);
@@ -70,8 +71,12 @@ private:
     std::size_t grown_slot_bytes() const { return bytes_of(grown_capacity()); }
     /// Returns the bytes that the text of a string of this length would allocate.
     std::size_t text_growth(std::size_t length) const { return texts_.growth(length); }
-    /// Uses memory of the caller's, bytes_of(count) of it, until more is needed.
-    void lend(void* memory, unsigned int count);
+    /// Lets an empty container use bytes_of(count) of the caller's memory, until it needs more.
+    void lend(void* memory, unsigned int count) {
+        slots_ = static_cast<Tm_slot*>(memory);
+        capacity_ = count & 0x7FFFFFFFU;
+        is_lent_ = 1;
+    }
     /// Whether slots or texts stand in memory of somebody else's.
     bool has_lent_memory() const { return is_lent_ != 0 || texts_.has_lent_memory(); }
 
@@ -138,11 +143,15 @@ private:
 
     std::size_t grown_capacity() const;
     void grow();
-    void move_to(void* memory, unsigned int count, bool is_lent) noexcept;
     void change_capacity(std::size_t count);
-    void give_up_spare();
+    /// Whether more than an eighth of its own slots is not used.
+    bool has_spare() const {
+        return capacity_ - size_ > first_capacity + size_ / 8U && is_lent_ == 0;
+    }
+    void give_up_spare() { change_capacity(size_); }
     void own_memory();
     void destroy(std::size_t i) noexcept;
+    void destroy_all() noexcept;
     void free_slots() noexcept;
     std::size_t string_bytes() const;
     void copy_values(Tm_value_container const& other);

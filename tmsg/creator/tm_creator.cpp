@@ -32,42 +32,46 @@ constexpr std::size_t shared_count = 16;
 Tm_creator::Tm_creator(Message* target, Tm_limits const& limits) : limits_(limits) {
     root_.target = target;
     begin_counting();
-    open(State::method).shares_names = true;
+    outermost_.state = State::method;
+    outermost_.shares_names = true;
 }
 
 Tm_creator::Tm_creator(Tm_array* target, Tm_limits const& limits) : limits_(limits) {
     if (typeid(*target) != typeid(Tm_array)) user_array_ = target;
     begin_counting();
-    open(State::base_array).values = &target->values_;
+    outermost_.values = &target->values_;
 }
 
+/// Frees one frame after the other, for there may be too many to nest the calls.
 Tm_creator::~Tm_creator() {
-    while (!frames_.empty()) frames_.pop_back();
+    while (outermost_.within != nullptr) outermost_.within = std::move(outermost_.within->within);
 }
 
 // What may come next
 
 bool Tm_creator::expects_value() const {
-    State const state = frames_.back().state;
+    State const state = frame_->state;
     return leaf_ == State::none &&
            (state == State::named || state == State::array || state == State::base_array);
 }
 
 bool Tm_creator::is_in_message() const {
-    return leaf_ == State::none && frames_.back().state == State::method;
+    return leaf_ == State::none && frame_->state == State::method;
 }
 
 bool Tm_creator::is_in_member() const {
-    State const state = frames_.back().state;
+    State const state = frame_->state;
     return leaf_ == State::none &&
            (state == State::naming || state == State::named || state == State::valued);
 }
 
 char const* Tm_creator::get_current_state_name() const {
-    State const state = leaf_ != State::none ? leaf_ : frames_.back().state;
+    State const state = leaf_ != State::none ? leaf_ : frame_->state;
+    return state == State::method ? message_state_name() : name_of(state);
+}
+
+char const* Tm_creator::name_of(State state) {
     switch (state) {
-        case State::method:
-            return message_state_name();
         case State::structure:
             return "struct";
         case State::array:
@@ -86,12 +90,12 @@ char const* Tm_creator::get_current_state_name() const {
 }
 
 bool Tm_creator::done() {
-    if (frames_.size() > 1 || leaf_ != State::none) return false;
+    if (!is_outermost() || leaf_ != State::none) return false;
     return root_.target == nullptr || root_.phase == Phase::ended;
 }
 
 bool Tm_creator::support_member_with_index() {
-    Frame const& frame = frames_.back();
+    Frame const& frame = *frame_;
     return leaf_ == State::none && frame.state == State::structure && frame.by_index;
 }
 
@@ -117,14 +121,13 @@ void Tm_creator::begin_counting() {
     files_ = 0;
 }
 
-/// Whether no further level or value may begin.
+/// Both set the error text for what may not begin, and return false.
 bool Tm_creator::refuse_level() {
-    return (depth_ >= limits_.max_depth && !fail(tm_too_deep(limits_))) || refuse_value();
+    return depth_ >= limits_.max_depth ? fail(tm_too_deep(limits_)) : refuse_value();
 }
 
 bool Tm_creator::refuse_value() {
-    if (values_left_ > 0) return false;
-    return !(memory_ > limits_.max_memory ? fail_memory() : fail(tm_too_many_values(limits_)));
+    return memory_ > limits_.max_memory ? fail_memory() : fail(tm_too_many_values(limits_));
 }
 
 bool Tm_creator::fail_memory() {
@@ -172,23 +175,23 @@ bool Tm_creator::append_announced(Buffer& buffer, char const* data, std::size_t 
 
 // Values that arrive
 
-void Tm_creator::place(Tm_new_value value) {
-    bool const is_outermost = frames_.size() == 1;
-    if (is_outermost && user_array_ != nullptr) {
+void Tm_creator::place(Tm_new_value&& value) {
+    bool const is_complete = is_outermost();
+    if (is_complete && user_array_ != nullptr) {
         user_array_->add_member_and_own(value.release().release());
     } else {
-        Tm_value_container& target = *frames_.back().values;
+        Tm_value_container& target = *frame_->values;
         target.prepare(value);
         target.push(std::move(value));
         value_arrived();
     }
-    if (is_outermost) begin_counting();
+    if (is_complete) begin_counting();
 }
 
 bool Tm_creator::put(Tm_new_value value, char const* event) {
     if (!expects_value()) return reject(event);
-    if (refuse_value()) return false;
-    if (!make_room(*frames_.back().values)) return fail_memory();
+    if (values_left_ == 0) return refuse_value();
+    if (!make_room(*frame_->values)) return fail_memory();
     --values_left_;
     place(std::move(value));
     return true;
@@ -209,32 +212,37 @@ bool Tm_creator::visit_double(double value) { return put(Tm_new_value(value), "d
 
 // Strings, byte strings and files
 
-bool Tm_creator::begin_leaf(State state, unsigned int length) {
+bool Tm_creator::begin_leaf(State leaf, unsigned int length) {
+    if (!expects_value()) return reject(std::string(name_of(leaf)) + " begin");
+    if (values_left_ == 0) return refuse_value();
     --values_left_;
-    leaf_ = state;
+    leaf_ = leaf;
     expected_ = length;
     received_ = 0;
     text_.clear();
     return true;
 }
 
+/// Whether that leaf is open and so many bytes may come next.
+bool Tm_creator::may_continue(State leaf, unsigned int length) {
+    if (leaf_ == leaf && length <= expected_ - received_) return true;
+    std::string const name = name_of(leaf);
+    if (leaf_ != leaf) return reject(name + " continue");
+    return fail(name + (leaf == State::string ? "" : " string") + " longer than given length");
+}
+
 bool Tm_creator::visit_string_begin(unsigned int length) {
-    if (!expects_value()) return reject("string begin");
-    if (refuse_value()) return false;
     return begin_leaf(State::string, length);
 }
 
 bool Tm_creator::visit_string_continue(char const* data, unsigned int length) {
-    if (leaf_ != State::string) {
-        return reject("string continue");
-    }
-    if (!fits(length)) return fail("string longer than given length");
+    if (!may_continue(State::string, length)) return false;
     bool const has_failed = received_ > 0 && received_ == expected_;
     if (has_failed) return false;
     bool const is_whole = length == expected_;
     if (!is_whole && !append_announced(text_, data, length)) return fail_memory();
     if (received_ + length == expected_) {
-        Tm_value_container& target = *frames_.back().values;
+        Tm_value_container& target = *frame_->values;
         if (!make_room(target) || !take_memory(target.text_growth(expected_))) return fail_memory();
         try {
             place(Tm_new_value(is_whole ? std::string_view(data, length) : text_));
@@ -245,32 +253,28 @@ bool Tm_creator::visit_string_continue(char const* data, unsigned int length) {
             text_.resize(received_);
             throw;
         }
-        end_leaf();
+        leaf_ = State::none;
     }
     received_ += length;
     return true;
 }
 
 bool Tm_creator::visit_binary_begin(unsigned int length) {
-    if (!expects_value()) return reject("binary begin");
-    if (refuse_value()) return false;
-    bytes_ = {};
-    return begin_leaf(State::binary, length);
+    bool const is_taken = begin_leaf(State::binary, length);
+    if (is_taken) bytes_ = {};
+    return is_taken;
 }
 
 bool Tm_creator::visit_binary_continue(char const* data, unsigned int length) {
-    if (leaf_ != State::binary) {
-        return reject("binary continue");
-    }
-    if (!fits(length)) return fail("binary string longer than given length");
+    if (!may_continue(State::binary, length)) return false;
     if (!append_announced(bytes_, data, length)) return fail_memory();
     received_ += length;
     if (received_ < expected_) return true;
-    if (!make_room(*frames_.back().values)) return fail_memory();
+    if (!make_room(*frame_->values)) return fail_memory();
     count_memory(sizeof(Tm_binary) + sizeof(std::vector<unsigned char>) + shared_count +
                  3 * tm_block_overhead);
     place(Tm_new_value(std::make_unique<Tm_binary>(std::move(bytes_))));
-    end_leaf();
+    leaf_ = State::none;
     return true;
 }
 
@@ -278,19 +282,17 @@ bool Tm_creator::visit_file_begin(unsigned int length) {
     if (length > limits_.max_file_bytes) return fail(tm_file_too_long(limits_));
     if (!expects_value()) return reject("file begin");
     if (files_ >= limits_.max_files) return fail(tm_too_many_files(limits_));
-    if (refuse_value()) return false;
-    if (!make_room(*frames_.back().values)) return fail_memory();
+    if (values_left_ == 0) return refuse_value();
+    if (!make_room(*frame_->values)) return fail_memory();
     file_ = std::make_unique<Tm_received_file>(length);
     ++files_;
+    begin_leaf(State::file, length);
     count_memory(sizeof(Tm_received_file) + sizeof(Tm_file));
-    return begin_leaf(State::file, length);
+    return true;
 }
 
 bool Tm_creator::visit_file_continue(char const* data, unsigned int length) {
-    if (leaf_ != State::file) {
-        return reject("file continue");
-    }
-    if (!fits(length)) return fail("file string longer than given length");
+    if (!may_continue(State::file, length)) return false;
     bool const has_bytes = data != nullptr || length == 0;
     if (!has_bytes || !file_->write(data, length)) {
         return fail("failed to write to " + file_->path());
@@ -303,44 +305,48 @@ bool Tm_creator::visit_file_continue(char const* data, unsigned int length) {
     place(std::move(value));
     file_->keep();
     file_.reset();
-    end_leaf();
+    leaf_ = State::none;
     return true;
 }
 
 // Frames
 
 Tm_creator::Frame& Tm_creator::open(State state) {
-    constexpr std::size_t usual_depth = 4;
-    if (frames_.capacity() == 0) frames_.reserve(usual_depth);
-    std::size_t const before = frames_.capacity();
-    Frame& frame = frames_.emplace_back();
-    if (frames_.capacity() > before) count_memory((frames_.capacity() - before) * sizeof(Frame));
+    Frame& around = *frame_;
+    if (around.within == nullptr) {
+        around.within = std::make_unique<Frame>();
+        around.within->around = &around;
+        count_memory(sizeof(Frame) + tm_block_overhead);
+    }
+    Frame& frame = *around.within;
     frame.state = state;
-    if (frames_.size() == 1) return frame;
-    Frame& around = frames_[frames_.size() - 2];
     frame.shares_names = around.shares_names;
     frame.by_index = around.by_index;
+    frame.structure = nullptr;
+    frame.values = nullptr;
     frame.place = around.place;
     if (around.structure != nullptr) {
         frame.place = reinterpret_cast<std::uintptr_t>(around.structure->layout_.get());
         around.state = State::valued;
     }
+    frame_ = &frame;
+    ++depth_;
     return frame;
 }
 
 /// Hands the complete value of the innermost frame to the frame around it. False: that takes too
 /// much memory.
-bool Tm_creator::close() {
-    if (!make_room(*frames_[frames_.size() - 2].values)) return fail_memory();
-    Tm_new_value value(std::move(frames_.back().owned));
-    frames_.pop_back();
-    --depth_;
+bool Tm_creator::close(unsigned char kind) {
+    if (!make_room(*frame_->around->values)) return fail_memory();
+    Tm_new_value value(std::move(frame_->owned), kind);
+    leave();
     place(std::move(value));
     return true;
 }
 
 /// A complete struct or array gives its spare room up, where there is memory to move to.
 void Tm_creator::trim(Tm_value_container& values) {
+    if (!values.has_spare()) return;
     std::size_t const before = values.slot_bytes();
     try {
         values.give_up_spare();
@@ -351,23 +357,22 @@ void Tm_creator::trim(Tm_value_container& values) {
 }
 
 bool Tm_creator::visit_array_begin() {
-    if (refuse_level()) return false;
+    if (!may_nest()) return refuse_level();
     if (!expects_value()) return reject("array begin");
     auto array = std::make_unique<Tm_array>();
+    --values_left_;
     Frame& frame = open(State::array);
     frame.values = &array->values_;
     frame.owned = std::move(array);
-    --values_left_;
     count_memory(sizeof(Tm_array) + tm_block_overhead);
-    ++depth_;
     return true;
 }
 
 bool Tm_creator::visit_array_end() {
-    Frame const& frame = frames_.back();
+    Frame const& frame = *frame_;
     if (leaf_ != State::none || frame.state != State::array) {
         return reject("array end");
     }
     trim(*frame.values);
-    return close();
+    return close(tm_on_heap);
 }

@@ -25,6 +25,7 @@ class Tm_received_file;
 class Tm_struct;
 class Tm_value;
 class Tm_value_container;
+struct Tm_next_name;
 
 class TMSG_API Tm_creator : public Tm_creator_base {
 public:
@@ -108,14 +109,16 @@ private:
     };
 
     struct Frame {
-        State state = State::base_array;
-        bool shares_names = false;  ///< structs within share names, like a message's own
-        bool by_index = false;      ///< names come as positions in the message's table
+        State state = State::base_array;  ///< of the outermost frame: this, or method
+        bool shares_names = false;        ///< structs within share names, like a message's own
+        bool by_index = false;            ///< names come as positions in the message's table
         std::uint32_t name_length = 0;
         Tm_struct* structure = nullptr;        ///< null until the first name, in a nested struct
         Tm_value_container* values = nullptr;  ///< of the open struct or array
         std::unique_ptr<Tm_value> owned;       ///< a nested value, until it is complete
         std::uint64_t place = 0;               ///< where its structs stand, for tm_recall_layout()
+        Frame* around = nullptr;
+        std::unique_ptr<Frame> within;  ///< not in use where this is the innermost open frame
     };
     enum class Phase : unsigned char { not_begun, begun, in_first_struct, in_second_struct, ended };
 
@@ -130,6 +133,7 @@ private:
         Layout_ref table;                 ///< the names of members that come by index
         std::vector<Layout_ref> layouts;  ///< with names in the table, of recent structs
     };
+    static char const* name_of(State state);
     Open_message& message() { return nested_.empty() ? root_ : nested_.back(); }
     Open_message const& message() const { return nested_.empty() ? root_ : nested_.back(); }
     char const* message_state_name() const;
@@ -137,6 +141,7 @@ private:
     bool expects_value() const;
     bool is_in_message() const;
     bool is_in_member() const;
+    bool may_nest() const { return depth_ < limits_.max_depth && values_left_ > 0; }
     bool refuse_level();
     bool refuse_value();
     bool make_room(Tm_value_container& values);
@@ -154,26 +159,27 @@ private:
     bool fail_memory();
 
     bool put(Tm_new_value value, char const* event);
-    void place(Tm_new_value value);
+    void place(Tm_new_value&& value);
     void value_arrived();
 
-    bool begin_leaf(State state, unsigned int length);
-    void end_leaf() { leaf_ = State::none; }
-    bool fits(unsigned int length) const { return length <= expected_ - received_; }
+    bool begin_leaf(State leaf, unsigned int length);
+    bool may_continue(State leaf, unsigned int length);
 
+    bool is_outermost() const { return frame_->around == nullptr; }
     Frame& open(State state);
-    bool close();
+    void leave() {
+        frame_ = frame_->around;
+        --depth_;
+    }
+    bool close(unsigned char kind);
     void trim(Tm_value_container& values);
     void begin_nested_message();
     bool begin_group();
     Layout_ref read_name_table();
 
-    void take_name(std::string_view name);
-    void take_name_at(std::size_t index);
-    template <class Fits>
-    Layout_ref layout_around(Fits fits) const;
-    Layout_ref recent_layout(Layout_ref const& before, unsigned int count, char const* name) const;
-    Tm_layout const* enclosing_layout() const;
+    Tm_next_name name_in_table(std::size_t index) const;
+    void take_name(Tm_next_name const& name);
+    Layout_ref layout_around(Tm_next_name const& name) const;
     void make_struct(Layout_ref layout);
     void finish_layout(Frame const& frame);
 
@@ -187,8 +193,9 @@ private:
     std::uint32_t expected_ = 0;  ///< bytes of the open string, byte string or file
     std::uint32_t received_ = 0;
     Tm_array* user_array_ = nullptr;  ///< the array to fill, where its class is a user's own
-    std::vector<Frame> frames_;
-    Open_message root_;  ///< without a target where an array is filled
+    Frame outermost_;
+    Frame* frame_ = &outermost_;  ///< the innermost open one
+    Open_message root_;           ///< without a target where an array is filled
     std::vector<Open_message> nested_;
     std::string text_;                  ///< pieces of a name or string, while there are several
     std::vector<unsigned char> bytes_;  ///< of the open byte string

@@ -18,24 +18,28 @@ char const* Tm_creator::message_state_name() const {
 }
 
 bool Tm_creator::visit_method_begin(bool is_request) {
-    if (refuse_level()) return false;
-    bool const is_root = leaf_ == State::none && frames_.back().state == State::method &&
+    if (!may_nest()) return refuse_level();
+    bool const is_root = leaf_ == State::none && frame_->state == State::method &&
                          message().phase == Phase::not_begun;
     if (!is_root && !expects_value()) {
         return reject(is_request ? "method call begin" : "method response begin");
     }
-    if (!is_root) begin_nested_message();
+    if (is_root) {
+        ++depth_;
+    } else {
+        begin_nested_message();
+    }
     Open_message& open_message = message();
     open_message.target->set_msg_type(is_request ? Message::TMT_REQUEST : Message::TMT_RESPONSE);
     open_message.is_call = is_request;
     open_message.phase = Phase::begun;
-    ++depth_;
     return true;
 }
 
 /// Each struct within it owns its names, as in a copy.
 void Tm_creator::begin_nested_message() {
     auto nested = std::make_unique<Message>(nullptr);
+    --values_left_;
     if (nested_.size() == nested_.capacity()) {
         std::size_t const more = nested_.size() + 1;
         nested_.reserve(nested_.size() + more);
@@ -45,7 +49,6 @@ void Tm_creator::begin_nested_message() {
     frame.shares_names = false;
     frame.by_index = false;
     nested_.emplace_back().target = nested.get();
-    --values_left_;
     count_memory(sizeof(Message) + tm_block_overhead);
     frame.owned = std::move(nested);
 }
@@ -64,10 +67,10 @@ bool Tm_creator::visit_method_end(bool is_request) {
     if (open_message.phase != Phase::in_second_struct || is_request != open_message.is_call) {
         return reject(event);
     }
-    if (frames_.size() > 1) {
-        if (!make_room(*frames_[frames_.size() - 2].values)) return fail_memory();
+    if (!is_outermost()) {
+        if (!make_room(*frame_->around->values)) return fail_memory();
         nested_.pop_back();
-        return close();
+        return close(tm_on_heap);
     }
     open_message.phase = Phase::ended;
     --depth_;
@@ -131,7 +134,9 @@ Tm_creator::Layout_ref Tm_creator::read_name_table() {
     if (position < 0) return {};
     Tm_array const& catalog = *meta.get_member_array(position);
     Layout_ref table = Tm_layout::make();
-    for (int i = 0; i < catalog.get_member_count(); ++i) table->append(catalog.get_member_text(i));
+    for (int i = 0; i < catalog.get_member_count(); ++i) {
+        table->append({catalog.get_member_text(i)});
+    }
     count_memory(table->bytes());
     return table;
 }

@@ -16,7 +16,7 @@ constexpr std::size_t tm_layout_blocks = 3;
 
 /// The innermost open struct or array has one more value.
 inline void Tm_creator::value_arrived() {
-    Frame& frame = frames_.back();
+    Frame& frame = *frame_;
     if (frame.structure == nullptr) return;
     ++frame.structure->name_count_;
     frame.state = State::valued;
@@ -33,7 +33,7 @@ public:
 
     /// Takes the begin of a member and its name.
     bool take_whole_name(std::string_view name) {
-        Frame& frame = frames_.back();
+        Frame& frame = *frame_;
         if (frame.state != State::structure || frame.by_index) return false;
         Tm_struct const* const target = frame.structure;
         bool const is_expected =
@@ -41,23 +41,23 @@ public:
         if (is_expected) {
             frame.state = State::named;
         } else {
-            take_name(name);
+            take_name({name, frame.place});
         }
         return true;
     }
     /// The same for a name in the message's table.
     bool take_whole_name_at(std::size_t index) {
-        Frame& frame = frames_.back();
+        Frame& frame = *frame_;
         if (frame.state != State::structure || !frame.by_index) return false;
         if (index >= message().table->size()) return false;
-        take_name_at(index);
+        take_name(name_in_table(index));
         return true;
     }
     /// Whether the limit on memory has refused a part of the message.
     bool is_exhausted() const { return is_exhausted_; }
-    bool names_come_by_index() const { return frames_.back().by_index; }
+    bool names_come_by_index() const { return frame_->by_index; }
     bool end_member() {
-        Frame& frame = frames_.back();
+        Frame& frame = *frame_;
         if (frame.state != State::valued) return false;
         frame.state = State::structure;
         return true;
@@ -83,7 +83,7 @@ public:
 private:
     /// The container with room for one more value; null where no value may come.
     Tm_value_container* place_for_value() {
-        Frame const& frame = frames_.back();
+        Frame const& frame = *frame_;
         bool const is_expected = frame.state == State::named || frame.state == State::array;
         bool const may_come = is_expected && values_left_ > 0 && make_room(*frame.values);
         return may_come ? frame.values : nullptr;

@@ -73,18 +73,6 @@ std::uint64_t key_of(std::uint64_t place, std::string_view first_name) {
     return tm_mix(tm_hash_name(first_name) ^ lane_of_thread(), place);
 }
 
-/// The first kept layout with that key that fits.
-template <class Fits>
-Tm_layout::Ref recall(std::uint64_t key, Fits fits) {
-    Shelf& shelf = shelf_of(key);
-    Shelf_lock const lock(shelf);
-    if (!lock.is_held()) return {};
-    for (Kept const& place : shelf.places) {
-        if (place.key == key && place.layout && fits(*place.layout)) return place.layout;
-    }
-    return {};
-}
-
 bool has(Places const& places, std::uint64_t key, Tm_layout const& layout) {
     for (Kept const& known : places) {
         bool const is_there = known.key == key && known.layout &&
@@ -105,16 +93,18 @@ bool has(Places const& places, std::uint64_t key, Tm_layout const& layout) {
 
 }  // namespace
 
-Tm_layout::Ref tm_recall_layout(std::uint64_t place, std::string_view first_name) {
-    return recall(key_of(place, first_name),
-                  [&](Tm_layout const& layout) { return layout.has(0, first_name); });
-}
-
-Tm_layout::Ref tm_recall_layout_like(std::uint64_t place, Tm_layout const& layout,
-                                     unsigned int count, std::string_view next) {
-    return recall(key_of(place, tm_text_view(layout[0])), [&](Tm_layout const& other) {
-        return other.has(count, next) && other.begins_like(layout, count);
-    });
+Tm_layout::Ref tm_recall_layout(std::uint64_t place, Tm_layout const* before, unsigned int count,
+                                std::string_view next) {
+    std::uint64_t const key = key_of(place, count == 0 ? next : tm_text_view((*before)[0]));
+    Shelf& shelf = shelf_of(key);
+    Shelf_lock const lock(shelf);
+    if (!lock.is_held()) return {};
+    for (Kept const& kept : shelf.places) {
+        bool const fits = kept.key == key && kept.layout && kept.layout->has(count, next) &&
+                          (count == 0 || kept.layout->begins_like(*before, count));
+        if (fits) return kept.layout;
+    }
+    return {};
 }
 
 void tm_keep_layout(std::uint64_t place, Tm_layout::Ref const& layout) noexcept {

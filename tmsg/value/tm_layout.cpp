@@ -102,37 +102,50 @@ Tm_layout::~Tm_layout() { delete positions_.load(std::memory_order_relaxed); }
 
 Tm_layout::Ref Tm_layout::make() { return Ref(new Tm_layout); }
 
-Tm_layout::Ref Tm_layout::fork(unsigned int count) const {
+Tm_layout::Ref Tm_layout::fork(unsigned int count, Tm_next_name const& next) const {
     Ref copy = make();
     copy->names_.reserve(count + 1U);
-    for (unsigned int i = 0; i < count; ++i) copy->append(tm_text_view(names_[i]));
-    return copy;
-}
-
-Tm_layout::Ref Tm_layout::fork_in_table(unsigned int count) const {
-    Ref copy = make();
-    copy->names_.reserve(count + 1U);
-    copy->names_.assign(names_.begin(), names_.begin() + count);
-    copy->table_ = table_;
-    copy->longest_ = longest_;
+    bool const stay_in_table = table_ && table() == next.table_layout();
+    if (stay_in_table) {
+        copy->names_.assign(names_.begin(), names_.begin() + count);
+        copy->table_ = table_;
+        copy->longest_ = longest_;
+        return copy;
+    }
+    for (unsigned int i = 0; i < count; ++i) copy->append({tm_text_view(names_[i])});
     return copy;
 }
 
 bool Tm_layout::begins_like(Tm_layout const& other, unsigned int count) const {
     if (count > size() || count > other.size()) return false;
+    bool const is_same_table = table_ && table() == other.table();
     for (unsigned int i = 0; i < count; ++i) {
-        bool const is_equal = names_[i] == other.names_[i] ||
-                              tm_text_equals(names_[i], tm_text_view(other.names_[i]));
+        bool const is_equal =
+            names_[i] == other.names_[i] ||
+            (!is_same_table && tm_text_equals(names_[i], tm_text_view(other.names_[i])));
         if (!is_equal) return false;
     }
     return true;
 }
 
-void Tm_layout::append(std::string_view name) { add(texts_.add(name)); }
+bool Tm_layout::can_append(unsigned int position, Tm_next_name const& name) const {
+    return !is_sealed() && size() == position && (position == 0 || table() == name.table_layout());
+}
 
-void Tm_layout::append_from(Ref const& table, std::size_t position) {
-    add(table->at(position));
-    table_ = table;
+void Tm_layout::append(Tm_next_name const& name) {
+    if (name.table == nullptr) return add(texts_.add(name.text));
+    add(name.text.data());
+    table_ = *name.table;
+}
+
+Tm_layout::Ref Tm_next_name::recall(Tm_layout const* before, unsigned int count) const {
+    if (table == nullptr) return tm_recall_layout(place, before, count, text);
+    for (Tm_layout::Ref const& known : *recent) {
+        bool const fits =
+            known->has(count, *this) && (count == 0 || known->begins_like(*before, count));
+        if (fits) return known;
+    }
+    return {};
 }
 
 void Tm_layout::add(char const* name) {
@@ -170,21 +183,16 @@ std::size_t Tm_layout::bytes() const {
 }
 
 /// Follows larger structs at once, and smaller ones when they are much smaller.
-void Tm_layout::note_extent(Extent extent) {
+void Tm_layout::change_extent(Extent extent) {
     constexpr std::uint32_t text_step = 16;
     constexpr std::uint32_t most_members = 32;
     constexpr std::uint32_t most_text = 256;
+    Extent usual = usual_extent();
     extent.members = std::min(extent.members, most_members);
-    extent.text = std::min(extent.text, most_text);
-    Extent const known = usual_extent();
-    Extent now = known;
-    if (extent.members > known.members || extent.members < known.members / 2) {
-        now.members = extent.members;
+    extent.text = std::min((extent.text + text_step - 1) / text_step * text_step, most_text);
+    if (extent.members > usual.members || extent.members < usual.members / 2) {
+        usual.members = extent.members;
     }
-    if (extent.text > known.text || extent.text < known.text / 4) {
-        now.text = (extent.text + text_step - 1) / text_step * text_step;
-    }
-    if (now.members != known.members || now.text != known.text) {
-        usual_.store(now, std::memory_order_relaxed);
-    }
+    if (extent.text > usual.text || extent.text < usual.text / 4) usual.text = extent.text;
+    usual_.store(usual, std::memory_order_relaxed);
 }

@@ -14,16 +14,17 @@
 #include "tmsg/value/tm_counted_ptr.h"
 #include "tmsg/value/tm_text.h"
 
+struct Tm_next_name;
+
 class Tm_layout {
 public:
     using Ref = Tm_counted_ptr<Tm_layout>;
 
     /// A new layout without names.
     static Ref make();
-    /// A new layout with the first `count` names of this one, which it copies.
-    Ref fork(unsigned int count) const;
-    /// The same for a layout with a table: the names stay there.
-    Ref fork_in_table(unsigned int count) const;
+    /// A new layout with the first `count` names of this one, to which `next` can be appended. It
+    /// copies names that do not stand in the same table as that one.
+    Ref fork(unsigned int count, Tm_next_name const& next) const;
 
     Tm_layout(Tm_layout const&) = delete;
     Tm_layout& operator=(Tm_layout const&) = delete;
@@ -39,6 +40,8 @@ public:
     bool has(unsigned int position, std::string_view name) const {
         return position < size() && tm_text_equals(names_[position], name);
     }
+    /// Names in one table are compared by their places there: the texts may be long.
+    bool has(unsigned int position, Tm_next_name const& name) const;
     /// Whether the first `count` names are those of the other.
     bool begins_like(Tm_layout const& other, unsigned int count) const;
 
@@ -49,11 +52,12 @@ public:
     bool is_sealed() const { return is_sealed_.load(std::memory_order_relaxed); }
     void seal() { is_sealed_.store(true, std::memory_order_relaxed); }
 
-    /// Adds a name to a layout that is neither sealed nor has a table.
-    void append(std::string_view name);
-    /// Adds a name that stands in a table, which lives as long as this layout from now on. Every
-    /// name of a layout with a table stands in that one.
-    void append_from(Ref const& table, std::size_t position);
+    /// Whether the name may be appended as the one at this position: the layout is not sealed, and
+    /// its names stand in the same table, or in none like this one.
+    bool can_append(unsigned int position, Tm_next_name const& name) const;
+    /// Adds a name. A table lives as long as the layouts with names in it.
+    void append(Tm_next_name const& name);
+    /// The table in which all names stand; null where the layout has copies of them.
     Tm_layout const* table() const { return table_.get(); }
 
     /// Returns the bytes of memory that the layout takes, without the names in a table.
@@ -66,7 +70,13 @@ public:
         std::uint32_t text = 0;  ///< bytes of strings
     };
     Extent usual_extent() const { return usual_.load(std::memory_order_relaxed); }
-    void note_extent(Extent extent);
+    void note_extent(Extent extent) {
+        Extent const usual = usual_extent();
+        bool const is_usual = extent.members <= usual.members &&
+                              extent.members >= usual.members / 2 && extent.text <= usual.text &&
+                              extent.text >= usual.text / 4;
+        if (!is_usual) change_extent(extent);
+    }
 
 private:
     class Positions;
@@ -82,6 +92,7 @@ private:
 #endif
     }
     void add(char const* name);
+    void change_extent(Extent extent);
     Positions const& make_positions() const;
 
     std::atomic<std::uint32_t> owners_{1};
@@ -94,14 +105,31 @@ private:
     mutable std::atomic<Positions*> positions_{nullptr};
 };
 
+/// The next name of a struct, and where a layout that has it may be found.
+struct Tm_next_name {
+    std::string_view text;
+    std::uint64_t place = 0;                ///< where the struct stands
+    Tm_layout::Ref const* table = nullptr;  ///< in which the text stands; null for none
+    std::vector<Tm_layout::Ref> const* recent = nullptr;  ///< layouts with names in the table
+
+    Tm_layout const* table_layout() const { return table == nullptr ? nullptr : table->get(); }
+    /// A sealed layout with the first `count` names of `before` and then this one; null for none.
+    Tm_layout::Ref recall(Tm_layout const* before, unsigned int count) const;
+};
+
+inline bool Tm_layout::has(unsigned int position, Tm_next_name const& name) const {
+    bool const is_same_table = table_ && table() == name.table_layout();
+    if (!is_same_table) return has(position, name.text);
+    return position < size() && names_[position] == name.text.data();
+}
+
 /// The layouts of recent structs, of the whole process, so that a struct like an earlier one stores
 /// no name. A layout is found by its first name and a number that says where its structs stand.
-/// What is kept is bounded; all of these functions may be called by many threads at once.
+/// What is kept is bounded; both functions may be called by many threads at once.
 ///
-/// A layout kept for that place with that first name; null where there is none.
-Tm_layout::Ref tm_recall_layout(std::uint64_t place, std::string_view first_name);
-/// One of them that has the first `count` names of `layout` and then `next`; null for none.
-Tm_layout::Ref tm_recall_layout_like(std::uint64_t place, Tm_layout const& layout,
-                                     unsigned int count, std::string_view next);
+/// A layout kept for that place with the first `count` names of `before` and then `next`; null for
+/// none. `before` may be null where `count` is 0.
+Tm_layout::Ref tm_recall_layout(std::uint64_t place, Tm_layout const* before, unsigned int count,
+                                std::string_view next);
 /// Seals the layout and keeps it, unless it is large.
 void tm_keep_layout(std::uint64_t place, Tm_layout::Ref const& layout) noexcept;
