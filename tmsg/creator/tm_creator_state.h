@@ -7,46 +7,16 @@
 #include <string>
 
 #include "tmsg/export.h"
-#include "tmsg/value/tm_visitor.h"
+#include "tmsg/value/tm_folded_events.h"
+#include "tmsg/value/tm_plain.h"
 
-class TMSG_API Tm_creator_state : public Tm_visitor {
+class TMSG_API Tm_creator_state : public Tm_folded_events<Tm_creator_state> {
 public:
     Tm_creator_state();
     Tm_creator_state(Tm_creator_state const&) = delete;
     Tm_creator_state& operator=(Tm_creator_state const&) = delete;
     ~Tm_creator_state() override;
 
-    bool visit_method_begin(bool is_request) override;
-    bool visit_method_end(bool is_request) override;
-    bool visit_fault_begin() override;
-    bool visit_fault_end() override;
-    bool visit_method_name_begin(unsigned int length) override;
-    bool visit_method_name_continue(char const* data, unsigned int length) override;
-    bool visit_bool(bool value) override;
-    bool visit_int8(signed char value) override;
-    bool visit_uint8(unsigned char value) override;
-    bool visit_int16(short value) override;
-    bool visit_uint16(unsigned short value) override;
-    bool visit_int32(int value) override;
-    bool visit_uint32(unsigned int value) override;
-    bool visit_int64(long value) override;
-    bool visit_uint64(unsigned long value) override;
-    bool visit_double(double value) override;
-    bool visit_string_begin(unsigned int length) override;
-    bool visit_string_continue(char const* data, unsigned int length) override;
-    bool visit_binary_begin(unsigned int length) override;
-    bool visit_binary_continue(char const* data, unsigned int length) override;
-    bool visit_struct_begin() override;
-    bool visit_struct_end() override;
-    bool visit_member_begin(unsigned int length) override;
-    bool visit_member_continue(char const* data, unsigned int length) override;
-    bool visit_member_end() override;
-    bool visit_array_begin() override;
-    bool visit_array_end() override;
-    using Tm_visitor::visit_file_begin;
-    bool visit_file_begin(unsigned int length) override;
-    using Tm_visitor::visit_file_continue;
-    bool visit_file_continue(char const* data, unsigned int length) override;
     virtual bool visit_member_begin_with_index(unsigned short index);
     virtual bool visit_member_continue_with_index(unsigned short index);
 
@@ -65,8 +35,20 @@ protected:
     /// Sets the error text; always false.
     bool fail(std::string text);
     /// "unexpected EVENT in NAME"
-    bool reject(char const* event);
+    bool reject(std::string const& event);
 
 private:
+    friend class Tm_folded_events<Tm_creator_state>;
+
+    bool open(Tm_bracket bracket);
+    bool close(Tm_bracket bracket);
+    template <class Plain>
+    bool put(Plain) {
+        return reject_value(Tm_plain<Plain>::code);
+    }
+    bool reject_value(TMV type);
+    bool begin(Tm_bytes bytes, unsigned int length);
+    bool piece(Tm_bytes bytes, char const* data, unsigned int length);
+
     std::string error_;
 };

@@ -5,7 +5,7 @@
 
 #include "tmsg/text/tm_json_escape.h"
 
-Tm_json_encoder::Tm_json_encoder(unsigned int limit) : Tm_text_encoder(limit) {}
+Tm_json_encoder::Tm_json_encoder(unsigned int limit) : Tm_folded_events(limit) {}
 
 Tm_json_encoder::~Tm_json_encoder() = default;
 
@@ -16,38 +16,101 @@ bool Tm_json_encoder::begin_value() {
     return true;
 }
 
-/// The same for a container, whose end must be left out too.
-bool Tm_json_encoder::begin_container() {
+/// From the limit on no member is written.
+bool Tm_json_encoder::begin_member() {
+    if (is_full()) snipped_ = true;
+    if (snipped_) return false;
+    if (member_commas_.needs_comma()) append(", ");
+    return true;
+}
+
+/// The end of a container that is left out must be left out too.
+void Tm_json_encoder::open_container(bool is_list, std::string_view text) {
     if (snipped_) oversize_.push();
-    return begin_value();
+    if (!begin_value()) return;
+    value_commas_.push_in_type(is_list);
+    if (!is_list) member_commas_.push_in_type(true);
+    append(text);
 }
 
-bool Tm_json_encoder::ends_unwritten_container() { return snipped_ && oversize_.pop(); }
-
-template <class Number>
-bool Tm_json_encoder::put_number(Number value) {
-    if (begin_value()) append_number(value);
-    return true;
-}
-
-bool Tm_json_encoder::visit_method_begin(bool is_request) {
-    value_commas_.push_in_type(true);
-    append(is_request ? "{" : "{\"response\": [");
-    return true;
-}
-
-bool Tm_json_encoder::visit_method_end(bool) {
+void Tm_json_encoder::close_container(bool is_list, std::string_view text) {
+    if (snipped_ && oversize_.pop()) return;
     value_commas_.pop_in_type();
-    append(snipped_ ? R"(], "__SNIPPED__" : true})" : "]}");
+    if (!is_list) member_commas_.pop_in_type();
+    append(text);
+}
+
+bool Tm_json_encoder::open(Tm_bracket bracket) {
+    switch (bracket) {
+        case Tm_bracket::structure:
+            open_container(false, "{");
+            break;
+        case Tm_bracket::array:
+            open_container(true, "[");
+            break;
+        case Tm_bracket::request:
+        case Tm_bracket::response:
+            value_commas_.push_in_type(true);
+            append(bracket == Tm_bracket::request ? "{" : "{\"response\": [");
+            break;
+        default:
+            break;
+    }
     return true;
 }
 
-bool Tm_json_encoder::visit_fault_begin() { return true; }
-bool Tm_json_encoder::visit_fault_end() { return true; }
+bool Tm_json_encoder::close(Tm_bracket bracket) {
+    switch (bracket) {
+        case Tm_bracket::structure:
+            close_container(false, "}");
+            break;
+        case Tm_bracket::array:
+            close_container(true, "]");
+            break;
+        case Tm_bracket::request:
+        case Tm_bracket::response:
+            value_commas_.pop_in_type();
+            append(snipped_ ? R"(], "__SNIPPED__" : true})" : "]}");
+            break;
+        default:
+            break;
+    }
+    return true;
+}
 
-bool Tm_json_encoder::visit_method_name_begin(unsigned int length) {
-    append(R"("name": ")");
-    begin_item(length);
+bool Tm_json_encoder::begin(Tm_bytes bytes, unsigned int length) {
+    bool const is_value = bytes != Tm_bytes::method_name && bytes != Tm_bytes::member_name;
+    bool const is_written =
+        bytes == Tm_bytes::method_name || (is_value ? begin_value() : begin_member());
+    if (!is_written) return true;
+    pieces_.begin(length);
+    switch (bytes) {
+        case Tm_bytes::method_name:
+            append(R"("name": ")");
+            break;
+        case Tm_bytes::member_name:
+            append("\"");
+            break;
+        case Tm_bytes::string:
+            append(length == 0 ? "\"\"" : "\"");
+            break;
+        case Tm_bytes::binary:
+            append(R"({"type": "binary", "size": )");
+            append_plain(length);
+            append(length == 0 ? R"(, "hex": ""})" : R"(, "hex": ")");
+            break;
+        case Tm_bytes::file:
+            append(R"({"type": "file", "size": )");
+            append_plain(length);
+            append("}");
+            break;
+    }
+    return true;
+}
+
+bool Tm_json_encoder::piece(Tm_bytes bytes, char const* data, unsigned int length) {
+    if (bytes == Tm_bytes::file) return true;
+    if (!snipped_) put_piece(bytes, data, length);
     return true;
 }
 
@@ -59,108 +122,17 @@ bool Tm_json_encoder::visit_method_name_continue(char const* data, unsigned int 
     return true;
 }
 
-bool Tm_json_encoder::visit_bool(bool value) {
-    if (begin_value()) append(value ? "true" : "false");
-    return true;
+void Tm_json_encoder::put_piece(Tm_bytes bytes, char const* data, unsigned int length) {
+    if (bytes == Tm_bytes::member_name) {
+        append({data, length});
+    } else if (bytes != Tm_bytes::binary) {
+        escape_and_append(data, length);
+    } else if (!append_hex(data, length)) {
+        snipped_ = true;
+    }
+    if (!pieces_.take(length)) return;
+    append(bytes == Tm_bytes::string ? "\"" : bytes == Tm_bytes::binary ? "\"}" : "\": ");
 }
-
-bool Tm_json_encoder::visit_int8(signed char value) { return put_number(value); }
-bool Tm_json_encoder::visit_uint8(unsigned char value) { return put_number(value); }
-bool Tm_json_encoder::visit_int16(short value) { return put_number(value); }
-bool Tm_json_encoder::visit_uint16(unsigned short value) { return put_number(value); }
-bool Tm_json_encoder::visit_int32(int value) { return put_number(value); }
-bool Tm_json_encoder::visit_uint32(unsigned int value) { return put_number(value); }
-bool Tm_json_encoder::visit_int64(long value) { return put_number(value); }
-bool Tm_json_encoder::visit_uint64(unsigned long value) { return put_number(value); }
-bool Tm_json_encoder::visit_double(double value) { return put_number(value); }
-
-bool Tm_json_encoder::visit_string_begin(unsigned int length) {
-    if (!begin_value()) return true;
-    begin_item(length);
-    append(length == 0 ? "\"\"" : "\"");
-    return true;
-}
-
-bool Tm_json_encoder::visit_string_continue(char const* data, unsigned int length) {
-    if (snipped_) return true;
-    escape_and_append(data, length);
-    if (end_piece(length)) append("\"");
-    return true;
-}
-
-bool Tm_json_encoder::visit_binary_begin(unsigned int length) {
-    if (!begin_value()) return true;
-    begin_item(length);
-    append(R"({"type": "binary", "size": )");
-    append_number(length);
-    append(length == 0 ? R"(, "hex": ""})" : R"(, "hex": ")");
-    return true;
-}
-
-bool Tm_json_encoder::visit_binary_continue(char const* data, unsigned int length) {
-    if (snipped_) return true;
-    if (!append_hex(data, length)) snipped_ = true;
-    if (end_piece(length)) append("\"}");
-    return true;
-}
-
-bool Tm_json_encoder::visit_struct_begin() {
-    if (!begin_container()) return true;
-    value_commas_.push_in_type(false);
-    member_commas_.push_in_type(true);
-    append("{");
-    return true;
-}
-
-bool Tm_json_encoder::visit_struct_end() {
-    if (ends_unwritten_container()) return true;
-    value_commas_.pop_in_type();
-    member_commas_.pop_in_type();
-    append("}");
-    return true;
-}
-
-bool Tm_json_encoder::visit_member_begin(unsigned int length) {
-    if (is_full()) snipped_ = true;
-    if (snipped_) return true;
-    if (member_commas_.needs_comma()) append(", ");
-    append("\"");
-    begin_item(length);
-    return true;
-}
-
-bool Tm_json_encoder::visit_member_continue(char const* data, unsigned int length) {
-    if (snipped_) return true;
-    append({data, length});
-    if (end_piece(length)) append("\": ");
-    return true;
-}
-
-bool Tm_json_encoder::visit_member_end() { return true; }
-
-bool Tm_json_encoder::visit_array_begin() {
-    if (!begin_container()) return true;
-    value_commas_.push_in_type(true);
-    append("[");
-    return true;
-}
-
-bool Tm_json_encoder::visit_array_end() {
-    if (ends_unwritten_container()) return true;
-    value_commas_.pop_in_type();
-    append("]");
-    return true;
-}
-
-bool Tm_json_encoder::visit_file_begin(unsigned int length) {
-    if (!begin_value()) return true;
-    append(R"({"type": "file", "size": )");
-    append_number(length);
-    append("}");
-    return true;
-}
-
-bool Tm_json_encoder::visit_file_continue(char const*, unsigned int) { return true; }
 
 void Tm_json_encoder::clear() {
     empty_text();

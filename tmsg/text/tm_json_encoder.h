@@ -6,7 +6,7 @@
 /// message: `"__SNIPPED__" : true`. Only members and byte strings are cut there: all else can make
 /// the text longer than the limit by any amount, and a byte string cut before its last piece stays
 /// without its closing quote and brace. Every byte outside of printable ASCII is escaped by itself,
-/// as \u00XX; names of members are written as they are.
+/// as \u00XX; names of members are written as they are. Every event returns true.
 #pragma once
 
 #include <string>
@@ -16,54 +16,36 @@
 #include "tmsg/text/tm_oversize_stack.h"
 #include "tmsg/text/tm_text_encoder.h"
 
-class TMSG_API Tm_json_encoder : public Tm_text_encoder {
+class TMSG_API Tm_json_encoder : public Tm_folded_events<Tm_json_encoder, Tm_text_encoder> {
 public:
     explicit Tm_json_encoder(unsigned int limit = DEFAULT_LIMIT);
     ~Tm_json_encoder() override;
 
-    /// Every event returns true.
-    bool visit_method_begin(bool is_request) override;
-    bool visit_method_end(bool is_request) override;
-    bool visit_fault_begin() override;
-    bool visit_fault_end() override;
-    bool visit_method_name_begin(unsigned int length) override;
+    /// Passes the piece to visit_string_continue(), which a derived class may override.
     bool visit_method_name_continue(char const* data, unsigned int length) override;
-    bool visit_bool(bool value) override;
-    bool visit_int8(signed char value) override;
-    bool visit_uint8(unsigned char value) override;
-    bool visit_int16(short value) override;
-    bool visit_uint16(unsigned short value) override;
-    bool visit_int32(int value) override;
-    bool visit_uint32(unsigned int value) override;
-    bool visit_int64(long value) override;
-    bool visit_uint64(unsigned long value) override;
-    bool visit_double(double value) override;
-    bool visit_string_begin(unsigned int length) override;
-    bool visit_string_continue(char const* data, unsigned int length) override;
-    bool visit_binary_begin(unsigned int length) override;
-    bool visit_binary_continue(char const* data, unsigned int length) override;
-    bool visit_struct_begin() override;
-    bool visit_struct_end() override;
-    bool visit_member_begin(unsigned int length) override;
-    bool visit_member_continue(char const* data, unsigned int length) override;
-    bool visit_member_end() override;
-    bool visit_array_begin() override;
-    bool visit_array_end() override;
-    using Tm_visitor::visit_file_begin;
-    bool visit_file_begin(unsigned int length) override;
-    using Tm_visitor::visit_file_continue;
-    bool visit_file_continue(char const* data, unsigned int length) override;
 
     /// Expects that the message before was complete.
     void clear() override;
     std::string const& get_string() const override;
 
 private:
+    friend class Tm_folded_events<Tm_json_encoder, Tm_text_encoder>;
+
+    bool open(Tm_bracket bracket);
+    bool close(Tm_bracket bracket);
+    template <class Plain>
+    bool put(Plain value) {
+        if (begin_value()) append_plain(value);
+        return true;
+    }
+    bool begin(Tm_bytes bytes, unsigned int length);
+    bool piece(Tm_bytes bytes, char const* data, unsigned int length);
+
+    void put_piece(Tm_bytes bytes, char const* data, unsigned int length);
     bool begin_value();
-    bool begin_container();
-    bool ends_unwritten_container();
-    template <class Number>
-    bool put_number(Number value);
+    bool begin_member();
+    void open_container(bool is_list, std::string_view text);
+    void close_container(bool is_list, std::string_view text);
     void escape_and_append(char const* data, unsigned int length);
 
     Tm_json_comma_check value_commas_;

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <iterator>
 
-#include "tmsg/value/tm_decimal.h"
 #include "tmsg/value/tm_limit_error.h"
 
 Tm_text_creator::Tm_text_creator(FILE* stream, Tm_limits const& limits, unsigned long max_text)
@@ -46,32 +45,14 @@ void Tm_text_creator::output_newline(bool deeper) {
     write(indent_);
 }
 
-bool Tm_text_creator::begin_item(unsigned int length) {
-    expected_ = length;
-    received_ = 0;
-    return !is_full_;
-}
-
-/// True: the piece was the last. A piece that runs past the announced length does not count.
-bool Tm_text_creator::end_piece(unsigned int length) {
-    if (length > expected_ - received_) return false;
-    received_ += length;
-    return received_ == expected_;
-}
-
-bool Tm_text_creator::open(Type type) {
-    output_type(type);
-    output_newline(true);
-    return !is_full_;
-}
-
-bool Tm_text_creator::close() {
-    unindent();
-    return !is_full_;
-}
-
 /// The indent of each line grows with the levels, so that each kind of them must end somewhere.
-bool Tm_text_creator::enter(unsigned int& level) {
+unsigned int& Tm_text_creator::level_of(Tm_bracket bracket) {
+    if (bracket == Tm_bracket::member) return members_;
+    return bracket == Tm_bracket::fault ? faults_ : groups_;
+}
+
+bool Tm_text_creator::enter(Tm_bracket bracket) {
+    unsigned int& level = level_of(bracket);
     if (level < limits_.max_depth) {
         ++level;
         return true;
@@ -80,131 +61,75 @@ bool Tm_text_creator::enter(unsigned int& level) {
     return false;
 }
 
-bool Tm_text_creator::leave(unsigned int& level) {
-    if (level > 0) --level;
-    return close();
+bool Tm_text_creator::open(Tm_bracket bracket) {
+    // In the order of Tm_bracket.
+    constexpr Type types[] = {TYPE_CALL, TYPE_RESPONSE, TYPE_FAULT, TYPE_STRUCT, TYPE_ARRAY};
+    bool const is_message = bracket == Tm_bracket::request || bracket == Tm_bracket::response;
+    if (is_message) {
+        indent_.clear();
+        // What an earlier message left open does not count for this one.
+        if (groups_ == 0) members_ = faults_ = 0;
+    }
+    if (!enter(bracket)) return false;
+    output_type(types[static_cast<int>(bracket)]);
+    output_newline(true);
+    return !is_full_;
 }
 
-bool Tm_text_creator::put(Type type, std::string_view text) {
-    output_type(type);
+bool Tm_text_creator::close(Tm_bracket bracket) {
+    unsigned int& level = level_of(bracket);
+    if (level > 0) --level;
+    unindent();
+    return !is_full_;
+}
+
+bool Tm_text_creator::put_scalar(TMV type, std::string_view text) {
+    // In the order of the type codes.
+    constexpr Type types[] = {TYPE_INT8,   TYPE_UINT8, TYPE_INT16,  TYPE_UINT16, TYPE_INT32,
+                              TYPE_UINT32, TYPE_INT64, TYPE_UINT64, TYPE_DOUBLE, TYPE_BOOL};
+    output_type(types[type]);
     write(" ");
     write(text);
     output_newline(false);
     return !is_full_;
 }
 
-bool Tm_text_creator::begin_text(Type type, unsigned int length) {
-    output_type(type);
-    write(" ");
-    indent();
-    return begin_item(length);
-}
-
-bool Tm_text_creator::begin_bytes(Type type, unsigned int length) {
-    output_type(type);
-    write("[");
-    write(Tm_decimal(length));
-    write("]");
-    output_newline(true);
-    return begin_item(length);
-}
-
-bool Tm_text_creator::put_bytes(unsigned int length) {
-    write(indent_);
-    write("...[");
-    write(Tm_decimal(length));
-    write("]\n");
-    if (end_piece(length)) close();
-    return !is_full_;
-}
-
-bool Tm_text_creator::visit_method_begin(bool is_request) {
-    indent_.clear();
-    // What an earlier message left open does not count for this one.
-    if (groups_ == 0) members_ = faults_ = 0;
-    return enter(groups_) && open(is_request ? TYPE_CALL : TYPE_RESPONSE);
-}
-
-bool Tm_text_creator::visit_method_end(bool) { return leave(groups_); }
-bool Tm_text_creator::visit_fault_begin() { return enter(faults_) && open(TYPE_FAULT); }
-bool Tm_text_creator::visit_fault_end() { return leave(faults_); }
-
-bool Tm_text_creator::visit_method_name_begin(unsigned int length) {
-    return begin_text(TYPE_METHOD_NAME, length);
-}
-
-bool Tm_text_creator::visit_method_name_continue(char const* data, unsigned int length) {
-    write({data, length});
-    if (end_piece(length)) {
-        write("\n");
-        close();
+bool Tm_text_creator::begin(Tm_bytes bytes, unsigned int length) {
+    // In the order of Tm_bytes.
+    constexpr Type types[] = {TYPE_METHOD_NAME, TYPE_MEMBER_NAME, TYPE_STRING, TYPE_BINARY,
+                              TYPE_FILE};
+    if (bytes == Tm_bytes::member_name && !enter(Tm_bracket::member)) return false;
+    output_type(types[static_cast<int>(bytes)]);
+    if (bytes == Tm_bytes::binary || bytes == Tm_bytes::file) {
+        write("[");
+        write(Tm_decimal(length));
+        write("]");
+        output_newline(true);
+    } else {
+        write(" ");
+        indent();
     }
+    pieces_.begin(length);
     return !is_full_;
 }
 
-bool Tm_text_creator::visit_bool(bool value) { return put(TYPE_BOOL, value ? "true" : "false"); }
-bool Tm_text_creator::visit_int8(signed char value) { return put(TYPE_INT8, Tm_decimal(value)); }
-bool Tm_text_creator::visit_uint8(unsigned char value) {
-    return put(TYPE_UINT8, Tm_decimal(value));
-}
-bool Tm_text_creator::visit_int16(short value) { return put(TYPE_INT16, Tm_decimal(value)); }
-bool Tm_text_creator::visit_uint16(unsigned short value) {
-    return put(TYPE_UINT16, Tm_decimal(value));
-}
-bool Tm_text_creator::visit_int32(int value) { return put(TYPE_INT32, Tm_decimal(value)); }
-bool Tm_text_creator::visit_uint32(unsigned int value) {
-    return put(TYPE_UINT32, Tm_decimal(value));
-}
-bool Tm_text_creator::visit_int64(long value) { return put(TYPE_INT64, Tm_decimal(value)); }
-bool Tm_text_creator::visit_uint64(unsigned long value) {
-    return put(TYPE_UINT64, Tm_decimal(value));
-}
-bool Tm_text_creator::visit_double(double value) { return put(TYPE_DOUBLE, Tm_decimal(value)); }
-
-bool Tm_text_creator::visit_string_begin(unsigned int length) {
-    return begin_text(TYPE_STRING, length);
-}
-
-bool Tm_text_creator::visit_string_continue(char const* data, unsigned int length) {
-    write({data, length});
-    if (end_piece(length)) {
-        close();
-        output_newline(false);
+/// A piece that runs past the announced length does not count.
+bool Tm_text_creator::piece(Tm_bytes bytes, char const* data, unsigned int length) {
+    bool const is_text = bytes != Tm_bytes::binary && bytes != Tm_bytes::file;
+    if (is_text) {
+        write({data, length});
+    } else {
+        write(indent_);
+        write("...[");
+        write(Tm_decimal(length));
+        write("]\n");
     }
+    bool const is_last = pieces_.fits(length) && pieces_.take(length);
+    if (!is_last || bytes == Tm_bytes::member_name) return !is_full_;
+    if (bytes == Tm_bytes::method_name) write("\n");
+    unindent();
+    if (bytes == Tm_bytes::string) output_newline(false);
     return !is_full_;
-}
-
-bool Tm_text_creator::visit_binary_begin(unsigned int length) {
-    return begin_bytes(TYPE_BINARY, length);
-}
-
-bool Tm_text_creator::visit_binary_continue(char const*, unsigned int length) {
-    return put_bytes(length);
-}
-
-bool Tm_text_creator::visit_struct_begin() { return enter(groups_) && open(TYPE_STRUCT); }
-bool Tm_text_creator::visit_struct_end() { return leave(groups_); }
-
-bool Tm_text_creator::visit_member_begin(unsigned int length) {
-    return enter(members_) && begin_text(TYPE_MEMBER_NAME, length);
-}
-
-bool Tm_text_creator::visit_member_continue(char const* data, unsigned int length) {
-    write({data, length});
-    end_piece(length);
-    return !is_full_;
-}
-
-bool Tm_text_creator::visit_member_end() { return leave(members_); }
-bool Tm_text_creator::visit_array_begin() { return enter(groups_) && open(TYPE_ARRAY); }
-bool Tm_text_creator::visit_array_end() { return leave(groups_); }
-
-bool Tm_text_creator::visit_file_begin(unsigned int length) {
-    return begin_bytes(TYPE_FILE, length);
-}
-
-bool Tm_text_creator::visit_file_continue(char const*, unsigned int length) {
-    return put_bytes(length);
 }
 
 bool Tm_text_creator::done() {

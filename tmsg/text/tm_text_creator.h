@@ -1,6 +1,9 @@
 /// A creator that builds nothing: it prints the events as an indented dump for eyes. The stream
 /// stays the caller's; errors of writing to it are ignored. The contents of byte strings and files
 /// are not shown, only the sizes of their pieces.
+///
+/// Every event returns true, with two exceptions. An event that would nest deeper than the limits
+/// allow returns false. So do the event that would make the text too long, and all events after it.
 #pragma once
 
 #include <cstdio>
@@ -8,9 +11,12 @@
 #include <string_view>
 
 #include "tmsg/creator/tm_creator_base.h"
+#include "tmsg/value/tm_decimal.h"
+#include "tmsg/value/tm_folded_events.h"
 #include "tmsg/value/tm_limits.h"
+#include "tmsg/value/tm_plain.h"
 
-class TMSG_API Tm_text_creator : public Tm_creator_base {
+class TMSG_API Tm_text_creator : public Tm_folded_events<Tm_text_creator, Tm_creator_base> {
 public:
     /// What a line says about its value.
     enum Type {
@@ -48,41 +54,6 @@ public:
     /// "???" for another number.
     static char const* type_to_c_str(Type type);
 
-    /// Every event returns true, with two exceptions. An event that would nest deeper than the
-    /// limits allow returns false. So do the event that would make the text too long, and all
-    /// events after it.
-    bool visit_method_begin(bool is_request) override;
-    bool visit_method_end(bool is_request) override;
-    bool visit_fault_begin() override;
-    bool visit_fault_end() override;
-    bool visit_method_name_begin(unsigned int length) override;
-    bool visit_method_name_continue(char const* data, unsigned int length) override;
-    bool visit_bool(bool value) override;
-    bool visit_int8(signed char value) override;
-    bool visit_uint8(unsigned char value) override;
-    bool visit_int16(short value) override;
-    bool visit_uint16(unsigned short value) override;
-    bool visit_int32(int value) override;
-    bool visit_uint32(unsigned int value) override;
-    bool visit_int64(long value) override;
-    bool visit_uint64(unsigned long value) override;
-    bool visit_double(double value) override;
-    bool visit_string_begin(unsigned int length) override;
-    bool visit_string_continue(char const* data, unsigned int length) override;
-    bool visit_binary_begin(unsigned int length) override;
-    bool visit_binary_continue(char const* data, unsigned int length) override;
-    bool visit_struct_begin() override;
-    bool visit_struct_end() override;
-    bool visit_member_begin(unsigned int length) override;
-    bool visit_member_continue(char const* data, unsigned int length) override;
-    bool visit_member_end() override;
-    bool visit_array_begin() override;
-    bool visit_array_end() override;
-    using Tm_visitor::visit_file_begin;
-    bool visit_file_begin(unsigned int length) override;
-    using Tm_visitor::visit_file_continue;
-    bool visit_file_continue(char const* data, unsigned int length) override;
-
     /// Flushes the stream and goes back to no indent; the dump is always complete.
     bool done() override;
     /// Names are always read as text.
@@ -98,17 +69,22 @@ public:
     void output_newline(bool deeper);
 
 private:
+    friend class Tm_folded_events<Tm_text_creator, Tm_creator_base>;
+
+    bool open(Tm_bracket bracket);
+    bool close(Tm_bracket bracket);
+    template <class Plain>
+    bool put(Plain value) {
+        return put_scalar(Tm_plain<Plain>::code, Tm_decimal(value));
+    }
+    bool put(bool value) { return put_scalar(TMV_BOOL, value ? "true" : "false"); }
+    bool put_scalar(TMV type, std::string_view text);
+    bool begin(Tm_bytes bytes, unsigned int length);
+    bool piece(Tm_bytes bytes, char const* data, unsigned int length);
+
     void write(std::string_view text);
-    bool begin_item(unsigned int length);
-    bool end_piece(unsigned int length);
-    bool open(Type type);
-    bool close();
-    bool enter(unsigned int& level);
-    bool leave(unsigned int& level);
-    bool put(Type type, std::string_view text);
-    bool begin_text(Type type, unsigned int length);
-    bool begin_bytes(Type type, unsigned int length);
-    bool put_bytes(unsigned int length);
+    unsigned int& level_of(Tm_bracket bracket);
+    bool enter(Tm_bracket bracket);
 
     FILE* stream_;
     Tm_limits limits_;
@@ -116,8 +92,7 @@ private:
     unsigned int members_ = 0;
     unsigned int faults_ = 0;
     std::string indent_;
-    unsigned int received_ = 0;
-    unsigned int expected_ = 0;
+    Tm_piece_count pieces_;
     unsigned long max_text_;
     unsigned long written_ = 0;
     bool is_full_ = false;

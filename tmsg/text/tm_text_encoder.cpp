@@ -44,7 +44,7 @@ void Tm_text_encoder::hand_over() {
     size_ = 0;
 }
 
-void Tm_text_encoder::append_number(double value) {
+void Tm_text_encoder::append_plain(double value) {
     end_text(tm_write_six_digits(value, make_room(number_size)));
 }
 

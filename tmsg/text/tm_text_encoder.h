@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "tmsg/export.h"
+#include "tmsg/value/tm_folded_events.h"
 #include "tmsg/value/tm_text.h"
 #include "tmsg/value/tm_visitor.h"
 
@@ -52,13 +53,15 @@ protected:
         tm_copy_bytes(at, text.data(), text.size());
         end_text(at + text.size());
     }
+    /// A number, or the word for a bool.
     template <class Whole>
-    void append_number(Whole value) {
+    void append_plain(Whole value) {
         char* const at = make_room(number_size);
         end_text(std::to_chars(at, at + number_size, value).ptr);
     }
     /// As printf writes it with %g in the C locale.
-    void append_number(double value);
+    void append_plain(double value);
+    void append_plain(bool value) { append(value ? "true" : "false"); }
     /// "ab 01 ", byte by byte. False: the limit was reached, after at least one byte.
     bool append_hex(char const* data, unsigned int length);
     bool is_full() const { return size_ >= limit_left_; }
@@ -72,13 +75,7 @@ protected:
         return output_;
     }
 
-    /// A byte sequence of this length begins.
-    void begin_item(unsigned int length) {
-        expected_ = length;
-        received_ = 0;
-    }
-    /// Counts a piece of it. True: it was the last.
-    bool end_piece(unsigned int length) { return (received_ += length) == expected_; }
+    Tm_piece_count pieces_;  ///< of the byte sequence that has begun
 
 private:
     static constexpr std::size_t number_size = 32;
@@ -88,8 +85,6 @@ private:
 
     mutable std::string output_;  ///< the text and room behind it, which text() cuts off
     std::size_t size_ = 0;        ///< of the text
-    unsigned int expected_ = 0;
-    unsigned int received_ = 0;
     unsigned int limit_;
     unsigned int limit_left_;  ///< behind what the sink has got
     Sink sink_;

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <limits>
 
-#include "tmsg/value/tm_decimal.h"
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_limit_error.h"
 
@@ -13,6 +12,30 @@ namespace {
 
 /// An event that starts below the chunk size may run past it by this much.
 constexpr std::size_t slack = 128;
+
+struct Tags {
+    std::string_view opening;
+    std::string_view closing;
+};
+
+/// In the order of Tm_bracket.
+constexpr Tags brackets[] = {
+    {"<methodCall>", "</methodCall>"},
+    {"<methodResponse>", "</methodResponse>"},
+    {"<fault>", "</fault>"},
+    {"<value><struct>", "</struct></value>\n"},
+    {"<value><array><data>", "</data></array></value>\n"},
+    {"", "</member>\n"},
+};
+
+/// In the order of Tm_bytes.
+constexpr Tags byte_tags[] = {
+    {"<methodName>", "</methodName>"},
+    {"<member><name>", "</name>"},
+    {"<value><string>", "</string></value>"},
+    {"<value><base64>", "</base64></value>"},
+    {"", ""},
+};
 
 std::size_t buffer_size(int chunk_size) {
     if (chunk_size < 1) {
@@ -68,7 +91,7 @@ void Tm_xml_encoder::append(std::string_view text) {
     fill_ += static_cast<int>(text.size());
 }
 
-bool Tm_xml_encoder::put(std::string_view text) {
+bool Tm_xml_encoder::put_text(std::string_view text) {
     if (!check_state()) return false;
     if (!writing_) return true;
     make_room(text.size());
@@ -90,85 +113,29 @@ bool Tm_xml_encoder::put_value(std::string_view tag, std::string_view text) {
     return true;
 }
 
-bool Tm_xml_encoder::begin_item(unsigned int length, std::string_view opening) {
-    if (!put(opening)) return false;
-    expected_ = length;
-    received_ = 0;
+bool Tm_xml_encoder::open(Tm_bracket bracket) {
+    return put_text(brackets[static_cast<int>(bracket)].opening);
+}
+
+bool Tm_xml_encoder::close(Tm_bracket bracket) {
+    return put_text(brackets[static_cast<int>(bracket)].closing);
+}
+
+bool Tm_xml_encoder::put_scalar(TMV type, std::string_view text) {
+    // In the order of the type codes.
+    constexpr std::string_view tags[] = {"i1", "u1", "i2", "u2",     "i4",
+                                         "u4", "i8", "u8", "double", "boolean"};
+    return put_value(tags[type], text);
+}
+
+bool Tm_xml_encoder::begin(Tm_bytes bytes, unsigned int length) {
+    if (!put_text(byte_tags[static_cast<int>(bytes)].opening)) return false;
+    pieces_.begin(length);
     return true;
 }
 
-/// The closing behind the last piece is an event of its own.
-bool Tm_xml_encoder::put_piece(char const* data, unsigned int length, std::string_view closing) {
-    if (!put({data, length})) return false;
-    received_ += length;
-    return received_ != expected_ || put(closing);
+/// The closing tag after the last piece is an event of its own.
+bool Tm_xml_encoder::piece(Tm_bytes bytes, char const* data, unsigned int length) {
+    if (!put_text({data, length})) return false;
+    return !pieces_.take(length) || put_text(byte_tags[static_cast<int>(bytes)].closing);
 }
-
-bool Tm_xml_encoder::visit_method_begin(bool is_request) {
-    return put(is_request ? "<methodCall>" : "<methodResponse>");
-}
-
-bool Tm_xml_encoder::visit_method_end(bool is_request) {
-    return put(is_request ? "</methodCall>" : "</methodResponse>");
-}
-
-bool Tm_xml_encoder::visit_fault_begin() { return put("<fault>"); }
-bool Tm_xml_encoder::visit_fault_end() { return put("</fault>"); }
-
-bool Tm_xml_encoder::visit_method_name_begin(unsigned int length) {
-    return begin_item(length, "<methodName>");
-}
-
-bool Tm_xml_encoder::visit_method_name_continue(char const* data, unsigned int length) {
-    return put_piece(data, length, "</methodName>");
-}
-
-bool Tm_xml_encoder::visit_bool(bool value) { return put_value("boolean", value ? "1" : "0"); }
-bool Tm_xml_encoder::visit_int8(signed char value) { return put_value("i1", Tm_decimal(value)); }
-bool Tm_xml_encoder::visit_uint8(unsigned char value) { return put_value("u1", Tm_decimal(value)); }
-bool Tm_xml_encoder::visit_int16(short value) { return put_value("i2", Tm_decimal(value)); }
-bool Tm_xml_encoder::visit_uint16(unsigned short value) {
-    return put_value("u2", Tm_decimal(value));
-}
-bool Tm_xml_encoder::visit_int32(int value) { return put_value("i4", Tm_decimal(value)); }
-bool Tm_xml_encoder::visit_uint32(unsigned int value) { return put_value("u4", Tm_decimal(value)); }
-
-bool Tm_xml_encoder::visit_int64(long value) {
-    return put_value("i8", Tm_decimal(static_cast<unsigned long>(value)));
-}
-
-bool Tm_xml_encoder::visit_uint64(unsigned long value) {
-    return put_value("u8", Tm_decimal(value));
-}
-bool Tm_xml_encoder::visit_double(double value) { return put_value("double", Tm_decimal(value)); }
-
-bool Tm_xml_encoder::visit_string_begin(unsigned int length) {
-    return begin_item(length, "<value><string>");
-}
-
-bool Tm_xml_encoder::visit_string_continue(char const* data, unsigned int length) {
-    return put_piece(data, length, "</string></value>");
-}
-
-bool Tm_xml_encoder::visit_binary_begin(unsigned int length) {
-    return begin_item(length, "<value><base64>");
-}
-
-bool Tm_xml_encoder::visit_binary_continue(char const* data, unsigned int length) {
-    return put_piece(data, length, "</base64></value>");
-}
-
-bool Tm_xml_encoder::visit_struct_begin() { return put("<value><struct>"); }
-bool Tm_xml_encoder::visit_struct_end() { return put("</struct></value>\n"); }
-
-bool Tm_xml_encoder::visit_member_begin(unsigned int length) {
-    return begin_item(length, "<member><name>");
-}
-
-bool Tm_xml_encoder::visit_member_continue(char const* data, unsigned int length) {
-    return put_piece(data, length, "</name>");
-}
-
-bool Tm_xml_encoder::visit_member_end() { return put("</member>\n"); }
-bool Tm_xml_encoder::visit_array_begin() { return put("<value><array><data>"); }
-bool Tm_xml_encoder::visit_array_end() { return put("</data></array></value>\n"); }

@@ -8,8 +8,9 @@
 ///
 /// The encoder holds one piece, not the message. The price is that each piece walks the message
 /// again from its start, which must not change in between. Nothing is escaped and byte
-/// strings stand as they are, so that only a message of plain text gives well-formed XML.
-/// How files are written is for a derived class to say: Tm_xml_file_size_encoder is one.
+/// strings stand as they are, so that only a message of plain text gives well-formed XML. A
+/// negative 64-bit number is written as if it were unsigned.
+/// A derived class says how files are written: Tm_xml_file_size_encoder writes their sizes.
 #pragma once
 
 #include <cstddef>
@@ -17,10 +18,12 @@
 #include <vector>
 
 #include "tmsg/export.h"
+#include "tmsg/value/tm_decimal.h"
+#include "tmsg/value/tm_folded_events.h"
 #include "tmsg/value/tm_limits.h"
-#include "tmsg/value/tm_visitor.h"
+#include "tmsg/value/tm_plain.h"
 
-class TMSG_API Tm_xml_encoder : public Tm_visitor {
+class TMSG_API Tm_xml_encoder : public Tm_folded_events<Tm_xml_encoder> {
 public:
     /// Bytes of a piece, at least 1; Tm_out_of_range_exception otherwise. An event that would make
     /// the text of a message longer than `max_text` bytes throws Tm_exception; begin_fill() starts
@@ -44,46 +47,34 @@ public:
     int fill() const { return fill_; }
     int chunk_size() const { return chunk_size_; }
 
-    bool visit_method_begin(bool is_request) override;
-    bool visit_method_end(bool is_request) override;
-    bool visit_fault_begin() override;
-    bool visit_fault_end() override;
-    bool visit_method_name_begin(unsigned int length) override;
-    bool visit_method_name_continue(char const* data, unsigned int length) override;
-    bool visit_bool(bool value) override;
-    bool visit_int8(signed char value) override;
-    bool visit_uint8(unsigned char value) override;
-    bool visit_int16(short value) override;
-    bool visit_uint16(unsigned short value) override;
-    bool visit_int32(int value) override;
-    bool visit_uint32(unsigned int value) override;
-    /// A negative value is written as if it were unsigned.
-    bool visit_int64(long value) override;
-    bool visit_uint64(unsigned long value) override;
-    bool visit_double(double value) override;
-    bool visit_string_begin(unsigned int length) override;
-    bool visit_string_continue(char const* data, unsigned int length) override;
-    bool visit_binary_begin(unsigned int length) override;
-    bool visit_binary_continue(char const* data, unsigned int length) override;
-    bool visit_struct_begin() override;
-    bool visit_struct_end() override;
-    bool visit_member_begin(unsigned int length) override;
-    bool visit_member_continue(char const* data, unsigned int length) override;
-    bool visit_member_end() override;
-    bool visit_array_begin() override;
-    bool visit_array_end() override;
-    using Tm_visitor::visit_file_begin;
-    using Tm_visitor::visit_file_continue;
+    using Tm_folded_events::visit_file_begin;
+    bool visit_file_begin(unsigned int length) override = 0;
+    using Tm_folded_events::visit_file_continue;
+    bool visit_file_continue(char const* data, unsigned int length) override = 0;
 
 protected:
     /// One event: its text is written, unless an earlier piece holds it. False: the piece is full.
-    bool put(std::string_view text);
+    bool put_text(std::string_view text);
     /// The same for `<value><TAG>TEXT</TAG></value>`.
     bool put_value(std::string_view tag, std::string_view text);
 
 private:
-    bool begin_item(unsigned int length, std::string_view opening);
-    bool put_piece(char const* data, unsigned int length, std::string_view closing);
+    friend class Tm_folded_events<Tm_xml_encoder>;
+
+    bool open(Tm_bracket bracket);
+    bool close(Tm_bracket bracket);
+    template <class Plain>
+    bool put(Plain value) {
+        return put_scalar(Tm_plain<Plain>::code, Tm_decimal(value));
+    }
+    bool put(long value) {
+        return put_scalar(TMV_INT64, Tm_decimal(static_cast<unsigned long>(value)));
+    }
+    bool put(bool value) { return put_scalar(TMV_BOOL, value ? "1" : "0"); }
+    bool put_scalar(TMV type, std::string_view text);
+    bool begin(Tm_bytes bytes, unsigned int length);
+    bool piece(Tm_bytes bytes, char const* data, unsigned int length);
+
     void make_room(std::size_t size);
     void append(std::string_view text);
 
@@ -93,8 +84,7 @@ private:
     bool writing_ = true;
     long counted_ = 0;  ///< events of this pass
     long resume_ = 0;   ///< events that earlier passes have written
-    unsigned int received_ = 0;
-    unsigned int expected_ = 0;
+    Tm_piece_count pieces_;
     unsigned long max_text_;
     unsigned long shipped_ = 0;  ///< bytes of the pieces before this one
 };

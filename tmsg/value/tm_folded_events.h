@@ -1,0 +1,89 @@
+/// The events of a visitor, folded into five operations. Most visitors treat many events alike: a
+/// text form for example differs between them in a few words only. Such a visitor derives from this
+/// class, which overrides every event, and defines the operations:
+///
+///     class My_encoder : public Tm_folded_events<My_encoder> {
+///         friend class Tm_folded_events<My_encoder>;
+///         bool open(Tm_bracket bracket);
+///         bool close(Tm_bracket bracket);
+///         template <class Plain>
+///         bool put(Plain value);
+///         bool begin(Tm_bytes bytes, unsigned int length);
+///         bool piece(Tm_bytes bytes, char const* data, unsigned int length);
+///     };
+///
+/// Each returns what the event returns: whether it was taken. A member is opened by its name and
+/// closed by close(). The visitor may override single events besides.
+#pragma once
+
+#include <string>
+
+#include "tmsg/value/tm_visitor.h"
+
+enum class Tm_bracket : unsigned char { request, response, fault, structure, array, member };
+
+/// Byte sequences, which come in pieces.
+enum class Tm_bytes : unsigned char { method_name, member_name, string, binary, file };
+
+/// Counts the bytes of a sequence as its pieces come.
+class Tm_piece_count {
+public:
+    void begin(unsigned int length) {
+        expected_ = length;
+        received_ = 0;
+    }
+    /// Counts a piece. True: it was the last one.
+    bool take(unsigned int length) { return (received_ += length) == expected_; }
+    /// Whether that many bytes are still to come.
+    bool fits(unsigned int length) const { return length <= expected_ - received_; }
+
+private:
+    unsigned int expected_ = 0;
+    unsigned int received_ = 0;
+};
+
+template <class Owner, class Base = Tm_visitor>
+class Tm_folded_events : public Base {
+public:
+    using Base::Base;
+
+    // clang-format off
+    bool visit_method_begin(bool is_request) override { return owner().open(method(is_request)); }
+    bool visit_method_end(bool is_request) override { return owner().close(method(is_request)); }
+    bool visit_fault_begin() override { return owner().open(Tm_bracket::fault); }
+    bool visit_fault_end() override { return owner().close(Tm_bracket::fault); }
+    bool visit_method_name_begin(unsigned int length) override { return owner().begin(Tm_bytes::method_name, length); }
+    bool visit_method_name_continue(char const* data, unsigned int length) override { return owner().piece(Tm_bytes::method_name, data, length); }
+    bool visit_bool(bool value) override { return owner().put(value); }
+    bool visit_int8(signed char value) override { return owner().put(value); }
+    bool visit_uint8(unsigned char value) override { return owner().put(value); }
+    bool visit_int16(short value) override { return owner().put(value); }
+    bool visit_uint16(unsigned short value) override { return owner().put(value); }
+    bool visit_int32(int value) override { return owner().put(value); }
+    bool visit_uint32(unsigned int value) override { return owner().put(value); }
+    bool visit_int64(long value) override { return owner().put(value); }
+    bool visit_uint64(unsigned long value) override { return owner().put(value); }
+    bool visit_double(double value) override { return owner().put(value); }
+    bool visit_string_begin(unsigned int length) override { return owner().begin(Tm_bytes::string, length); }
+    bool visit_string_continue(char const* data, unsigned int length) override { return owner().piece(Tm_bytes::string, data, length); }
+    bool visit_binary_begin(unsigned int length) override { return owner().begin(Tm_bytes::binary, length); }
+    bool visit_binary_continue(char const* data, unsigned int length) override { return owner().piece(Tm_bytes::binary, data, length); }
+    bool visit_struct_begin() override { return owner().open(Tm_bracket::structure); }
+    bool visit_struct_end() override { return owner().close(Tm_bracket::structure); }
+    bool visit_member_begin(unsigned int length) override { return owner().begin(Tm_bytes::member_name, length); }
+    bool visit_member_continue(char const* data, unsigned int length) override { return owner().piece(Tm_bytes::member_name, data, length); }
+    bool visit_member_end() override { return owner().close(Tm_bracket::member); }
+    bool visit_array_begin() override { return owner().open(Tm_bracket::array); }
+    bool visit_array_end() override { return owner().close(Tm_bracket::array); }
+    using Base::visit_file_begin;
+    bool visit_file_begin(unsigned int length) override { return owner().begin(Tm_bytes::file, length); }
+    using Base::visit_file_continue;
+    bool visit_file_continue(char const* data, unsigned int length) override { return owner().piece(Tm_bytes::file, data, length); }
+    // clang-format on
+
+private:
+    Owner& owner() { return static_cast<Owner&>(*this); }
+    static Tm_bracket method(bool is_request) {
+        return is_request ? Tm_bracket::request : Tm_bracket::response;
+    }
+};
