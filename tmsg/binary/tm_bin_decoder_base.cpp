@@ -6,6 +6,7 @@
 #include <exception>
 #include <new>
 
+#include "tmsg/binary/tm_replay.h"
 #include "tmsg/binary/tm_whole_item.h"
 #include "tmsg/creator/tm_own_creator.h"
 #include "tmsg/value/tm_bulk.h"
@@ -170,10 +171,10 @@ void Tm_bin_decoder_base::decode_items() {
             decode_whole_items(*own_creator_);
             if (at_ == stop_) return;
         }
-        is_waiting_ = (state_ == State::between_items && !take_item()) ||
-                      (state_ == State::within_item && !pass_piece());
+        Step const step = take_step();
+        is_waiting_ = step == Step::needs_bytes;
         if (is_waiting_) return;
-        if (state_ == State::failed) at_ = stop_;
+        if (step == Step::failed) at_ = stop_;
     }
 }
 
@@ -206,8 +207,19 @@ void Tm_bin_decoder_base::decode_whole_items(Tm_own_creator& creator) {
     at_ = at;
 }
 
-/// The next tag with all that belongs to its event. False: not all of it is there yet.
-bool Tm_bin_decoder_base::take_item() {
+Tm_bin_decoder_base::Step Tm_bin_decoder_base::take_step() {
+    switch (state_) {
+        case State::between_items:
+            return take_item();
+        case State::within_item:
+            return pass_piece();
+        default:
+            return Step::failed;
+    }
+}
+
+/// The next tag with all that belongs to its event, and the first piece behind a length.
+Tm_bin_decoder_base::Step Tm_bin_decoder_base::take_item() {
     unsigned char const tag = *at_;
     long const tag_position = position();
     item_tag_ = tag;
@@ -216,121 +228,78 @@ bool Tm_bin_decoder_base::take_item() {
         value_offset_ = item_offset_;
         count_room();
     }
-    if (is_too_long(longest_head) && is_too_long(tm_head_size(tag))) {
-        set_error(tm_message_too_long(limits_), tag, tag_position);
-        return true;
-    }
-    if (!act_on(tag)) return false;
-    if (!creator_->error().empty()) set_error(creator_->error(), tag, tag_position);
-    return true;
-}
-
-template <class Unsigned>
-Unsigned Tm_bin_decoder_base::take_number() {
-    auto const number = tm_get_big_endian<Unsigned>(at_ + 1);
-    at_ += 1 + sizeof number;
-    return number;
-}
-
-/// Replays one item. False: it is not all there.
-bool Tm_bin_decoder_base::act_on(unsigned char tag) {
     long const head = tm_head_size(tag);
-    if (available() < head) return false;
+    if (is_too_long(longest_head) && is_too_long(head)) {
+        set_error(tm_message_too_long(limits_), tag, tag_position);
+        return Step::failed;
+    }
+    if (available() < head) return Step::needs_bytes;
+    act_on(tag, head);
+    if (!creator_->error().empty()) set_error(creator_->error(), tag, tag_position);
+    if (state_ == State::failed) return Step::failed;
+    return state_ == State::within_item ? pass_piece() : Step::advanced;
+}
+
+/// Replays one item, whose head is there.
+void Tm_bin_decoder_base::act_on(unsigned char tag, long head) {
+    unsigned char const* const item = at_;
     switch (tag) {
         case TM_TAG_MEMBER:
-            begin_member();
-            break;
+            return begin_member();
         case TM_TAG_METHOD_NAME:
-            enter_item(take_number<std::uint16_t>());
+            enter_item(head, tm_number_of<std::uint16_t>(item));
             creator_->visit_method_name_begin(total_);
-            break;
+            return;
         case TM_TAG_STRING:
-            enter_item(take_number<std::uint16_t>());
+            enter_item(head, tm_number_of<std::uint16_t>(item));
             creator_->visit_string_begin(total_);
-            break;
+            return;
         case TM_TAG_BINARY:
-            enter_item(take_number<std::uint32_t>());
+            enter_item(head, tm_number_of<std::uint32_t>(item));
             creator_->visit_binary_begin(total_);
-            break;
+            return;
         case TM_TAG_FILE:
-            enter_item(take_number<std::uint32_t>());
+            enter_item(head, tm_number_of<std::uint32_t>(item));
             creator_->visit_file_begin(total_);
-            break;
+            return;
         default:
-            if (!replay_scalar(tag) && !replay_bracket(tag)) {
-                set_error("unknown tag found", tag, position());
-                ++at_;
-            }
+            if (!tm_replay_scalar(item, *creator_)) act_on_bracket(tag);
+            at_ += head;
     }
-    return true;
 }
 
-/// False: the tag is none of a value of fixed size.
-bool Tm_bin_decoder_base::replay_scalar(unsigned char tag) {
-    // clang-format off
-    switch (tag) {
-        case TM_TAG_BOOL:   creator_->visit_bool(take_number<std::uint8_t>() != 0); return true;
-        case TM_TAG_INT8:   creator_->visit_int8(static_cast<signed char>(take_number<std::uint8_t>())); return true;
-        case TM_TAG_UINT8:  creator_->visit_uint8(take_number<std::uint8_t>()); return true;
-        case TM_TAG_INT16:  creator_->visit_int16(static_cast<short>(take_number<std::uint16_t>())); return true;
-        case TM_TAG_UINT16: creator_->visit_uint16(take_number<std::uint16_t>()); return true;
-        case TM_TAG_INT32:  creator_->visit_int32(static_cast<int>(take_number<std::uint32_t>())); return true;
-        case TM_TAG_UINT32: creator_->visit_uint32(take_number<std::uint32_t>()); return true;
-        case TM_TAG_INT64:  creator_->visit_int64(static_cast<long>(take_number<std::uint64_t>())); return true;
-        case TM_TAG_UINT64: creator_->visit_uint64(take_number<std::uint64_t>()); return true;
-        case TM_TAG_DOUBLE: at_ += 9; creator_->visit_double(tm_get_double(at_ - 8)); return true;
-        default: return false;
-    }
-    // clang-format on
-}
-
-/// False: the tag neither begins nor ends anything.
-bool Tm_bin_decoder_base::replay_bracket(unsigned char tag) {
-    // clang-format off
-    switch (tag) {
-        case TM_TAG_CALL:         creator_->visit_method_begin(true); break;
-        case TM_TAG_RESPONSE:     creator_->visit_method_begin(false); break;
-        case TM_TAG_CALL_END:     creator_->visit_method_end(true); break;
-        case TM_TAG_RESPONSE_END: creator_->visit_method_end(false); break;
-        case TM_TAG_FAULT:        creator_->visit_fault_begin(); break;
-        case TM_TAG_FAULT_END:    creator_->visit_fault_end(); break;
-        case TM_TAG_STRUCT:       creator_->visit_struct_begin(); break;
-        case TM_TAG_STRUCT_END:   creator_->visit_struct_end(); break;
-        case TM_TAG_MEMBER_END:   creator_->visit_member_end(); break;
-        case TM_TAG_ARRAY:        creator_->visit_array_begin(); break;
-        case TM_TAG_ARRAY_END:    creator_->visit_array_end(); break;
-        default: return false;
-    }
-    // clang-format on
-    ++at_;
-    if (tag < TM_TAG_CALL_END) {
+void Tm_bin_decoder_base::act_on_bracket(unsigned char tag) {
+    if (!tm_replay_bracket(tag, *creator_)) {
+        set_error("unknown tag found", tag, position());
+    } else if (tag < TM_TAG_CALL_END) {
         ++depth_;
     } else if (depth_ > 0) {
         --depth_;
     }
-    return true;
 }
 
 void Tm_bin_decoder_base::begin_member() {
-    ++at_;
-    unsigned char const marker = *at_;
+    constexpr long head = 4;
+    unsigned char const marker = at_[1];
     if (marker != TM_TAG_NAME_MARKER) {
-        set_error("member name not found", marker, position());
+        set_error("member name not found", marker, position() + 1);
         error_ += " should be 07h";
         return;
     }
-    auto const number = take_number<std::uint16_t>();
+    auto const number = tm_number_of<std::uint16_t>(at_ + 1);
     ++depth_;
     if (creator_->support_member_with_index()) {
+        at_ += head;
         creator_->visit_member_begin_with_index(number);
         creator_->visit_member_continue_with_index(number);
     } else {
-        enter_item(number);
+        enter_item(head, number);
         creator_->visit_member_begin(number);
     }
 }
 
-void Tm_bin_decoder_base::enter_item(std::uint32_t length) {
+void Tm_bin_decoder_base::enter_item(long head, std::uint32_t length) {
+    at_ += head;
     state_ = State::within_item;
     passed_ = 0;
     total_ = length;
@@ -338,47 +307,29 @@ void Tm_bin_decoder_base::enter_item(std::uint32_t length) {
 
 /// Passes the next piece on if it is there entirely, so that pieces do not depend on how the
 /// input was cut. The library's own creator takes as many of them at once as there are.
-bool Tm_bin_decoder_base::pass_piece() {
+Tm_bin_decoder_base::Step Tm_bin_decoder_base::pass_piece() {
     std::uint32_t const left = total_ - passed_;
     std::uint32_t piece = std::min(left, tm_piece_size);
-    if (available() < piece) return false;
+    if (available() < piece) return Step::needs_bytes;
     if (is_too_long(piece)) {
         set_error(tm_message_too_long(limits_));
-        return true;
+        return Step::failed;
     }
     if (own_creator_ != nullptr) {
         long const most = std::min({long{left}, available(), room_ - (at_ - from_)});
         bool const is_whole = most == left;
         piece = static_cast<std::uint32_t>(is_whole ? most : most - most % tm_piece_size);
     }
-    pass(reinterpret_cast<char const*>(at_), piece);
+    tm_replay_piece(item_tag_, reinterpret_cast<char const*>(at_), piece, *creator_);
     passed_ += piece;
     at_ += piece;
     if (passed_ == total_) state_ = State::between_items;
     // A rejected piece is reported with the next item. Only a piece without room is reported here.
     bool const has_no_room =
         item_tag_ == TM_TAG_FILE || (own_creator_ != nullptr && own_creator_->is_exhausted());
-    if (has_no_room && !creator_->error().empty()) set_error(creator_->error());
-    return true;
-}
-
-void Tm_bin_decoder_base::pass(char const* data, std::uint32_t length) {
-    switch (item_tag_) {
-        case TM_TAG_MEMBER:
-            creator_->visit_member_continue(data, length);
-            break;
-        case TM_TAG_STRING:
-            creator_->visit_string_continue(data, length);
-            break;
-        case TM_TAG_BINARY:
-            creator_->visit_binary_continue(data, length);
-            break;
-        case TM_TAG_FILE:
-            creator_->visit_file_continue(data, length);
-            break;
-        default:
-            creator_->visit_method_name_continue(data, length);
-    }
+    if (!has_no_room || creator_->error().empty()) return Step::advanced;
+    set_error(creator_->error());
+    return Step::failed;
 }
 
 void Tm_bin_decoder_base::finalize() {

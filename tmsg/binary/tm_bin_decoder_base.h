@@ -85,6 +85,8 @@ protected:
 
 private:
     enum class State { between_items, within_item, failed };
+    /// How a step of decoding ended: on to the next, for want of bytes, with an error.
+    enum class Step { advanced, needs_bytes, failed };
 
     void count_in(long length);
     void keep(unsigned char const* data, std::size_t size);
@@ -97,20 +99,17 @@ private:
     bool is_too_long(long length) const;
     void decode_items();
     void decode_whole_items(Tm_own_creator& creator);
-    bool take_item();
-    bool act_on(unsigned char tag);
-    bool replay_scalar(unsigned char tag);
-    bool replay_bracket(unsigned char tag);
+    Step take_step();
+    Step take_item();
+    void act_on(unsigned char tag, long head);
+    void act_on_bracket(unsigned char tag);
     void begin_member();
-    void enter_item(std::uint32_t length);
-    bool pass_piece();
-    void pass(char const* data, std::uint32_t length);
+    void enter_item(long head, std::uint32_t length);
+    Step pass_piece();
 
     long available() const { return stop_ - at_; }
     /// Of the next byte, in the buffer of the capacity.
     long position() const { return read_ + (at_ - from_); }
-    template <class Unsigned>
-    Unsigned take_number();
 
     Tm_limits limits_;
     long capacity_;
