@@ -1,6 +1,5 @@
 #!/bin/sh
-# Folders are layers: a file includes only what stands in its own folder or below. The chunk classes
-# alone of message/ stand above binary/.
+# Folders are layers: a file includes only what stands in its own folder or below.
 set -eu
 cd "$1"
 
@@ -9,11 +8,11 @@ layer_of() {
         export.h) echo 0 ;;
         value/*) echo 1 ;;
         composite/*) echo 2 ;;
-        message/message_chunk*) echo 7 ;;
+        message/chunks/*) echo 7 ;;
         message/*) echo 3 ;;
         creator/*) echo 4 ;;
-        text/*) echo 5 ;;
-        binary/*) echo 6 ;;
+        binary/*) echo 5 ;;
+        text/*) echo 6 ;;
         transport/*) echo 8 ;;
         tmsg.h) echo 9 ;;
         *) echo unknown ;;

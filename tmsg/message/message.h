@@ -9,7 +9,6 @@
 /// other.
 #pragma once
 
-#include <iosfwd>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -172,6 +171,3 @@ private:
 };
 
 TMSG_API bool operator==(Message const& left, Message const& right);
-
-/// The message as list text (see Tm_tcl_encoder), for logs: from 1,024 bytes on it is cut short.
-TMSG_API std::ostream& operator<<(std::ostream& out, Message const& message);

@@ -1,7 +1,7 @@
-/// The list text of a message, short enough for a log, and a message made from such a text.
+#include "tmsg/text/message_text.h"
+
 #include <ostream>
 
-#include "tmsg/message/message.h"
 #include "tmsg/message/tm_children.h"
 #include "tmsg/text/tm_tcl_decoder.h"
 #include "tmsg/text/tm_tcl_encoder.h"

@@ -5,9 +5,9 @@
 #include <typeinfo>
 
 #include "tmsg/binary/tm_bin_encoder.h"
+#include "tmsg/binary/tm_name_lengths.h"
 #include "tmsg/message/message.h"
 #include "tmsg/message/tm_header.h"
-#include "tmsg/transport/tm_name_lengths.h"
 #include "tmsg/value/tm_exception.h"
 
 namespace {

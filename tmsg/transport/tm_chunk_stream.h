@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "tmsg/message/message_chunk_container.h"
+#include "tmsg/message/chunks/message_chunk_container.h"
 #include "tmsg/message/tm_header.h"
 
 class Message;

@@ -1,4 +1,4 @@
-#include "tmsg/message/message_chunk_container.h"
+#include "tmsg/message/chunks/message_chunk_container.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "tmsg/binary/tm_bin_decoder_to_text.h"
+#include "tmsg/text/tm_bin_decoder_to_text.h"
 
 #include "tmsg/text/tm_text_creator.h"
 

@@ -1,4 +1,4 @@
-#include "tmsg/transport/tm_name_lengths.h"
+#include "tmsg/binary/tm_name_lengths.h"
 
 #include "tmsg/message/message.h"
 #include "tmsg/value/tm_exception.h"

@@ -1,4 +1,4 @@
-#include "tmsg/message/message_chunk.h"
+#include "tmsg/message/chunks/message_chunk.h"
 
 #include "tmsg/message/message.h"
 #include "tmsg/value/tm_received_file.h"

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "tmsg/export.h"
-#include "tmsg/message/message_chunk.h"
+#include "tmsg/message/chunks/message_chunk.h"
 
 class TMSG_API MessageChunkContainer {
 public:
