@@ -1,4 +1,4 @@
-/// The files that messages carry: their CRC, and their removal where they were received.
+/// The CRC of the files that messages carry.
 #pragma once
 
 #include <unistd.h>
@@ -9,7 +9,6 @@
 #include <string>
 
 #include "tmsg/tmsg.h"
-#include "values.h"
 
 /// Of a file too large to be mapped the descriptor gives the bytes.
 inline uLong unmapped_crc(Tm_file const& file) {
@@ -30,12 +29,4 @@ inline unsigned int crc_of(Tm_file const& file) {
     auto const* const bytes = static_cast<unsigned char const*>(file.mapping());
     uLong const crc = bytes != nullptr ? ::crc32_z(0, bytes, file.size()) : unmapped_crc(file);
     return static_cast<unsigned int>(crc);
-}
-
-/// A received file is a temporary one, and the owner of its value removes it.
-inline void remove_files(Message const& received) {
-    for_each_value(received, [](Tm_value const& value) {
-        if (value.get_value_type() != TMV_FILE) return;
-        ::unlink(static_cast<Tm_file const&>(value).path().c_str());
-    });
 }

@@ -103,7 +103,7 @@ void serve(ACE_SOCK_Stream const& stream, int stop) {
     auto const on_request = [&](std::unique_ptr<Message> request, int, Tm_header const& header) {
         Message answer;
         make_answer(*request, answer);
-        remove_files(*request);
+        tm_remove_received_files(*request);
         send(answer, header.get_seq_no(), kinds_text(*request));
     };
     auto const on_error = [&](int, unsigned int seq_no, std::string const& text) {

@@ -1,7 +1,5 @@
 #include "dump.h"
 
-#include <algorithm>
-
 #include "descriptor.h"
 #include "failure.h"
 #include "output.h"
@@ -16,14 +14,7 @@ Dump::Dump(Tm_limits const& limits, unsigned long max_text)
     : file_(open_temporary_file()), decoder_(capacity, file_.get(), limits, max_text) {}
 
 bool Dump::add(unsigned char const* data, std::size_t size) {
-    while (size > 0) {
-        std::size_t const slice = std::min(size, capacity);
-        decoder_.add_to_buffer(data, static_cast<long>(slice));
-        decoder_.decode();
-        data += slice;
-        size -= slice;
-    }
-    return decoder_.error().empty();
+    return tm_feed(decoder_, data, size);
 }
 
 void Dump::write() {

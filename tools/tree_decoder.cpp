@@ -1,9 +1,6 @@
 #include "tree_decoder.h"
 
-#include <unistd.h>
-
-#include <algorithm>
-#include <exception>
+#include <new>
 #include <utility>
 
 #include "tree_printer.h"
@@ -20,9 +17,7 @@ Tree_decoder::Tree_decoder(Tree_lines::Offsets offsets, Tree_lines::Sink sink,
     Tree_decoder::init();
 }
 
-Tree_decoder::~Tree_decoder() {
-    for (std::string const& path : builder_->received_files()) ::unlink(path.c_str());
-}
+Tree_decoder::~Tree_decoder() { tm_remove_received_files(builder_->received_files()); }
 
 void Tree_decoder::init() {
     Tm_bin_decoder_base::init();
@@ -33,19 +28,14 @@ void Tree_decoder::init() {
 }
 
 void Tree_decoder::feed(unsigned char const* data, std::size_t size) {
-    while (size > 0 && error().empty()) {
-        auto const slice = std::min(size, static_cast<std::size_t>(capacity));
-        add_to_buffer(data, static_cast<long>(slice));
-        fed_ += static_cast<long>(slice);
-        try {
-            decode();
-        } catch (std::exception const&) {
-            // Its text has become the error.
-        }
-        error_offset_ = item_offset();
-        data += slice;
-        size -= slice;
+    if (!error().empty()) return;
+    fed_ += static_cast<long>(size);
+    try {
+        tm_feed(*this, data, size);
+    } catch (std::bad_alloc const&) {
+        // Its text has become the error.
     }
+    error_offset_ = item_offset();
 }
 
 void Tree_decoder::finish() {

@@ -1,7 +1,6 @@
 #include "write_message.h"
 
 #include <algorithm>
-#include <functional>
 
 #include "dump.h"
 #include "failure.h"
@@ -10,29 +9,20 @@
 
 namespace {
 
-/// False stops the message.
-using Sink = std::function<bool(unsigned char const* data, std::size_t size)>;
-
 constexpr char const* table_name = "catalog";
 
 std::string_view as_text(unsigned char const* data, std::size_t size) {
     return {reinterpret_cast<char const*>(data), size};
 }
 
-/// All chunks, each from its byte `from` on.
-void encode(Message const& message, Writing const& writing, std::size_t from, Sink const& sink) {
-    Tm_chunk_sender sender(writing.chunk_size);
-    sender.send(message, writing.seq_no, static_cast<unsigned char>(writing.port),
-                [&](unsigned char const* chunk, std::size_t size) {
-                    return sink(chunk + from, size - from);
-                });
+bool write_bytes(unsigned char const* data, std::size_t size) {
+    write_output(as_text(data, size));
+    return true;
 }
 
-void write_binary(Message const& message, Writing const& writing, std::size_t from) {
-    encode(message, writing, from, [](unsigned char const* data, std::size_t size) {
-        write_output(as_text(data, size));
-        return true;
-    });
+void write_chunks(Message const& message, Writing const& writing) {
+    auto const port = static_cast<unsigned char>(writing.port);
+    Tm_chunk_sender(writing.chunk_size).send(message, writing.seq_no, port, write_bytes);
 }
 
 void write_dump(Message const& message, Writing const& writing) {
@@ -40,22 +30,18 @@ void write_dump(Message const& message, Writing const& writing) {
     none.max_depth = ~0U;
     none.max_message_bytes = ~0UL;
     Dump dump(none, writing.max_text);
-    encode(message, writing, sizeof(TM_HEADER),
-           [&](unsigned char const* data, std::size_t size) { return dump.add(data, size); });
+    auto const add = [&](auto... bytes) { return dump.add(bytes...); };
+    tm_encode(message, add, writing.chunk_size);
     dump.write();
 }
 
 template <class Ship>
 void encode_xml(Message const& message, Writing const& writing, Ship ship) {
     Tm_xml_file_size_encoder encoder(writing.xml_piece_size, writing.max_text);
-    auto const ship_piece = [&](int size) {
-        ship(std::string_view(encoder.data(), static_cast<std::size_t>(size)));
-    };
-    while (!message.accept(encoder)) {
-        do ship_piece(writing.xml_piece_size);
-        while (!encoder.continue_fill());
-    }
-    ship_piece(encoder.fill());
+    tm_encode_pieces(message, encoder, [&](char const* data, std::size_t size, bool) {
+        ship(std::string_view(data, size));
+        return true;
+    });
 }
 
 /// Finds a text that is too long before any of it is written.
@@ -133,9 +119,10 @@ void write_message(Message const& message, Form form, Writing const& writing) {
         case Form::dump:
             return write_dump(message, writing);
         case Form::wire:
-            return write_binary(message, writing, sizeof(TM_HEADER));
+            tm_encode(message, write_bytes, writing.chunk_size);
+            return;
         case Form::chunks:
-            return write_binary(message, writing, 0);
+            return write_chunks(message, writing);
     }
 }
 

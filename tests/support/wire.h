@@ -10,16 +10,10 @@
 inline std::vector<Bytes> encode_chunks(Tm_value const& value, int chunk_size) {
     std::vector<Bytes> chunks;
     Tm_bin_encoder encoder(chunk_size);
-    auto const ship = [&](int size) { chunks.emplace_back(encoder.data(), encoder.data() + size); };
-    while (!value.accept(encoder)) {
-        do ship(encoder.chunk_size());
-        while (!encoder.continue_fill());
-    }
-    while (encoder.fill_position() > chunk_size) {
-        ship(chunk_size);
-        encoder.continue_fill();
-    }
-    ship(encoder.fill_position());
+    tm_encode_pieces(value, encoder, [&](unsigned char const* data, std::size_t size, bool) {
+        chunks.emplace_back(data, data + size);
+        return true;
+    });
     return chunks;
 }
 

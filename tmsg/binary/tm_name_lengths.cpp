@@ -29,14 +29,14 @@ struct Tm_name_lengths {
                 return;
         }
     }
+
+private:
     static void check_message(Message const& message) {
         bool const has_name = message.get_msg_type() == Message::TMT_REQUEST;
         if (has_name) check_length(message.get_request_name().size());
         check_struct(message.get_const_struct(Message::TMG_META));
         check_struct(message.get_const_struct(Message::TMG_BODY));
     }
-
-private:
     static void check_struct(Tm_struct const& members) {
         bool const are_short = members.is_plain() && members.layout_ &&
                                members.layout_->longest() <= Tm_string::MAX_LENGTH;
@@ -56,4 +56,4 @@ private:
     }
 };
 
-void tm_check_name_lengths(Message const& message) { Tm_name_lengths::check_message(message); }
+void tm_check_name_lengths(Tm_value const& value) { Tm_name_lengths::check(value); }

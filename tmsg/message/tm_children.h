@@ -1,8 +1,9 @@
 /// Walks over trees of values where a visitor would be more than is needed:
 ///
-///     void remove_files_of(Tm_value const& value) {
-///         if (value.get_value_type() == TMV_FILE) remove(static_cast<Tm_file const&>(value));
-///         tm_for_each_child(value, remove_files_of);
+///     std::size_t count(Tm_value const& value) {
+///         std::size_t sum = 1;
+///         tm_for_each_child(value, [&](Tm_value const& child) { sum += count(child); });
+///         return sum;
 ///     }
 #pragma once
 

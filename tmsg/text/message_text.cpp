@@ -2,23 +2,14 @@
 
 #include <ostream>
 
-#include "tmsg/message/tm_children.h"
+#include "tmsg/message/tm_received_files.h"
 #include "tmsg/text/tm_tcl_decoder.h"
 #include "tmsg/text/tm_tcl_encoder.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_file.h"
-#include "tmsg/value/tm_received_file.h"
 
 namespace {
 
 constexpr unsigned int log_limit = 1024;
-
-void remove_files_of(Tm_value const& value) {
-    if (value.get_value_type() == TMV_FILE) {
-        tm_remove_received_file(static_cast<Tm_file const&>(value).path());
-    }
-    tm_for_each_child(value, remove_files_of);
-}
 
 /// Removes the files that a text has made, but those of the message that is given away: nobody else
 /// can know their paths.
@@ -27,11 +18,11 @@ public:
     explicit Received_files(Tm_tcl_decoder const& decoder) : decoder_(decoder) {}
     ~Received_files() {
         if (!is_message_given_) {
-            for (std::string const& path : decoder_.received_files()) tm_remove_received_file(path);
+            tm_remove_received_files(decoder_.received_files());
         } else if (!decoder_.received_files().empty()) {
             Tm_array const& values = *decoder_.values();
             for (int i = 1; i < values.get_member_count(); ++i) {
-                remove_files_of(*values.get_value(i));
+                tm_remove_received_files(*values.get_value(i));
             }
         }
     }

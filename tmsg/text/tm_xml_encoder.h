@@ -45,6 +45,8 @@ public:
     /// Valid until the next event.
     char const* data() const { return buffer_.data(); }
     int fill() const { return fill_; }
+    /// The same, by the name that Tm_bin_encoder has for it.
+    int fill_position() const { return fill_; }
     int chunk_size() const { return chunk_size_; }
 
     using Tm_folded_events::visit_file_begin;

@@ -1,11 +1,10 @@
 #include "tmsg/transport/tm_chunk_sender.h"
 
-#include <algorithm>
 #include <cstring>
-#include <typeinfo>
 
-#include "tmsg/binary/tm_bin_encoder.h"
+#include "tmsg/binary/tm_encode.h"
 #include "tmsg/binary/tm_name_lengths.h"
+#include "tmsg/binary/tm_whole_file_encoder.h"
 #include "tmsg/message/message.h"
 #include "tmsg/message/tm_header.h"
 #include "tmsg/value/tm_exception.h"
@@ -20,29 +19,11 @@ int checked_chunk_size(int chunk_size) {
     return chunk_size;
 }
 
-/// Nobody could decode a message of which a file ends before its announced length.
-class Whole_file_encoder : public Tm_bin_encoder {
-public:
-    Whole_file_encoder(int chunk_size, int header_size) : Tm_bin_encoder(chunk_size, header_size) {
-        // Files of which only the descriptor is known are never written by others.
-        take_wire_room(typeid(Whole_file_encoder));
-    }
-
-    using Tm_bin_encoder::visit_file_continue;
-    bool visit_file_continue(int fd, std::string const& path, unsigned int length) override {
-        int const before = fill_position();
-        if (!Tm_bin_encoder::visit_file_continue(fd, path, length)) return false;
-        bool const is_whole = fill_position() - before == static_cast<int>(length);
-        if (!is_whole) throw Tm_file_read_exception(path);
-        return true;
-    }
-};
-
 }  // namespace
 
 Tm_chunk_sender::Tm_chunk_sender(int chunk_size)
-    : encoder_(std::make_unique<Whole_file_encoder>(checked_chunk_size(chunk_size),
-                                                    static_cast<int>(sizeof(TM_HEADER)))) {}
+    : encoder_(std::make_unique<Tm_whole_file_encoder>(checked_chunk_size(chunk_size),
+                                                       static_cast<int>(sizeof(TM_HEADER)))) {}
 
 Tm_chunk_sender::~Tm_chunk_sender() = default;
 
@@ -62,22 +43,12 @@ bool Tm_chunk_sender::send_as_it_is(Message const& message, Sink const& sink, un
     header.set_tmport(tmport);
     header.set_first_chunk(true);
 
-    encoder_->begin_fill();
-    for (bool last = false; !last;) {
-        // A complete walk leaves no more than a chunk: the last event is one byte.
-        if (encoder_->check_state()) last = message.accept(*encoder_);
-
-        int const payload = std::min(encoder_->fill_position(), encoder_->chunk_size());
-        header.set_length(static_cast<unsigned int>(payload));
-        header.set_last_chunk(last);
-        std::memcpy(encoder_->buffer(), header.record().bytes, sizeof(TM_HEADER));
-        if (!sink(encoder_->buffer(), sizeof(TM_HEADER) + static_cast<std::size_t>(payload))) {
-            return false;
-        }
-        header.set_first_chunk(false);
-        encoder_->continue_fill();
-    }
-    // Lets go of what was read ahead of a file.
-    encoder_->begin_fill();
-    return true;
+    return tm_encode_pieces(
+        message, *encoder_, [&](unsigned char const*, std::size_t payload, bool is_last) {
+            header.set_length(static_cast<unsigned int>(payload));
+            header.set_last_chunk(is_last);
+            std::memcpy(encoder_->buffer(), header.record().bytes, sizeof(TM_HEADER));
+            header.set_first_chunk(false);
+            return sink(encoder_->buffer(), sizeof(TM_HEADER) + payload);
+        });
 }

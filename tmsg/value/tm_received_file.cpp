@@ -154,8 +154,9 @@ bool Tm_received_file::write_behind_gathered(char const* data, std::size_t lengt
     return true;
 }
 
-void tm_remove_received_file(std::string const& path) noexcept {
+bool tm_remove_received_file(std::string const& path) noexcept {
     Path_prefix const own;
     std::string_view const prefix = own;
-    if (path.compare(0, prefix.size(), prefix) == 0) ::unlink(path.c_str());
+    bool const is_own = path.compare(0, prefix.size(), prefix) == 0;
+    return !is_own || ::unlink(path.c_str()) == 0 || errno == ENOENT;
 }

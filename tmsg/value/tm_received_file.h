@@ -48,5 +48,6 @@ private:
 };
 
 /// Removes a file that was received, if this process made it: the copies of a parent's decoders
-/// that a child process has are not owners of the parent's files.
-void tm_remove_received_file(std::string const& path) noexcept;
+/// that a child process has are not owners of the parent's files. False, with errno: it is still
+/// there.
+bool tm_remove_received_file(std::string const& path) noexcept;

@@ -1,7 +1,7 @@
 #include "tmsg/message/chunks/message_chunk.h"
 
 #include "tmsg/message/message.h"
-#include "tmsg/value/tm_received_file.h"
+#include "tmsg/message/tm_received_files.h"
 
 namespace {
 
@@ -14,9 +14,7 @@ MessageChunk::MessageChunk(unsigned int seq_no, int const& originator, Tm_limits
 
 MessageChunk::~MessageChunk() = default;
 
-void MessageChunk::removeReceivedFiles() const {
-    for (std::string const& path : receivedFiles()) tm_remove_received_file(path);
-}
+void MessageChunk::removeReceivedFiles() const { tm_remove_received_files(receivedFiles()); }
 
 int MessageChunk::addBuffer(unsigned char const* data, unsigned int length) {
     refresh();

@@ -1,0 +1,107 @@
+/// Whole inputs and outputs in one call.
+#include "support/support.h"
+
+namespace {
+
+/// A bare string too, whose last piece may pass the end of a chunk.
+TEST(Encode, GivesTheSameBytesInPiecesOfAnySize) {
+    Tm_string const text(std::string(128, 'x'));
+    auto const message = every_kind_request();
+    for (Tm_value const* const value :
+         {static_cast<Tm_value const*>(&text), static_cast<Tm_value const*>(message.get())}) {
+        Bytes const expected = encode(*value);
+        std::string into = "before";
+        tm_encode_into(into, *value);
+        EXPECT_EQ("before" + std::string(expected.begin(), expected.end()), into);
+        for (std::size_t const size : {std::size_t{1}, std::size_t{4}, std::size_t{100}, expected.size()}) {
+            Bytes joined;
+            auto const add = [&](unsigned char const* data, std::size_t count) {
+                EXPECT_TRUE(count == size || joined.size() + count == expected.size());
+                joined.insert(joined.end(), data, data + count);
+                return true;
+            };
+            EXPECT_TRUE(tm_encode(*value, add, static_cast<int>(size)));
+            EXPECT_EQ(expected, joined) << size;
+        }
+    }
+    int calls = 0;
+    EXPECT_FALSE(tm_encode(
+        *message, [&](auto...) { return ++calls < 3; }, 10));
+    EXPECT_EQ(3, calls);
+}
+
+TEST(Encode, LeavesTheBufferAloneWhenItThrows) {
+    Scratch const scratch;
+    std::string const path = scratch.file("shrinks", "");
+    std::filesystem::resize_file(path, 12000000);
+    Tm_array cut;
+    cut.add_member(std::string(20000, 'x'));
+    cut.add_member(path, 0U);
+    std::filesystem::resize_file(path, 1000000);
+    Tm_struct unnamable(nullptr);
+    unnamable.add_member(std::string(65536, 'n'), 1);
+    Bytes bytes = {1, 2, 3};
+    EXPECT_THROWS("failed to read from " + path, tm_encode_into(bytes, cut));
+    EXPECT_THROWS("String length 65536 out of range 0..65535", tm_encode_into(bytes, unnamable));
+    EXPECT_THROWS("chunk size 0 out of range 1..2147483647", tm_encode(
+                                                                 cut, [](auto...) { return true; }, 0));
+    EXPECT_EQ((Bytes{1, 2, 3}), bytes);
+}
+
+TEST(Decode, TakesOneWholeInputOrThrowsAndLeavesNoFile) {
+    auto const view = [](Bytes const& bytes) {
+        return std::string_view(reinterpret_cast<char const*>(bytes.data()), bytes.size());
+    };
+    auto const message = every_kind_request();
+    Bytes const wire = encode(*message);
+    Tm_bin_decoder decoder(4096);
+    tm_decode(decoder, view(wire));
+    EXPECT_TRUE(*std::unique_ptr<Message>(decoder.release_msg()) == *message);
+
+    std::string const file = "02 04 84 04 05 07 00 01 66 15 00 00 00 01 78 85 ";
+    std::string const index = "02 04 05 07 00 07 63 61 74 61 6C 6F 67 06 86 85 84 04 05 07 00 09 ";
+    for (std::string const& row :
+         {file + "-> decoder expecting more data after end of buffer",
+          file + "08 -> data remaining in buffer at end of method", file + "09 -> unknown tag found: 09h at byte 16"}) {
+        decoder.init();
+        EXPECT_THROWS(split(row).second, tm_decode(decoder, view(split(row).first)));
+    }
+    decoder.init();
+    Bytes const no_such_name = from_hex(index);
+    EXPECT_FALSE(tm_feed(decoder, no_such_name.data(), no_such_name.size()));
+    EXPECT_FALSE(tm_feed(decoder, wire.data(), wire.size())) << "the error stays";
+    std::string const error = decoder.error();
+    decoder.init();
+    EXPECT_THROWS(error, tm_decode(decoder, view(no_such_name)));
+    Tm_bin_array_decoder values(4096);
+    EXPECT_THROWS("unknown tag found: 09h at byte 6", tm_decode(values, view(from_hex("15 00 00 00 01 78 09"))));
+    EXPECT_EQ(0, remove_received_files());
+}
+
+TEST(ReceivedFiles, AreRemovedFromTheWholeTree) {
+    Scratch const scratch;
+    Message inner;
+    inner.add_member(body, "file", scratch.file("f", "content"), 0U);
+    Tm_array list;
+    list.add_member(&inner);
+    list.add_member(scratch.path("f"), 0U);
+    Message message;
+    message.add_member(meta, "file", scratch.path("f"), 0U);
+    message.add_member(body, "list", &list);
+    auto const received = deliver(message);
+    Names paths;
+    tm_for_each_file(*received, [&](Tm_file const& file) { paths.push_back(file.path()); });
+    ASSERT_EQ(3U, paths.size());
+    // One is gone, and one is no file any more.
+    std::filesystem::remove(paths[0]);
+    std::filesystem::remove(paths[1]);
+    std::filesystem::create_directory(paths[1]);
+    EXPECT_FALSE(tm_remove_received_files(*received));
+    EXPECT_FALSE(std::filesystem::exists(paths[2])) << "it went on behind the failure";
+    std::filesystem::remove(paths[1]);
+    EXPECT_TRUE(tm_remove_received_files(*received) && tm_remove_received_files(paths));
+    EXPECT_TRUE(tm_remove_received_files(message));
+    EXPECT_EQ("content", content_of(scratch.path("f"))) << "it was not received";
+}
+
+}  // namespace
