@@ -1,7 +1,56 @@
-/// Whole inputs and outputs in one call.
+/// Whole inputs and outputs in one call, and streams cut at their chunks.
 #include "support/support.h"
 
 namespace {
+
+using Step = Tm_chunk_reader::Step;
+
+/// What a reader says of a stream that comes in such pieces.
+Names steps_of(Bytes const& stream, std::size_t piece, Tm_chunk_reader& reader) {
+    Names steps;
+    Bytes payload;
+    for (std::size_t at = 0; at < stream.size(); at += piece) {
+        unsigned char const* data = stream.data() + at;
+        std::size_t size = std::min(piece, stream.size() - at);
+        for (Step step; (step = reader.next(data, size)) != Step::need_input;) {
+            std::string const offset = std::to_string(reader.offset());
+            if (step == Step::header)
+                steps.push_back(offset + " number " + std::to_string(reader.header().get_seq_no()));
+            if (step == Step::payload)
+                payload.insert(payload.end(), reader.payload(), reader.payload() + reader.payload_size());
+            if (step == Step::end) steps.push_back(to_hex(std::exchange(payload, {})) + " up to " + offset);
+        }
+    }
+    return steps;
+}
+
+TEST(ChunkReader, CutsAStreamThatComesInAnyPieces) {
+    Bytes const stream = from_hex(
+        "00 80 00 02 03 00 00 07 02 04 "
+        "00 00 00 00 03 00 00 08 "
+        "00 40 00 01 03 00 00 07 84 "
+        "00 00 00 02");
+    for (std::size_t piece = 1; piece <= stream.size(); ++piece) {
+        Tm_chunk_reader reader;
+        Names const steps = steps_of(stream, piece, reader);
+        EXPECT_EQ(rows("0 number 7", "02 04 up to 10", "10 number 8", " up to 18", "18 number 7", "84 up to 27"),
+                  steps);
+        EXPECT_TRUE(reader.is_within_header() && !reader.is_within_chunk());
+        steps_of(from_hex("03 00 00 09 01"), piece, reader);
+        EXPECT_TRUE(!reader.is_within_header() && reader.is_within_chunk());
+        EXPECT_EQ(27U, reader.offset());
+    }
+}
+
+TEST(Receiver, ReportsIdleMessagesInTheOrderOfTheirConnections) {
+    Receiver receiver;
+    for (auto const& [originator, seq_no] : {std::pair(2, 0x01), {1, 0x09}, {-3, 0x05}, {1, 0x02}}) {
+        receiver.take(originator, {0, 0x80, 0, 0, 0, 0, 0, static_cast<unsigned char>(seq_no)});
+    }
+    for (int round = 0; round < 20; ++round) receiver.collect_garbage();
+    for (std::string& error : receiver.errors) error = error.substr(0, error.find(' '));
+    EXPECT_EQ(rows("-3/5", "1/2", "1/9", "2/1"), receiver.errors);
+}
 
 /// A bare string too, whose last piece may pass the end of a chunk.
 TEST(Encode, GivesTheSameBytesInPiecesOfAnySize) {

@@ -40,6 +40,7 @@
 #include "tmsg/text/tm_text_creator.h"
 #include "tmsg/text/tm_xml_encoder.h"
 #include "tmsg/text/tm_xml_file_size_encoder.h"
+#include "tmsg/transport/tm_chunk_reader.h"
 #include "tmsg/transport/tm_chunk_receiver.h"
 #include "tmsg/transport/tm_chunk_sender.h"
 #include "tmsg/value/tm_binary.h"

@@ -7,18 +7,11 @@
 
 namespace {
 
-constexpr char const* no_last_chunk = "message without a last chunk";
-constexpr char const* unknown_message = "chunk continues no known message";
-
-std::string too_many(Tm_limits const& limits) {
-    return "more than " + std::to_string(limits.max_unfinished) + " unfinished messages";
-}
-
-void write_row(std::size_t row, Chunk const& chunk, std::string const& error) {
+void write_row(std::size_t row, Tm_chunk_reader const& chunk, std::string const& error) {
     if (row == 1) write_output(" chunk     offset   length  first  last  port   sequence\n");
-    Tm_header const& header = chunk.header;
+    Tm_header const& header = chunk.header();
     char text[160];
-    std::snprintf(text, sizeof text, "%6zu %10zu %8u  %-5s  %-4s %5u %10u", row, chunk.offset,
+    std::snprintf(text, sizeof text, "%6zu %10zu %8u  %-5s  %-4s %5u %10u", row, chunk.offset(),
                   header.get_length(), header.get_first_chunk() ? "first" : "-",
                   header.get_last_chunk() ? "last" : "-", header.get_tmport(), header.get_seq_no());
     write_output(text);
@@ -33,9 +26,10 @@ void Capture::note(std::string const& error) {
 }
 
 void Capture::read(Input& input) {
-    std::string missing = no_last_chunk;
+    std::string missing = Tm_chunk_reader::NO_LAST_CHUNK;
     try {
-        for (Chunk chunk; read_chunk_header(input, chunk);) read_chunk(input, chunk);
+        Chunk_input chunks(input);
+        for (Step step; (step = chunks.next()) != Step::need_input;) take(step, chunks.reader());
     } catch (Failure const& failure) {
         missing = failure.what();
         note(missing);
@@ -44,36 +38,35 @@ void Capture::read(Input& input) {
     while (!unfinished_.empty()) end_message(unfinished_.begin(), missing);
 }
 
-/// The message of the chunk, which its first one begins.
-Capture::Messages::iterator Capture::message_of(Tm_header const& header) {
-    unsigned int const seq_no = header.get_seq_no();
-    auto const found = unfinished_.find(seq_no);
-    if (!header.get_first_chunk()) return found;
-    if (found != unfinished_.end()) end_message(found, no_last_chunk);
-    bool const has_room = header.get_last_chunk() || unfinished_.size() < limits_.max_unfinished;
-    if (has_room) begin_message(seq_no);
-    return unfinished_.find(seq_no);
+void Capture::take(Step step, Tm_chunk_reader const& chunk) {
+    if (step == Step::header) begin_chunk(chunk);
+    auto const found = unfinished_.find(chunk.header().get_seq_no());
+    if (found == unfinished_.end()) return;
+    if (step == Step::payload) add_payload(found->second, chunk);
+    if (step == Step::end && chunk.header().get_last_chunk()) end_message(found, "");
 }
 
-void Capture::read_chunk(Input& input, Chunk const& chunk) {
-    Tm_header const& header = chunk.header;
-    auto const found = message_of(header);
+void Capture::begin_chunk(Tm_chunk_reader const& chunk) {
+    Tm_header const& header = chunk.header();
+    unsigned int const seq_no = header.get_seq_no();
+    auto const found = unfinished_.find(seq_no);
     bool const is_known = found != unfinished_.end();
-    std::string const unplaced = header.get_first_chunk() ? too_many(limits_) : unknown_message;
-    std::string const error = is_known ? "" : unplaced;
+    bool const is_first = header.get_first_chunk();
+    if (is_first && is_known) end_message(found, Tm_chunk_reader::NO_LAST_CHUNK);
+    std::string const error = tm_chunk_error(header, is_known, unfinished_.size(), limits_);
     write_row(++row_, chunk, error);
     note(error);
-    if (is_known) ++found->second.chunks;
-    read_chunk_payload(input, chunk, [&](unsigned char const* data, std::size_t size) {
-        if (!is_known) return;
-        Unfinished& message = found->second;
-        message.bytes += size;
-        if (!message.decoder->error().empty()) return;
-        message.last_offset = chunk.offset;
-        message.decoder->feed(data, size);
-        note(message.decoder->error());
-    });
-    if (is_known && header.get_last_chunk()) end_message(found, "");
+    if (!error.empty()) return;
+    if (is_first) begin_message(seq_no);
+    ++unfinished_[seq_no].chunks;
+}
+
+void Capture::add_payload(Unfinished& message, Tm_chunk_reader const& chunk) {
+    message.bytes += chunk.payload_size();
+    if (!message.decoder->error().empty()) return;
+    message.last_offset = chunk.offset();
+    message.decoder->feed(chunk.payload(), chunk.payload_size());
+    note(message.decoder->error());
 }
 
 void Capture::begin_message(unsigned int seq_no) {

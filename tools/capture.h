@@ -37,9 +37,11 @@ private:
         std::size_t last_offset = 0;  ///< of the chunk that was fed last
     };
     using Messages = std::map<unsigned int, Unfinished>;
+    using Step = Tm_chunk_reader::Step;
 
-    void read_chunk(Input& input, Chunk const& chunk);
-    Messages::iterator message_of(Tm_header const& header);
+    void take(Step step, Tm_chunk_reader const& chunk);
+    void begin_chunk(Tm_chunk_reader const& chunk);
+    void add_payload(Unfinished& message, Tm_chunk_reader const& chunk);
     void begin_message(unsigned int seq_no);
     /// With the error if the decoder had none.
     void end_message(Messages::iterator message, std::string const& error);

@@ -1,47 +1,34 @@
-/// Chunks, each behind its 8-byte header, out of a stream of bytes.
+/// Chunks, each behind its 8-byte header, out of an input.
 #pragma once
 
 #include <tmsg/tmsg.h>
 
-#include <algorithm>
 #include <cstddef>
-#include <string>
 
-#include "failure.h"
 #include "input.h"
 
 /// The bytes that are read at a time.
 constexpr std::size_t input_block = 1 << 16;
 
-struct Chunk {
-    std::size_t offset = 0;  ///< of its header, in the input
-    Tm_header header;
+class Chunk_input {
+public:
+    using Step = Tm_chunk_reader::Step;
+
+    explicit Chunk_input(Input& input) : input_(input) {}
+
+    /// Steps are those of the reader, which tells more of each; need_input says that the input has
+    /// ended. Throws Failure when it ends within a chunk, and what reading throws.
+    Step next();
+    /// Nothing follows what was read.
+    bool is_at_end() { return left_ == 0 && !read_block(); }
+    Tm_chunk_reader const& reader() const { return reader_; }
+
+private:
+    bool read_block();
+
+    Input& input_;
+    Tm_chunk_reader reader_;
+    unsigned char block_[input_block];
+    unsigned char const* data_ = nullptr;  ///< what is left of the block
+    std::size_t left_ = 0;
 };
-
-/// The next header; the payload is still in the input then. False: the input ends. Throws Failure
-/// when it ends within the header.
-inline bool read_chunk_header(Input& input, Chunk& chunk) {
-    chunk.offset = input.offset();
-    TM_HEADER record = {};
-    std::size_t const got = input.read_fully(&record, sizeof record);
-    chunk.header = record;
-    if (got > 0 && got < sizeof record) {
-        throw Failure("input ends within the header of the chunk at byte " +
-                      std::to_string(chunk.offset));
-    }
-    return got > 0;
-}
-
-/// Passes the payload on, in pieces: `use(data, size)`. Throws Failure when the input ends within
-/// it, after all that is there was passed on.
-template <class Use>
-void read_chunk_payload(Input& input, Chunk const& chunk, Use use) {
-    unsigned char block[input_block];
-    for (std::size_t left = chunk.header.get_length(); left > 0;) {
-        std::size_t const got = input.read(block, std::min(left, sizeof block));
-        if (got == 0)
-            throw Failure("input ends within the chunk at byte " + std::to_string(chunk.offset));
-        use(block, got);
-        left -= got;
-    }
-}

@@ -48,16 +48,6 @@ std::size_t Input::read(void* data, std::size_t size) {
     return count;
 }
 
-std::size_t Input::read_fully(void* data, std::size_t size) {
-    std::size_t done = 0;
-    while (done < size) {
-        std::size_t const got = read(static_cast<char*>(data) + done, size - done);
-        if (got == 0) break;
-        done += got;
-    }
-    return done;
-}
-
 std::string Input::read_all(std::size_t most) {
     constexpr std::size_t block = 1 << 16;
     std::string all;

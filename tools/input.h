@@ -14,8 +14,6 @@ public:
 
     /// The next bytes, as many as there are up to `size`; 0 at the end. Throws Failure.
     std::size_t read(void* data, std::size_t size);
-    /// `size` bytes, or fewer at the end.
-    std::size_t read_fully(void* data, std::size_t size);
     /// All that follows, but no further than the first piece that goes beyond `most` bytes.
     std::string read_all(std::size_t most);
 

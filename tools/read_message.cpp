@@ -2,6 +2,8 @@
 
 #include <tmsg/tmsg.h>
 
+#include <optional>
+
 #include "chunk_input.h"
 #include "dump.h"
 #include "failure.h"
@@ -9,11 +11,11 @@
 namespace {
 
 /// Takes note of the files that a decoder has made, however its use ends.
-template <class Decoder, std::vector<std::string> const& (Decoder::*Paths)() const>
+template <class Decoder>
 class Files_of {
 public:
     Files_of(Decoder const& decoder, Temporary_files& files) : decoder_(decoder), files_(files) {}
-    ~Files_of() { files_.add((decoder_.*Paths)()); }
+    ~Files_of() { files_.add(decoder_.received_files()); }
     Files_of(Files_of const&) = delete;
     Files_of& operator=(Files_of const&) = delete;
 
@@ -30,7 +32,7 @@ std::unique_ptr<Message> read_list_text(Input& input, Temporary_files& files,
                                         Tm_limits const& limits) {
     std::string const text = input.read_all(limits.max_message_bytes);
     Tm_tcl_decoder decoder(limits);
-    Files_of<Tm_tcl_decoder, &Tm_tcl_decoder::received_files> const guard(decoder, files);
+    Files_of const guard(decoder, files);
     decoder.decode(text);
     throw_if(decoder.error());
     Tm_value const& value = *decoder.get_value();
@@ -45,11 +47,10 @@ std::unique_ptr<Message> read_wire(Input& input, Temporary_files& files, Tm_limi
                                    Dump* dump) {
     // What is left undecoded fits into the room that a decoder has beyond its capacity.
     Tm_bin_decoder decoder(input_block, limits);
-    Files_of<Tm_bin_decoder, &Tm_bin_decoder::received_files> const guard(decoder, files);
+    Files_of const guard(decoder, files);
     unsigned char block[input_block];
     for (std::size_t got = 0; (got = input.read(block, sizeof block)) != 0;) {
-        decoder.add_to_buffer(block, static_cast<long>(got));
-        decoder.decode();
+        tm_feed(decoder, block, got);
         throw_if(decoder.error());
         if (dump != nullptr) dump->add(block, got);
     }
@@ -58,42 +59,40 @@ std::unique_ptr<Message> read_wire(Input& input, Temporary_files& files, Tm_limi
     return std::unique_ptr<Message>(decoder.release_msg());
 }
 
-/// The chunk goes on with the one message that is read, or begins it.
-void check_order(Chunk const& chunk, MessageChunk const* message) {
-    bool const is_first = chunk.header.get_first_chunk();
-    if (message == nullptr && !is_first) throw Failure("chunk continues no known message");
-    if (message == nullptr) return;
-    if (chunk.header.get_seq_no() != message->getSeqNo()) {
-        throw Failure("another message in the chunk at byte " + std::to_string(chunk.offset));
+/// A chunk behind the first one must go on with the message that the first one began.
+void check_continues(Tm_chunk_reader const& chunk, unsigned int seq_no) {
+    if (chunk.header().get_seq_no() != seq_no) {
+        throw Failure("another message in the chunk at byte " + std::to_string(chunk.offset()));
     }
-    if (is_first) throw Failure("message without a last chunk");
+    if (chunk.header().get_first_chunk()) throw Failure(Tm_chunk_reader::NO_LAST_CHUNK);
 }
 
-std::unique_ptr<Message> read_chunks(Input& input, Temporary_files& files,
-                                     Tm_limits const& limits) {
-    std::unique_ptr<MessageChunk> message;
-    using Guard = Files_of<MessageChunk, &MessageChunk::receivedFiles>;
-    std::unique_ptr<Guard> guard;
-    for (Chunk chunk; read_chunk_header(input, chunk);) {
-        check_order(chunk, message.get());
-        if (message == nullptr) {
-            message = std::make_unique<MessageChunk>(chunk.header.get_seq_no(), 0, limits);
-            guard = std::make_unique<Guard>(*message, files);
-        }
-        read_chunk_payload(input, chunk, [&](unsigned char const* data, std::size_t size) {
-            message->addBuffer(data, static_cast<unsigned int>(size));
-            throw_if(message->error());
-        });
-        if (!chunk.header.get_last_chunk()) continue;
-        message->finalize();
-        throw_if(message->error());
-        unsigned char next = 0;
-        std::string const end = std::to_string(input.offset());
-        if (input.read(&next, 1) != 0) throw Failure("data follows the message at byte " + end);
-        message->getMessage()->header = chunk.header;
-        return std::unique_ptr<Message>(message->releaseMessage());
+std::unique_ptr<Message> read_chunks(Input& input, Temporary_files& files, Tm_limits limits) {
+    // Those on many messages are not meant.
+    limits.max_unfinished = 1;
+    limits.max_held_bytes = ~0UL;
+    std::unique_ptr<Message> message;
+    Tm_chunk_receiver receiver(
+        [&](std::unique_ptr<Message> received, int, Tm_header const&) {
+            files.add(*received);
+            message = std::move(received);
+        },
+        [](int, unsigned int, std::string const& text) { throw Failure(text); }, limits);
+    Chunk_input chunks(input);
+    Tm_chunk_reader const& chunk = chunks.reader();
+    using Step = Chunk_input::Step;
+    std::optional<unsigned int> seq_no;
+    for (Step step; message == nullptr && (step = chunks.next()) != Step::need_input;) {
+        if (step == Step::payload) receiver.receive(0, chunk.payload(), chunk.payload_size());
+        if (step != Step::header) continue;
+        if (seq_no) check_continues(chunk, *seq_no);
+        seq_no = chunk.header().get_seq_no();
+        receiver.receive(0, chunk.header().record().bytes, sizeof(TM_HEADER));
     }
-    throw Failure("message without a last chunk");
+    if (message == nullptr) throw Failure(Tm_chunk_reader::NO_LAST_CHUNK);
+    chunks.next();  // the end of the last chunk, which is there
+    if (chunks.is_at_end()) return message;
+    throw Failure("data follows the message at byte " + std::to_string(chunk.offset()));
 }
 
 }  // namespace

@@ -6,7 +6,7 @@ failed=0
 
 # Of every symbol the outermost name: without arguments, members, and what stands in front.
 exported=$(nm -DC --defined-only "$2" | cut -d' ' -f3- |
-    sed -e 's/(.*//' -e 's/<.*//' -e 's/::.*//' -e 's/.* //' | grep -vx std | sort -u)
+    sed -e 's/(.*//' -e 's/\[abi:.*//' -e 's/<.*//' -e 's/::.*//' -e 's/.* //' | grep -vx std | sort -u)
 marked=$(grep -rh TMSG_API "$1")
 
 for name in $exported; do

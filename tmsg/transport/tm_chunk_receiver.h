@@ -16,12 +16,11 @@
 #include <string>
 
 #include "tmsg/export.h"
+#include "tmsg/message/chunks/message_chunk_container.h"
 #include "tmsg/message/tm_header.h"
 #include "tmsg/value/tm_limits.h"
 
 class Message;
-class Tm_chunk_stream;
-struct Tm_chunk_outcome;
 
 class TMSG_API Tm_chunk_receiver {
 public:
@@ -52,11 +51,31 @@ public:
     void collect_garbage();
 
 private:
-    std::shared_ptr<Tm_chunk_stream> stream_of(int originator);
-    void hand_out(int originator, Tm_chunk_outcome& outcome) const;
+    struct Connection;
+    struct Outcome;
+    /// A message that is given up takes the files received for it along.
+    struct Remove_with_files {
+        void operator()(MessageChunk* message) const;
+    };
+    using Unfinished = std::unique_ptr<MessageChunk, Remove_with_files>;
+
+    std::shared_ptr<Connection> connection_of(int originator);
+    bool take_step(Connection& connection, unsigned char const*& data, std::size_t& size,
+                   Outcome& outcome);
+    void hand_out(Connection const& connection, Outcome& outcome) const;
+    void begin_chunk(Connection& connection, Outcome& outcome);
+    std::string break_off(Connection& connection);
+    void begin_message(Connection& connection);
+    void add_payload(Connection& connection, Outcome& outcome);
+    bool add_what_fits(Connection& connection, MessageChunk& message) const;
+    void ignore_rest(Connection& connection) const;
+    void end_chunk(Connection& connection, Outcome& outcome);
+    MessageChunk* message_of(Connection const& connection);
+    Unfinished take_message(Connection& connection);
 
     Message_handler on_message_;
     Error_handler on_error_;
     Tm_limits limits_;
-    std::map<int, std::shared_ptr<Tm_chunk_stream>> streams_;
+    std::map<int, std::shared_ptr<Connection>> connections_;
+    MessageChunkContainer messages_;  ///< the unfinished ones of all originators
 };

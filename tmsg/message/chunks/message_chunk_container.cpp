@@ -7,17 +7,9 @@ MessageChunkContainer::MessageChunkContainer() = default;
 
 MessageChunkContainer::~MessageChunkContainer() = default;
 
-MessageChunkContainer::Chunks::iterator MessageChunkContainer::find(unsigned int seq_no,
-                                                                    int originator) {
-    auto const [first, last] = chunks_.equal_range(seq_no);
-    auto const found = std::find_if(
-        first, last, [&](auto const& held) { return held.second->getOriginator() == originator; });
-    return found == last ? chunks_.end() : found;
-}
-
 MessageChunk* MessageChunkContainer::findChunk(unsigned int seq_no, int const& originator,
                                                bool remove) {
-    auto const found = find(seq_no, originator);
+    auto const found = chunks_.find({originator, seq_no});
     if (found == chunks_.end()) return nullptr;
     if (!remove) return found->second.get();
     MessageChunk* const taken = found->second.release();
@@ -27,15 +19,9 @@ MessageChunk* MessageChunkContainer::findChunk(unsigned int seq_no, int const& o
 
 int MessageChunkContainer::putChunk(MessageChunk* chunk) {
     std::unique_ptr<MessageChunk> owned(chunk);
-    auto const known = find(chunk->getSeqNo(), chunk->getOriginator());
-    if (known == chunks_.end()) {
-        chunks_.emplace(chunk->getSeqNo(), std::move(owned));
-    } else {
-        auto node = chunks_.extract(known);
-        static_cast<void>(node.mapped().release());
-        node.mapped() = std::move(owned);
-        chunks_.insert(std::move(node));
-    }
+    auto& place = chunks_[{chunk->getOriginator(), chunk->getSeqNo()}];
+    static_cast<void>(place.release());
+    place = std::move(owned);
     return 0;
 }
 

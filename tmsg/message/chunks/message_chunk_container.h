@@ -40,6 +40,15 @@ public:
             }
         }
     }
+    /// Takes every chunk of the originator out and gives it to `take`, which must not throw.
+    template <class Take>
+    void takeAllOf(int originator, Take take) {
+        auto at = chunks_.lower_bound({originator, 0});
+        while (at != chunks_.end() && at->first.first == originator) {
+            take(std::move(at->second));
+            at = chunks_.erase(at);
+        }
+    }
     std::size_t size() const { return chunks_.size(); }
     /// Calls `visit(chunk)` for every chunk.
     template <class Visit>
@@ -48,9 +57,8 @@ public:
     }
 
 private:
-    using Chunks = std::multimap<unsigned int, std::unique_ptr<MessageChunk>>;
+    /// Originator and sequence number: those of one originator stand together.
+    using Key = std::pair<int, unsigned int>;
 
-    Chunks::iterator find(unsigned int seq_no, int originator);
-
-    Chunks chunks_;
+    std::map<Key, std::unique_ptr<MessageChunk>> chunks_;
 };
