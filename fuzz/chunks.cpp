@@ -23,6 +23,21 @@ Message const& good_message() {
     return *message;
 }
 
+using Chunks = std::vector<std::vector<unsigned char>>;
+
+/// The good message in chunks of that size. They are kept: to send takes longer than to receive.
+Chunks const& sent_chunks(unsigned int chunk_size, unsigned int number) {
+    static std::map<std::pair<unsigned int, unsigned int>, Chunks> kept;
+    Chunks& chunks = kept[{chunk_size, number}];
+    if (!chunks.empty()) return chunks;
+    auto const keep = [&](unsigned char const* chunk, std::size_t size) {
+        chunks.emplace_back(chunk, chunk + size);
+        return true;
+    };
+    Tm_chunk_sender(static_cast<int>(chunk_size)).send(good_message(), number, 0, keep);
+    return chunks;
+}
+
 /// Sends good messages one after another, a chunk at a time.
 class Good_sender {
 public:
@@ -31,31 +46,27 @@ public:
 
     /// In two pieces, the first of up to `cut` bytes.
     void send_next(unsigned int chunk_size, std::size_t cut) {
-        if (next_ == chunks_.size()) begin_message(chunk_size);
-        auto const& chunk = chunks_[next_++];
+        if (next_ == chunks_->size()) begin_message(chunk_size);
+        auto const& chunk = (*chunks_)[next_++];
         std::size_t const first = std::min(cut, chunk.size());
         receiver_.receive(connection_, chunk.data(), first);
         receiver_.receive(connection_, chunk.data() + first, chunk.size() - first);
-        if (next_ == chunks_.size()) ++finished_;
+        if (next_ == chunks_->size()) ++finished_;
     }
     /// How many messages were sent whole.
     unsigned int finished() const { return finished_; }
 
 private:
     void begin_message(unsigned int chunk_size) {
-        chunks_.clear();
+        unsigned int const number = first_good_number + finished_ % 3;
+        chunks_ = &sent_chunks(chunk_size, number);
         next_ = 0;
-        auto const keep = [&](unsigned char const* chunk, std::size_t size) {
-            chunks_.emplace_back(chunk, chunk + size);
-            return true;
-        };
-        Tm_chunk_sender(static_cast<int>(chunk_size))
-            .send(good_message(), first_good_number + finished_ % 3, 0, keep);
     }
 
     Tm_chunk_receiver& receiver_;
     int connection_;
-    std::vector<std::vector<unsigned char>> chunks_;
+    Chunks const* chunks_ = &none_;
+    Chunks const none_;
     std::size_t next_ = 0;
     unsigned int finished_ = 0;
 };
@@ -162,11 +173,10 @@ private:
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    Fuzz_input input(data, size);
+void run_target(Fuzz_input input) {
+    std::size_t const size = input.size();
     bool const is_tight = input.byte() % 2 == 0;
     Storm storm(is_tight);
     while (!input.empty()) storm.step(input);
     storm.check(size);
-    return 0;
 }

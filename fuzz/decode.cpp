@@ -29,6 +29,13 @@ void check_copy(Message const& message) {
     FUZZ_CHECK(copy->get_msg_type() == message.get_msg_type());
 }
 
+/// Through the decoder's own buffer it is the same.
+void check_buffered(Fuzz_input input, std::string const& error) {
+    Fuzz_result const buffered = decode_whole(input);
+    remove_files(buffered.files);
+    FUZZ_CHECK(buffered.error == error);
+}
+
 /// Whether the input decodes within these limits.
 bool fits(Fuzz_input input, Tm_limits const& limits) {
     Fuzz_result const result = decode_pieces(input, whole_piece, limits);
@@ -55,16 +62,19 @@ void check_limits(Fuzz_input input, Message const& message) {
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    Fuzz_input const input(data, size);
-    Fuzz_result const whole = decode_whole(input);
-    if (whole.error.empty()) {
-        check_copy(*whole.message);
-        check_limits(input, *whole.message);
+void run_target(Fuzz_input input) {
+    static Tm_bin_decoder decoder(most_input);
+    feed_whole(decoder, input);
+    if (is_thorough()) {
+        check_buffered(input, decoder.error());
+        if (decoder.error().empty()) {
+            check_copy(*decoder.message());
+            check_limits(input, *decoder.message());
+        }
     }
-    remove_files(whole.files);
+    remove_files(decoder.received_files());
+    decoder.init();
 
-    Tm_message_peek_decoder peek(data, static_cast<long>(size));
+    Tm_message_peek_decoder peek(input.data(), static_cast<long>(input.size()));
     if (peek.complete()) FUZZ_CHECK(peek.decode());
-    return 0;
 }

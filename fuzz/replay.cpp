@@ -17,8 +17,13 @@ void run(std::filesystem::path const& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    run_every_check();
     int count = 0;
     for (int i = 1; i < argc; ++i) {
+        if (std::filesystem::is_regular_file(argv[i])) {
+            run(argv[i]);
+            ++count;
+        }
         if (!std::filesystem::is_directory(argv[i])) continue;
         for (auto const& entry : std::filesystem::directory_iterator(argv[i])) {
             run(entry.path());

@@ -15,9 +15,16 @@ std::string xml(Message const& message, int piece_size) {
     return text.append(encoder.data(), static_cast<std::size_t>(encoder.fill()));
 }
 
-void print(Message const& message, unsigned int limit) {
+void print_json(Message const& message, unsigned int limit) {
     Tm_json_encoder json(limit);
     FUZZ_CHECK(message.accept(json));
+}
+
+void print_xml(Message const& message, unsigned int limit) {
+    FUZZ_CHECK(xml(message, 1 + static_cast<int>(limit % 1000)) == xml(message, 1 << 20));
+}
+
+void print_list(Message const& message, unsigned int limit) {
     Tm_tcl_encoder list(limit);
     bool const is_whole = message.accept(list);
     std::string const snipped = "...SNIPPED...";
@@ -26,7 +33,6 @@ void print(Message const& message, unsigned int limit) {
         text.size() >= snipped.size() &&
         text.compare(text.size() - snipped.size(), snipped.size(), snipped) == 0;
     FUZZ_CHECK(is_whole || ends_snipped);
-    FUZZ_CHECK(xml(message, 1 + static_cast<int>(limit % 1000)) == xml(message, 1 << 20));
 
     Tm_tcl_decoder decoder;
     try {
@@ -58,29 +64,35 @@ bool is_canonical(Fuzz_input input) {
            bytes.find("catalog") == bytes.npos;
 }
 
-bool can_be_sent_on(Fuzz_result const& received) {
-    return received.error.empty() && !has_request_without_name(*received.message) &&
-           received.message->restore_member_indexes();
+bool can_be_sent_on(Message& received) {
+    return !has_request_without_name(received) && received.restore_member_indexes();
+}
+
+/// What was encoded decodes, and encodes to the same.
+void check_again(std::vector<std::uint8_t> const& bytes) {
+    Fuzz_result const result = decode_whole(bytes);
+    FUZZ_CHECK(result.error.empty());
+    FUZZ_CHECK(result.message->restore_member_indexes());
+    FUZZ_CHECK(encode(*result.message, 1000) == bytes);
+    FUZZ_CHECK(!dump_pieces(Fuzz_input(bytes.data(), bytes.size()), whole_piece).empty());
+    remove_files(result.files);
 }
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    Fuzz_input input(data, size);
+void run_target(Fuzz_input input) {
+    static Tm_bin_decoder decoder(most_input);
     unsigned int const limit = input.byte() * 8;
-    Fuzz_result const first = decode_whole(input);
-    if (can_be_sent_on(first)) {
-        auto const bytes = encode(*first.message, 1 + static_cast<int>(limit));
+    feed_whole(decoder, input);
+    if (decoder.error().empty() && can_be_sent_on(*decoder.message())) {
+        auto const bytes = encode(*decoder.message(), 1 + static_cast<int>(limit));
         std::vector<std::uint8_t> const sent(input.data(), input.data() + input.size());
         FUZZ_CHECK(!is_canonical(input) || bytes == sent);
-        Fuzz_result const second = decode_whole(bytes);
-        FUZZ_CHECK(second.error.empty());
-        FUZZ_CHECK(second.message->restore_member_indexes());
-        FUZZ_CHECK(encode(*second.message, 1000) == bytes);
-        print(*second.message, limit);
-        FUZZ_CHECK(!dump_pieces(Fuzz_input(bytes.data(), bytes.size()), whole_piece).empty());
-        remove_files(second.files);
+        if (gets_check(0, 3)) print_json(*decoder.message(), limit);
+        if (gets_check(1, 3)) print_xml(*decoder.message(), limit);
+        if (gets_check(2, 3)) print_list(*decoder.message(), limit);
+        if (is_thorough()) check_again(bytes);
     }
-    remove_files(first.files);
-    return 0;
+    remove_files(decoder.received_files());
+    decoder.init();
 }

@@ -49,7 +49,8 @@ int main(int, char** argv) {
         write(root / "roundtrip", number, "\x10" + wire);
         write(root / "chunks", number, storm_of(*message, static_cast<unsigned int>(number)));
         write(root / "list_text", number, text_of<Tm_tcl_encoder>(*message));
-        write(root / "api", number, wire.substr(0, 200));
+        write(root / "api", number, wire.substr(0, 100));
+        write(root / "changes", number, wire.substr(0, 100));
         ++number;
     }
     write(root / "list_text", number,
@@ -57,9 +58,9 @@ int main(int, char** argv) {
     // Two dozen members, looked up by name, cleared and looked up again.
     std::string const add = {0, 0, 0, 0, 1};
     std::string const add_others = {0, 0, 0, 0, 5};
-    std::string const look_up = {0, 0, 7, 0, 1};
+    std::string const look_up = {0, 0, 5, 0, 1};
     std::string const clear = {0, 0, 4, 0};
     std::string const program =
-        add + look_up + look_up + clear + add_others + look_up + add + look_up;
+        "\x40" + add + look_up + look_up + clear + add_others + look_up + add + look_up;
     write(root / "api", number, program);
 }

@@ -1,5 +1,5 @@
-/// What the fuzz targets share. Each defines LLVMFuzzerTestOneInput() and ends the process when
-/// something does not hold.
+/// What the fuzz targets share. Each defines run_target() and ends the process when something does
+/// not hold.
 #pragma once
 
 #include <tmsg/tmsg.h>
@@ -15,6 +15,17 @@
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size);
+
+/// Runs every check on every input, as where the environment has FUZZ_EVERY_CHECK. To be called
+/// before the first input.
+void run_every_check();
+
+/// Whether the current input is put to this one of `count` checks. It gets one of them, chosen from
+/// its bytes.
+bool gets_check(unsigned int number, unsigned int count);
+
+/// Every 16th input is put to the checks that take far longer than the rest.
+inline bool is_thorough() { return gets_check(0, 16); }
 
 #define FUZZ_CHECK(condition) \
     ((condition) ? static_cast<void>(0) : fuzz_fail(#condition, __FILE__, __LINE__))
@@ -49,6 +60,9 @@ private:
     std::size_t size_;
 };
 
+/// What a target does with an input. It leaves no received file.
+void run_target(Fuzz_input input);
+
 inline void remove_files(std::vector<std::string> const& paths) {
     for (std::string const& path : paths) ::unlink(path.c_str());
 }
@@ -63,6 +77,19 @@ void feed_pieces(Tm_bin_decoder_base& decoder, Fuzz_input input, Next_piece next
             decoder.decode();
             input.skip(piece);
         }
+    } catch (std::exception const& failure) {
+        FUZZ_CHECK(decoder.error() == failure.what());
+    }
+    decoder.finalize();
+}
+
+/// More than any input has.
+constexpr long most_input = 1 << 20;
+
+/// Feeds the input from where it stands, so that no byte behind it can be read unseen.
+inline void feed_whole(Tm_bin_decoder_base& decoder, Fuzz_input input) {
+    try {
+        decoder.feed(input.data(), input.size());
     } catch (std::exception const& failure) {
         FUZZ_CHECK(decoder.error() == failure.what());
     }
