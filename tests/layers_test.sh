@@ -1,5 +1,6 @@
 #!/bin/sh
-# Folders are layers: a file includes only what stands in its own folder or below.
+# Folders are layers: a file includes only what stands in its own folder or below. A public header
+# includes no private one.
 set -eu
 cd "$1"
 
@@ -14,7 +15,7 @@ layer_of() {
         binary/*) echo 5 ;;
         text/*) echo 6 ;;
         transport/*) echo 8 ;;
-        tmsg.h) echo 9 ;;
+        tmsg.h | fwd.h) echo 9 ;;
         *) echo unknown ;;
     esac
 }
@@ -28,6 +29,13 @@ for file in $(find . -name '*.h' -o -name '*.cpp' | sed 's|^\./||' | sort); do
             echo "tmsg/$file includes tmsg/$included, which does not stand below it"
             failed=1
         fi
+        case $file:$included in
+            */internal/*:* | *.cpp:*) ;;
+            *:*/internal/*)
+                echo "tmsg/$file is public and includes tmsg/$included, which is private"
+                failed=1
+                ;;
+        esac
     done
 done
 exit $failed

@@ -1,4 +1,4 @@
-/// Decodes one message at a time. The message is the decoder's until it is released.
+/// The decoders of the binary form that build values.
 #pragma once
 
 #include <memory>
@@ -6,9 +6,11 @@
 #include <vector>
 
 #include "tmsg/binary/tm_bin_decoder_base.h"
+#include "tmsg/value/tm_owners.h"
 
 class Message;
 
+/// Decodes one message at a time. The message is the decoder's until it is released.
 class TMSG_API Tm_bin_decoder : public Tm_bin_decoder_base {
 public:
     explicit Tm_bin_decoder(long capacity, Tm_limits const& limits = {});
@@ -32,4 +34,25 @@ public:
 
 private:
     std::unique_ptr<Message> message_;
+};
+
+class Tm_array;
+
+/// Decodes top-level values, one after another, into an array that stays the decoder's. The limit
+/// on the bytes of a message starts anew with each of them.
+class TMSG_API Tm_bin_array_decoder : public Tm_bin_decoder_base {
+public:
+    explicit Tm_bin_array_decoder(long capacity, Tm_limits const& limits = {});
+    ~Tm_bin_array_decoder() override;
+
+    /// Begins a new array.
+    void init() override;
+
+    Tm_array* array() const { return array_.get(); }
+
+    /// The paths of the files that were received completely so far, for who drops the array.
+    std::vector<std::string> const& received_files() const;
+
+private:
+    Tm_owned<Tm_array> array_;
 };

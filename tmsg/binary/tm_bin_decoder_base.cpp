@@ -6,12 +6,11 @@
 #include <exception>
 #include <new>
 
-#include "tmsg/binary/tm_replay.h"
-#include "tmsg/binary/tm_whole_item.h"
-#include "tmsg/creator/tm_own_creator.h"
-#include "tmsg/value/tm_bulk.h"
-#include "tmsg/value/tm_limit_error.h"
-#include "tmsg/value/tm_walk.h"
+#include "tmsg/binary/internal/tm_replay.h"
+#include "tmsg/creator/internal/tm_own_creator.h"
+#include "tmsg/value/internal/tm_bulk.h"
+#include "tmsg/value/internal/tm_limit_error.h"
+#include "tmsg/value/internal/tm_walk.h"
 #include "tmsg/value/tm_wire.h"
 
 namespace {

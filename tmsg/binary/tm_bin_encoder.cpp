@@ -7,8 +7,8 @@
 #include <limits>
 #include <typeinfo>
 
-#include "tmsg/binary/tm_read_ahead.h"
-#include "tmsg/value/tm_bulk.h"
+#include "tmsg/binary/internal/tm_read_ahead.h"
+#include "tmsg/value/internal/tm_bulk.h"
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_file.h"
 #include "tmsg/value/tm_wire.h"

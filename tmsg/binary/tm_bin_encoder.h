@@ -23,7 +23,7 @@
 
 #include "tmsg/export.h"
 #include "tmsg/value/tm_visitor.h"
-#include "tmsg/value/tm_wire_room.h"
+#include "tmsg/value/tm_wire.h"
 
 class Tm_read_ahead;
 

@@ -17,7 +17,7 @@
 #include <string_view>
 
 #include "tmsg/export.h"
-#include "tmsg/message/tm_received_files.h"
+#include "tmsg/message/tm_children.h"
 #include "tmsg/value/tm_exception.h"
 
 class Tm_bin_decoder_base;

@@ -2,8 +2,8 @@
 
 #include <typeinfo>
 
-#include "tmsg/binary/tm_name_lengths.h"
-#include "tmsg/binary/tm_whole_file_encoder.h"
+#include "tmsg/binary/internal/tm_name_lengths.h"
+#include "tmsg/binary/internal/tm_whole_file_encoder.h"
 #include "tmsg/value/tm_exception.h"
 
 Tm_whole_file_encoder::Tm_whole_file_encoder(int chunk_size, int header_size)

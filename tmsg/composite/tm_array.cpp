@@ -4,10 +4,10 @@
 #include <typeinfo>
 
 #include "tmsg/composite/tm_struct.h"
+#include "tmsg/value/internal/tm_walk.h"
 #include "tmsg/value/tm_binary.h"
 #include "tmsg/value/tm_date.h"
 #include "tmsg/value/tm_file.h"
-#include "tmsg/value/tm_walk.h"
 
 Tm_array::Tm_array() = default;
 

@@ -6,10 +6,8 @@
 #include <type_traits>
 
 #include "tmsg/export.h"
-#include "tmsg/value/tm_bool.h"
-#include "tmsg/value/tm_double.h"
-#include "tmsg/value/tm_int.h"
 #include "tmsg/value/tm_plain.h"
+#include "tmsg/value/tm_scalars.h"
 #include "tmsg/value/tm_string.h"
 #include "tmsg/value/tm_type_code.h"
 

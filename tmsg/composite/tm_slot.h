@@ -10,11 +10,9 @@
 #include <utility>
 
 #include "tmsg/export.h"
-#include "tmsg/value/tm_bool.h"
-#include "tmsg/value/tm_double.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_int.h"
 #include "tmsg/value/tm_plain.h"
+#include "tmsg/value/tm_scalars.h"
 #include "tmsg/value/tm_string.h"
 
 /// Holds an integer, a double, a bool or a string itself, or the pointer to a value on the heap.

@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "tmsg/composite/tm_prenamed_struct.h"
+#include "tmsg/value/internal/tm_layout.h"
+#include "tmsg/value/internal/tm_walk.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_layout.h"
-#include "tmsg/value/tm_walk.h"
 
 namespace {
 

@@ -25,8 +25,7 @@
 #include "tmsg/composite/tm_member_adders.h"
 #include "tmsg/composite/tm_member_getters.h"
 #include "tmsg/composite/tm_value_container.h"
-#include "tmsg/value/tm_counted_ptr.h"
-#include "tmsg/value/tm_owned.h"
+#include "tmsg/value/tm_owners.h"
 #include "tmsg/value/tm_value.h"
 
 class Tm_layout;

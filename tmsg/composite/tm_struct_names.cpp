@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "tmsg/composite/tm_struct.h"
+#include "tmsg/value/internal/tm_layout.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_layout.h"
 
 namespace {
 

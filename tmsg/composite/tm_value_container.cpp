@@ -4,8 +4,8 @@
 #include <limits>
 
 #include "tmsg/composite/tm_struct.h"
+#include "tmsg/value/internal/tm_walk.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_walk.h"
 
 namespace {
 

@@ -4,12 +4,12 @@
 #include <typeinfo>
 #include <utility>
 
-#include "tmsg/creator/tm_own_creator.h"
+#include "tmsg/creator/internal/tm_own_creator.h"
 #include "tmsg/message/message.h"
-#include "tmsg/value/tm_bulk.h"
+#include "tmsg/value/internal/tm_bulk.h"
+#include "tmsg/value/internal/tm_limit_error.h"
+#include "tmsg/value/internal/tm_received_file.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_limit_error.h"
-#include "tmsg/value/tm_received_file.h"
 
 namespace {
 

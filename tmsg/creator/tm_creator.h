@@ -13,9 +13,8 @@
 #include <vector>
 
 #include "tmsg/creator/tm_creator_base.h"
-#include "tmsg/value/tm_counted_ptr.h"
 #include "tmsg/value/tm_limits.h"
-#include "tmsg/value/tm_owned.h"
+#include "tmsg/value/tm_owners.h"
 
 class Message;
 class Tm_array;

@@ -1,9 +1,9 @@
 /// Messages: their request names, their own two structs and their name tables.
 #include <utility>
 
-#include "tmsg/creator/tm_own_creator.h"
+#include "tmsg/creator/internal/tm_own_creator.h"
 #include "tmsg/message/message.h"
-#include "tmsg/value/tm_name_hash.h"
+#include "tmsg/value/internal/tm_name_hash.h"
 
 char const* Tm_creator::message_state_name() const {
     if (message().phase == Phase::not_begun) return "method";

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "tmsg/creator/tm_own_creator.h"
+#include "tmsg/creator/internal/tm_own_creator.h"
 #include "tmsg/message/message.h"
-#include "tmsg/value/tm_limit_error.h"
+#include "tmsg/value/internal/tm_limit_error.h"
 
 bool Tm_creator::visit_struct_begin() {
     if (!may_nest()) return refuse_level();

@@ -18,7 +18,7 @@
 #include "tmsg/composite/tm_struct.h"
 #include "tmsg/message/tm_header.h"
 #include "tmsg/value/tm_catalog.h"
-#include "tmsg/value/tm_message_kind.h"
+#include "tmsg/value/tm_type_code.h"
 #include "tmsg/value/tm_value.h"
 
 /// The caller's own; it receives the 8 bytes of the chunk header.

@@ -1,4 +1,5 @@
-/// Walks over trees of values where a visitor would be more than is needed:
+/// Walks over trees of values, where a visitor would be more than is needed, and over the files
+/// that they hold:
 ///
 ///     std::size_t count(Tm_value const& value) {
 ///         std::size_t sum = 1;
@@ -7,9 +8,14 @@
 ///     }
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/composite/tm_struct.h"
+#include "tmsg/export.h"
 #include "tmsg/message/message.h"
+#include "tmsg/value/tm_file.h"
 
 /// Calls `visit` with each value in a struct or an array.
 template <class Container, class Visit>
@@ -39,3 +45,24 @@ void tm_for_each_child(Tm_value const& value, Visit visit) {
             return;
     }
 }
+
+/// Calls `visit` with each file value of a tree, the root included.
+template <class Visit>
+void tm_for_each_file(Tm_value const& value, Visit const& visit) {
+    if (value.get_value_type() == TMV_FILE) return visit(static_cast<Tm_file const&>(value));
+    tm_for_each_child(value, [&](Tm_value const& child) { tm_for_each_file(child, visit); });
+}
+
+/// The library never removes a received file once its value is the caller's. Whoever drops the
+/// value removes its files, unless they are still of use:
+///
+///     void on_message(std::unique_ptr<Message> message, int, Tm_header const&) {
+///         use(*message);
+///         tm_remove_received_files(*message);
+///     }
+///
+/// Removes the files of a tree, or those that a decoder names (`received_files()`), as far as this
+/// process has received them: all others stay. False: one could not be removed, and errno tells why
+/// for the last such one. One that is gone already is no failure.
+TMSG_API bool tm_remove_received_files(Tm_value const& received);
+TMSG_API bool tm_remove_received_files(std::vector<std::string> const& paths) noexcept;

@@ -2,7 +2,7 @@
 
 #include <ostream>
 
-#include "tmsg/message/tm_received_files.h"
+#include "tmsg/message/tm_children.h"
 #include "tmsg/text/tm_tcl_decoder.h"
 #include "tmsg/text/tm_tcl_encoder.h"
 #include "tmsg/value/tm_exception.h"

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "tmsg/text/tm_json_escape.h"
+#include "tmsg/text/internal/tm_json_escape.h"
 
 Tm_json_encoder::Tm_json_encoder(unsigned int limit) : Tm_folded_events(limit) {}
 

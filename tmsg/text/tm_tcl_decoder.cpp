@@ -7,15 +7,14 @@
 #include <stdexcept>
 
 #include "tmsg/composite/tm_array.h"
-#include "tmsg/creator/tm_own_creator.h"
-#include "tmsg/text/tm_tcl_number.h"
-#include "tmsg/text/tm_tcl_quotes.h"
+#include "tmsg/creator/internal/tm_own_creator.h"
+#include "tmsg/text/internal/tm_tcl_words.h"
 #include "tmsg/text/tm_tcl_tokenizer.h"
+#include "tmsg/value/internal/tm_limit_error.h"
+#include "tmsg/value/internal/tm_walk.h"
 #include "tmsg/value/tm_decimal.h"
-#include "tmsg/value/tm_limit_error.h"
 #include "tmsg/value/tm_plain.h"
 #include "tmsg/value/tm_value.h"
-#include "tmsg/value/tm_walk.h"
 
 namespace {
 

@@ -18,7 +18,7 @@
 
 #include "tmsg/export.h"
 #include "tmsg/value/tm_limits.h"
-#include "tmsg/value/tm_owned.h"
+#include "tmsg/value/tm_owners.h"
 
 class Tm_array;
 class Tm_creator;

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "tmsg/text/tm_tcl_quotes.h"
+#include "tmsg/text/internal/tm_tcl_words.h"
 
 Tm_tcl_decoder::Tokenizer::Tokenizer(std::string_view text, std::string_view skipped,
                                      std::string_view returned)

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <iterator>
 
-#include "tmsg/value/tm_limit_error.h"
+#include "tmsg/value/internal/tm_limit_error.h"
 
 Tm_text_creator::Tm_text_creator(FILE* stream, Tm_limits const& limits, unsigned long max_text)
     : stream_(stream), limits_(limits), max_text_(max_text) {}
@@ -140,3 +140,24 @@ bool Tm_text_creator::done() {
 }
 
 bool Tm_text_creator::support_member_with_index() { return false; }
+
+Tm_bin_decoder_to_text::Tm_bin_decoder_to_text(long capacity, FILE* stream, Tm_limits const& limits,
+                                               unsigned long max_text)
+    : Tm_bin_decoder_base(capacity, limits), stream_(stream), max_text_(max_text) {
+    limit_each_value();
+    Tm_bin_decoder_to_text::init();
+}
+
+Tm_bin_decoder_to_text::~Tm_bin_decoder_to_text() = default;
+
+void Tm_bin_decoder_to_text::init() {
+    auto creator = std::make_unique<Tm_text_creator>(stream_, limits(), max_text_);
+    Tm_bin_decoder_base::init();
+    creator_ = std::move(creator);
+}
+
+/// A rejected piece of the very last item is reported here, for no item follows it.
+void Tm_bin_decoder_to_text::finalize() {
+    Tm_bin_decoder_base::finalize();
+    if (error().empty() && !creator_->error().empty()) set_error(creator_->error());
+}

@@ -1,21 +1,22 @@
-/// A creator that builds nothing: it prints the events as an indented dump for eyes. The stream
-/// stays the caller's; errors of writing to it are ignored. The contents of byte strings and files
-/// are not shown, only the sizes of their pieces.
-///
-/// Every event returns true, with two exceptions. An event that would nest deeper than the limits
-/// allow returns false. So do the event that would make the text too long, and all events after it.
 #pragma once
 
 #include <cstdio>
 #include <string>
 #include <string_view>
 
+#include "tmsg/binary/tm_bin_decoder_base.h"
 #include "tmsg/creator/tm_creator_base.h"
 #include "tmsg/value/tm_decimal.h"
 #include "tmsg/value/tm_folded_events.h"
 #include "tmsg/value/tm_limits.h"
 #include "tmsg/value/tm_plain.h"
 
+/// A creator that builds nothing: it prints the events as an indented dump for eyes. The stream
+/// stays the caller's; errors of writing to it are ignored. The contents of byte strings and files
+/// are not shown, only the sizes of their pieces.
+///
+/// Every event returns true, with two exceptions. An event that would nest deeper than the limits
+/// allow returns false. So do the event that would make the text too long, and all events after it.
 class TMSG_API Tm_text_creator : public Tm_folded_events<Tm_text_creator, Tm_creator_base> {
 public:
     /// What a line says about its value.
@@ -96,4 +97,22 @@ private:
     unsigned long max_text_;
     unsigned long written_ = 0;
     bool is_full_ = false;
+};
+
+/// Prints the binary form as an indented dump (see Tm_text_creator) instead of building values.
+/// Names by index cannot be told from names of that length: the bytes of such a message are
+/// misread. The limit on the bytes of a message starts anew with each top-level value.
+class TMSG_API Tm_bin_decoder_to_text : public Tm_bin_decoder_base {
+public:
+    /// The stream stays the caller's. More than `max_text` bytes of text since init() are an error.
+    Tm_bin_decoder_to_text(long capacity, FILE* stream, Tm_limits const& limits = {},
+                           unsigned long max_text = tm_no_text_limit);
+    ~Tm_bin_decoder_to_text() override;
+
+    void init() override;
+    void finalize() override;
+
+private:
+    FILE* stream_;
+    unsigned long max_text_;
 };

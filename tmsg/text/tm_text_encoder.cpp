@@ -4,7 +4,7 @@
 #include <array>
 #include <cstring>
 
-#include "tmsg/text/tm_six_digits.h"
+#include "tmsg/text/internal/tm_six_digits.h"
 
 namespace {
 

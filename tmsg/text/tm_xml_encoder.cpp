@@ -5,8 +5,9 @@
 #include <cstring>
 #include <limits>
 
+#include "tmsg/value/internal/tm_limit_error.h"
+#include "tmsg/value/tm_decimal.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_limit_error.h"
 
 namespace {
 
@@ -139,3 +140,11 @@ bool Tm_xml_encoder::piece(Tm_bytes bytes, char const* data, unsigned int length
     if (!put_text({data, length})) return false;
     return !pieces_.take(length) || put_text(byte_tags[static_cast<int>(bytes)].closing);
 }
+
+Tm_xml_file_size_encoder::~Tm_xml_file_size_encoder() = default;
+
+bool Tm_xml_file_size_encoder::visit_file_begin(unsigned int length) {
+    return put_value("file", Tm_decimal(length));
+}
+
+bool Tm_xml_file_size_encoder::visit_file_continue(char const*, unsigned int) { return true; }

@@ -1,3 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+#include "tmsg/export.h"
+#include "tmsg/value/tm_decimal.h"
+#include "tmsg/value/tm_folded_events.h"
+#include "tmsg/value/tm_limits.h"
+#include "tmsg/value/tm_plain.h"
+
 /// Writes a message or value as XML in the style of a method call, in pieces of a fixed size:
 ///
 ///     encoder.begin_fill();
@@ -11,18 +23,6 @@
 /// strings stand as they are, so that only a message of plain text gives well-formed XML. A
 /// negative 64-bit number is written as if it were unsigned.
 /// A derived class says how files are written: Tm_xml_file_size_encoder writes their sizes.
-#pragma once
-
-#include <cstddef>
-#include <string_view>
-#include <vector>
-
-#include "tmsg/export.h"
-#include "tmsg/value/tm_decimal.h"
-#include "tmsg/value/tm_folded_events.h"
-#include "tmsg/value/tm_limits.h"
-#include "tmsg/value/tm_plain.h"
-
 class TMSG_API Tm_xml_encoder : public Tm_folded_events<Tm_xml_encoder> {
 public:
     /// Bytes of a piece, at least 1; Tm_out_of_range_exception otherwise. An event that would make
@@ -89,4 +89,17 @@ private:
     Tm_piece_count pieces_;
     unsigned long max_text_;
     unsigned long shipped_ = 0;  ///< bytes of the pieces before this one
+};
+
+/// An XML encoder that writes a file as its size in bytes, without its contents:
+/// `<value><file>SIZE</file></value>`.
+class TMSG_API Tm_xml_file_size_encoder : public Tm_xml_encoder {
+public:
+    using Tm_xml_encoder::Tm_xml_encoder;
+    ~Tm_xml_file_size_encoder() override;
+
+    using Tm_xml_encoder::visit_file_begin;
+    bool visit_file_begin(unsigned int length) override;
+    using Tm_xml_encoder::visit_file_continue;
+    bool visit_file_continue(char const* data, unsigned int length) override;
 };

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "tmsg/value/tm_limit_error.h"
+#include "tmsg/value/internal/tm_limit_error.h"
 
 Tm_chunk_reader::Step Tm_chunk_reader::next(unsigned char const*& data, std::size_t& size) {
     if (!in_chunk_) return read_header(data, size);

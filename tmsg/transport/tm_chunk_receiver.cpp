@@ -8,7 +8,7 @@
 
 #include "tmsg/message/message.h"
 #include "tmsg/transport/tm_chunk_reader.h"
-#include "tmsg/value/tm_limit_error.h"
+#include "tmsg/value/internal/tm_limit_error.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "tmsg/export.h"
-#include "tmsg/value/tm_owned.h"
+#include "tmsg/value/tm_owners.h"
 
 class Message;
 class Tm_bin_encoder;

@@ -9,7 +9,7 @@
 #include <new>
 #include <utility>
 
-#include "tmsg/value/tm_walk.h"
+#include "tmsg/value/internal/tm_walk.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "tmsg/value/tm_catalog.h"
 
-#include "tmsg/value/tm_name_hash.h"
+#include "tmsg/value/internal/tm_name_hash.h"
 
 namespace {
 

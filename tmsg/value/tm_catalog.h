@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "tmsg/export.h"
-#include "tmsg/value/tm_owned.h"
+#include "tmsg/value/tm_owners.h"
 
 /// Exists for std::string only.
 template <class T>

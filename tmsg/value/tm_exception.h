@@ -6,7 +6,6 @@
 #include <string>
 
 #include "tmsg/export.h"
-#include "tmsg/value/tm_message_kind.h"
 #include "tmsg/value/tm_type_code.h"
 
 class TMSG_API Tm_exception : public std::exception {

@@ -4,11 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tmsg/value/tm_descriptor.h"
+#include "tmsg/value/internal/tm_descriptor.h"
+#include "tmsg/value/internal/tm_walk.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_mapping.h"
 #include "tmsg/value/tm_string.h"
-#include "tmsg/value/tm_walk.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tmsg/value/tm_owned.h"
+#include "tmsg/value/tm_owners.h"
 #include "tmsg/value/tm_value.h"
 
 class Tm_descriptor;

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <new>
 
+#include "tmsg/value/internal/tm_walk.h"
 #include "tmsg/value/tm_exception.h"
-#include "tmsg/value/tm_walk.h"
 
 namespace {
 

@@ -1,5 +1,9 @@
-/// Type codes of values: what getters check and type-mismatch texts name.
+/// The type codes of values, and the kinds and groups of messages.
 #pragma once
+
+#include "tmsg/export.h"
+
+/// Type codes of values: what getters check and type-mismatch texts name.
 
 /// The code of every value class; 16 is used by none.
 enum TMV : int {
@@ -20,4 +24,18 @@ enum TMV : int {
     TMV_ARRAY = 14,
     TMV_STRUCT = 15,
     TMV_MESSAGE = 17
+};
+
+/// Kinds and groups of messages, below everything that names them. Message inherits this, so that
+/// users write Message::TMT_REQUEST and Message::TMG_BODY.
+class TMSG_API Tm_message_kind {
+public:
+    enum TMT : int { TMT_REQUEST = 0, TMT_RESPONSE = 1, TMT_FAULT = 2 };
+    enum TMG : int { TMG_META = 0, TMG_BODY = 1 };
+
+    /// "request", "response", "fault"; "unknown" for any other number.
+    static char const* tmt_to_string(TMT kind);
+
+protected:
+    ~Tm_message_kind() = default;
 };

@@ -18,3 +18,15 @@ bool operator==(Tm_value const& left, Tm_value const& right) {
 }
 
 bool operator!=(Tm_value const& left, Tm_value const& right) { return !(left == right); }
+
+char const* Tm_message_kind::tmt_to_string(TMT kind) {
+    switch (kind) {
+        case TMT_REQUEST:
+            return "request";
+        case TMT_RESPONSE:
+            return "response";
+        case TMT_FAULT:
+            return "fault";
+    }
+    return "unknown";
+}

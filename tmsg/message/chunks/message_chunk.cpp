@@ -1,7 +1,7 @@
 #include "tmsg/message/chunks/message_chunk.h"
 
 #include "tmsg/message/message.h"
-#include "tmsg/message/tm_received_files.h"
+#include "tmsg/message/tm_children.h"
 
 namespace {
 

@@ -1,0 +1,91 @@
+/// The creator that the library's own decoders use, which takes whole items in one step. Each
+/// operation returns false, and has done nothing, where the events of the item have to be passed
+/// one by one.
+#pragma once
+
+#include <string_view>
+
+#include "tmsg/composite/tm_array.h"
+#include "tmsg/composite/tm_struct.h"
+#include "tmsg/creator/tm_creator.h"
+#include "tmsg/value/internal/tm_layout.h"
+
+/// The bytes that the allocator adds to each block, and the number of blocks of a layout.
+constexpr std::size_t tm_block_overhead = 12;
+constexpr std::size_t tm_layout_blocks = 3;
+
+/// The innermost open struct or array has one more value.
+inline void Tm_creator::value_arrived() {
+    Frame& frame = *frame_;
+    if (frame.structure == nullptr) return;
+    ++frame.structure->name_count_;
+    frame.state = State::valued;
+}
+
+/// Makes room for one more value. False: that would take too much memory.
+inline bool Tm_creator::make_room(Tm_value_container& values) {
+    return !values.is_full() || grow(values);
+}
+
+class Tm_own_creator final : public Tm_creator {
+public:
+    using Tm_creator::Tm_creator;
+
+    /// Takes the begin of a member and its name.
+    bool take_whole_name(std::string_view name) {
+        Frame& frame = *frame_;
+        if (frame.state != State::structure || frame.by_index) return false;
+        Tm_struct const* const target = frame.structure;
+        bool const is_expected =
+            target != nullptr && target->layout_ && target->layout_->has(target->name_count_, name);
+        if (is_expected) {
+            frame.state = State::named;
+        } else {
+            take_name({name, frame.place});
+        }
+        return true;
+    }
+    /// The same for a name in the message's table.
+    bool take_whole_name_at(std::size_t index) {
+        Frame& frame = *frame_;
+        if (frame.state != State::structure || !frame.by_index) return false;
+        if (index >= message().table->size()) return false;
+        take_name(name_in_table(index));
+        return true;
+    }
+    /// Whether the limit on memory has refused a part of the message.
+    bool is_exhausted() const { return is_exhausted_; }
+    bool names_come_by_index() const { return frame_->by_index; }
+    bool end_member() {
+        Frame& frame = *frame_;
+        if (frame.state != State::valued) return false;
+        frame.state = State::structure;
+        return true;
+    }
+    template <class Plain>
+    bool take(Plain value) {
+        Tm_value_container* const target = place_for_value();
+        if (target == nullptr) return false;
+        target->push(value);
+        --values_left_;
+        value_arrived();
+        return true;
+    }
+    bool take_text(std::string_view text) {
+        Tm_value_container* const target = place_for_value();
+        if (target == nullptr || !take_memory(target->text_growth(text.size()))) return false;
+        target->push_string(target->make_text(text));
+        --values_left_;
+        value_arrived();
+        return true;
+    }
+
+private:
+    /// The container with room for one more value; null where no value may come.
+    Tm_value_container* place_for_value() {
+        Frame const& frame = *frame_;
+        bool const is_expected = frame.state == State::named || frame.state == State::array;
+        bool const may_come = is_expected && values_left_ > 0 && make_room(*frame.values);
+        return may_come ? frame.values : nullptr;
+    }
+};

@@ -1,0 +1,57 @@
+/// Declares the classes of tmsg, for headers that only name them:
+///
+///     #include <tmsg/fwd.h>
+///
+///     void answer(Message const& request, Tm_chunk_sender& sender);
+#pragma once
+
+class Message;
+class MessageChunk;
+class MessageChunkContainer;
+class Tm_array;
+class Tm_bin_array_decoder;
+class Tm_bin_decoder;
+class Tm_bin_decoder_base;
+class Tm_bin_decoder_to_text;
+class Tm_bin_encoder;
+class Tm_binary;
+class Tm_bool;
+class Tm_chunk_reader;
+class Tm_chunk_receiver;
+class Tm_chunk_sender;
+class Tm_creator;
+class Tm_creator_base;
+class Tm_date;
+class Tm_double;
+class Tm_exception;
+class Tm_file;
+class Tm_header;
+class Tm_int;
+class Tm_json_encoder;
+class Tm_message_peek_decoder;
+class Tm_prenamed_struct;
+class Tm_string;
+class Tm_struct;
+class Tm_tcl_decoder;
+class Tm_tcl_encoder;
+class Tm_text_creator;
+class Tm_text_encoder;
+class Tm_value;
+class Tm_value_container;
+class Tm_visitor;
+class Tm_xml_encoder;
+class Tm_xml_file_size_encoder;
+struct Tm_limits;
+template <class Key>
+class Tm_catalog;
+template <class Plain>
+class Tm_int_of;
+
+using Tm_int8 = Tm_int_of<signed char>;
+using Tm_uint8 = Tm_int_of<unsigned char>;
+using Tm_int16 = Tm_int_of<short>;
+using Tm_uint16 = Tm_int_of<unsigned short>;
+using Tm_int32 = Tm_int_of<int>;
+using Tm_uint32 = Tm_int_of<unsigned int>;
+using Tm_int64 = Tm_int_of<long>;
+using Tm_uint64 = Tm_int_of<unsigned long>;
