@@ -251,15 +251,46 @@ TEST(Allocation, FailingWhileEncodingAndDecoding) {
     fail_at_every_allocation([&](auto const& attempt) { attempt([&] { Message::from_string(text); }); });
 }
 
+/// Just before the tables of names become larger, and a name that is there already. The names are so
+/// long that the process keeps none.
+TEST(Allocation, FailingWhileANameIsAdded) {
+    for (auto const& [count, repeated] : {std::pair(8, -1), {16, -1}, {32, -1}, {32, 5}}) {
+        fail_at_every_allocation([count = count, repeated = repeated](auto const& attempt) {
+            Names const names = numbered(std::string(5000, 'n'), count);
+            std::string const name = repeated < 0 ? "one more" : names.at(5);
+            Tm_catalog<std::string> catalog;
+            for (std::string const& known : names) catalog.add(known);
+            Tm_struct value = of_ints(names);
+            EXPECT_EQ(count - 1, value.get_number(names.back().c_str()));
+            bool is_added = false, is_member = false;
+            attempt([&] {
+                catalog.add(name);
+                is_added = true;
+                value.add_member(name, 1);
+                is_member = true;
+            });
+            EXPECT_EQ(is_added || repeated >= 0, catalog.find(name) != nullptr);
+            EXPECT_EQ(repeated < 0 ? count : repeated, static_cast<int>(catalog.add(name)->second));
+            EXPECT_EQ(is_member ? count : repeated, value.get_member_index(name.c_str()));
+            if (!is_member) value.add_member(name, 1);
+            value.get_number(names.back().c_str());
+            EXPECT_EQ(count, value.get_number(name.c_str()));
+        });
+    }
+}
+
 /// The event that failed is passed again.
 TEST(Allocation, FailingWhileCreating) {
     using Event = void (*)(Tm_creator&);
-    std::vector<Event> const events = {
+    std::vector<Event> events = {
         [](Tm_creator& c) { c.visit_array_begin(); },   [](Tm_creator& c) { c.visit_struct_begin(); },
         [](Tm_creator& c) { c.visit_member_begin(1); }, [](Tm_creator& c) { c.visit_member_continue("m", 1); },
         [](Tm_creator& c) { c.visit_int32(7); },        [](Tm_creator& c) { c.visit_member_end(); },
-        [](Tm_creator& c) { c.visit_struct_end(); },    [](Tm_creator& c) { c.visit_array_end(); },
+        [](Tm_creator& c) { c.visit_struct_end(); },
     };
+    // So many that the array gives room back in the end; it need not.
+    events.insert(events.end(), 16, [](Tm_creator& c) { c.visit_int32(8); });
+    events.push_back([](Tm_creator& c) { c.visit_array_end(); });
     fail_at_every_allocation([&](auto const& attempt) {
         Tm_array target;
         Tm_creator creator(&target);
@@ -272,6 +303,7 @@ TEST(Allocation, FailingWhileCreating) {
         EXPECT_EQ("", creator.error());
         ASSERT_EQ(1, target.get_member_count());
         EXPECT_EQ(7, target.get_member_array(0)->get_member_struct(0)->get_member_int32("m"));
+        EXPECT_EQ(8, target.get_member_array(0)->get_member_int32(16));
     });
 }
 
@@ -533,6 +565,14 @@ TEST(Allocation, OfAnUnfinishedMessageIsSmall) {
     }
     EXPECT_LT(live_bytes - before, 1000U * 1536);
     EXPECT_EQ(Names(), receiver.errors);
+}
+
+/// Structs of ever other names, of which the process keeps those of the latest ones. The last test,
+/// for what it leaves the process goes while others measure.
+TEST(Allocation, OfKeptNamesIsBounded) {
+    std::size_t const before = live_bytes;
+    for (int i = 0; i < 4000; ++i) of_ints(numbered(std::to_string(i) + std::string(1000, 'n'), 20));
+    EXPECT_LT(live_bytes, before + (9U << 20));
 }
 
 }  // namespace

@@ -168,6 +168,15 @@ TEST_F(Every_kind, IsGotByPositionAndName) {
     EXPECT_THROWS("index -1 out of range 0..17", named.get_member_name_length(-1));
     EXPECT_THROWS("index -1 out of range 0..17", named.get_member_value_type(-1));
     EXPECT_THROWS("index -1 out of range 0..-1", Tm_struct(nullptr).get_value(-1));
+    auto const view = std::string_view("view of more").substr(0, 4);
+    array.add_member(view);
+    named.add_member("view", view);
+    message.add_member(body, "view", view);
+    EXPECT_EQ("view", array.get_member_text(16));
+    EXPECT_TRUE(named.get_member_text("view") == "view" && message.get_member_text(body, "view") == "view");
+    EXPECT_EQ(TMV_INT8, message.get_member_value_type(body, 0));
+    EXPECT_EQ(array.get_value(0), array.get_member_value(TMV_INT8, 0));
+    EXPECT_THROWS("value of type int8_t accessed as type bool", array.get_member_value(TMV_BOOL, 0));
 }
 
 TEST_F(Every_kind, IsUnchangedByAFailedAdd) {

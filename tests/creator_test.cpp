@@ -1,6 +1,7 @@
 /// What the creator makes of events in a wrong order: most come as wire bytes, with the position of
 /// the tag behind the text; those that no decoder sends come by hand.
 #include "support/support.h"
+#include "support/text.h"
 
 namespace {
 
@@ -100,6 +101,95 @@ TEST(Creator, RejectsPiecesThatDoNotFit) {
     n.visit_member_begin(1);
     EXPECT_EQ((Names{"unexpected bool in member", "member name longer than given length"}),
               (Names{n.after(n.visit_bool(true)), n.after(n.visit_member_continue("ab", 2))}));
+}
+
+TEST(Creator, TakesNamesByTextBesideThoseByIndex) {
+    Message message;
+    Driven c(&message);
+    Tm_array const table = array_of("a", "b");
+    Tm_struct members(nullptr);
+    add(members, "catalog", &table);
+    EXPECT_TRUE(c.visit_method_begin(false) && members.accept(c) && c.visit_struct_begin());
+    Names const names = {"own", "b", "a", "a"};
+    for (std::string const& name : names) {
+        auto const length = static_cast<unsigned int>(name.size());
+        bool const is_named =
+            &name == &names[1] || &name == &names[3]
+                ? c.visit_member_begin_with_index(name == "b") && c.visit_member_continue_with_index(name == "b")
+                : c.visit_member_begin(length) && c.visit_member_continue(name.data(), length);
+        EXPECT_TRUE(is_named && c.visit_bool(true) && c.visit_member_end()) << name;
+    }
+    EXPECT_TRUE(c.visit_struct_end() && c.visit_method_end(false));
+    EXPECT_EQ(names, names_of(message.get_const_struct(body)));
+}
+
+/// What is added to an array of a user's own class goes through that class.
+TEST(Creator, AddsThroughAnOwnClass) {
+    struct Listening : Tm_array {
+        void add_member_and_own(Tm_value* value) override {
+            events += value->get_value_type() == TMV_STRUCT ? "struct " : "other ";
+            Tm_array::add_member_and_own(value);
+        }
+        std::string events;
+    } array;
+    Tm_struct const inner = of_ints({"a", "b"});
+    Tm_array const expected = array_of(&inner, 1, "text");
+    Driven c(&array);
+    for (int i = 0; i < 3; ++i) expected.get_value(i)->accept(c);
+    EXPECT_EQ("struct other other ", array.events);
+    EXPECT_TRUE(array == expected);
+    EXPECT_EQ(0, c.pop_memento());
+    for (int time = 0; time < 2; ++time) EXPECT_EQ("internal error in Tm_creator", c.after(c.process_state()));
+    Tm_array other;
+    Driven failed(&other);
+    failed.visit_array_end();
+    EXPECT_EQ("unexpected array end in base array", failed.after(failed.process_state())) << "the first text stays";
+}
+
+struct Rejecting : Tm_creator_state {
+    char const* get_name() const override { return "place"; }
+    Tm_creator_state* next_state() override { return nullptr; }
+    void clear_next_state() override {}
+    bool done() const override { return false; }
+};
+
+TEST(CreatorState, RejectsEveryEventUnlessItIsTold) {
+    Rejecting s;
+    auto const of = [&](bool taken) { return taken ? "taken" : s.error().substr(11, s.error().size() - 20); };
+    EXPECT_EQ(rows("method call begin", "method response begin", "method call end", "method response end",
+                   "fault begin", "fault end", "method name begin", "method name continue", "struct begin",
+                   "struct end", "array begin", "array end", "member begin", "member continue", "member end",
+                   "string begin", "string continue", "binary begin", "binary continue", "file begin", "file continue",
+                   "member begin with index", "member continue with index"),
+              (Names{of(s.visit_method_begin(true)),
+                     of(s.visit_method_begin(false)),
+                     of(s.visit_method_end(true)),
+                     of(s.visit_method_end(false)),
+                     of(s.visit_fault_begin()),
+                     of(s.visit_fault_end()),
+                     of(s.visit_method_name_begin(1)),
+                     of(s.visit_method_name_continue("x", 1)),
+                     of(s.visit_struct_begin()),
+                     of(s.visit_struct_end()),
+                     of(s.visit_array_begin()),
+                     of(s.visit_array_end()),
+                     of(s.visit_member_begin(1)),
+                     of(s.visit_member_continue("x", 1)),
+                     of(s.visit_member_end()),
+                     of(s.visit_string_begin(1)),
+                     of(s.visit_string_continue("x", 1)),
+                     of(s.visit_binary_begin(1)),
+                     of(s.visit_binary_continue("x", 1)),
+                     of(s.visit_file_begin(1)),
+                     of(s.visit_file_continue("x", 1)),
+                     of(s.visit_member_begin_with_index(1)),
+                     of(s.visit_member_continue_with_index(1))}));
+    EXPECT_EQ(rows("bool", "int8", "uint8", "int16", "uint16", "int32", "uint32", "int64", "uint64", "double"),
+              (Names{of(s.visit_bool(true)), of(s.visit_int8(1)), of(s.visit_uint8(1)), of(s.visit_int16(1)),
+                     of(s.visit_uint16(1)), of(s.visit_int32(1)), of(s.visit_uint32(1)), of(s.visit_int64(1)),
+                     of(s.visit_uint64(1)), of(s.visit_double(1))}));
+    EXPECT_EQ("unexpected double in place", s.error());
+    EXPECT_FALSE(s.support_member_with_index());
 }
 
 TEST(Creator, KeepsNoFileThatItShallReadFromADescriptor) {

@@ -42,6 +42,8 @@ TEST(Decoder, EmitsTheSamePiecesForEveryCut) {
     Bytes const bytes = encode(*every_kind_request());
     Recording_decoder whole(static_cast<long>(bytes.size()));
     feed(whole, bytes);
+    Recording_creator plain;
+    EXPECT_FALSE(plain.visit_member_begin_with_index(1) || plain.visit_member_continue_with_index(1));
     // Every empty string, byte string and name gets an empty piece from the decoder alone.
     EXPECT_EQ(events_of(*every_kind_request()).size() + 3, whole.events().size());
     Recording_decoder bytewise(100);
@@ -59,15 +61,17 @@ TEST(Decoder, PassesAPieceWhenAllOfItIsThere) {
     Bytes bytes = from_hex("08 00 C8");
     bytes.resize(203, 'x');
     bytes.insert(bytes.end(), {0x08, 0x00, 0x00, 0x08, 0x00});
-    Recording_decoder decoder(4096);
+    Recording_decoder decoder(4096), fed(4096);
     // How much comes, how many events there are then, whether all was taken, and the state.
     std::vector<std::vector<long>> const steps = {{130, 1, 0, 1}, {1, 2, 1, 1}, {71, 2, 0, 1},
                                                   {1, 3, 1, 0},   {3, 5, 1, 0}, {2, 5, 0, 0}};
     long at = 0;
     for (auto const& step : steps) {
         decoder.add_to_buffer(bytes.data() + at, step[0]);
-        at += step[0];
         bool const all = decoder.decode();
+        EXPECT_EQ(all, fed.feed(bytes.data() + at, static_cast<std::size_t>(step[0])));
+        EXPECT_EQ(decoder.events(), fed.events());
+        at += step[0];
         EXPECT_EQ(step, (std::vector<long>{step[0], static_cast<long>(decoder.events().size()), all, decoder.state()}));
     }
     // An empty item gets its one piece at once.
@@ -126,6 +130,7 @@ TEST(Decoder, ReportsBrokenAndCutInput) {
             EXPECT_EQ(text, decoder.error()) << row;
             EXPECT_EQ(text.empty() ? 0 : 2, decoder.state()) << row;
             decoder.init();
+            EXPECT_EQ(0, decoder.item_offset());
         }
     }
 }

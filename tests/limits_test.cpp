@@ -234,9 +234,11 @@ TEST(Limits, OfTheReceiverHoldForEachOriginator) {
     EXPECT_EQ(2U, errors.size()) << "the rest of a refused message is ignored";
     for (unsigned int seq_no = 10; seq_no < 1000; ++seq_no) send(7, seq_no, 0, 1);
     EXPECT_EQ(992U, errors.size());
+    for (unsigned int seq_no : {10U, 999U}) send(7, seq_no, 1, 2);
+    EXPECT_EQ("7/999 chunk continues no known message", errors.back()) << "as many are ignored as may be unfinished";
     receiver.forget(7);
     send(7, 1, 0, 2);
-    EXPECT_EQ(992U, errors.size());
+    EXPECT_EQ(993U, errors.size());
     Message const empty;
     for (Bytes const& chunk : chunks_of(empty, 5, 100)) receiver.receive(8, chunk.data(), chunk.size());
     EXPECT_EQ(1, finished) << "others go on";

@@ -300,6 +300,8 @@ TEST(ListText, CutsTextIntoTokens) {
     EXPECT_EQ("a|b|{c|", tokens("  a b {c ", " ", ""));
     EXPECT_EQ("a|{|b|", tokens(" a{ b ", " ", "{"));
     EXPECT_EQ("", tokens("  ", " ", "{"));
+    Tm_tcl_decoder::IgnoreMap const blanks(" \t");
+    EXPECT_TRUE(blanks.contains("\t") && !blanks.contains("\n") && !blanks.contains(" \t") && !blanks.contains(""));
 }
 
 }  // namespace

@@ -65,7 +65,8 @@ TEST(Message, CopiesAreEqualAndOfThePrivateMake) {
         copy->add_member(meta, "more", 1);
         EXPECT_FALSE(static_cast<Tm_value&>(*copy) == *message);
     }
-    EXPECT_TRUE(Message(nullptr).is_clone());
+    Message const bare(nullptr);
+    EXPECT_TRUE(bare.is_clone() && bare.get_access_level() == 0 && bare.get_user_id() == 0 && !bare.need_response());
 }
 
 TEST(Message, EqualityTakesNamesOfRequestsOnly) {

@@ -25,6 +25,7 @@ TEST(NameIndex, IsRecordedWhileTheFeatureIsOn) {
     EXPECT_EQ(nullptr, message.get_send_member_string(body));
     message.set_use_send_member_string(true);
     EXPECT_TRUE(message.get_send_member_string(body) != nullptr && message.get_send_member_string(meta) == nullptr);
+    EXPECT_EQ(message.get_send_member_string(body), std::as_const(message).get_send_member_string(body));
     for (char const* const name : {"a", "b", "a"}) message.add_member(body, name, true);
     for (int time = 0; time < 2; ++time) message.create_send_member_string_meta();
     EXPECT_EQ(
@@ -33,6 +34,15 @@ TEST(NameIndex, IsRecordedWhileTheFeatureIsOn) {
         to_hex(encode(message)));
     expect_arrives(message);
     EXPECT_EQ(encode(message), encode(Message(message)));
+
+    Message source;
+    source.set_use_send_member_string(true);
+    source.add_member(body, "a", 1);
+    Message copy(source);
+    copy.add_member(body, "b", 2);
+    copy.create_send_member_string_meta();
+    EXPECT_EQ(Names({"a", "b"}), table_of(copy));
+    expect_arrives(copy);
 }
 
 /// A member "catalog" that is no table of names is replaced, with the structs and messages in it.
@@ -104,6 +114,16 @@ TEST(NameIndex, RestoresTheTableThatAMessageCameWith) {
     ASSERT_TRUE(inner_message.restore_member_indexes());
     EXPECT_EQ(Names({"b", "c", "d"}), table_of(inner_message));
     expect_arrives(inner_message);
+    // A name that no index reaches makes a new table, too.
+    Tm_array large;
+    for (int i = 0; i < 65536; ++i) large.add_member("x");
+    large.add_member("a");
+    Message far;
+    far.add_member(meta, "catalog", &large);
+    far.add_member(body, "a", 1);
+    ASSERT_TRUE(far.restore_member_indexes());
+    EXPECT_EQ(Names{"a"}, table_of(far));
+    expect_arrives(far);
 }
 
 /// A decoded message that came by index has no indexes of its own and must get new ones.
@@ -141,6 +161,10 @@ TEST(NameIndex, HoldsNoMoreNamesThanAnIndexTellsApart) {
     EXPECT_FALSE(message.index_member_names());
     EXPECT_FALSE(message.get_use_send_member_string());
     EXPECT_EQ(65536U, table_of(message).size());
+    Message outer;
+    outer.add_member(body, "inner", &message);
+    EXPECT_FALSE(outer.index_member_names() || outer.restore_member_indexes());
+    EXPECT_EQ(0, outer.get_member_count(meta));
 }
 
 TEST(NameIndex, ThatAHostileTableBreaksThrowsAndLeavesTheDecoderUsable) {
@@ -177,8 +201,13 @@ TEST(NameIndexDeathTest, IsForbiddenByTheEnvironment) {
         message.set_use_send_member_string(true);
         message.add_member(body, "a", 1);
         message.create_send_member_string_meta();
+        Message with_table;
+        Tm_array const table;
+        with_table.add_member(meta, "catalog", &table);
+        with_table.add_member(body, "a", 1);
         return !message.get_use_send_member_string() && !message.index_member_names() &&
-               message.get_member_count(meta) == 0;
+               message.restore_member_indexes() && message.get_member_count(meta) == 0 &&
+               !with_table.restore_member_indexes();
     };
     EXPECT_EXIT(std::exit(stays_off() ? 0 : 1), testing::ExitedWithCode(0), "");
 }

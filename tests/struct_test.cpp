@@ -118,6 +118,19 @@ TEST(Struct, SwapExchangesWithinOneMake) {
     EXPECT_EQ(0, owner.get_number("a"));
 }
 
+/// A copy stands in one block of memory with its members.
+TEST(Struct, SwapTakesMembersOutOfTheirBlock) {
+    Tm_struct item(nullptr), kept = of_ints({"x"});
+    add(item, "text", std::string(60, 't'), "number", 1, "more", "another text", "none", "");
+    std::unique_ptr<Tm_struct> clone(item.clone());
+    kept.swap(*clone);
+    EXPECT_TRUE(*clone == of_ints({"x"}));
+    clone.reset();
+    EXPECT_TRUE(kept == item);
+    kept.add_member("behind", "yet another text");
+    EXPECT_EQ("another text", kept.get_member_text("more"));
+}
+
 TEST(Struct, HintAndIndexesGoWithTheMembers) {
     Tm_struct a = of_ints({"x", "x", "x"});
     Tm_struct b = of_ints({"x", "y", "x"});
@@ -134,6 +147,15 @@ TEST(Struct, HintAndIndexesGoWithTheMembers) {
     for (int i = 0; i < 2; ++i) indexed.add_member("x", 1);
     EXPECT_EQ(0, indexed.get_number("x"));
     EXPECT_EQ(events_of(indexed), events_of(indexed, true));
+
+    Catalogue shared;
+    Tm_struct left = of_ints({"x"}, &shared), right(&shared);
+    right.add_member("y", 0, &index);
+    Events const by_index = events_of(right, true), by_name = events_of(left, true);
+    left.swap(right);
+    EXPECT_TRUE(events_of(left, true) == by_index && events_of(right, true) == by_name && by_index != by_name);
+    add(left, "z", 1);
+    EXPECT_EQ(3U, shared.size()) << "a catalogue stays where it is";
 
     char const* const names[] = {"x", "y", "x"};
     Tm_prenamed_struct prenamed(names, 3);
@@ -326,6 +348,9 @@ TEST_F(Prenamed, KeepsItsNamesWhenItsMembersAreSwapped) {
     sharing.swap(value);
     EXPECT_EQ((Names{"one", "two"}), names_of(Tm_struct(value)));
     EXPECT_TRUE(Tm_struct(value) == of_ints({"one", "two"}));
+    Tm_struct larger = of_ints({"a", "b", "c", "d"}, &catalogue);
+    larger.swap(value);
+    EXPECT_EQ(-1, value.get_member_index("d")) << "the fourth has no name";
 }
 
 /// Back and forth, each kind by each other one, and by itself.
@@ -338,7 +363,10 @@ TEST_F(Prenamed, ReplacesValuesOfEveryKind) {
                 expected.add_member(given);
             });
             value.add_value_and_own(1, static_cast<Tm_struct&>(value).get_value(1));
-            ASSERT_TRUE(*value.get_value(1) == *expected.get_value(0)) << i;
+            value.add_value_and_copy(2, value.get_value(1));
+            ASSERT_TRUE(*value.get_value(1) == *expected.get_value(0) && *value.get_value(2) == *value.get_value(1));
+            ASSERT_EQ(expected.get_member_value_type(0), value.get_member_value_type(2));
+            value.add_member(2, "drei");
             ASSERT_TRUE(value.get_member_int32(0) == 1 && value.get_member_text(2) == "drei") << i;
         }
     }

@@ -62,6 +62,7 @@ TEST(Sender, RefusesWhatTheWireCannotCarryBeforeTheFirstChunk) {
     Tm_struct inner(nullptr);
     inner.add_member(too_long, 1);
     Tm_array array;
+    array.add_member("before");
     array.add_member(&inner);
     Message nested;
     nested.add_member(meta, "array", &array);
@@ -69,6 +70,18 @@ TEST(Sender, RefusesWhatTheWireCannotCarryBeforeTheFirstChunk) {
     Message outer;
     outer.add_member(body, "message", &nested);
     EXPECT_THROWS(text, send(outer));
+    // Structs of other classes are looked at, too.
+    char const* const names[] = {"short", too_long.c_str(), nullptr};
+    char const* const short_names[] = {"a", "b", nullptr};
+    Tm_prenamed_struct around(short_names, 2), prenamed(names, 2);
+    around.add_member(0, true);
+    around.add_member(1, &inner);
+    for (int const i : {0, 1}) prenamed.add_member(i, i);
+    for (Tm_struct* const refused : {&around, &prenamed}) {
+        Message message;
+        message.add_member_and_own(body, "prenamed", refused->clone());
+        EXPECT_THROWS(text, send(message));
+    }
     // The name of a response stays at home.
     EXPECT_EQ(1U, chunks_of(*make_message(Message::TMT_RESPONSE, too_long), 1, 100).size());
 

@@ -48,11 +48,12 @@ struct Own_int : Tm_int {
     bool equals(Tm_value const&) const override { throw Tm_exception("equals was called"); }
     TMV get_value_type() const override { return TMV_INT32; }
     bool accept(Tm_visitor&) const override { return true; }
-    int value_int32() const override { return 42; }
+    int value_int32() const override { return Tm_int::value_int32() + 42; }
 };
 
 TEST(Scalars, CompareByTypeFirst) {
     Own_int const own;
+    EXPECT_EQ(1, answering_accessors(own));
     EXPECT_FALSE(own == Tm_int64(42));
     EXPECT_TRUE(Tm_int32(42) == own);
     Tm_array array;
@@ -108,10 +109,24 @@ void expect_every_form_of_new(Value const& example) {
     EXPECT_TRUE(*value == example);
 }
 
+struct alignas(64) Aligned_struct : Tm_struct {
+    explicit Aligned_struct(bool is_made = true) : Tm_struct(nullptr) {
+        if (!is_made) throw Tm_exception("not made");
+    }
+};
+
 TEST(Values, AreMadeByEveryFormOfNew) {
-    std::vector<std::unique_ptr<Tm_value>> dates;
-    for (int i = 0; i < 8; ++i) dates.emplace_back(Aligned_date().clone());
-    for (auto const& date : dates) EXPECT_EQ(0U, reinterpret_cast<std::uintptr_t>(date.get()) % 64);
+    std::vector<std::unique_ptr<Tm_value>> aligned;
+    for (int i = 0; i < 8; ++i) {
+        aligned.emplace_back(Aligned_date().clone());
+        aligned.emplace_back(new Aligned_struct);
+    }
+    for (auto const& value : aligned) EXPECT_EQ(0U, reinterpret_cast<std::uintptr_t>(value.get()) % 64);
+    struct Failing : Tm_struct {
+        Failing() : Tm_struct(nullptr) { throw Tm_exception("not made"); }
+    };
+    EXPECT_THROWS("not made", delete new (std::nothrow) Failing);
+    EXPECT_THROWS("not made", delete new Aligned_struct(false));
     expect_every_form_of_new(Tm_int32(7));
     expect_every_form_of_new(Tm_bool(true));
     expect_every_form_of_new(Tm_double(1.5));

@@ -233,9 +233,7 @@ void Tm_tcl_decoder::read_number(std::string_view keyword, Tokenizer& tokens) {
 void Tm_tcl_decoder::read_closing_brace(Tokenizer& tokens) {
     std::string_view const open = creator_->get_current_state_name();
     bool closed = true;
-    if (open == "struct") {
-        closed = emit<&Tm_creator::visit_struct_end>();
-    } else if (open == "array") {
+    if (open == "array") {
         closed = emit<&Tm_creator::visit_array_end>();
     } else if (open == "method call") {
         closed = emit<&Tm_creator::visit_method_end>(true);
