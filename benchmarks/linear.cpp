@@ -145,6 +145,7 @@ void add_all() {
     add("one name again and again", one_name, decode<4096>, few, many);
     add("long names", long_names, decode<4096>, 16, 128);
     add("names by index", names_by_index, decode<4096>, few, many);
+    add("different structs by index", structs_by_index, decode<4096>, few, many);
     add("empty arrays", empty_arrays, decode<4096>, few, many);
     add("empty structs", empty_structs, decode<4096>, few, many);
     add("empty messages", empty_messages, decode<4096>, few, many);

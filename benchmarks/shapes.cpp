@@ -62,16 +62,26 @@ std::string long_names(int count) {
     return response(all);
 }
 
-std::string names_by_index(int count) {
+namespace {
+
+/// Members with the names of a table, one after the other, each within `before` and `after`.
+std::string by_index(int count, std::string const& before, std::string const& after) {
     std::string names;
     std::string all;
     for (int i = 0; i < count; ++i) {
         std::string const name = "name " + std::to_string(i);
         names += "\x08" + big_endian(name.size()) + name;
-        all += "\x05\x07" + big_endian(static_cast<std::size_t>(i)) + int32(i) + "\x85";
+        all += before + "\x05\x07" + big_endian(static_cast<std::size_t>(i)) + int32(i) + "\x85" +
+               after;
     }
+    if (!before.empty()) all = "\x05\x07" + big_endian(0) + "\x06" + all + "\x86\x85";
     return response(all, named("catalog", "\x06" + names + "\x86"));
 }
+
+}  // namespace
+
+std::string names_by_index(int count) { return by_index(count, "", ""); }
+std::string structs_by_index(int count) { return by_index(count, "\x04", "\x84"); }
 
 std::string empty_arrays(int count) { return in_array(repeated("\x06\x86", count)); }
 std::string empty_structs(int count) { return in_array(repeated("\x04\x84", count)); }

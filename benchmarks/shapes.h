@@ -12,6 +12,7 @@ std::string one_name(int count);
 std::string long_names(int count);
 /// `count` names in the message's table, and as many members that use them.
 std::string names_by_index(int count);
+std::string structs_by_index(int count);
 std::string empty_arrays(int count);
 std::string empty_structs(int count);
 std::string empty_messages(int count);

@@ -92,15 +92,17 @@ TEST(Creator, RejectsPiecesThatDoNotFit) {
     Message message;
     Driven n(&message);
     n.visit_method_begin(true);
-    EXPECT_EQ((Names{"unexpected method name begin in method call", "taken", "method name longer than given length"}),
-              (Names{n.after(n.visit_method_name_begin(65536)), n.after(n.visit_method_name_begin(1)),
-                     n.after(n.visit_method_name_continue("ab", 2))}));
-    EXPECT_TRUE(n.visit_method_name_continue("m", 1) && n.visit_method_name_continue("", 0));
-    EXPECT_EQ("m", message.get_request_name()) << "an empty piece more";
+    EXPECT_EQ(
+        rows("unexpected method name begin in method call", "taken", "taken", "method name longer than given length"),
+        (Names{n.after(n.visit_method_name_begin(65536)), n.after(n.visit_method_name_begin(2)),
+               n.after(n.visit_method_name_continue("a", 1)), n.after(n.visit_method_name_continue("bc", 2))}));
+    EXPECT_TRUE(n.visit_method_name_continue("b", 1) && n.visit_method_name_continue("", 0));
+    EXPECT_EQ("ab", message.get_request_name()) << "an empty piece more";
     n.visit_struct_begin();
-    n.visit_member_begin(1);
-    EXPECT_EQ((Names{"unexpected bool in member", "member name longer than given length"}),
-              (Names{n.after(n.visit_bool(true)), n.after(n.visit_member_continue("ab", 2))}));
+    n.visit_member_begin(2);
+    EXPECT_EQ(rows("unexpected bool in member", "taken", "member name longer than given length"),
+              (Names{n.after(n.visit_bool(true)), n.after(n.visit_member_continue("a", 1)),
+                     n.after(n.visit_member_continue("bc", 2))}));
 }
 
 TEST(Creator, TakesNamesByTextBesideThoseByIndex) {
@@ -119,8 +121,11 @@ TEST(Creator, TakesNamesByTextBesideThoseByIndex) {
                 : c.visit_member_begin(length) && c.visit_member_continue(name.data(), length);
         EXPECT_TRUE(is_named && c.visit_bool(true) && c.visit_member_end()) << name;
     }
+    // One name of both.
+    EXPECT_TRUE(c.visit_member_begin(3) && c.visit_member_continue_with_index(1) && c.visit_member_continue("+", 1) &&
+                c.visit_member_continue_with_index(0) && c.visit_bool(true) && c.visit_member_end());
     EXPECT_TRUE(c.visit_struct_end() && c.visit_method_end(false));
-    EXPECT_EQ(names, names_of(message.get_const_struct(body)));
+    EXPECT_EQ(rows("own", "b", "a", "a", "b+a"), names_of(message.get_const_struct(body)));
 }
 
 /// What is added to an array of a user's own class goes through that class.

@@ -116,6 +116,15 @@ TEST(Dump, EndsAtTheLimitOfItsText) {
                         is_whole == (text == whole));
         }
     }
+    auto const walk = [](std::size_t limit, bool is_whole) {
+        return printed_by([=](FILE* stream) {
+            Tm_text_creator creator(stream, {}, limit);
+            EXPECT_EQ(is_whole, every_kind_request()->accept(creator)) << limit;
+        });
+    };
+    std::size_t const size = walk(1U << 20, true).size();
+    EXPECT_EQ(size, walk(size, true).size()) << "no event fails";
+    for (std::size_t limit = 0; limit < size; ++limit) walk(limit, false);
     EXPECT_EQ("(bool)", printed_by([](FILE* stream) {
                   Tm_text_creator creator(stream, {}, 6);
                   EXPECT_FALSE(creator.visit_bool(true) || creator.visit_array_begin() || creator.visit_array_end());

@@ -247,6 +247,11 @@ TEST(Limits, OfTheReceiverHoldForEachOriginator) {
         {}, [&](int, unsigned int, std::string const& text) { errors.push_back(text); }, limits);
     for (Bytes const& chunk : chunks_of(empty, 5, 100)) tight.receive(8, chunk.data(), chunk.size());
     EXPECT_EQ("more than 5 bytes in unfinished messages", errors.back());
+    limits.max_held_bytes = 15;
+    Receiver odd(limits);
+    for (Bytes const& chunk : {chunks_of(*every_kind_request(), 5, 10)[0], chunks_of(*every_kind_request(), 5, 10)[1]})
+        odd.take(8, chunk);
+    EXPECT_EQ(rows("8/5 more than 15 bytes in unfinished messages"), odd.errors) << "in the midst of a chunk";
     limits.max_unfinished = 0;
     limits.max_held_bytes = 6;
     Tm_chunk_receiver whole([&](auto...) { ++finished; }, {}, limits);

@@ -109,7 +109,7 @@ def main():
     parser.add_argument("count", nargs="?", type=int, default=100, help="faults that compile")
     parser.add_argument("files", nargs="*", type=pathlib.Path, help="else all of tmsg/")
     parser.add_argument("--seed", type=int, default=1, help="other seeds give other faults")
-    given = parser.parse_args()
+    given = parser.parse_intermixed_args()
     sources = [file.resolve().relative_to(ROOT) for file in given.files] or sorted(
         path.relative_to(ROOT) for path in (ROOT / "tmsg").glob("*/*") if path.suffix in (".cpp", ".h"))
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
