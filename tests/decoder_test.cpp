@@ -63,7 +63,7 @@ TEST(Decoder, PassesAPieceWhenAllOfItIsThere) {
     bytes.insert(bytes.end(), {0x08, 0x00, 0x00, 0x08, 0x00});
     Recording_decoder decoder(4096), fed(4096);
     // How much comes, how many events there are then, whether all was taken, and the state.
-    std::vector<std::vector<long>> const steps = {{130, 1, 0, 1}, {1, 2, 1, 1}, {71, 2, 0, 1},
+    std::vector<std::vector<long>> const steps = {{130, 1, 0, 1}, {1, 2, 1, 1}, {35, 2, 0, 1}, {36, 2, 0, 1},
                                                   {1, 3, 1, 0},   {3, 5, 1, 0}, {2, 5, 0, 0}};
     long at = 0;
     for (auto const& step : steps) {

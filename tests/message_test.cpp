@@ -49,6 +49,9 @@ TEST(Message, KeepsFaultCodeAndTextInTheOrderOfTheirSetting) {
     fault.add_member(body, "detail", 1);
     fault.set_fault_string("worse");
     EXPECT_EQ("faultCode faultString 7 worse", content());
+    fault.set_fault_string("worst");
+    fault.add_member(body, "faultCode", 9);
+    EXPECT_EQ(7, fault.get_fault_code()) << "the first one, after a change";
     fault.clear(body);
     fault.add_member(body, "faultCode", "five");
     EXPECT_THROWS("value of type string accessed as type int32_t", fault.get_fault_code());

@@ -73,11 +73,15 @@ TEST(Sender, RefusesWhatTheWireCannotCarryBeforeTheFirstChunk) {
     // Structs of other classes are looked at, too.
     char const* const names[] = {"short", too_long.c_str(), nullptr};
     char const* const short_names[] = {"a", "b", nullptr};
-    Tm_prenamed_struct around(short_names, 2), prenamed(names, 2);
-    around.add_member(0, true);
-    around.add_member(1, &inner);
-    for (int const i : {0, 1}) prenamed.add_member(i, i);
-    for (Tm_struct* const refused : {&around, &prenamed}) {
+    Tm_prenamed_struct first(short_names, 2), last(short_names, 2), prenamed(names, 2);
+    for (int const i : {0, 1}) {
+        first.add_member(i, true);
+        last.add_member(i, true);
+        prenamed.add_member(i, i);
+    }
+    first.add_member(0, &inner);
+    last.add_member(1, &inner);
+    for (Tm_struct* const refused : {&first, &last, &prenamed}) {
         Message message;
         message.add_member_and_own(body, "prenamed", refused->clone());
         EXPECT_THROWS(text, send(message));

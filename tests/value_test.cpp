@@ -90,6 +90,14 @@ TEST(Date, SettersKeepTheirRanges) {
     EXPECT_EQ((std::vector<int>{2001, 1, 1, 0, 0, 1}), date.fields());
     Date_value const given(1999, 2, 31, 23, 59, 77);
     EXPECT_EQ((std::vector<int>{1999, 2, 31, 23, 59, 0}), given.fields());
+    Date_value edge(1, 12, 31, 23, 59, 59);
+    EXPECT_EQ((std::vector<int>{1, 12, 31, 23, 59, 59}), edge.fields());
+    edge.set_month(1);
+    edge.set_day(1);
+    edge.set_hour(0);
+    edge.set_minutes(0);
+    edge.set_seconds(0);
+    EXPECT_EQ((std::vector<int>{1, 1, 1, 0, 0, 0}), edge.fields());
     Tm_struct holder(nullptr);
     holder.add_member("date", &given);
     EXPECT_TRUE(holder.get_member_date("date") != nullptr);

@@ -88,6 +88,8 @@ TEST(Xml, RefusesTextBeyondItsLimit) {
     EXPECT_THROWS("text longer than 40 bytes", Tm_bool(true).accept(encoder));
     encoder.begin_fill();
     EXPECT_TRUE(Tm_bool(true).accept(encoder) && encoder.fill() == 35) << "each message has the limit for itself";
+    Tm_xml_file_size_encoder tight(1000, 34);
+    EXPECT_THROWS("text longer than 34 bytes", Tm_bool(true).accept(tight));
 }
 
 }  // namespace
