@@ -99,10 +99,10 @@ Tm_layout::Ref tm_recall_layout(std::uint64_t place, Tm_layout const* before, un
     Shelf& shelf = shelf_of(key);
     Shelf_lock const lock(shelf);
     if (!lock.is_held()) return {};
-    for (Kept const& kept : shelf.places) {
-        bool const fits = kept.key == key && kept.layout && kept.layout->has(count, next) &&
-                          (count == 0 || kept.layout->begins_like(*before, count));
-        if (fits) return kept.layout;
+    for (Kept const& known : shelf.places) {
+        bool const fits = known.key == key && known.layout && known.layout->has(count, next) &&
+                          (count == 0 || known.layout->begins_like(*before, count));
+        if (fits) return known.layout;
     }
     return {};
 }
