@@ -21,8 +21,8 @@ Tm_tcl_encoder::~Tm_tcl_encoder() = default;
 
 bool Tm_tcl_encoder::open(Tm_bracket bracket) {
     // In the order of Tm_bracket.
-    constexpr std::string_view openings[] = {"request {", "response {", "fault {", "struct {",
-                                             "array {"};
+    constexpr std::string_view openings[] = {"request {", "response {", "fault {",
+                                             "struct {",  "array {",    ""};
     append(openings[static_cast<int>(bracket)]);
     return true;
 }

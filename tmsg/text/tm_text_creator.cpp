@@ -63,7 +63,8 @@ bool Tm_text_creator::enter(Tm_bracket bracket) {
 
 bool Tm_text_creator::open(Tm_bracket bracket) {
     // In the order of Tm_bracket.
-    constexpr Type types[] = {TYPE_CALL, TYPE_RESPONSE, TYPE_FAULT, TYPE_STRUCT, TYPE_ARRAY};
+    constexpr Type types[] = {TYPE_CALL,   TYPE_RESPONSE, TYPE_FAULT,
+                              TYPE_STRUCT, TYPE_ARRAY,    TYPE_MEMBER_NAME};
     bool const is_message = bracket == Tm_bracket::request || bracket == Tm_bracket::response;
     if (is_message) {
         indent_.clear();
