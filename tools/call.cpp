@@ -1,20 +1,97 @@
+/// The verb call: sends a message over TCP and prints the answer.
 #include <ace/INET_Addr.h>
 #include <ace/SOCK_Connector.h>
+#include <ace/SOCK_Stream.h>
+#include <ace/Time_Value.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <memory>
 
-#include "connection.h"
-#include "descriptor.h"
-#include "failure.h"
 #include "input.h"
-#include "interrupt.h"
 #include "output.h"
-#include "read_message.h"
+#include "system.h"
 #include "verbs.h"
 
 namespace {
 
 constexpr unsigned int call_number = 1;
+
+/// The moment until which something must be done.
+class Deadline {
+public:
+    explicit Deadline(double seconds)
+        : end_(Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                  std::chrono::duration<double>(seconds))) {}
+
+    /// Not negative.
+    ACE_Time_Value left() const {
+        auto const left = std::max(end_ - Clock::now(), Clock::duration::zero());
+        return ACE_Time_Value(std::chrono::duration_cast<std::chrono::microseconds>(left));
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    Clock::time_point end_;
+};
+
+/// The caller's end of a TCP connection over which messages go in chunks.
+class Connection {
+public:
+    Connection() = default;
+    Connection(Connection const&) = delete;
+    Connection& operator=(Connection const&) = delete;
+    ~Connection() { stream_.close(); }
+
+    ACE_SOCK_Stream& stream() { return stream_; }
+    int handle() const { return stream_.get_handle(); }
+
+    /// Throws Failure when not all is sent in time, and what the sender throws.
+    void send(Message const& message, int chunk_size, unsigned int seq_no, unsigned char port,
+              Deadline const& deadline);
+    /// Passes what comes next to the receiver. False: the other end has closed the connection.
+    /// Throws Failure when nothing comes in time, and what the receiver's handlers throw.
+    bool receive(Tm_chunk_receiver& receiver, Deadline const& deadline);
+
+private:
+    ACE_SOCK_Stream stream_;
+};
+
+[[noreturn]] void fail(std::string const& what) {
+    throw_if_interrupted();
+    if (errno == ETIME) throw Failure(what + ": timed out");
+    throw Failure::of_system(what);
+}
+
+/// Throws when no time is left: a call of the system would then still do what can be done at once.
+ACE_Time_Value time_left(Deadline const& deadline, std::string const& what) {
+    throw_if_interrupted();
+    ACE_Time_Value left = deadline.left();
+    if (left == ACE_Time_Value::zero) throw Failure(what + ": timed out");
+    return left;
+}
+
+void Connection::send(Message const& message, int chunk_size, unsigned int seq_no,
+                      unsigned char port, Deadline const& deadline) {
+    Tm_chunk_sender sender(chunk_size);
+    bool const sent =
+        sender.send(message, seq_no, port, [&](unsigned char const* chunk, std::size_t size) {
+            ACE_Time_Value const left = time_left(deadline, "failed to send");
+            return stream_.send_n(chunk, size, &left) == static_cast<ssize_t>(size);
+        });
+    if (!sent) fail("failed to send");
+}
+
+bool Connection::receive(Tm_chunk_receiver& receiver, Deadline const& deadline) {
+    unsigned char block[1 << 16];
+    ACE_Time_Value const left = time_left(deadline, "failed to receive");
+    ssize_t const got = stream_.recv(block, sizeof block, &left);
+    if (got < 0) fail("failed to receive");
+    receiver.receive(handle(), block, static_cast<std::size_t>(got));
+    return got > 0;
+}
 
 ACE_INET_Addr resolve(std::string const& text) {
     ACE_INET_Addr address;
@@ -30,7 +107,7 @@ void connect(Connection& connection, std::string const& address, Deadline const&
     throw Failure::of_system("failed to connect to " + address);
 }
 
-/// The answer to the call; other messages are passed over.
+/// Returns the answer to the call, and passes over other messages.
 std::unique_ptr<Message> wait_for_answer(Connection& connection, Temporary_files& files,
                                          Tm_limits const& limits, Deadline const& deadline) {
     std::unique_ptr<Message> answer;
@@ -59,11 +136,7 @@ void write_answer(Message& answer, Call_options const& options) {
     writing.seq_no = answer.header.get_seq_no();
     writing.port = answer.header.get_tmport();
     write_message(answer, options.to, writing);
-    if (is_text(options.to)) {
-        end_text_output();
-    } else {
-        flush_output();
-    }
+    end_output(options.to);
 }
 
 }  // namespace

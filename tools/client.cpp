@@ -1,10 +1,8 @@
+/// One client of the server.
 #include "client.h"
 
 #include <algorithm>
 #include <cerrno>
-
-#include "connection.h"
-#include "descriptor.h"
 
 namespace {
 

@@ -12,6 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "system.h"
+
+/// The other end is gone, or too slow.
+class Lost_connection : public Failure {
+public:
+    using Failure::Failure;
+};
+
 class Client {
 public:
     using Clock = std::chrono::steady_clock;

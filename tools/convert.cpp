@@ -1,11 +1,11 @@
-#include "dump.h"
+/// The verb convert: reads one message and writes it in another form.
+#include "input.h"
 #include "output.h"
-#include "read_message.h"
 #include "verbs.h"
 
 namespace {
 
-/// The bytes as they were read.
+/// Shows the bytes as they were read.
 void dump_wire(Input& input, Convert_options const& options) {
     Temporary_files files;
     Dump dump(options.limits, options.writing.max_text);
@@ -29,9 +29,5 @@ void convert(Convert_options const& options) {
     } else {
         convert_message(input, options);
     }
-    if (is_text(options.to)) {
-        end_text_output();
-    } else {
-        flush_output();
-    }
+    end_output(options.to);
 }

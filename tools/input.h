@@ -1,29 +1,84 @@
-/// The bytes of a file or of standard input, in one pass.
+/// Reading input: its bytes, its chunks, or the one message in it.
 #pragma once
 
+#include <tmsg/tmsg.h>
+
 #include <cstddef>
+#include <map>
+#include <memory>
 #include <string>
+#include <vector>
 
-#include "descriptor.h"
-#include "progress.h"
+#include "output.h"
+#include "system.h"
+#include "terminal.h"
 
+inline std::map<std::string, Form> const input_forms = {
+    {"tcl", Form::tcl}, {"wire", Form::wire}, {"chunks", Form::chunks}};
+
+/// The bytes that are read at a time.
+constexpr std::size_t input_block = 1 << 16;
+
+/// The bytes of a file or of standard input, in one pass.
 class Input {
 public:
-    /// Standard input when the path is empty or "-". Throws Failure.
+    /// Opens the file, or standard input when the path is empty or "-". Throws Failure.
     explicit Input(std::string const& path);
 
-    /// The next bytes, as many as there are up to `size`; 0 at the end. Throws Failure.
+    /// Reads at most `size` bytes, as many as there are. Returns 0 at the end. Throws Failure.
     std::size_t read(void* data, std::size_t size);
-    /// All that follows, but no further than the first piece that goes beyond `most` bytes.
+    /// Reads to the end, but no further than the first piece that goes beyond `most` bytes.
     std::string read_all(std::size_t most);
-
-    /// How many bytes were read.
-    std::size_t offset() const { return offset_; }
 
 private:
     std::string name_;
     Descriptor file_;  ///< none for standard input
     int descriptor_;
-    std::size_t offset_ = 0;
     Progress progress_;
 };
+
+/// Chunks, each behind its 8-byte header, out of an input.
+class Chunk_input {
+public:
+    using Step = Tm_chunk_reader::Step;
+
+    explicit Chunk_input(Input& input) : input_(input) {}
+
+    /// Goes on by one step, of which reader() tells more. Returns need_input at the end of the
+    /// input. Throws Failure when it ends within a chunk, and what reading throws.
+    Step next();
+    /// True: nothing follows what was read.
+    bool is_at_end() { return left_ == 0 && !read_block(); }
+    Tm_chunk_reader const& reader() const { return reader_; }
+
+private:
+    bool read_block();
+
+    Input& input_;
+    Tm_chunk_reader reader_;
+    unsigned char block_[input_block];
+    unsigned char const* data_ = nullptr;  ///< what is left of the block
+    std::size_t left_ = 0;
+};
+
+/// Owns the files that messages brought along, and removes them.
+class Temporary_files {
+public:
+    Temporary_files() = default;
+    Temporary_files(Temporary_files const&) = delete;
+    Temporary_files& operator=(Temporary_files const&) = delete;
+    ~Temporary_files();
+
+    void add(std::vector<std::string> const& paths);
+    /// The files of all file values within the message.
+    void add(Message const& received);
+
+private:
+    std::vector<std::string> paths_;
+};
+
+/// Reads the whole input, which must hold one message and nothing else. What it brings in files is
+/// added to `files`. Bytes of the wire form go to `dump` too, if it is not null. Throws Failure,
+/// and what the library throws.
+std::unique_ptr<Message> read_message(Input& input, Form form, Temporary_files& files,
+                                      Tm_limits const& limits, Dump* dump = nullptr);

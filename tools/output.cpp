@@ -1,3 +1,4 @@
+/// Blocks of output, the dump, and messages in every form.
 #include "output.h"
 
 #include <fcntl.h>
@@ -5,13 +6,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <string>
 
-#include "interrupt.h"
+#include "terminal.h"
 
 namespace {
 
-constexpr std::size_t block = 1 << 16;
+constexpr std::size_t output_block = 1 << 16;
+constexpr std::size_t dump_capacity = 1 << 16;
 
 std::size_t written = 0;
 
@@ -20,11 +21,12 @@ std::string& waiting() {
     return text;
 }
 
-/// Not by way of stdio, which goes on writing when a signal comes.
+/// Does without stdio, which goes on writing when a signal comes.
 void write_now(std::string_view text) {
     while (!text.empty()) {
         throw_if_interrupted();
-        ssize_t const done = ::write(STDOUT_FILENO, text.data(), std::min(text.size(), block));
+        ssize_t const done =
+            ::write(STDOUT_FILENO, text.data(), std::min(text.size(), output_block));
         if (done >= 0) {
             text.remove_prefix(static_cast<std::size_t>(done));
         } else if (errno != EINTR) {
@@ -33,18 +35,108 @@ void write_now(std::string_view text) {
     }
 }
 
+constexpr char const* table_name = "catalog";
+
+std::string_view as_text(unsigned char const* data, std::size_t size) {
+    return {reinterpret_cast<char const*>(data), size};
+}
+
+bool write_bytes(unsigned char const* data, std::size_t size) {
+    write_output(as_text(data, size));
+    return true;
+}
+
+void write_chunks(Message const& message, Writing const& writing) {
+    auto const port = static_cast<unsigned char>(writing.port);
+    Tm_chunk_sender(writing.chunk_size).send(message, writing.seq_no, port, write_bytes);
+}
+
+void write_dump(Message const& message, Writing const& writing) {
+    Tm_limits none;  // it was read within its limits
+    none.max_depth = ~0U;
+    none.max_message_bytes = ~0UL;
+    Dump dump(none, writing.max_text);
+    auto const add = [&](auto... bytes) { return dump.add(bytes...); };
+    tm_encode(message, add, writing.chunk_size);
+    dump.write();
+}
+
+template <class Ship>
+void encode_xml(Message const& message, Writing const& writing, Ship ship) {
+    Tm_xml_file_size_encoder encoder(writing.xml_piece_size, writing.max_text);
+    tm_encode_pieces(message, encoder, [&](char const* data, std::size_t size, bool) {
+        ship(std::string_view(data, size));
+        return true;
+    });
+}
+
+/// Finds a text that is too long before any of it is written.
+void write_xml(Message const& message, Writing const& writing) {
+    if (writing.max_text != tm_no_text_limit) encode_xml(message, writing, [](auto) {});
+    Progress progress("wrote", 0);
+    encode_xml(message, writing, [&](std::string_view piece) {
+        write_output(piece);
+        progress.advance(piece.size());
+    });
+}
+
+template <class Encoder>
+void write_text(Message const& message, Writing const& writing) {
+    auto const limit = std::min<unsigned long>(writing.limit, writing.max_text);
+    Encoder encoder(static_cast<unsigned int>(limit));
+    encoder.set_sink(write_output);
+    message.accept(encoder);
+    write_output(encoder.get_string());
+}
+
+void remove_tables(Tm_value& value);
+
+template <class Container>
+void remove_tables_within(Container& container) {
+    for (int i = 0; i < container.get_member_count(); ++i) remove_tables(*container.get_value(i));
+}
+
+void remove_table(Message& message) {
+    Tm_struct& meta = message.get_struct(Message::TMG_META);
+    if (meta.get_member_index(table_name) < 0) return;
+    Tm_struct rest(nullptr);
+    for (int i = 0; i < meta.get_member_count(); ++i) {
+        std::string const name(meta.get_member_name(i), meta.get_member_name_length(i));
+        if (name != table_name) rest.add_member(name, meta.get_value(i));
+    }
+    meta = rest;
+}
+
+/// Removes the tables of all messages within the value.
+void remove_tables(Tm_value& value) {
+    switch (value.get_value_type()) {
+        case TMV_ARRAY:
+            return remove_tables_within(static_cast<Tm_array&>(value));
+        case TMV_STRUCT:
+            return remove_tables_within(static_cast<Tm_struct&>(value));
+        case TMV_MESSAGE: {
+            auto& message = static_cast<Message&>(value);
+            remove_table(message);
+            remove_tables_within(message.get_struct(Message::TMG_META));
+            return remove_tables_within(message.get_struct(Message::TMG_BODY));
+        }
+        default:
+            return;
+    }
+}
+
 }  // namespace
+
+bool is_text(Form form) { return form != Form::wire && form != Form::chunks; }
 
 void write_output(std::string_view text) {
     written += text.size();
-    if (waiting().size() + text.size() >= block) {
+    if (waiting().size() + text.size() >= output_block) {
         flush_output();
-        if (text.size() >= block) return write_now(text);
+        if (text.size() >= output_block) return write_now(text);
     }
     waiting() += text;
 }
-
-std::size_t output_size() { return written; }
 
 void flush_output() {
     std::string const text = std::move(waiting());
@@ -52,11 +144,56 @@ void flush_output() {
     write_now(text);
 }
 
-void end_text_output() {
-    if (output_is_terminal()) write_output("\n");
+void end_output(Form form) {
+    if (is_text(form) && output_is_terminal()) write_output("\n");
     flush_output();
 }
 
-bool output_is_terminal() { return ::isatty(STDOUT_FILENO) != 0; }
+std::size_t output_size() { return written; }
 
 bool output_is_open() { return ::fcntl(STDOUT_FILENO, F_GETFD) != -1; }
+
+Dump::Dump(Tm_limits const& limits, unsigned long max_text)
+    : file_(open_temporary_file()), decoder_(dump_capacity, file_.get(), limits, max_text) {}
+
+bool Dump::add(unsigned char const* data, std::size_t size) {
+    return tm_feed(decoder_, data, size);
+}
+
+void Dump::write() {
+    decoder_.finalize();
+    if (!decoder_.error().empty()) throw Failure(decoder_.error());
+    bool const is_written = std::fflush(file_.get()) == 0 && std::ferror(file_.get()) == 0;
+    if (!is_written) throw Failure::of_system("failed to write to a temporary file");
+    std::rewind(file_.get());
+    char block[dump_capacity];
+    for (std::size_t got = 0; (got = std::fread(block, 1, sizeof block, file_.get())) != 0;) {
+        write_output({block, got});
+    }
+    if (std::ferror(file_.get()) != 0) throw Failure::of_system("failed to read a temporary file");
+}
+
+void prepare_names(Message& message, Names names) {
+    if (names == Names::as_text) return remove_tables(message);
+    bool const done =
+        names == Names::by_index ? message.index_member_names() : message.restore_member_indexes();
+    if (!done) throw Failure("the names of this message cannot be sent by index");
+}
+
+void write_message(Message const& message, Form form, Writing const& writing) {
+    switch (form) {
+        case Form::tcl:
+            return write_text<Tm_tcl_encoder>(message, writing);
+        case Form::json:
+            return write_text<Tm_json_encoder>(message, writing);
+        case Form::xml:
+            return write_xml(message, writing);
+        case Form::dump:
+            return write_dump(message, writing);
+        case Form::wire:
+            tm_encode(message, write_bytes, writing.chunk_size);
+            return;
+        case Form::chunks:
+            return write_chunks(message, writing);
+    }
+}

@@ -1,14 +1,15 @@
+/// The verb peek: prints the method name of a request in the wire form.
 #include <tmsg/tmsg.h>
 
 #include <algorithm>
 #include <string>
 
-#include "failure.h"
 #include "input.h"
 #include "output.h"
+#include "system.h"
 #include "verbs.h"
 
-/// Reads little more than the head, of any input. The call tags in front of the name do not count.
+/// Reads little more than the head of the input. Passes over the call tags in front of the name.
 void peek(std::string const& file) {
     constexpr char call_tag = 0;
     constexpr char name_tag = 1;

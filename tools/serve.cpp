@@ -1,11 +1,11 @@
+/// The verb serve: sets up the server and runs it.
 #include <memory>
 #include <string>
 
-#include "failure.h"
 #include "input.h"
 #include "output.h"
-#include "read_message.h"
 #include "server.h"
+#include "system.h"
 #include "verbs.h"
 
 namespace {

@@ -1,3 +1,4 @@
+/// Waits for clients, serves and drops them, answers and prints their messages.
 #include "server.h"
 
 #include <ace/INET_Addr.h>
@@ -10,12 +11,9 @@
 #include <exception>
 #include <new>
 
-#include "connection.h"
-#include "descriptor.h"
-#include "failure.h"
-#include "interrupt.h"
-#include "output.h"
-#include "temporary_files.h"
+#include "input.h"
+#include "system.h"
+#include "terminal.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "client.h"
-#include "write_message.h"
+#include "output.h"
 
 class Server {
 public:

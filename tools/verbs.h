@@ -4,8 +4,7 @@
 
 #include <string>
 
-#include "form.h"
-#include "write_message.h"
+#include "output.h"
 
 struct Convert_options {
     std::string file;

@@ -1,9 +1,19 @@
-#include "printable.h"
+/// Escapes, colours and the lines on standard error.
+#include "terminal.h"
+
+#include <unistd.h>
 
 #include <algorithm>
-#include <cstddef>
+#include <cstdlib>
+#include <iostream>
+#include <utility>
 
 namespace {
+
+/// Some texts quote the input, which may be long.
+constexpr std::size_t longest_line = 2000;
+constexpr std::chrono::milliseconds interval(300);
+constexpr std::size_t megabyte = 1000000;
 
 unsigned int byte_at(std::string_view text, std::size_t at) {
     return static_cast<unsigned char>(text[at]);
@@ -83,4 +93,45 @@ std::string hexadecimal(std::string_view bytes, std::size_t most) {
         result += (i == 0 ? "" : " ") + hex_of(byte_at(bytes, i));
     }
     return result + (bytes.size() > most ? " ..." : "");
+}
+
+bool output_is_terminal() { return ::isatty(STDOUT_FILENO) != 0; }
+
+std::string painted(Colour colour, std::string_view text) {
+    static bool const wanted = output_is_terminal() && std::getenv("NO_COLOR") == nullptr;
+    std::string plain(text);
+    if (!wanted || colour == Colour::none) return plain;
+    return "\x1B[" + std::to_string(static_cast<int>(colour)) + "m" + plain + "\x1B[0m";
+}
+
+void report(std::string_view text) {
+    bool const is_cut = text.size() > longest_line;
+    std::cerr << "tmsg: " << printable(text.substr(0, longest_line)) << (is_cut ? "..." : "")
+              << std::endl;
+}
+
+Progress::Progress(std::string what, std::size_t total)
+    : what_(std::move(what)),
+      total_(total),
+      is_wanted_(::isatty(STDERR_FILENO) != 0 && !output_is_terminal()),
+      next_(Clock::now() + interval) {}
+
+Progress::~Progress() {
+    if (is_shown_) std::cerr << "\r\x1B[K" << std::flush;
+}
+
+void Progress::advance(std::size_t bytes) {
+    done_ += bytes;
+    if (!is_wanted_) return;
+    auto const now = Clock::now();
+    if (now < next_) return;
+    next_ = now + interval;
+    is_shown_ = true;
+    show();
+}
+
+void Progress::show() const {
+    std::cerr << '\r' << what_ << ' ' << done_ / megabyte << " MB";
+    if (total_ > 0) std::cerr << ", " << done_ * 100 / total_ << " %";
+    std::cerr << "\x1B[K" << std::flush;
 }

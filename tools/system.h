@@ -1,0 +1,74 @@
+/// What the system does to the program: calls that fail, signals, and descriptors.
+#pragma once
+
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+/// Ends the program with a line on standard error, unless it is caught.
+class Failure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+
+    /// The text is "WHAT: " and what the system says about the call that has just failed.
+    static Failure of_system(std::string const& what);
+};
+
+/// The text of the error, in plain words for std::bad_alloc.
+char const* text_of(std::exception const& error);
+
+// SIGINT, SIGTERM and SIGHUP end the program only after it has cleaned up: a call of the system
+// that blocks fails with EINTR, and its caller calls throw_if_interrupted().
+
+/// Thrown to unwind; end_by_interrupt() follows.
+struct Interrupted {};
+
+void watch_interrupts();
+bool is_interrupted();
+void throw_if_interrupted();
+
+/// Ends the process by the signal that came, as if it had not been watched.
+[[noreturn]] void end_by_interrupt();
+
+/// A descriptor that the program opened. None is 0, 1 or 2, even where the program was started
+/// without standard input, output and error. Else output for these would go into a file or socket.
+class Descriptor {
+public:
+    Descriptor() = default;
+    explicit Descriptor(int number) : number_(number) {}
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(number_, other.number_);
+        return *this;
+    }
+    ~Descriptor();
+
+    int get() const { return number_; }
+    int release() { return std::exchange(number_, -1); }
+
+private:
+    int number_ = -1;
+};
+
+/// Returns a descriptor above 2 of the same file or socket, and closes the one given if it is
+/// another. Throws Failure when there is no descriptor left.
+Descriptor above_standard(Descriptor descriptor);
+
+/// The same for an ACE socket that has just been opened.
+template <class Socket>
+void move_above_standard(Socket& socket) {
+    Descriptor descriptor(socket.get_handle());
+    socket.set_handle(-1);
+    socket.set_handle(above_standard(std::move(descriptor)).release());
+}
+
+struct File_closer {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using Temporary_file = std::unique_ptr<std::FILE, File_closer>;
+
+/// Opens a new file without a name for writing and reading. Throws Failure.
+Temporary_file open_temporary_file();
