@@ -1,4 +1,4 @@
-/// `tmsg serve` under many clients at once. Argument: the program.
+/// `tmsg serve` under many clients at once.
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -18,8 +18,6 @@
 
 namespace {
 
-std::string program;
-
 /// In KiB; large under a sanitizer, which takes memory of its own.
 #ifdef __SANITIZE_ADDRESS__
 constexpr long most_growth = std::numeric_limits<long>::max();
@@ -36,7 +34,7 @@ public:
     explicit Served(std::vector<std::string> const& options, rlim_t descriptors = 0) {
         int out[2];
         if (::pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
-        std::vector<std::string> words = {program, "serve"};
+        std::vector<std::string> words = {PROGRAM, "serve"};
         words.insert(words.end(), options.begin(), options.end());
         std::vector<char*> arguments;
         for (std::string& word : words) arguments.push_back(word.data());
@@ -47,7 +45,7 @@ public:
             rlimit const limit = {descriptors, descriptors};
             if (descriptors != 0) ::setrlimit(RLIMIT_NOFILE, &limit);
             ::dup2(out[1], STDOUT_FILENO);
-            ::execv(program.c_str(), arguments.data());
+            ::execv(PROGRAM, arguments.data());
             ::_exit(127);
         }
         ::close(out[1]);
@@ -284,9 +282,3 @@ TEST(Server, HoldsNoTextHoweverLongItGets) {
 }
 
 }  // namespace
-
-int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    program = argv[1];
-    return RUN_ALL_TESTS();
-}

@@ -1,5 +1,5 @@
 #!/bin/sh
-# disk_test.sh PROGRAM LIBRARY: a received file for which the disk has no room, or that may not be
+# disk.sh PROGRAM LIBRARY: a received file for which the disk has no room, or that may not be
 # made, is an error, and gone. Processes with one number leave each other's files alone. The disk is
 # a small one that only this test sees; where none may be made, there is no test (77).
 set -eu
