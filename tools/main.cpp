@@ -266,7 +266,7 @@ Command read_command_line(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // Both are errors of the call that meets them.
+    // The call of the system fails instead, and the process goes on.
     for (int const number : {SIGPIPE, SIGXFSZ}) std::signal(number, SIG_IGN);
     Command const command = read_command_line(argc, argv);
     if (!command.run) return command.exit_status;

@@ -38,14 +38,14 @@ void end_output(Form form);
 /// False: the program was started without a standard output.
 bool output_is_open();
 
-/// The dump of a message's wire form. It waits in a temporary file until all of it is there, for a
+/// The dump of a message's wire form. A temporary file holds it until all of it is there, because a
 /// failed conversion prints nothing.
 class Dump {
 public:
     /// At most `max_text` bytes of dump. Throws Failure when there is no temporary file.
     Dump(Tm_limits const& limits, unsigned long max_text);
 
-    /// The next bytes of the wire form. False: write() will throw.
+    /// Takes the next bytes of the wire form. False: write() will throw.
     bool add(unsigned char const* data, std::size_t size);
     /// Writes the dump to standard output. Throws Failure for bytes that are no wire form and when
     /// reading or writing fails.
@@ -76,11 +76,11 @@ struct Writing {
     Names names = Names::as_received;
 };
 
-/// Makes the indexes of the message, and its table of names, what the choice demands. Throws
-/// Failure when the names cannot be indexed.
+/// Gives the message the indexes and the table of names that the choice demands. Throws Failure
+/// when the names cannot be indexed.
 void prepare_names(Message& message, Names names);
 
-/// Writes the message; into the binary forms with its names as prepared. Throws Failure, and
+/// Writes the message, in the binary forms with its names as prepared. Throws Failure, and
 /// Tm_out_of_range_exception for a name too long for the binary forms and Tm_exception for XML too
 /// long, before anything is written.
 void write_message(Message const& message, Form form, Writing const& writing);

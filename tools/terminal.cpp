@@ -23,7 +23,7 @@ std::string hex_of(unsigned int byte) {
     return {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
 }
 
-/// The bytes of the character at the front, if it is valid and no control character; else 0.
+/// Returns the bytes of the character at the front, or 0 if it is not valid or a control character.
 std::size_t size_of_character(std::string_view text) {
     unsigned int const first = byte_at(text, 0);
     if (first < 0x80) return first >= ' ' && first <= '~' ? 1 : 0;
@@ -65,7 +65,7 @@ std::string escape(std::string_view text, std::string_view special) {
     return result;
 }
 
-/// The first bytes, `most` or a few less where a character would be cut.
+/// Returns the first `most` bytes, or a few less where a character would be cut.
 std::string_view first_of(std::string_view text, std::size_t most) {
     std::size_t end = std::min(text.size(), most);
     auto const is_within_character = [&] {

@@ -16,7 +16,7 @@ namespace {
 /// From here on the indent does not grow, so that a deep tree does not flood the terminal.
 constexpr int deepest_indent = 40;
 constexpr long capacity = 4096;
-/// What is shown of longer ones.
+/// Longer texts and bytes are cut.
 constexpr std::size_t most_text = 64;
 constexpr std::size_t most_bytes = 16;
 
