@@ -17,6 +17,14 @@ char const* Tm_creator::message_state_name() const {
     }
 }
 
+Tm_open Tm_own_creator::innermost() const {
+    if (is_in_member()) return Tm_open::member;
+    if (leaf_ == State::none && frame_->state == State::array) return Tm_open::array;
+    if (!is_in_message() || message().phase == Phase::not_begun) return Tm_open::other;
+    if (message().target->get_msg_type() == Message::TMT_FAULT) return Tm_open::fault;
+    return message().is_call ? Tm_open::call : Tm_open::response;
+}
+
 bool Tm_creator::visit_method_begin(bool is_request) {
     if (!may_nest()) return refuse_level();
     bool const is_root = leaf_ == State::none && frame_->state == State::method &&

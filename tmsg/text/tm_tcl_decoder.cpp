@@ -231,21 +231,26 @@ void Tm_tcl_decoder::read_number(std::string_view keyword, Tokenizer& tokens) {
 }
 
 void Tm_tcl_decoder::read_closing_brace(Tokenizer& tokens) {
-    std::string_view const open = creator_->get_current_state_name();
-    bool closed = true;
-    if (open == "array") {
-        closed = emit<&Tm_creator::visit_array_end>();
-    } else if (open == "method call") {
-        closed = emit<&Tm_creator::visit_method_end>(true);
-    } else if (open == "method response") {
-        closed = emit<&Tm_creator::visit_method_end>(false);
-    } else if (open == "fault") {
-        closed = emit<&Tm_creator::visit_fault_end>() && get_brace(tokens, '}') &&
-                 emit<&Tm_creator::visit_method_end>(false);
-    } else if (open != "member") {
-        closed = fail("unmatched }, current state: ", open);
+    if (close_innermost(tokens)) next_state_after_group(tokens);
+}
+
+/// In a member this closes nothing: next_state_after_group() ends it, or sets the error.
+bool Tm_tcl_decoder::close_innermost(Tokenizer& tokens) {
+    switch (creator_->innermost()) {
+        case Tm_open::array:
+            return emit<&Tm_creator::visit_array_end>();
+        case Tm_open::call:
+            return emit<&Tm_creator::visit_method_end>(true);
+        case Tm_open::response:
+            return emit<&Tm_creator::visit_method_end>(false);
+        case Tm_open::fault:
+            return emit<&Tm_creator::visit_fault_end>() && get_brace(tokens, '}') &&
+                   emit<&Tm_creator::visit_method_end>(false);
+        case Tm_open::member:
+            return true;
+        default:
+            return fail("unmatched }, current state: ", creator_->get_current_state_name());
     }
-    if (closed) next_state_after_group(tokens);
 }
 
 inline void Tm_tcl_decoder::read_member(Tokenizer& tokens) {
@@ -264,7 +269,7 @@ inline void Tm_tcl_decoder::open_group(Tokenizer& tokens, State inside) {
 }
 
 void Tm_tcl_decoder::next_state_after_group(Tokenizer& tokens) {
-    bool const is_in_member = std::string_view(creator_->get_current_state_name()) == "member";
+    bool const is_in_member = creator_->innermost() == Tm_open::member;
     state_ = is_in_member ? State::expects_member_value : State::expects_value;
     next_state_after_value(tokens);
 }

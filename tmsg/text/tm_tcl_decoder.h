@@ -88,6 +88,7 @@ private:
     template <class Number>
     void read_number(std::string_view keyword, Tokenizer& tokens);
     void read_closing_brace(Tokenizer& tokens);
+    bool close_innermost(Tokenizer& tokens);
     void read_contents(Contents const& kind, Tokenizer& tokens);
     void read_end();
 

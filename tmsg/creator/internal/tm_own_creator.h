@@ -27,9 +27,14 @@ inline bool Tm_creator::make_room(Tm_value_container& values) {
     return !values.is_full() || grow(values);
 }
 
+/// What the decoder of list text tells apart of what is open.
+enum class Tm_open { call, response, fault, array, member, other };
+
 class Tm_own_creator final : public Tm_creator {
 public:
     using Tm_creator::Tm_creator;
+
+    Tm_open innermost() const;
 
     /// Takes the begin of a member and its name.
     bool take_whole_name(std::string_view name) {
