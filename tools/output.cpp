@@ -35,8 +35,6 @@ void write_now(std::string_view text) {
     }
 }
 
-constexpr char const* table_name = "catalog";
-
 std::string_view as_text(unsigned char const* data, std::size_t size) {
     return {reinterpret_cast<char const*>(data), size};
 }
@@ -96,9 +94,12 @@ void remove_tables_within(Container& container) {
     for (int i = 0; i < container.get_member_count(); ++i) remove_tables(*container.get_value(i));
 }
 
+/// All members of its name: without the first one the next one would be the table.
 void remove_table(Message& message) {
+    int const table = message.name_table_position();
+    if (table < 0) return;
     Tm_struct& meta = message.get_struct(Message::TMG_META);
-    if (meta.get_member_index(table_name) < 0) return;
+    std::string_view const table_name = meta.get_member_name(table);
     Tm_struct rest(nullptr);
     for (int i = 0; i < meta.get_member_count(); ++i) {
         std::string const name(meta.get_member_name(i), meta.get_member_name_length(i));

@@ -99,7 +99,6 @@ private:
     friend class Message;
     friend class Tm_creator;
     friend class Tm_own_creator;
-    friend class Tm_index_plan;
     friend class Tm_member_getters<Tm_struct>;
     friend class Tm_member_adders<Tm_struct, Tm_name>;
     friend class Tm_prenamed_struct;

@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "tmsg/creator/internal/tm_own_creator.h"
+#include "tmsg/message/internal/tm_name_table.h"
 #include "tmsg/message/message.h"
 #include "tmsg/value/internal/tm_name_hash.h"
 
@@ -135,17 +136,9 @@ bool Tm_creator::visit_method_name_continue(char const* data, unsigned int lengt
     return true;
 }
 
-/// The names in the array "catalog" of the first struct; null without one.
 Tm_creator::Layout_ref Tm_creator::read_name_table() {
-    Tm_struct const& meta = message().target->get_const_struct(Message::TMG_META);
-    int const position = meta.get_member_index("catalog");
-    if (position < 0) return {};
-    Tm_array const& catalog = *meta.get_member_array(position);
-    Layout_ref table = Tm_layout::make();
-    for (int i = 0; i < catalog.get_member_count(); ++i) {
-        table->append({catalog.get_member_text(i)});
-    }
-    count_memory(table->bytes());
+    Layout_ref table = tm_receive_name_table(*message().target);
+    if (table) count_memory(table->bytes());
     return table;
 }
 

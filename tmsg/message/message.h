@@ -21,6 +21,7 @@
 #include "tmsg/value/tm_type_code.h"
 #include "tmsg/value/tm_value.h"
 
+struct Tm_index_plan;
 /// The caller's own; it receives the 8 bytes of the chunk header.
 struct message_context;
 
@@ -118,6 +119,8 @@ public:
     /// message that came with its names. Such a message alone needs no indexes; then the answer is
     /// true.
     bool restore_member_indexes();
+    /// The member of TMG_META that a receiver takes for the table; -1 when there is none.
+    int name_table_position() const;
 
     /// For callers that expect them; the library keeps no such data.
     int get_access_level() const { return 0; }
@@ -143,7 +146,6 @@ public:
     Tm_header header;
 
 private:
-    friend class Tm_index_plan;
     friend class Tm_member_getters<Message, TMG>;
 
     template <class... Datum>
@@ -153,9 +155,10 @@ private:
         return get_const_struct(group).template read_member<Result>(key);
     }
 
-    int name_table_position() const;
-    static std::unique_ptr<Tm_array> make_name_table(Tm_catalog<std::string> const& names);
     void place_name_table(std::unique_ptr<Tm_array> table);
+    bool record_indexes(bool by_index);
+    static void make_room(Tm_index_plan const& plan);
+    static void carry_out(Tm_index_plan& plan);
 
     void check_is_fault() const;
     void set_fault_member(char const* name, Tm_new_value value, char const* other, TMV other_type);
