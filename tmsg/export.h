@@ -1,4 +1,4 @@
-/// TMSG_API marks what the shared library exports; everything else in it is hidden.
+/// TMSG_API marks the classes and functions that the shared library exports. It hides all others.
 #pragma once
 
 #define TMSG_API __attribute__((visibility("default")))

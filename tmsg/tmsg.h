@@ -1,15 +1,19 @@
-/// Everything of tmsg, typed messages for remote calls, in one include.
+/// Includes all of tmsg, a library of typed messages for remote calls.
 ///
-/// Lifetimes, where a header says nothing else: what a constructor is given must outlive the
-/// object, what a call is given must outlive the call, and what a getter returns is valid until its
-/// object changes or goes. Texts of strings, structs, arrays, byte strings, files and messages stay
-/// valid until their member is removed or replaced; texts of strings, also until their struct is
-/// swapped.
+/// These lifetimes hold where a header says nothing else:
+///  - An object that a constructor gets by pointer or reference must outlive the new object.
+///  - An argument of a call must outlive the call.
+///  - A pointer or reference from a getter is valid until its object changes or is destroyed.
+///  - A pointer to a struct, array, byte string, file or message in a container stays valid until
+///    that member is removed or replaced. So does the text of a string, unless its struct is
+///    swapped before.
 ///
-/// Threads, with no lock: const operations of values do not change them, so that any number of
-/// threads may read, copy, encode and compare one message, or any other value, while none changes
-/// it. Different objects, copies of one message too, may be used and changed by different threads.
-/// All that is no value (encoders, decoders, receivers, catalogues) is for one thread at a time.
+/// These rules for threads need no lock:
+///  - Const operations do not change a value. Any number of threads may read, copy, encode and
+///    compare one message, or any other value, while no thread changes it.
+///  - Different threads may use and change different objects, also copies of one message.
+///  - Only one thread at a time may use an object that is not a value: an encoder, a decoder, a
+///    receiver, a catalogue.
 #pragma once
 
 #include "tmsg/binary/tm_bin_decoder.h"

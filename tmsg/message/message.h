@@ -1,12 +1,13 @@
-/// One remote call, its answer, or a fault; a value itself, so messages nest. Its members stand in
-/// two structs: group TMG_META for what describes the message, TMG_BODY for arguments, results or
-/// the fault. The message owns both and everything in them; what getters return is its own, and is
-/// valid as long as Tm_struct says. A group other than these two throws Tm_out_of_range_exception,
-/// the label "tmg".
+/// A request, a response or a fault of a remote call. A message is a value, so messages nest.
+/// Its members stand in two structs, its groups: TMG_META describes the message, TMG_BODY holds the
+/// arguments, the results or the fault. Any other group throws Tm_out_of_range_exception with the
+/// label "tmg".
+/// The message owns both structs and everything in them. Pointers from getters are valid as long as
+/// tm_struct.h says.
 ///
-/// Message() makes one whose structs share their names; in a copy, and in a message made through
-/// the other constructor, each struct owns its own. The two makes cannot be swapped with each
-/// other.
+/// There are two makes of messages, which cannot be swapped with each other. The structs of a
+/// Message() share names. In a copy, and in a message from the other constructor, each struct owns
+/// its names.
 #pragma once
 
 #include <memory>
@@ -22,26 +23,26 @@
 #include "tmsg/value/tm_value.h"
 
 struct Tm_index_plan;
-/// The caller's own; it receives the 8 bytes of the chunk header.
+/// A structure of the caller's own. It receives the 8 bytes of the chunk header.
 struct message_context;
 
 class TMSG_API Message : public Tm_value,
                          public Tm_message_kind,
                          public Tm_member_getters<Message, Tm_message_kind::TMG> {
 public:
-    /// An empty response.
+    /// Makes an empty response whose structs share names.
     Message();
-    /// Each group struct owns its names; the argument does not matter.
+    /// Makes an empty response whose structs own their names. The argument does not matter.
     explicit Message(Tm_catalog<std::string>* ignored);
     Message(Message const& other);
 
-    /// The message that a list text (see Tm_tcl_decoder) describes; Tm_exception for any other
-    /// text, Tm_out_of_range_exception for an empty one, and what the decoder throws.
+    /// Reads a message from list text (see Tm_tcl_decoder). Throws Tm_exception for any other text,
+    /// Tm_out_of_range_exception for a text without values, and the exceptions of the decoder.
     static Message from_string(std::string const& text);
 
     Message* clone() const override;
     ~Message() override;
-    /// Kinds, groups, and for requests the request names; the names of others do not count.
+    /// Compares the kinds, both groups and, for requests only, the request names.
     bool equals(Tm_value const& other) const override;
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
@@ -49,17 +50,17 @@ public:
     void set_msg_type(TMT type) { type_ = type; }
     TMT get_msg_type() const { return type_; }
 
-    /// "set.method" is split at the first dot; without one both parts are the whole name.
+    /// Splits "set.method" at the first dot. Without a dot both parts are the whole name.
     void set_request_name(Tm_name name);
     std::string const& get_request_name() const { return request_name_; }
     std::string const& get_message_set_name() const { return message_set_name_; }
     std::string const& get_method_name() const { return method_name_; }
-    /// Where the message-set name holds a "#", makes the request name anew from what stands before
-    /// the "#", a dot and the method name.
+    /// Does nothing unless the message-set name holds a "#". Then the new request name is the text
+    /// before the "#", a dot and the method name.
     void fix_message_name();
 
-    /// Each adds one member to the group; when it throws, the group is as before. A null pointer
-    /// throws Tm_exception.
+    /// Each adds one member to the group, with a copy of the data. A null pointer throws
+    /// Tm_exception. When a call throws, the group is as before.
     void add_member(TMG group, Tm_name name, signed char value);
     void add_member(TMG group, Tm_name name, unsigned char value);
     void add_member(TMG group, Tm_name name, short value);
@@ -76,9 +77,9 @@ public:
     void add_member(TMG group, Tm_name name, Tm_binary const* bytes);
     void add_member(TMG group, Tm_name name, Tm_value const* value);
     void add_member(TMG group, Tm_name name, unsigned char const* data, unsigned int length);
-    /// A file, always opened for reading: the last argument does not matter.
+    /// Adds a file, which is always opened for reading. The last argument does not matter.
     void add_member(TMG group, Tm_name name, std::string const& path, unsigned int open_mode);
-    /// Takes the value over, and frees it on failure.
+    /// Takes the value over, and frees it when the call throws.
     void add_member_and_own(TMG group, Tm_name name, Tm_value* value);
 
     int get_member_count(TMG group) const;
@@ -88,61 +89,67 @@ public:
     Tm_struct const& get_const_struct(TMG group) const;
     void clear(TMG group);
 
-    /// Faults only; another kind throws Tm_type_mismatch_exception. Setting one of the two again
-    /// moves it behind the other and drops every further member of the body.
+    /// All four calls throw Tm_type_mismatch_exception unless the message is a fault.
+    /// Setting the code or the string a second time moves it behind the other one and removes all
+    /// further members of the body.
     void set_fault_code(int code);
     void set_fault_string(char const* text);
-    /// -1 when there is none.
+    /// Returns -1 when there is no code.
     int get_fault_code() const;
-    /// Empty when there is none.
+    /// Returns an empty text when there is no string.
     std::string get_fault_string() const;
 
-    /// Names by index: while this is on, members added to the body record indexes, which are sent
-    /// instead of their names. Stays off in a process in whose environment
-    /// QEL_INIT_DISABLE_SEND_MEMBER_STRING was set when this was called first.
+    /// Switches names by index on or off. While it is on, each member added to the body records a
+    /// wire index, which is sent instead of its name. It stays off when the environment variable
+    /// QEL_INIT_DISABLE_SEND_MEMBER_STRING was set at the first call in the process.
     void set_use_send_member_string(bool use);
     bool get_use_send_member_string() const { return use_send_names_; }
-    /// The index catalogue of the body while the feature is on; null otherwise and for TMG_META.
+    /// Returns the index catalogue of the body, which the message owns. Returns null while names by
+    /// index are off, and for TMG_META.
     Tm_catalog<std::string>* get_send_member_string(TMG group);
     Tm_catalog<std::string> const* get_send_member_string(TMG group) const;
-    /// Adds the table that a receiver needs to read the indexes, the array "catalog", to TMG_META,
-    /// unless it is there or the feature is off.
+    /// Adds the name table, the array "catalog", to TMG_META. A receiver needs it to read the
+    /// indexes. Does nothing when there is one already or names by index are off.
     void create_send_member_string_meta();
-    /// Turns the feature on for the whole message as it stands: records indexes for every struct
-    /// of the body and puts a "catalog" of all names in place, unless the one there has them; the
-    /// same for each nested message that has a "catalog", while all others are sent with their
-    /// names. Nothing changes when the answer is false, as it is where the environment forbids the
-    /// feature or one message has more than 65,536 names, or when a name over 65,535 bytes makes it
-    /// throw Tm_out_of_range_exception. To be called again after members were added.
+    /// Switches names by index on for the whole message as it stands:
+    ///  - It records wire indexes for every struct of the body.
+    ///  - It puts a name table in place, unless the one there has all names.
+    ///  - It does the same for each nested message that has a name table. Other nested messages are
+    ///    sent with their names.
+    /// Returns false when the environment forbids indexes or one message has more than 65,536
+    /// names. Throws Tm_out_of_range_exception for a name over 65,535 bytes. Neither changes the
+    /// message. Call it again after members were added.
     bool index_member_names();
-    /// Makes a received message ready to be sent on: the same, but without a "catalog" for a
-    /// message that came with its names. Such a message alone needs no indexes; then the answer is
-    /// true.
+    /// Makes a received message ready to be sent on. Does the same as index_member_names() for a
+    /// message that has a name table. In a message without one, it does so only for nested messages
+    /// that have a table. Returns what index_member_names() returns, and true when there is no
+    /// table.
     bool restore_member_indexes();
-    /// The member of TMG_META that a receiver takes for the table; -1 when there is none.
+    /// Returns the position in TMG_META of the member that a receiver takes for the name table.
+    /// Returns -1 when there is none.
     int name_table_position() const;
 
-    /// For callers that expect them; the library keeps no such data.
+    /// These exist for callers that expect them. The library keeps no such data.
     int get_access_level() const { return 0; }
     int get_user_id() const { return 0; }
     bool need_response() const { return false; }
 
-    /// Copies the 8 bytes of `header` to a context that is not null.
+    /// Copies the 8 bytes of `header` to the context. Does nothing for null.
     void get_context(message_context* context) const;
 
-    /// A new message of the same make with this one's content; this one is empty afterwards.
+    /// Moves the content into a new message of the same make. This message is empty afterwards.
     std::unique_ptr<Message> take_content();
-    /// Between messages of the same make, else Tm_exception and nothing is exchanged.
+    /// Exchanges the contents of two messages of the same make. Throws Tm_exception, and exchanges
+    /// nothing, when their makes differ.
     void swap(Message& other);
-    /// Every struct owns its names: this is a copy, or was made like one.
+    /// Returns the make: true when each struct owns its names, false when the structs share names.
     bool is_clone() const { return groups_[TMG_META].is_string_catalog_from_internal(); }
 
-    /// For structs within the message that share names as its own do:
-    /// Tm_struct(message.shared_names()).
-    /// It is only a tag and need not live as long as the struct.
+    /// Tm_struct(message.shared_names()) makes a struct that shares names, to be added to the
+    /// message. The result is only a tag and need not live as long as the struct.
     Tm_shared_names const& shared_names() const { return shared_names_; }
 
-    /// The chunk header that the message came with, filled by whoever moves messages in chunks.
+    /// The chunk header with which the message came. Tm_chunk_receiver fills it in.
     Tm_header header;
 
 private:

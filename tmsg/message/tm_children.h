@@ -1,5 +1,4 @@
-/// Walks over trees of values, where a visitor would be more than is needed, and over the files
-/// that they hold:
+/// Simple walks, without a visitor, over the values of a tree and over its files:
 ///
 ///     std::size_t count(Tm_value const& value) {
 ///         std::size_t sum = 1;
@@ -28,7 +27,7 @@ void tm_for_each_member(Container const& container, Visit visit) {
 }
 
 /// Calls `visit` with each value directly within a struct or an array, or with both groups of a
-/// message; other values have none.
+/// message. Other values have no children.
 template <class Visit>
 void tm_for_each_child(Tm_value const& value, Visit visit) {
     switch (value.get_value_type()) {
@@ -53,16 +52,17 @@ void tm_for_each_file(Tm_value const& value, Visit const& visit) {
     tm_for_each_child(value, [&](Tm_value const& child) { tm_for_each_file(child, visit); });
 }
 
-/// The library never removes a received file once its value is the caller's. Whoever drops the
-/// value removes its files, unless they are still of use:
+/// The library does not remove the received files of a message that the caller owns. The owner of
+/// the message removes them when they are of no more use:
 ///
 ///     void on_message(std::unique_ptr<Message> message, int, Tm_header const&) {
 ///         use(*message);
 ///         tm_remove_received_files(*message);
 ///     }
 ///
-/// Removes the files of a tree, or those that a decoder names (`received_files()`), as far as this
-/// process has received them: all others stay. False: one could not be removed, and errno tells why
-/// for the last such one. One that is gone already is no failure.
+/// Removes the files of a tree, or the files that a decoder's `received_files()` lists. Removes
+/// only files that this process has received; all others stay. Returns false when a file cannot be
+/// removed. errno then holds the reason for the last such file. A file that is gone already is no
+/// failure.
 TMSG_API bool tm_remove_received_files(Tm_value const& received);
 TMSG_API bool tm_remove_received_files(std::vector<std::string> const& paths) noexcept;

@@ -1,13 +1,13 @@
-/// The header in front of every chunk of a message on the wire, 8 bytes:
+/// The header of 8 bytes in front of every chunk of a message on the wire:
 ///
-///     byte 0     version, 0; no accessor
+///     byte 0     version, always 0
 ///     byte 1     first chunk (bit 7), last chunk (6), discard eligible (4), length bits 19..16
 ///     bytes 2-3  length bits 15..0, big-endian; the payload's length in bytes
 ///     byte 4     port
 ///     byte 5     response new (bit 7), sequence number bits 22..16
 ///     bytes 6-7  sequence number bits 15..0, big-endian
 ///
-/// and its extended form, 24 bytes: the same with version 2, then a 16-byte signature.
+/// The extended header has 24 bytes: the same 8 bytes with version 2, then a signature of 16 bytes.
 #pragma once
 
 #include "tmsg/export.h"
@@ -21,16 +21,17 @@ struct TM_HEADER_2 {
     unsigned char signature[16];
 };
 
-/// "KVOC"; the rest of the signature field is zero.
+/// "KVOC". The rest of the signature field is zero.
 extern TMSG_API char const* const KVO_TEVDAR_SIGNATURE;
 
-/// Setters change their own bits only and cut a number that is too wide to its field.
+/// Setters change only the bits of their field. They cut a number that is too large to the low
+/// bits.
 class TMSG_API Tm_header {
 public:
     static constexpr unsigned int MAX_LENGTH = 0xFFFFF;
     static constexpr unsigned int MAX_SEQ_NO = 0x7FFFFF;
 
-    /// All bytes zero.
+    /// Makes a header whose bytes are all zero.
     Tm_header();
 
     void set_first_chunk(bool value);
@@ -66,11 +67,11 @@ private:
     TM_HEADER record_ = {};
 };
 
-/// Assigning a plain header overwrites the first 8 bytes, the version included. Every assignment
-/// returns a copy of the whole record.
+/// The extended header. Assigning a plain header overwrites the first 8 bytes, also the version.
+/// Every assignment returns a copy of the whole record.
 class TMSG_API Tm_header_2 {
 public:
-    /// Version 2, the signature, zero elsewhere.
+    /// Makes a header with version 2 and the signature. All other bytes are zero.
     Tm_header_2();
 
     TM_HEADER_2 operator=(TM_HEADER const& record);

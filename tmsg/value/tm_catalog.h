@@ -1,6 +1,7 @@
-/// Names stored once, each with a dense index in the order of first addition: the names of members
-/// that are sent by index, and those of structs that were given a catalogue. Entries never move: a
-/// pointer to one stays valid until the catalogue is cleared or destroyed. One thread at a time.
+/// A catalogue stores each name once and numbers the names from 0 in the order of first addition.
+/// It holds the names of members that are sent by index, or the names of the structs that share it.
+/// A pointer to an entry stays valid until the catalogue is cleared or destroyed.
+/// Only one thread at a time may use a catalogue.
 #pragma once
 
 #include <cstdint>
@@ -28,23 +29,23 @@ public:
     Tm_catalog& operator=(Tm_catalog const& other);
     ~Tm_catalog();
 
-    /// The entry of `name`, made with the next index when there is none.
+    /// Returns the entry of `name`. Adds one with the next index when there is none.
     entry const* add(std::string_view name);
-    /// Null when absent.
+    /// Returns null when there is no such name.
     entry const* find(std::string_view name) const;
 
     unsigned int size() const { return static_cast<unsigned int>(entries_.size()); }
     unsigned int next_index() const { return next_index_; }
 
-    /// Forgets all names; indexes go on from where they were.
+    /// Removes all names. The next name gets the next index, not 0.
     void clear() noexcept;
     void swap(Tm_catalog& other) noexcept;
 
-    /// The entries in index order; position < size().
+    /// Returns an entry, in the order of indexes. `position` must be less than size().
     entry const& operator[](std::size_t position) const { return *entries_[position]; }
 
 private:
-    /// A place of the hash table: a free one has no position.
+    /// A place of the hash table. A free place holds 0 as position_plus_one.
     struct Slot {
         std::uint32_t hash;
         std::uint32_t position_plus_one;
@@ -55,6 +56,6 @@ private:
     void rebuild_table();
 
     std::vector<Tm_owned<entry>> entries_;
-    std::vector<Slot> table_;  ///< empty while there are few names; else a power of two
+    std::vector<Slot> table_;  ///< empty while names are few, else a power of two long
     unsigned int next_index_ = 0;
 };

@@ -1,5 +1,5 @@
-/// A calendar date and time of day, the base of a user's own date value: what stays pure here (how
-/// a date is cloned, compared and sent) is the user's, and the library itself never builds one.
+/// A calendar date and time of day. It is the base class of a date value of your own: your class
+/// defines how a date is cloned, compared and sent. The library itself never makes a date.
 /// Setters ignore a value outside the range of their field.
 #pragma once
 
@@ -15,7 +15,7 @@ public:
 
     void set_year(int year);        ///< above 0
     void set_month(int month);      ///< 1 to 12
-    void set_day(int day);          ///< 1 to 31, whatever the month
+    void set_day(int day);          ///< 1 to 31, in every month
     void set_hour(int hour);        ///< 0 to 23
     void set_minutes(int minutes);  ///< 0 to 59
     void set_seconds(int seconds);  ///< 0 to 59

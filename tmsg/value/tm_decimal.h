@@ -1,5 +1,5 @@
-/// The text of a number, as printf writes it with %d, %u and %g in the C locale, whatever the
-/// locale of the process.
+/// The text of a number, as printf writes it with %d, %u and %g in the C locale. The locale of the
+/// process does not matter.
 #pragma once
 
 #include <charconv>
@@ -15,7 +15,7 @@ public:
         : size_(length_of(std::to_chars(text_, text_ + sizeof text_, value,
                                         std::chars_format::general, printf_precision))) {}
 
-    /// Valid as long as this object.
+    /// The view is valid as long as this object lives.
     operator std::string_view() const { return {text_, size_}; }
 
 private:

@@ -1,5 +1,5 @@
-/// Everything the library throws of its own. There are no error codes: what() is one finished,
-/// readable text. Decoders and creators keep error texts instead of throwing.
+/// The exception classes of the library. There are no error codes: what() returns one finished,
+/// readable text. Decoders and creators do not throw for bad input; they keep an error text.
 #pragma once
 
 #include <exception>
@@ -22,18 +22,18 @@ protected:
     std::string message_;
 };
 
-/// A position, group, size or length outside its range, both ends of which are allowed values.
+/// A position, group, size or length is outside its range. `low` and `high` are allowed values.
 class TMSG_API Tm_out_of_range_exception : public Tm_exception {
 public:
     Tm_out_of_range_exception(char const* label, int value, int low, int high);
-    /// With the label "index".
+    /// Uses the label "index".
     Tm_out_of_range_exception(int value, int low, int high);
 
 private:
     void construct(char const* label, int value, int low, int high);
 };
 
-/// A value read as another type, or a message that is not a fault used as one.
+/// A value was read as another type, or a message that is not a fault was used as a fault.
 class TMSG_API Tm_type_mismatch_exception : public Tm_exception {
 public:
     Tm_type_mismatch_exception(TMV actual, TMV requested);
@@ -45,7 +45,8 @@ public:
     explicit Tm_name_not_found_exception(std::string const& name);
 };
 
-/// `example` and `first_name` may be null: the text then carries no example.
+/// A table of enumeration values lacks a name or a number. The text has no example when `example`
+/// or `first_name` is null.
 class TMSG_API Tm_enum_not_found_exception : public Tm_exception {
 public:
     Tm_enum_not_found_exception(char const* name, char const* example);

@@ -1,6 +1,7 @@
-/// A value whose content is a file on disk, open for the value's whole life. Files below the
-/// mapping limit are mapped; of larger ones the visitor reads the bytes itself. The size is fixed
-/// when the value is made. The file is never deleted. A clone opens the file again by its path.
+/// A value whose content is a file on disk. The value keeps the file open until it is destroyed.
+/// A file up to the mapping limit is mapped. The visitor reads the bytes of a larger file itself.
+/// The value notes the size of the file when it is made, and never deletes the file.
+/// A clone opens the file again by its path.
 #pragma once
 
 #include <string>
@@ -13,18 +14,20 @@ class Tm_mapping;
 
 class TMSG_API Tm_file : public Tm_value {
 public:
-    /// In units of 1,024,000 bytes: a file is mapped when its size has at most so many whole ones.
+    /// The mapping limit in units of 1,024,000 bytes: a file is mapped when it holds at most this
+    /// many whole units, that is, when it is smaller than 11,264,000 bytes.
     static constexpr int MAX_MMAP_FILE_SIZE_MB = 10;
 
-    /// Mode 0 opens an existing file for reading; any other opens for reading and writing, creating
-    /// or truncating the file. Throws Tm_file_open_exception or Tm_file_mapping_exception.
+    /// Mode 0 opens an existing file for reading. Any other mode creates or truncates the file and
+    /// opens it for reading and writing.
+    /// Throws Tm_file_open_exception or Tm_file_mapping_exception.
     Tm_file(std::string const& path, unsigned int open_mode);
-    /// Opens the file again; with a non-zero mode this truncates it, as making the value did.
+    /// Opens the file again in the same mode. A mode other than 0 truncates the file again.
     Tm_file(Tm_file const& other);
 
     Tm_file* clone() const override;
     ~Tm_file() override;
-    /// Equality of path and size; contents are not compared.
+    /// Compares path and size, not the contents.
     bool equals(Tm_value const& other) const override;
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
@@ -34,17 +37,16 @@ public:
     unsigned int size() const { return size_; }
     unsigned int open_mode() const { return open_mode_; }
     int descriptor() const;
-    /// Null when none was made: for an empty file and for one above the limit.
+    /// Returns null for an empty file and for a file above the mapping limit.
     void const* mapping() const;
-    /// accept() sends the bytes itself, from the mapping.
+    /// True: accept() passes the bytes to the visitor. False: it passes the descriptor.
     bool in_memory() const { return in_memory_; }
 
-    /// Whether a file of this size is mapped.
+    /// Returns whether a file of `size` bytes is mapped.
     static bool is_mapped_size(unsigned int size);
 
-    /// Reads n bytes from where the descriptor stands. Returns n; or, at end of file or on an
-    /// error, what the last read returned (0 or a negative number). A read that a signal interrupts
-    /// is repeated.
+    /// Reads n bytes from the position of the descriptor and returns n. Returns 0 when the file
+    /// ends before, and a negative number on an error. Repeats a read that a signal interrupts.
     static long read_n(int fd, void* buffer, unsigned long n);
 
 private:

@@ -1,6 +1,5 @@
-/// The events of a visitor, folded into five operations. Most visitors treat many events alike: a
-/// text form for example differs between them in a few words only. Such a visitor derives from this
-/// class, which overrides every event, and defines the operations:
+/// Folds the events of a visitor into five operations, because most visitors treat many events
+/// alike. Such a visitor derives from this class, which overrides every event, and defines:
 ///
 ///     class My_encoder : public Tm_folded_events<My_encoder> {
 ///         friend class Tm_folded_events<My_encoder>;
@@ -12,14 +11,16 @@
 ///         bool piece(Tm_bytes bytes, char const* data, unsigned int length);
 ///     };
 ///
-/// Each returns what the event returns: whether it was taken. A member is opened by its name and
-/// closed by close(). The visitor may override single events besides.
+/// Each operation returns true when the visitor takes the event, false to refuse it.
+/// begin(Tm_bytes::member_name, ...) opens a member, and close(Tm_bracket::member) closes it.
+/// The visitor may also override single events.
 #pragma once
 
 #include <string>
 
 #include "tmsg/value/tm_visitor.h"
 
+/// Values that events open and close. Members come with close() only.
 enum class Tm_bracket : unsigned char { request, response, fault, structure, array, member };
 
 /// Byte sequences, which come in pieces.
@@ -34,7 +35,7 @@ public:
     }
     /// Counts a piece. True: it was the last one.
     bool take(unsigned int length) { return (received_ += length) == expected_; }
-    /// Whether that many bytes are still to come.
+    /// Returns whether at least `length` bytes are still to come.
     bool fits(unsigned int length) const { return length <= expected_ - received_; }
 
 private:

@@ -5,8 +5,8 @@
 #include <memory>
 #include <utility>
 
-/// The one owner of an object, for private members of public classes: each std::unique_ptr of
-/// another class costs whoever includes the header compile time, this costs next to none.
+/// The only owner of an object. It replaces std::unique_ptr in public headers because it costs
+/// those who include them much less compile time. get() returns null when there is no object.
 template <class T>
 class Tm_owned {
 public:
@@ -36,7 +36,7 @@ public:
         return object;
     }
     void reset(T* object = nullptr) noexcept {
-        static_cast<void>(sizeof(T));  // does not compile where the class is not known
+        static_cast<void>(sizeof(T));  // does not compile for an incomplete class
         T* const old = object_;
         object_ = object;
         delete old;
@@ -46,15 +46,15 @@ private:
     T* object_ = nullptr;
 };
 
-/// An owner among several of an object that counts its owners: keep() adds one, drop() removes one
-/// and deletes the object with the last. The object begins with one owner.
+/// One of several owners of an object that counts its owners. The object has one owner when it is
+/// made. Its keep() adds an owner. Its drop() removes one, and deletes the object with the last.
 template <class T>
 class Tm_counted_ptr {
 public:
     Tm_counted_ptr() = default;
     /// Takes the object's first owner over.
     explicit Tm_counted_ptr(T* object) : object_(object) {}
-    /// One more owner of an object that has some; null gives null.
+    /// Makes one more owner of an object. Returns an empty pointer for null.
     static Tm_counted_ptr share(T* object) noexcept {
         if (object != nullptr) object->keep();
         return Tm_counted_ptr(object);

@@ -1,5 +1,5 @@
-/// The table of plain types: for each the type code, the value class that stores it and the event
-/// that sends it. A new plain type is one line here and one column per interface.
+/// The table of plain types. It gives each type its type code, the value class that stores it and
+/// the event that sends it.
 #pragma once
 
 #include "tmsg/value/tm_type_code.h"

@@ -4,8 +4,8 @@
 #include "tmsg/value/tm_plain.h"
 #include "tmsg/value/tm_value.h"
 
-/// Integer values of eight fixed widths. There is no conversion between widths: an accessor of any
-/// width but the object's own returns 0.
+/// The base class of integer values of eight types. There is no conversion between the types: an
+/// accessor returns 0 unless the value is of exactly its type.
 class TMSG_API Tm_int : public Tm_value {
 public:
     virtual signed char value_int8() const;
@@ -17,7 +17,7 @@ public:
     virtual long value_int64() const;
     virtual unsigned long value_uint64() const;
 
-    /// A new integer value, of the class that belongs to the argument's type; the caller owns it.
+    /// Returns a new value of the class that belongs to the argument's type. The caller owns it.
     static Tm_value* create(signed char value);
     static Tm_value* create(unsigned char value);
     static Tm_value* create(short value);
@@ -28,8 +28,8 @@ public:
     static Tm_value* create(unsigned long value);
 };
 
-/// The accessor of each plain type: getters and equality read through it, so that a class of a
-/// user's own on Tm_int is read like one of the library's.
+/// The accessor of each integer type. Getters and equality use it, so that they read a class that
+/// users derive from Tm_int as they read the library's own classes.
 template <class Plain>
 struct Tm_int_accessor;
 // clang-format off
@@ -43,7 +43,7 @@ template <> struct Tm_int_accessor<long>           { static constexpr auto read 
 template <> struct Tm_int_accessor<unsigned long>  { static constexpr auto read = &Tm_int::value_uint64; };
 // clang-format on
 
-/// The integer value that stores `Plain`; use the names Tm_int8 to Tm_uint64 below.
+/// The integer value that stores a `Plain`. Use the names Tm_int8 to Tm_uint64 below.
 template <class Plain>
 class TMSG_API Tm_int_of : public Tm_int {
 public:
@@ -88,7 +88,7 @@ using Tm_uint32 = Tm_int_of<unsigned int>;
 using Tm_int64 = Tm_int_of<long>;
 using Tm_uint64 = Tm_int_of<unsigned long>;
 
-/// A value of IEEE 754 binary64. Equality is IEEE's: NaN equals nothing, +0.0 equals -0.0.
+/// A double value, IEEE 754 binary64. NaN equals nothing, and +0.0 equals -0.0.
 class TMSG_API Tm_double : public Tm_value {
 public:
     explicit Tm_double(double value) : value_(value) {}

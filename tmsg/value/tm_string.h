@@ -1,4 +1,4 @@
-/// A text of at most 65,535 bytes, of any content, zero bytes included.
+/// A text of at most 65,535 bytes. It may hold any bytes, also zeros.
 #pragma once
 
 #include <string>
@@ -11,11 +11,11 @@
 
 class TMSG_API Tm_string : public Tm_value {
 public:
-    /// In bytes; what the wire form has room for, in names too.
+    /// The most bytes of a string or name in the wire form.
     static constexpr unsigned int MAX_LENGTH = 65535;
 
-    /// With a catalogue the text also becomes a name in it.
-    /// Throws Tm_out_of_range_exception for a longer text and adds no name then.
+    /// Copies the text. Also adds it to the catalogue when that is not null.
+    /// Throws Tm_out_of_range_exception for a text over MAX_LENGTH, and then adds no name.
     explicit Tm_string(std::string_view text, Tm_catalog<std::string>* catalog = nullptr);
     Tm_string(Tm_string const& other);
 
@@ -25,10 +25,11 @@ public:
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
 
-    /// A zero stands behind the text. Valid while the value lives.
+    /// Returns the text, which a zero byte follows in memory. It is valid while the value lives.
     std::string_view value() const { return tm_text_view(text_); }
 
-    /// The string to store: `text` itself, or its entry in the catalogue, made when absent.
+    /// Returns the string to store: `text` itself when the catalogue is null, else the name in the
+    /// catalogue, which is added when absent. Throws Tm_out_of_range_exception for a text too long.
     static std::string const& validate_string_length(std::string const& text,
                                                      Tm_catalog<std::string>* catalog);
 
@@ -37,7 +38,8 @@ public:
     using File_begin_event = bool (Tm_visitor::*)(int, unsigned int);
     using File_piece_event = bool (Tm_visitor::*)(int, std::string const&, unsigned int);
 
-    /// The resumable walk of any byte sequence: its length, then pieces of 128 bytes and the rest.
+    /// Walks any byte sequence: sends its length, then pieces of 128 bytes, the last one shorter.
+    /// Returns false when the visitor refuses an event. The next call then goes on from there.
     static bool accept_generic_buffer(char const* data, unsigned int length, Tm_visitor& visitor,
                                       Begin_event begin, Piece_event piece);
     /// The same walk over a file whose bytes the visitor reads itself.
@@ -50,7 +52,7 @@ private:
 
     static void check_length(std::string_view text);
     struct In_place {};
-    /// A value in a container, which owns the text and never destroys the value.
+    /// Makes a value within a container. The container owns the text and never destroys the value.
     Tm_string(In_place, char const* text) : text_(text) {}
 
     char const* text_;  ///< see tm_text.h

@@ -1,5 +1,5 @@
-/// Texts that many values keep in few blocks of memory. A text is a pointer to its bytes: a zero
-/// stands behind them, their length in front of them.
+/// Texts of many values in few blocks of memory. A text is a pointer to its bytes. Its length
+/// stands in front of the bytes, and a zero byte behind them.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 /// The number of bytes in front of a text that hold its length.
 constexpr std::size_t tm_text_prefix = sizeof(std::uint32_t);
 
-/// The bytes that a text of this length takes.
+/// Returns the bytes of memory that a text of `length` bytes takes.
 constexpr std::size_t tm_text_size(std::size_t length) { return tm_text_prefix + length + 1; }
 
 inline std::uint32_t tm_text_length(char const* text) {
@@ -21,8 +21,8 @@ inline std::uint32_t tm_text_length(char const* text) {
 
 inline std::string_view tm_text_view(char const* text) { return {text, tm_text_length(text)}; }
 
-/// Writes length and final zero into tm_text_size(length) bytes; returns the text, whose bytes are
-/// still to be written.
+/// Writes the length and the final zero into tm_text_size(length) bytes of memory. Returns the
+/// text, whose `length` bytes the caller writes.
 inline char* tm_begin_text(void* memory, std::size_t length) {
     auto const prefix = static_cast<std::uint32_t>(length);
     std::memcpy(memory, &prefix, sizeof prefix);
@@ -31,10 +31,10 @@ inline char* tm_begin_text(void* memory, std::size_t length) {
     return text;
 }
 
-/// Up to this length texts are compared without a call.
+/// The most bytes that are compared and copied without a call.
 constexpr std::size_t tm_short_text = 16;
 
-/// Compares at most tm_short_text bytes.
+/// Compares bytes. `size` must be at most tm_short_text.
 inline bool tm_equal_short(char const* a, char const* b, std::size_t size) {
     auto const differ = [&](auto word, std::size_t at) {
         auto other = word;
@@ -50,12 +50,12 @@ inline bool tm_equal_short(char const* a, char const* b, std::size_t size) {
     return true;
 }
 
-/// Faster than a call of memcmp where there are few bytes, as in names.
+/// Compares bytes. It is faster than memcmp for few bytes, as in names.
 inline bool tm_equal_bytes(char const* a, char const* b, std::size_t size) {
     return size > tm_short_text ? std::memcmp(a, b, size) == 0 : tm_equal_short(a, b, size);
 }
 
-/// Copies bytes, faster than a call of memcpy where there are few.
+/// Copies bytes that do not overlap. It is faster than memcpy for few bytes.
 inline void tm_copy_bytes(char* to, char const* from, std::size_t size) {
     auto const copy_ends = [&](auto first) {
         auto last = first;
@@ -79,12 +79,13 @@ inline bool tm_text_equals(char const* text, std::string_view other) {
     return tm_text_length(text) == other.size() && tm_equal_bytes(text, other.data(), other.size());
 }
 
-/// The bytes up to the zero; a view of null for a null pointer.
+/// Returns the bytes up to the zero, or an empty view of null for a null pointer.
 inline std::string_view tm_view(char const* text) {
     return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
-/// Owns the blocks. Texts never move; all of them are freed together.
+/// Owns the blocks. A text never moves and is valid until clear() or the destructor frees all
+/// texts.
 class Tm_texts {
 public:
     Tm_texts() = default;
@@ -92,7 +93,7 @@ public:
     Tm_texts& operator=(Tm_texts const&) = delete;
     ~Tm_texts() { clear(); }
 
-    /// A new text, whose bytes the caller writes.
+    /// Adds a text, whose `length` bytes the caller writes.
     char* add(std::size_t length) {
         std::size_t const size = tm_text_size(length);
         Block* block = last_;
@@ -107,7 +108,7 @@ public:
         return text;
     }
 
-    /// The bytes of all texts, tm_text_size() of each.
+    /// Returns the sum of tm_text_size() over all texts.
     std::size_t size() const {
         std::size_t sum = 0;
         for (Block const* block = last_; block != nullptr; block = block->next())
@@ -115,24 +116,24 @@ public:
         return sum;
     }
 
-    /// Returns the bytes that a text of this length would allocate; 0 where there is room.
+    /// Returns the bytes that add(length) would allocate, 0 when the last block has room.
     std::size_t growth(std::size_t length) const {
         std::size_t const size = tm_text_size(length);
         bool const has_room = last_ != nullptr && size <= last_->room - last_->used;
         return has_room ? 0 : sizeof(Block) + room_for(size);
     }
 
-    /// The bytes of all blocks, without those of the caller's memory.
+    /// Returns the bytes of all blocks that this allocated, without memory of the caller's.
     std::size_t allocated() const;
 
-    /// The next texts of `bytes` bytes, tm_text_size() of each, need one block.
+    /// Makes room, in one block, for texts whose tm_text_size() adds up to `bytes`.
     void reserve(std::size_t bytes);
 
-    /// The bytes that a first block of that room takes in memory of the caller's.
+    /// Returns the bytes of caller's memory that lend() needs for `room` bytes of texts.
     static constexpr std::size_t lent_size(std::size_t room) { return sizeof(Block) + room; }
-    /// Uses memory of the caller's, which stays the caller's, as the first block.
+    /// Uses memory of the caller as the first block. The caller keeps owning it.
     void lend(void* memory, std::size_t room);
-    /// Whether texts stand, or may stand, in memory of the caller's.
+    /// Returns whether texts stand, or may stand, in memory of the caller.
     bool has_lent_memory() const;
 
     void swap(Tm_texts& other) noexcept {

@@ -3,9 +3,7 @@
 
 #include "tmsg/export.h"
 
-/// Type codes of values: what getters check and type-mismatch texts name.
-
-/// The code of every value class; 16 is used by none.
+/// The type codes of the value classes. Getters compare them. No class uses 16.
 enum TMV : int {
     TMV_INT8 = 0,
     TMV_UINT8 = 1,
@@ -26,14 +24,14 @@ enum TMV : int {
     TMV_MESSAGE = 17
 };
 
-/// Kinds and groups of messages, below everything that names them. Message inherits this, so that
-/// users write Message::TMT_REQUEST and Message::TMG_BODY.
+/// The kinds (TMT) and groups (TMG) of messages. A group is one of the two structs of a message.
+/// Message inherits this class, so that users write Message::TMT_REQUEST and Message::TMG_BODY.
 class TMSG_API Tm_message_kind {
 public:
     enum TMT : int { TMT_REQUEST = 0, TMT_RESPONSE = 1, TMT_FAULT = 2 };
     enum TMG : int { TMG_META = 0, TMG_BODY = 1 };
 
-    /// "request", "response", "fault"; "unknown" for any other number.
+    /// Returns "request", "response" or "fault", and "unknown" for any other number.
     static char const* tmt_to_string(TMT kind);
 
 protected:

@@ -1,4 +1,4 @@
-/// Free functions over plain data.
+/// Free functions for plain data: numbers as text, byte order, and tables of enumeration values.
 #pragma once
 
 #include <atomic>
@@ -11,8 +11,8 @@
 
 // Decimal texts of whole numbers. The text functions return a pointer into a buffer of the calling
 // thread, which the next call of the same function on that thread overwrites. The parsers report no
-// errors: they return 0 for a text without digits, and what strtoul and its kin return for a number
-// that is too large.
+// errors. They return 0 for a text without digits. For a number that is too large they return the
+// result of strtoul() or strtol().
 
 /// A number of 96 bits.
 struct uint96_t {
@@ -20,53 +20,56 @@ struct uint96_t {
     std::uint32_t high;
 };
 
-/// The low 32 bits of the parsed number.
+/// Returns the low 32 bits of the parsed number.
 TMSG_API unsigned int string_to_uint32(char const* text);
 TMSG_API long string_to_int64(char const* text);
 TMSG_API unsigned long string_to_uint64(char const* text);
-/// "HIGH:LOW"; both parts 0 when there is no colon.
+/// Parses "HIGH:LOW". Both parts are 0 when there is no colon.
 TMSG_API uint96_t string_to_uint96(char const* text);
 
 TMSG_API char const* uint32_to_string(unsigned int const& value);
 TMSG_API char const* int64_to_string(long const& value);
 TMSG_API char const* uint64_to_string(unsigned long const& value);
-/// Uses the buffers of the 32-bit and 64-bit functions too.
+/// Also overwrites the buffers of uint32_to_string() and uint64_to_string().
 TMSG_API char const* uint96_to_string(uint96_t const& value);
 
-// Lists of texts and byte strings held in plain structures: their space and their copies.
+// The space and the copies of texts and byte strings in plain structures.
 
-/// The sum of length + 9 over the texts, in bytes.
+/// Returns the sum of length + 9 over the texts, in bytes.
 TMSG_API unsigned int tms_string_space_needed(std::vector<std::string> const& strings);
 TMSG_API unsigned int tms_string_space_needed(unsigned int count, char const* const* strings);
 
-/// The sum of size + 16 over the byte strings, in bytes.
+/// Returns the sum of size + 16 over the byte strings, in bytes.
 TMSG_API unsigned int tms_binary_space_needed(std::vector<Tm_binary> const& items);
 TMSG_API unsigned int tms_binary_space_needed(unsigned int count, tm_binary_cstruct const* items);
 
-/// A copy in memory of malloc that the caller frees with free. When there is no memory,
-/// `target.data` is null and only the size is set.
+/// Copies the bytes to new memory, which the caller frees with free(). When there is no memory,
+/// only the size is set and `target.data` is null.
 TMSG_API void tms_binary_copy(tm_binary_cstruct& target, tm_binary_cstruct const* source);
 TMSG_API void tms_binary_copy(tm_binary_cstruct& target, Tm_binary const* source);
 
 // The host's byte order, and doubles to and from network order.
 
-/// FFFFFFFFh until determined, then 0 on a little-endian host and another value on a big-endian.
+/// Holds FFFFFFFFh until the byte order is determined, then 0 on a little-endian host and another
+/// value on a big-endian host.
 extern TMSG_API std::atomic<std::uint32_t> big_endian_cache;
 
 TMSG_API bool is_big_endian();
 
-/// Both reverse the eight bytes in place on a little-endian host.
+/// Both reverse the eight bytes in place on a little-endian host, and do nothing on a big-endian
+/// host.
 TMSG_API void htond(double& value);
 TMSG_API void ntohd(double& value);
 
 // Tables of enumeration values and their names.
 
-/// One entry; a table ends with an entry whose name is null. Error texts name its first entry.
+/// One entry of a table. The last entry has a null name. Error texts name the first entry.
 struct tm_enum_map {
     int value;
     char const* name;
 };
 
-/// The first entry that matches; Tm_enum_not_found_exception when none does. Names match exactly.
+/// Both search for the first entry that matches. Names match exactly. Both throw
+/// Tm_enum_not_found_exception when no entry matches.
 TMSG_API char const* tms_enum_to_string(int value, tm_enum_map const* table);
 TMSG_API int tms_string_to_enum(char const* name, tm_enum_map const* table);

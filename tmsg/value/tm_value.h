@@ -1,5 +1,5 @@
-/// The abstract root of every value tree. A tree is owned from its root down, copied deeply by
-/// clone() and never serialised by itself: it walks itself into a Tm_visitor. Users may derive.
+/// The abstract base class of all values. A container owns the values in it, so that the root of a
+/// tree owns the whole tree. accept() walks a tree into a Tm_visitor. Users may derive classes.
 #pragma once
 
 #include "tmsg/export.h"
@@ -13,20 +13,21 @@ public:
     Tm_value(Tm_value const&) = default;
     Tm_value& operator=(Tm_value const&) = delete;
 
-    /// A deep copy that the caller owns.
+    /// Returns a deep copy, which the caller owns.
     virtual Tm_value* clone() const = 0;
     virtual ~Tm_value();
-    /// Equality of content; false for another type code.
+    /// Compares the contents. Returns false for a value of another type code.
     virtual bool equals(Tm_value const& other) const = 0;
     virtual TMV get_value_type() const = 0;
-    /// Sends the value's events. False: the visitor refused one; the next accept() with the same
-    /// visitor goes on from there, provided that the tree did not change in between.
+    /// Sends the value's events to the visitor. Returns false when the visitor refuses an event.
+    /// The next accept() with the same visitor then goes on from there, if the tree has not
+    /// changed.
     virtual bool accept(Tm_visitor& visitor) const = 0;
 
-    /// Display name of a type code; "unknown" for every code above TMV_STRUCT.
+    /// Returns the name of a type code, and "unknown" for every code above TMV_STRUCT.
     static char const* tmv_to_string(TMV type);
 };
 
-/// True when the type codes are equal and then left.equals(right).
+/// Returns true when the type codes are equal and left.equals(right) is true.
 TMSG_API bool operator==(Tm_value const& left, Tm_value const& right);
 TMSG_API bool operator!=(Tm_value const& left, Tm_value const& right);

@@ -1,9 +1,10 @@
-/// The events in which a value tree is walked: begin, pieces and end of every value. Encoders and
-/// creators implement it. Every visit operation returns true when it took the event; false stops
-/// the walk, and the same event comes again when the walk is resumed.
+/// The events of a walk over a tree of values: begin, pieces and end of every value. Encoders and
+/// creators implement it. Every visit operation returns true when it takes the event. When it
+/// returns false, the walk stops, and the same event comes again when the walk is resumed.
 ///
-/// A visitor that can refuse keeps the walk's resume points as a stack of step numbers
-/// (push_memento, pop_memento, has_memento); one that never refuses needs none of the three.
+/// A visitor that can refuse an event keeps a stack of step numbers, from which the walk is
+/// resumed: push_memento(), pop_memento() and has_memento(). Other visitors need not override
+/// these.
 #pragma once
 
 #include <string>
@@ -20,13 +21,14 @@ public:
     Tm_visitor& operator=(Tm_visitor const&) = default;
     virtual ~Tm_visitor();
 
-    /// Start and end of a message; `is_request` is false for responses and faults.
+    /// Begin and end a message. `is_request` is false for responses and faults.
     virtual bool visit_method_begin(bool is_request) = 0;
     virtual bool visit_method_end(bool is_request) = 0;
     virtual bool visit_fault_begin() = 0;
     virtual bool visit_fault_end() = 0;
 
-    /// Byte sequences: the total length, then pieces of at most 128 bytes that add up to it.
+    /// A byte sequence comes as its total length in bytes, then as pieces of at most 128 bytes that
+    /// add up to it. `data` is valid during the call.
     virtual bool visit_method_name_begin(unsigned int length) = 0;
     virtual bool visit_method_name_continue(char const* data, unsigned int length) = 0;
 
@@ -48,8 +50,9 @@ public:
 
     virtual bool visit_struct_begin() = 0;
     virtual bool visit_struct_end() = 0;
-    /// The length of the member's name, whose pieces follow; or, for a visitor that supports
-    /// member indexes and a struct that carries them, the index, and no pieces.
+    /// Passes the length of the member's name, and pieces of the name follow. When the visitor
+    /// supports member indexes and the struct carries them, passes the wire index, and no pieces
+    /// follow.
     virtual bool visit_member_begin(unsigned int length_or_index) = 0;
     virtual bool visit_member_continue(char const* data, unsigned int length) = 0;
     virtual bool visit_member_end() = 0;
@@ -57,24 +60,29 @@ public:
     virtual bool visit_array_end() = 0;
 
     virtual bool visit_file_begin(unsigned int length) = 0;
-    /// A file that the visitor reads itself from `fd`; the default forgets the descriptor.
+    /// Begins a file that the visitor reads itself from `fd`. By default calls
+    /// visit_file_begin(length).
     virtual bool visit_file_begin(int fd, unsigned int length);
     virtual bool visit_file_continue(char const* data, unsigned int length) = 0;
-    /// The next `length` bytes of such a file; the default passes a null data pointer on.
+    /// Asks the visitor to read the next `length` bytes of such a file. By default calls
+    /// visit_file_continue(nullptr, length).
     virtual bool visit_file_continue(int fd, std::string const& path, unsigned int length);
 
     virtual bool has_memento();
     virtual int pop_memento();
     virtual void push_memento(int step);
 
-    /// The visitor wants member indexes instead of names wherever a struct carries them.
+    /// Returns whether the visitor takes wire indexes instead of names where a struct carries them.
+    /// By default returns false.
     virtual bool is_support_member_index();
 
-    /// Where the library's own values may write instead of passing events; null for nowhere.
+    /// Returns the room to which the library's own values may write instead of passing events.
+    /// Returns null when there is none.
     Tm_wire_room* wire_room() const;
 
 protected:
-    /// Objects of exactly that class take what is written to the room as if events had come.
+    /// Offers the room to values when this object is of exactly the class `for_class`. Bytes
+    /// written to the room replace events.
     void offer_wire_room(Tm_wire_room* room, std::type_info const& for_class) {
         wire_room_ = room;
         wire_class_ = &for_class;

@@ -6,11 +6,11 @@
 
 #include "tmsg/value/tm_text.h"
 
-/// The binary wire form: a stream of items, each a tag byte and what belongs to it. Numbers are
-/// big-endian, lengths count bytes; nothing is padded, aligned or terminated. See
-/// docs/wire-format.md.
+/// The binary wire form is a stream of items. Each item is a tag byte and the bytes that belong to
+/// it. Numbers are big-endian, and lengths count bytes. Nothing is padded, aligned or terminated.
+/// See docs/wire-format.md.
 
-/// Tags, and what follows each.
+/// The tags, and the bytes that follow each tag.
 enum Tm_tag : unsigned char {
     TM_TAG_CALL = 0x00,
     TM_TAG_METHOD_NAME = 0x01,  ///< 2-byte length, bytes
@@ -41,13 +41,15 @@ enum Tm_tag : unsigned char {
     TM_TAG_ARRAY_END = 0x86
 };
 
-/// The bytes that an item of fixed size takes with its tag; -1 for variable sizes and unknown tags.
+/// Returns the bytes of an item of fixed size, the tag included. Returns -1 for items of variable
+/// size and for unknown tags.
 int tm_tag_size(unsigned char tag);
 
-/// The bytes of an item up to its contents: tag, marker and length. An item of fixed size has none.
+/// Returns the bytes of an item in front of its contents: tag, marker and length. For an item of
+/// fixed size that is the whole item.
 int tm_head_size(unsigned char tag);
 
-/// The number with its bytes in the order of the wire form, or back.
+/// Converts a number between the host's byte order and that of the wire form, in both directions.
 template <class Unsigned>
 Unsigned tm_wire_order(Unsigned number) {
     static_assert(std::is_unsigned_v<Unsigned>);
@@ -80,18 +82,18 @@ inline double tm_get_double(unsigned char const* at) {
     return value;
 }
 
-/// Room for the wire form in a chunk that is being filled. The binary encoder offers it to the
-/// values of the library, which write their items straight into it instead of passing events.
+/// The room for wire bytes in a chunk. The binary encoder offers it to the library's own values,
+/// which write their items straight into it instead of passing events.
 ///
-/// As with events, an item that begins in front of the chunk's end is taken whole, and one that
-/// begins behind it is refused; up to 128 bytes may run past the end.
+/// The room takes an item whole when it begins before the end of the chunk, and refuses an item
+/// that begins behind. The memory behind the end has room for 128 bytes of the last item.
 class Tm_wire_room {
 public:
     Tm_wire_room() = default;
     Tm_wire_room(unsigned char* at, unsigned char* end) : at_(at), end_(end) {}
 
     unsigned char* at() const { return at_; }
-    /// Bytes up to the chunk's end; none or less when it is full.
+    /// Returns the bytes up to the end of the chunk, 0 or a negative number when it is full.
     long left() const { return end_ - at_; }
     void advance(long bytes) { at_ += bytes; }
 

@@ -1,5 +1,5 @@
-/// The messages under reassembly, by sequence number and originator. Owns the chunks it holds. One
-/// thread at a time.
+/// The messages that are being put together, found by sequence number and originator. The container
+/// owns them. Only one thread at a time may use it.
 #pragma once
 
 #include <cstddef>
@@ -17,18 +17,21 @@ public:
     MessageChunkContainer& operator=(MessageChunkContainer const&) = delete;
     ~MessageChunkContainer();
 
-    /// Null when there is none. With `remove` the chunk is taken out and the caller owns it.
+    /// Returns null when there is no such message. With `remove` the message leaves the container,
+    /// and the caller owns it. Otherwise the pointer is valid until the message leaves.
     MessageChunk* findChunk(unsigned int seq_no, int const& originator, bool remove);
-    /// Takes the chunk over, which is freed on failure. One already there with the same sequence
-    /// number and originator leaves the container without being deleted. Always 0.
+    /// Takes the message over, and frees it when the call throws. A message with the same sequence
+    /// number and originator leaves the container and is not deleted: its pointer is the caller's
+    /// again. Always returns 0.
     int putChunk(MessageChunk* chunk);
-    /// Deletes the chunk; -1 when it is not here.
+    /// Deletes the message and returns 0. Returns -1 when it is not in the container.
     int removeChunk(MessageChunk* chunk);
 
-    /// Counts one idle round for every chunk and deletes those for which it was the last: the 20th
-    /// after their last data.
+    /// Counts one collection of garbage for every message. Deletes the messages for which it is the
+    /// 20th since their last data.
     void collectGarbage();
-    /// The same, but gives those chunks to `take`, which must not throw.
+    /// Does the same, but passes those messages to `take` as std::unique_ptr. `take` must not
+    /// throw.
     template <class Take>
     void takeExpired(Take take) {
         for (auto at = chunks_.begin(); at != chunks_.end();) {
@@ -40,7 +43,8 @@ public:
             }
         }
     }
-    /// Takes every chunk of the originator out and gives it to `take`, which must not throw.
+    /// Takes every message of the originator out and passes it to `take` as std::unique_ptr. `take`
+    /// must not throw.
     template <class Take>
     void takeAllOf(int originator, Take take) {
         auto at = chunks_.lower_bound({originator, 0});
@@ -50,14 +54,14 @@ public:
         }
     }
     std::size_t size() const { return chunks_.size(); }
-    /// Calls `visit(chunk)` for every chunk.
+    /// Calls `visit` with every message, a MessageChunk&.
     template <class Visit>
     void forEach(Visit visit) const {
         for (auto const& held : chunks_) visit(*held.second);
     }
 
 private:
-    /// Originator and sequence number: those of one originator stand together.
+    /// Originator and sequence number, in this order: messages of one originator stand together.
     using Key = std::pair<int, unsigned int>;
 
     std::map<Key, std::unique_ptr<MessageChunk>> chunks_;
