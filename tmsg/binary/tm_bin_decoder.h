@@ -10,26 +10,28 @@
 
 class Message;
 
-/// Decodes one message at a time. The message is the decoder's until it is released.
+/// Decodes one message at a time. The decoder owns the message until it is released.
 class TMSG_API Tm_bin_decoder : public Tm_bin_decoder_base {
 public:
     explicit Tm_bin_decoder(long capacity, Tm_limits const& limits = {});
     ~Tm_bin_decoder() override;
 
-    /// Drops the message unless it was released, and begins a new one.
+    /// Destroys the message unless it was released, and begins a new one.
     void init() override;
 
-    /// The message under construction, to be read but not changed before it is complete; null once
-    /// it is released.
+    /// Returns the message under construction. It may be read, but not changed before it is
+    /// complete. It is valid until init() or the destructor. Returns null after release_msg().
     Message* message() const { return message_.get(); }
-    /// The caller owns it from now on, and it is not built any further.
+    /// Returns the message, which the caller owns from now on. The decoder ignores all further
+    /// input until init().
     Message* release_msg();
 
-    /// The paths of the files that were received completely so far, for who drops the message.
+    /// Returns the paths of the files that were received completely so far.
+    /// tm_remove_received_files() takes them.
     std::vector<std::string> const& received_files() const;
-    /// Bytes of received files so far, of unfinished ones too.
+    /// Returns the bytes of files received so far, also of files that are not complete.
     unsigned long file_bytes() const;
-    /// The bytes of memory that the message takes so far.
+    /// Returns the bytes of memory that the message takes so far.
     unsigned long memory() const;
 
 private:
@@ -38,19 +40,20 @@ private:
 
 class Tm_array;
 
-/// Decodes top-level values, one after another, into an array that stays the decoder's. The limit
-/// on the bytes of a message starts anew with each of them.
+/// Decodes top-level values, one after another, into an array that the decoder owns. The limit on
+/// the bytes of a message starts anew with each value.
 class TMSG_API Tm_bin_array_decoder : public Tm_bin_decoder_base {
 public:
     explicit Tm_bin_array_decoder(long capacity, Tm_limits const& limits = {});
     ~Tm_bin_array_decoder() override;
 
-    /// Begins a new array.
+    /// Destroys the array and begins a new one.
     void init() override;
 
+    /// Returns the array, which is valid until init() or the destructor.
     Tm_array* array() const { return array_.get(); }
 
-    /// The paths of the files that were received completely so far, for who drops the array.
+    /// Returns the paths of the files that were received completely so far.
     std::vector<std::string> const& received_files() const;
 
 private:

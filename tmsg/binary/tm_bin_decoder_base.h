@@ -1,20 +1,22 @@
-/// Reads the binary wire form, cut anywhere, and replays it as events of a creator; subclasses say
-/// what is built. Pass the input to feed(), in any pieces, and call finalize() after the last one.
-/// init() makes the decoder ready for the next message, after an error or an exception too.
+/// Reads the binary wire form and replays it as events of a creator. A derived class chooses the
+/// creator. Pass the input to feed(), in pieces of any size, and call finalize() after the last
+/// one. init() makes the decoder ready for the next message, also after an error or an exception.
 ///
 ///     Tm_bin_decoder decoder(4096);
 ///     decoder.feed(data, size);
 ///     decoder.finalize();
 ///     if (decoder.error().empty()) use(std::unique_ptr<Message>(decoder.release_msg()));
 ///
-/// add_to_buffer() and decode() do the same in two steps, with one more copy of the input. The rest
-/// of an item that is cut waits in the decoder's buffer.
+/// add_to_buffer() and decode() do the same as feed() in two steps, with one more copy of the
+/// input. When a piece ends within an item, the begun part of the item waits in the decoder's
+/// buffer.
 ///
-/// Bad input, and input beyond the limits, sets an error text that stays until init(); all further
-/// input is ignored. Besides std::bad_alloc only the creator throws:
-/// Tm_file_open_exception and Tm_file_mapping_exception for a received file, std::out_of_range for
-/// a name index and Tm_type_mismatch_exception for a name table of hostile input; their text
-/// becomes the error text too.
+/// Bad input, and input beyond the limits, sets an error text that stays until init(). The decoder
+/// then ignores all further input. It throws only std::bad_alloc and these exceptions, whose text
+/// also becomes the error text:
+///  - Tm_file_open_exception and Tm_file_mapping_exception for a received file
+///  - std::out_of_range for a wire index that the name table does not have
+///  - Tm_type_mismatch_exception for a name table that is not an array of strings
 #pragma once
 
 #include <cstddef>
@@ -32,51 +34,56 @@ class Tm_own_creator;
 
 class TMSG_API Tm_bin_decoder_base {
 public:
-    /// Bytes that the buffer takes beyond its capacity.
+    /// The bytes that the buffer can take beyond its capacity.
     static constexpr long EXTRA_CAPACITY = 128;
 
-    /// The capacity bounds what add_to_buffer() takes. It need not be as large as the message.
-    /// Error texts tell positions in a buffer of this capacity.
+    /// `capacity` is the bytes that add_to_buffer() can take, at most. It may be smaller than the
+    /// message. Error texts name positions in a buffer of this capacity.
     explicit Tm_bin_decoder_base(long capacity, Tm_limits const& limits = {});
     Tm_bin_decoder_base(Tm_bin_decoder_base const&) = delete;
     Tm_bin_decoder_base& operator=(Tm_bin_decoder_base const&) = delete;
     virtual ~Tm_bin_decoder_base();
 
+    /// Clears the error and makes the decoder ready for the next message.
     virtual void init();
-    /// Says that no more input comes: an incomplete message becomes an error.
+    /// Call it after the last input. It sets an error text when the message is incomplete.
     virtual void finalize();
 
-    /// Decodes input of any length straight from where it stands, which may be changed afterwards.
-    /// Returns what decode() returns.
+    /// Decodes input of any length without copying it first. The bytes are not needed after the
+    /// call. Returns what decode() returns.
     bool feed(unsigned char const* data, std::size_t size);
 
-    /// False, and nothing is taken, for more bytes than there is room for.
+    /// Copies the bytes into the buffer. Returns false, and copies nothing, when they do not fit.
     bool add_to_buffer(unsigned char const* data, long length);
     /// Moves unread bytes to the front of the buffer.
     void pack_buffer();
-    /// Emits the events of all complete items. False: an incomplete one remains.
+    /// Sends the events of all complete items in the buffer to the creator. Returns false when an
+    /// incomplete item remains.
     bool decode();
 
+    /// Sets the error text, so that the decoder ignores all further input.
     void set_error(std::string const& text);
-    /// "TEXT: TAGh at byte POSITION"
+    /// Does the same with the text "TEXT: TAGh at byte POSITION".
     void set_error(std::string const& text, unsigned char tag, long position);
 
-    /// Empty while all is well.
+    /// Returns the error text, which is empty when there is no error.
     std::string const& error() const { return error_; }
-    /// 0 between items, 1 within the bytes of one, 2 failed.
+    /// Returns 0 between items, 1 within the bytes of an item, 2 after an error.
     int state() const { return static_cast<int>(state_); }
-    /// Positions in the buffer, which move when it is packed.
+    /// Both return positions in the buffer, in bytes. pack_buffer() changes them.
     long read_position() const { return read_; }
     long end_position() const { return end_; }
-    /// Where the current item, or the one that failed, begins in the whole input since init().
+    /// Returns the first byte of the current item, or of the item that failed, counted in the whole
+    /// input since init().
     long item_offset() const { return item_offset_; }
 
 protected:
-    /// Ignores all further input until init(), for the result is no longer the decoder's.
+    /// Ignores all further input until init(). A decoder that gives its result away calls it.
     void seal() { sealed_ = true; }
-    /// The limit on the bytes of a message holds for each top-level value, not for the whole input.
+    /// Makes the limit on the bytes of a message count for each top-level value, not for the whole
+    /// input.
     void limit_each_value() { limits_each_value_ = true; }
-    /// Builds with a creator of the library's own.
+    /// Makes this creator, one of the library's own, build the values.
     Tm_creator& build(std::unique_ptr<Tm_own_creator> creator);
 
     Tm_limits const& limits() const { return limits_; }
@@ -85,7 +92,7 @@ protected:
 
 private:
     enum class State { between_items, within_item, failed };
-    /// How a step of decoding ended: on to the next, for want of bytes, with an error.
+    /// The end of a step of decoding: the next step can follow, bytes are missing, or it failed.
     enum class Step { advanced, needs_bytes, failed };
 
     void count_in(long length);
@@ -108,32 +115,32 @@ private:
     Step pass_piece();
 
     long available() const { return stop_ - at_; }
-    /// Of the next byte, in the buffer of the capacity.
+    /// Returns the position of the next byte as error texts name it.
     long position() const { return read_ + (at_ - from_); }
 
     Tm_limits limits_;
     long capacity_;
-    std::vector<unsigned char> buffer_;  ///< from front_ on: input that was not decoded yet
+    std::vector<unsigned char> buffer_;  ///< input that is not decoded yet, from front_ on
     std::size_t front_ = 0;
-    // Positions as if all input went through a buffer of the capacity; error texts tell them.
+    // Positions as if all input went through a buffer of the capacity. Error texts name them.
     long read_ = 0;
     long end_ = 0;
-    long packed_ = 0;  ///< bytes of the message that have left that buffer
+    long packed_ = 0;  ///< bytes of the message before that buffer
     // The input that is being decoded.
     unsigned char const* from_ = nullptr;
     unsigned char const* at_ = nullptr;
     unsigned char const* stop_ = nullptr;
-    long room_ = 0;  ///< bytes of it that the current message may take
+    long room_ = 0;  ///< input bytes that the current message may take
     long item_offset_ = 0;
-    long value_offset_ = 0;  ///< where the bytes begin that the limit counts
+    long value_offset_ = 0;  ///< the limit counts bytes from here on
     unsigned char item_tag_ = 0;
     unsigned int depth_ = 0;  ///< open brackets
     bool limits_each_value_ = false;
-    std::uint32_t passed_ = 0;  ///< of the current item's bytes
-    std::uint32_t total_ = 0;
+    std::uint32_t passed_ = 0;  ///< bytes of the current item passed on so far
+    std::uint32_t total_ = 0;   ///< all bytes of the current item
     State state_ = State::between_items;
     bool is_waiting_ = false;  ///< for the rest of an item
     bool sealed_ = false;
-    Tm_own_creator* own_creator_ = nullptr;  ///< creator_, where it is one of the library's own
+    Tm_own_creator* own_creator_ = nullptr;  ///< creator_ if it is the library's own, else null
     std::string error_;
 };

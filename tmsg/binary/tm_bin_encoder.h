@@ -1,20 +1,21 @@
-/// Writes events in the binary wire form into a buffer of one chunk. A full chunk makes it refuse
-/// the next event, and the walk stops:
+/// Writes events in the binary wire form into a buffer of one chunk. When the chunk is full, the
+/// encoder refuses the next event, and the walk stops until continue_fill():
 ///
 ///     encoder.begin_fill();
 ///     while (!message.accept(encoder)) {
 ///         do ship(encoder.data(), encoder.chunk_size()); while (!encoder.continue_fill());
 ///     }
-///     // ship what is left, fill_position() bytes: more than a chunk at most by the last event
+///     // ship the rest, fill_position() bytes; the last event may have passed the chunk size
 ///
-/// or let Tm_chunk_sender do all that. An event that starts below the chunk size is written whole,
-/// so the fill position may pass it. Strings and names must not exceed 65,535 bytes: of a longer
-/// one the length is written wrong.
+/// Tm_chunk_sender and tm_encode_pieces() do all that.
+/// An event that begins before the chunk size is written whole, so the fill position may pass it.
+/// The encoder does not check lengths: it writes a wrong length for a string or name over 65,535
+/// bytes.
 ///
-/// A file that is not mapped is read by its descriptor, some way ahead of its pieces. The encoder
-/// neither uses nor moves the descriptor's position. Only for derived classes it sets the position
-/// to 0 where a file begins, so that they can read from there. A piece that cannot be read throws
-/// Tm_file_read_exception. A piece behind the end of the file writes nothing.
+/// The encoder reads a file that is not mapped through its descriptor, ahead of its pieces. It does
+/// not use or move the descriptor's position. Only in an object of a derived class it sets the
+/// position to 0 when a file begins, so that the class can read from there. A piece that cannot be
+/// read throws Tm_file_read_exception. A piece behind the end of the file writes nothing.
 #pragma once
 
 #include <memory>
@@ -29,32 +30,37 @@ class Tm_read_ahead;
 
 class TMSG_API Tm_bin_encoder : public Tm_visitor {
 public:
-    /// Payload bytes of a chunk, at least 1, and bytes in front of them that stay the caller's, for
-    /// a chunk header; Tm_out_of_range_exception otherwise.
+    /// `chunk_size` is the payload bytes of a chunk, at least 1. `header_size` is the bytes in
+    /// front of them that the caller fills, at least 0. Throws Tm_out_of_range_exception for other
+    /// sizes.
     explicit Tm_bin_encoder(int chunk_size, int header_size = 0);
     Tm_bin_encoder(Tm_bin_encoder const&) = delete;
     Tm_bin_encoder& operator=(Tm_bin_encoder const&) = delete;
     ~Tm_bin_encoder() override;
 
+    /// Starts again with new sizes, as if newly made.
     void init(int chunk_size, int header_size);
 
-    /// Starts a message.
+    /// Begins a message.
     void begin_fill();
-    /// After a full chunk was shipped: moves what passed the chunk size to the front. False: that
-    /// is another full chunk, to be shipped before accept() goes on.
+    /// Call it after a full chunk was shipped. It moves the bytes beyond the chunk size to the
+    /// front. Returns false when they fill another chunk, which must be shipped before accept()
+    /// goes on.
     bool continue_fill() { return small_chunk_continue(); }
     bool small_chunk_continue();
-    /// There is room: the next event will be taken.
+    /// Returns true when there is room, so that the encoder takes the next event.
     bool check_state() const { return room_.left() > 0; }
 
-    /// The first wire byte; valid until the next event.
+    /// Returns the first wire byte. The pointer is valid until the next event.
     unsigned char const* data() const { return buffer_.data() + header_size_; }
-    /// The header room, directly in front of data().
+    /// Returns the header room, directly in front of data(). It is valid until the next event.
     unsigned char* buffer() { return buffer_.data(); }
+    /// Returns the wire bytes in the buffer. They may be more than the chunk size.
     int fill_position() const { return static_cast<int>(room_.at() - data()); }
     int chunk_size() const { return chunk_size_; }
     int header_size() const { return header_size_; }
 
+    /// Returns what tm_tag_size() returns.
     static int tag_size(unsigned char tag);
 
     bool visit_method_begin(bool is_request) override;
@@ -95,8 +101,8 @@ public:
     bool is_support_member_index() override;
 
 protected:
-    /// For classes that leave every operation on bytes in memory as it is: values of the library
-    /// may write straight into the chunk of objects of exactly that class.
+    /// Lets values of the library write straight into the chunk of objects of exactly `for_class`.
+    /// A derived class may call it if it does not override any operation on bytes in memory.
     void take_wire_room(std::type_info const& for_class) { offer_wire_room(&room_, for_class); }
 
 private:
@@ -109,5 +115,5 @@ private:
     int chunk_size_ = 0;
     int header_size_ = 0;
     std::vector<int> mementos_;
-    std::unique_ptr<Tm_read_ahead> file_;  ///< the one whose pieces come, unless it is mapped
+    std::unique_ptr<Tm_read_ahead> file_;  ///< the file whose pieces come, unless it is mapped
 };

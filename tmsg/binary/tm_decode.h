@@ -1,10 +1,10 @@
-/// Input of any length into a decoder, with every failure told.
+/// Decodes input of any length, with every failure as an error text or exception.
 ///
 ///     Tm_bin_decoder decoder(4096);
 ///     tm_decode(decoder, bytes);  // throws unless this is one message
 ///     use(std::unique_ptr<Message>(decoder.release_msg()));
 ///
-/// Where the input comes in pieces, its end is told by finalize():
+/// When the input comes in pieces, finalize() tells the decoder its end:
 ///
 ///     while (std::size_t const size = read_some(data)) {
 ///         if (!tm_feed(decoder, data, size)) return report(decoder.error());
@@ -22,13 +22,14 @@
 
 class Tm_bin_decoder_base;
 
-/// Decodes the next bytes as far as they go. False: the decoder has failed, now or before, and its
-/// error() tells why. What the decoder throws is such an error, too; only std::bad_alloc passes.
+/// Decodes the next bytes. Returns false when the decoder has failed, now or before; its error()
+/// then has the reason. An exception of the decoder is such a failure, too. Throws only
+/// std::bad_alloc.
 TMSG_API bool tm_feed(Tm_bin_decoder_base& decoder, unsigned char const* data, std::size_t size);
 
-/// Decodes the whole input of a Tm_bin_decoder or a Tm_bin_array_decoder that has had none since
-/// init(). Input that is bad or incomplete throws Tm_exception with the decoder's error text. When
-/// this throws, the files are removed that the input brought.
+/// Decodes the whole input with a Tm_bin_decoder or a Tm_bin_array_decoder, which must be new or
+/// had no input since init(). Throws Tm_exception with the decoder's error text for input that is
+/// bad or incomplete. When it throws, it first removes the files that the input brought.
 template <class Decoder>
 void tm_decode(Decoder& decoder, std::string_view bytes) {
     try {

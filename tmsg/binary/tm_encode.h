@@ -1,4 +1,4 @@
-/// Values and messages encoded to their end.
+/// Encodes a whole value or message in one call.
 ///
 ///     std::vector<unsigned char> bytes;
 ///     tm_encode_into(bytes, message);
@@ -7,8 +7,8 @@
 ///         return write(data, size);
 ///     });
 ///
-/// Both give the binary wire form and refuse what it cannot carry. With headers, Tm_chunk_sender
-/// does the same. tm_encode_pieces() drives an encoder of the caller's own, for XML too:
+/// Both write the binary wire form, and throw for names that it cannot carry. Tm_chunk_sender adds
+/// chunk headers. tm_encode_pieces() drives an encoder of the caller, also one for XML:
 ///
 ///     Tm_xml_file_size_encoder encoder(65536);
 ///     tm_encode_pieces(message, encoder, [&](char const* data, std::size_t size, bool) {
@@ -24,10 +24,10 @@
 #include "tmsg/export.h"
 #include "tmsg/value/tm_value.h"
 
-/// Walks the value through an encoder that works in pieces, a Tm_bin_encoder or a Tm_xml_encoder,
-/// from begin_fill() on until all is shipped. `ship(data, size, is_last)` takes each piece, which
-/// is valid during the call; all but the last have the encoder's chunk size. False from it stops,
-/// and is returned. What the encoder or `ship` throws passes. The value must not change meanwhile.
+/// Walks the value through a Tm_bin_encoder or a Tm_xml_encoder, which the caller owns.
+/// Calls `ship(data, size, is_last)` with each piece. The data is valid during the call. Every
+/// piece but the last has the encoder's chunk size. When `ship` returns false, stops and returns
+/// false. Throws what the encoder and `ship` throw. The value must not change meanwhile.
 template <class Encoder, class Ship>
 bool tm_encode_pieces(Tm_value const& value, Encoder& encoder, Ship ship) {
     encoder.begin_fill();
@@ -42,17 +42,18 @@ bool tm_encode_pieces(Tm_value const& value, Encoder& encoder, Ship ship) {
     return true;
 }
 
-/// Takes the next bytes, which are valid during the call. False stops.
+/// Takes the next bytes, which are valid during the call. Returns false to stop.
 using Tm_byte_sink = std::function<bool(unsigned char const* data, std::size_t size)>;
 
-/// Writes the wire form in pieces of that size, the last one shorter. False: the sink has stopped
-/// it. Throws, before the first piece, Tm_out_of_range_exception for a method or member name over
-/// 65,535 bytes and for a size below 1; Tm_file_read_exception when a file cannot be read or has
-/// become shorter.
+/// Passes the wire form to the sink in pieces of `piece_size` bytes. The last piece may be shorter.
+/// Returns false when the sink returned false.
+/// Throws Tm_out_of_range_exception, before the first piece, for a method or member name over
+/// 65,535 bytes and for a piece size below 1. Throws Tm_file_read_exception when a file cannot be
+/// read or has become shorter.
 TMSG_API bool tm_encode(Tm_value const& value, Tm_byte_sink const& sink, int piece_size = 1 << 14);
 
-/// Appends the wire form to a std::string, a vector of bytes or the like, and throws what
-/// tm_encode() throws; the buffer is as before then.
+/// Appends the wire form to a std::string, a vector of bytes or the like. Throws what tm_encode()
+/// throws; the buffer is then as before.
 template <class Bytes>
 void tm_encode_into(Bytes& bytes, Tm_value const& value) {
     auto const before = bytes.size();

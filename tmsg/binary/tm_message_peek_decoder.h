@@ -1,8 +1,8 @@
-/// Reads the method name at the head of a request without building anything, so that a receiver
-/// can route a message before it decodes it. The input is borrowed.
+/// Reads the method name at the head of a request and builds nothing, so that a receiver can route
+/// a message before it decodes it. The input must outlive the decoder, which does not copy it.
 ///
-/// decode() takes the announced number of name bytes WITHOUT CHECKING that the input holds them.
-/// Whoever cannot vouch for the input asks complete() first, and calls decode() only if it is true.
+/// decode() reads the announced number of name bytes WITHOUT CHECKING that the input holds them.
+/// For input from others call complete() first, and call decode() only if it returns true.
 #pragma once
 
 #include <string>
@@ -14,17 +14,18 @@ public:
     Tm_message_peek_decoder(unsigned char const* data, long length);
     virtual ~Tm_message_peek_decoder();
 
-    /// The input holds, from the read position on, the head of a request entirely: its leading
-    /// tags, the length of the name and the whole name. The next decode() stays within the input
-    /// then.
+    /// Returns true when the input, from the read position on, holds the whole head of a request:
+    /// the leading tags, the length of the name and the name. The next decode() then stays within
+    /// the input.
     bool complete() const;
 
-    /// Appends the name to method_name(). False: there is none, as in responses, or not even its
-    /// length is there.
+    /// Appends the name to method_name(). Returns false when there is no name, as in a response, or
+    /// when the input ends before its length.
     bool decode();
 
     std::string const& method_name() const { return method_name_; }
-    /// After decode() found a name: where its bytes begin.
+    /// Returns the position in the input where the bytes of the name begin, after decode() returned
+    /// true.
     long read_position() const { return read_; }
 
 private:

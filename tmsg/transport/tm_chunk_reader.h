@@ -1,6 +1,6 @@
-/// Cuts a stream of chunks, each behind its 8-byte header, where they begin and end. The stream may
-/// come in pieces of any size. Tm_chunk_receiver makes messages of such a stream; this is for who
-/// looks at the chunks themselves:
+/// Splits a stream of chunks, each behind its 8-byte header, into headers and payloads. The stream
+/// may come in pieces of any size. To receive messages use Tm_chunk_receiver. This class is for
+/// programs that look at the chunks themselves:
 ///
 ///     Tm_chunk_reader reader;
 ///     using Step = Tm_chunk_reader::Step;
@@ -22,31 +22,32 @@
 
 class TMSG_API Tm_chunk_reader {
 public:
-    /// The error of a message that ends, or begins again, before its last chunk.
+    /// The error text for a message that ends, or begins again, before its last chunk.
     static constexpr char const* NO_LAST_CHUNK = "message without a last chunk";
 
     enum class Step {
         need_input,  ///< all input was read
-        header,      ///< a chunk begins; header() is its own
-        payload,     ///< payload() are the next bytes of it, one at least
+        header,      ///< a chunk begins; header() returns its header
+        payload,     ///< payload() returns its next bytes, at least one
         end          ///< the chunk is complete
     };
 
-    /// Reads up to the next step and moves `data` and `size` behind what it has read. A chunk that
-    /// is complete ends without further input.
+    /// Reads up to the next step and returns it. Moves `data` forward, and reduces `size`, by the
+    /// bytes read. Returns `end` for a complete chunk even without further input.
     Step next(unsigned char const*& data, std::size_t& size);
 
-    /// Of the chunk that began last.
+    /// Returns the header of the chunk that began last.
     Tm_header const& header() const { return header_; }
-    /// Part of the input that next() was given.
+    /// Returns a pointer into the input of the last next(), valid as long as that input.
     unsigned char const* payload() const { return payload_; }
     std::size_t payload_size() const { return payload_size_; }
-    /// Where in the stream the chunk begins; behind its end, where the next one does.
+    /// Returns the position in the stream where the chunk begins, in bytes. After Step::end it is
+    /// the position where the next chunk begins.
     std::size_t offset() const { return offset_; }
 
-    /// A part of a header has come.
+    /// Returns true when a part of a header has come.
     bool is_within_header() const { return header_size_ > 0; }
-    /// A chunk has begun, and its end was not returned yet.
+    /// Returns true when a chunk has begun and next() has not returned its end.
     bool is_within_chunk() const { return in_chunk_; }
 
 private:
@@ -62,8 +63,9 @@ private:
     std::size_t offset_ = 0;
 };
 
-/// Why a chunk with this header cannot be taken: it goes on with a message that none has begun, or
-/// it begins one too many. Empty when it can. `is_known`: a chunk before has begun its message.
-/// `unfinished`: how many other messages of the stream wait for their last chunk.
+/// Returns an error text when a chunk with this header continues a message that no chunk has begun,
+/// or when it begins a message too many. Returns an empty text for any other chunk.
+/// `is_known` is true when an earlier chunk has begun its message. `unfinished` is the number of
+/// other messages of the stream that wait for their last chunk.
 TMSG_API std::string tm_chunk_error(Tm_header const& header, bool is_known, std::size_t unfinished,
                                     Tm_limits const& limits);

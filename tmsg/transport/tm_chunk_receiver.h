@@ -1,12 +1,13 @@
-/// Bytes of many connections in, whole messages out. An originator is any number that tells the
-/// connections apart. Their streams may be cut anywhere and the messages of each interleaved; what
-/// goes wrong with one message is reported and leaves all others alone; the files that it brought
-/// are removed. One thread at a time.
+/// Puts together whole messages from the chunks of many connections. An originator is any number
+/// that tells the connections apart. The streams may be cut anywhere, and the messages of one
+/// connection may be interleaved. An error in one message is reported, removes the files that the
+/// message brought, and does not change other messages. Only one thread at a time may use a
+/// receiver.
 ///
-/// Handlers may call forget(), but not receive() for the same originator. What a handler throws
-/// passes through receive() after the rest of the input has been read; when several throw, the
-/// first exception passes. So does std::bad_alloc, which drops the message that it met; the very
-/// first input of an originator may then not have been read.
+/// Handlers may call forget(), but not receive() for the same originator. An exception of a handler
+/// passes through receive() after the rest of the input has been read. When several handlers throw,
+/// the first exception passes. std::bad_alloc passes in the same way and drops the message that
+/// needed memory. The very first input of an originator may then be unread.
 #pragma once
 
 #include <cstddef>
@@ -24,36 +25,38 @@ class Message;
 
 class TMSG_API Tm_chunk_receiver {
 public:
-    /// Takes a finished message over; the header is that of its last chunk, as in Message::header.
+    /// Takes a finished message over. `last_chunk` is the header of its last chunk, as in
+    /// Message::header.
     using Message_handler = std::function<void(std::unique_ptr<Message> message, int originator,
                                                Tm_header const& last_chunk)>;
-    /// A message that failed to decode or is incomplete, with the decoder's text; a chunk that
-    /// continues no known message; a message that was dropped for getting no more data.
+    /// Gets the error text of a message that failed to decode, is incomplete or was dropped because
+    /// it got no more data, or of a chunk that continues no known message.
     using Error_handler =
         std::function<void(int originator, unsigned int seq_no, std::string const& text)>;
 
-    /// An empty handler ignores what it would be told; files of ignored messages stay. The limits
-    /// hold for each message and for each originator.
+    /// With an empty handler the receiver drops messages or errors without a call. The files of
+    /// messages dropped so stay. Each limit holds for each message or for each originator.
     Tm_chunk_receiver(Message_handler on_message, Error_handler on_error,
                       Tm_limits const& limits = {});
     Tm_chunk_receiver(Tm_chunk_receiver const&) = delete;
     Tm_chunk_receiver& operator=(Tm_chunk_receiver const&) = delete;
     ~Tm_chunk_receiver();
 
-    /// The next bytes of a connection's stream of chunks, each behind its 8-byte header.
+    /// Reads the next bytes of a connection's stream of chunks, each behind its 8-byte header.
+    /// Calls the handlers. The bytes are not needed after the call.
     void receive(int originator, unsigned char const* data, std::size_t size);
 
-    /// Drops all that a closed connection left, without a report.
+    /// Drops the unfinished messages of a closed connection, with their files and without a report.
     void forget(int originator);
 
-    /// Ages every unfinished message and drops those that got no data since the 20th call back. A
-    /// handler that throws here ends the reports, not the ageing.
+    /// Drops and reports each unfinished message that got no data during the last 20 calls. When a
+    /// handler throws, the remaining messages are dropped too, but not reported.
     void collect_garbage();
 
 private:
     struct Connection;
     struct Outcome;
-    /// A message that is given up takes the files received for it along.
+    /// Deletes a message that is given up, together with the files received for it.
     struct Remove_with_files {
         void operator()(MessageChunk* message) const;
     };
@@ -77,5 +80,5 @@ private:
     Error_handler on_error_;
     Tm_limits limits_;
     std::map<int, std::shared_ptr<Connection>> connections_;
-    MessageChunkContainer messages_;  ///< the unfinished ones of all originators
+    MessageChunkContainer messages_;  ///< the unfinished messages of all originators
 };
