@@ -1,4 +1,4 @@
-/// A message as text in one step. Message::from_string() is the way back.
+/// Writes a message as text in one step. Message::from_string() reads such text.
 #pragma once
 
 #include <iosfwd>
@@ -6,5 +6,6 @@
 #include "tmsg/export.h"
 #include "tmsg/message/message.h"
 
-/// The message as list text (see Tm_tcl_encoder), for logs: from 1,024 bytes on it is cut short.
+/// Writes the message as list text (see Tm_tcl_encoder), for logs. A text that reaches 1,024 bytes
+/// is cut.
 TMSG_API std::ostream& operator<<(std::ostream& out, Message const& message);

@@ -6,7 +6,7 @@
 #include "tmsg/export.h"
 #include "tmsg/text/tm_text_encoder.h"
 
-/// Whether the next item needs a comma in front of it, for lists within lists.
+/// Decides whether the next item needs a comma in front of it, also in lists within lists.
 class TMSG_API Tm_json_comma_check {
 public:
     enum in_type_e {
@@ -21,7 +21,7 @@ public:
     void pop_in_type() {
         if (!stack_.empty()) stack_.pop_back();
     }
-    /// Asked once for each item, before it.
+    /// Returns whether the next item needs a comma. Call it once for each item, before it.
     bool needs_comma() {
         if (stack_.empty() || stack_.back() == in_none) return false;
         bool const is_first = stack_.back() == in_first;
@@ -33,35 +33,37 @@ private:
     std::vector<in_type_e> stack_;
 };
 
-/// Counts the containers that were opened when nothing was written any more.
+/// Counts the open containers that began behind the size limit and are not written.
 class TMSG_API Tm_oversize_stack {
 public:
     void push() { ++depth_; }
-    /// False: the container that ends was opened before.
+    /// Ends the innermost container. Returns false when it began before the limit, so that its end
+    /// is written.
     bool pop() { return depth_ != 0 && depth_-- != 0; }
 
 private:
     unsigned int depth_ = 0;
 };
 
-/// Writes a message or value as one line of JSON, for logs and for eyes; nothing reads it back.
+/// Writes a message or value as one line of JSON for people. The library does not read it back.
 ///
 ///     {"name": "add", "request": [{}, {"a": 1}]}
 ///
-/// At the size limit the encoder leaves out what follows, closes what is open and marks the
-/// message: `"__SNIPPED__" : true`. Only members and byte strings are cut there: all else can make
-/// the text longer than the limit by any amount, and a byte string cut before its last piece stays
-/// without its closing quote and brace. Every byte outside of printable ASCII is escaped by itself,
-/// as \u00XX; names of members are written as they are. Every event returns true.
+/// At the size limit the encoder leaves out further members, closes all open containers and marks
+/// the message with `"__SNIPPED__" : true`. It cuts only members and byte strings, so other values
+/// can make the text longer than the limit by any amount. A byte string that is cut before its last
+/// piece has no closing quote and brace. The encoder escapes each byte outside printable ASCII as
+/// \u00XX. It does not escape the names of members. Every event returns true.
 class TMSG_API Tm_json_encoder : public Tm_folded_events<Tm_json_encoder, Tm_text_encoder> {
 public:
+    /// `limit` is in bytes of text.
     explicit Tm_json_encoder(unsigned int limit = DEFAULT_LIMIT);
     ~Tm_json_encoder() override;
 
     /// Passes the piece to visit_string_continue(), which a derived class may override.
     bool visit_method_name_continue(char const* data, unsigned int length) override;
 
-    /// Expects that the message before was complete.
+    /// Empties the text for the next message. The message before must be complete.
     void clear() override;
     std::string const& get_string() const override;
 

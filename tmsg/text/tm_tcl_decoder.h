@@ -4,12 +4,13 @@
 ///     decoder.decode(text);
 ///     if (decoder.error().empty()) use(decoder.get_value());
 ///
-/// More is accepted than the encoder writes: blanks of any kind between words, backslash escapes
-/// in quoted strings, and byte strings and files as length and raw contents. The first error ends
-/// the text. Besides std::bad_alloc only the creator throws:
-/// Tm_file_open_exception and Tm_file_mapping_exception for the temporary file of a file value,
-/// Tm_type_mismatch_exception for a "catalog" in the first struct of a message that is no array of
-/// strings. Their text becomes the error text too.
+/// It accepts more than the encoder writes: blanks of any kind between words, backslash escapes in
+/// quoted strings, and byte strings and files as length and raw contents. It stops at the first
+/// error. It throws only std::bad_alloc and these exceptions, whose text also becomes the error
+/// text:
+///  - Tm_file_open_exception and Tm_file_mapping_exception for the temporary file of a file value
+///  - Tm_type_mismatch_exception for a name table, the member "catalog" of the first struct of a
+///    message, that is not an array of strings
 #pragma once
 
 #include <string>
@@ -36,27 +37,30 @@ public:
     Tm_tcl_decoder& operator=(Tm_tcl_decoder const&) = delete;
     virtual ~Tm_tcl_decoder();
 
-    /// Reads the whole text, which is not the decoder's own; what the text before gave is
-    /// destroyed.
+    /// Reads the whole text. Destroys the values of the text before. The text must not be a string
+    /// that this decoder owns.
     void decode(std::string const& text);
 
-    /// Empty while all is well.
+    /// Returns the error text, which is empty when there is no error.
     std::string const& error() const { return error_; }
-    /// The first value of the text, which stays the decoder's until the next text; null after an
-    /// error and before the first text. A text without values throws Tm_out_of_range_exception.
+    /// Returns the first value of the text. The decoder owns it, and it is valid until the next
+    /// text. Returns null after an error and before the first text. Throws
+    /// Tm_out_of_range_exception after a text without values.
     Tm_value* get_value() const;
-    /// All values of the text, in order; null before the first text.
+    /// Returns all values of the text, in order. The decoder owns them until the next text. Returns
+    /// null before the first text.
     Tm_array const* values() const { return result_.get(); }
-    /// The paths of the files that were made for file values, for who drops the values.
+    /// Returns the paths of the files that were made for file values. tm_remove_received_files()
+    /// takes them.
     std::vector<std::string> const& received_files() const;
 
-    /// Ends the decoding.
+    /// Sets the error text, so that decoding ends.
     void set_error(std::string const& text);
-    /// Begins anew.
+    /// Destroys the values and clears the error.
     void init();
 
 private:
-    /// A member's value differs from others by the brace that must close behind it.
+    /// The value of a member has its own state, because a closing brace must follow it.
     enum class State { expects_value, expects_member_value, expects_member, failed };
     using Begin_event = bool (Tm_creator::*)(unsigned int);
     using Piece_event = bool (Tm_creator::*)(char const*, unsigned int);
@@ -64,7 +68,7 @@ private:
     class Keywords;
     struct Contents;
 
-    // None after an error. What is expected is named by one text or in parts.
+    // Both return no word after an error. `what` names the expected word in the error text.
     template <class... Part>
     Word get_additional_token(Tokenizer& tokens, Part const&... what);
     template <class... Part>
@@ -72,7 +76,7 @@ private:
     Word unescape_string(Word text);
     bool get_brace(Tokenizer& tokens, char brace);
 
-    // Each reads what its keyword begins.
+    // Each reads the rest of the value that its keyword begins.
     void read_value(Tokenizer& tokens);
     void read_member(Tokenizer& tokens);
     void read_request(std::string_view keyword, Tokenizer& tokens);

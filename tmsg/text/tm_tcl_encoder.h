@@ -2,10 +2,10 @@
 ///
 ///     request {name "add" struct {} struct {"a" {int32_t 1 } } }
 ///
-/// Nothing is escaped, byte strings are written in hexadecimal and files as their size alone: a
-/// text with a quote or backslash in a name or string, with a byte string or with a file does not
-/// read back. At the size limit the next member or byte ends the text with "...SNIPPED..." and
-/// stops the walk, so that accept() returns false.
+/// The encoder escapes nothing. It writes byte strings in hexadecimal, and only the size of a file.
+/// So the decoder cannot read a text with a byte string, with a file, or with a quote or backslash
+/// in a name or string. When the text has reached the size limit, the next member or byte adds
+/// "...SNIPPED..." and stops the walk, so that accept() returns false.
 #pragma once
 
 #include <string>
@@ -18,6 +18,7 @@
 
 class TMSG_API Tm_tcl_encoder : public Tm_folded_events<Tm_tcl_encoder, Tm_text_encoder> {
 public:
+    /// `limit` is in bytes of text.
     explicit Tm_tcl_encoder(unsigned int limit = DEFAULT_LIMIT);
     ~Tm_tcl_encoder() override;
 

@@ -1,4 +1,4 @@
-/// Cuts list text into its words. The tokens are views into the text.
+/// Splits list text into its words. The tokens are views into the text, which must outlive them.
 #pragma once
 
 #include <array>
@@ -7,7 +7,7 @@
 
 #include "tmsg/text/tm_tcl_decoder.h"
 
-/// A part of the text. False: there is none.
+/// A part of the text. It converts to false when there is no word.
 class Tm_tcl_decoder::Word : public std::string_view {
 public:
     Word() = default;
@@ -17,15 +17,15 @@ public:
 
 class TMSG_API Tm_tcl_decoder::Tokenizer {
 public:
-    /// Each character of `returned` is a token by itself, those of `skipped` are dropped, and both
+    /// Each character of `returned` is a token by itself. Characters of `skipped` are dropped. Both
     /// end the token before them.
     Tokenizer(std::string_view text, std::string_view skipped, std::string_view returned);
 
     bool has_more_tokens() const { return at_ != end_; }
-    /// To be called while has_more_tokens().
+    /// Returns the next token. Call it only while has_more_tokens() returns true.
     std::string_view next_token() { return split_and_return_delims(); }
 
-    /// Takes the next token if it is this character of `returned`.
+    /// Takes the next token and returns true if it is `returned`, one of those characters.
     bool take(char returned) {
         if (at_ == end_ || *at_ != returned) return false;
         skip_from(at_ + 1);
@@ -33,11 +33,12 @@ public:
     }
 
     bool is_at_quote() const { return at_ != end_ && *at_ == '"'; }
-    /// To be called at a quote: what stands from there to a quote that a token ends with and that
-    /// no backslash escapes, delimiters included. None: there is no such quote, and the first is
-    /// taken.
+    /// Returns the text between two quotes. Call it only while is_at_quote() returns true. The
+    /// closing quote is the first one that no backslash escapes and that ends a token. The text may
+    /// hold characters of `skipped` and `returned`. Returns no word, and takes the opening quote,
+    /// when there is no closing quote.
     Word next_quoted();
-    /// What no token was taken from.
+    /// Returns the rest of the text, behind the tokens that were taken.
     std::string_view rest() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
 
 private:
@@ -61,12 +62,12 @@ private:
     std::array<Role, 256> roles_{};
 };
 
-/// The characters that count as blanks.
+/// A set of characters that count as blanks.
 class Tm_tcl_decoder::IgnoreMap {
 public:
     explicit constexpr IgnoreMap(std::string_view characters) : characters_(characters) {}
 
-    /// The token is one of the characters.
+    /// Returns whether the token is one of the characters.
     bool contains(std::string_view token) const {
         return token.size() == 1 && characters_.find(token.front()) != std::string_view::npos;
     }

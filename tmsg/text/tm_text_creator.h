@@ -11,15 +11,15 @@
 #include "tmsg/value/tm_limits.h"
 #include "tmsg/value/tm_plain.h"
 
-/// A creator that builds nothing: it prints the events as an indented dump for eyes. The stream
-/// stays the caller's; errors of writing to it are ignored. The contents of byte strings and files
-/// are not shown, only the sizes of their pieces.
+/// A creator that builds nothing. It prints the events as an indented dump for people. The caller
+/// owns the stream, and errors of writing to it are ignored. The dump shows only the sizes of the
+/// pieces of byte strings and files, not their contents.
 ///
 /// Every event returns true, with two exceptions. An event that would nest deeper than the limits
 /// allow returns false. So do the event that would make the text too long, and all events after it.
 class TMSG_API Tm_text_creator : public Tm_folded_events<Tm_text_creator, Tm_creator_base> {
 public:
-    /// What a line says about its value.
+    /// The kinds of lines in the dump.
     enum Type {
         TYPE_CALL,
         TYPE_METHOD_NAME,
@@ -44,7 +44,7 @@ public:
         TYPE_FILE
     };
 
-    /// At most `max_text` bytes go to the stream. The event that needs more is an error.
+    /// At most `max_text` bytes go to the stream. An event that needs more sets an error text.
     explicit Tm_text_creator(FILE* stream, Tm_limits const& limits = {},
                              unsigned long max_text = tm_no_text_limit);
     Tm_text_creator(Tm_text_creator const&) = delete;
@@ -52,21 +52,21 @@ public:
     /// Flushes the stream.
     ~Tm_text_creator() override;
 
-    /// "???" for another number.
+    /// Returns the word for a type in the dump, and "???" for any other number.
     static char const* type_to_c_str(Type type);
 
-    /// Flushes the stream and goes back to no indent; the dump is always complete.
+    /// Flushes the stream and removes the indent. Always returns true.
     bool done() override;
-    /// Names are always read as text.
+    /// Always returns false: names are read as text.
     bool support_member_with_index() override;
 
-    /// One step, two spaces.
+    /// Both change the indent by one step of two spaces.
     void indent();
     void unindent();
     char const* indent_c_str() const { return indent_.c_str(); }
 
     void output_type(Type type);
-    /// A line feed and the indent, one step deeper if asked.
+    /// Writes a line feed and the indent, which `deeper` first makes one step longer.
     void output_newline(bool deeper);
 
 private:
@@ -99,12 +99,13 @@ private:
     bool is_full_ = false;
 };
 
-/// Prints the binary form as an indented dump (see Tm_text_creator) instead of building values.
-/// Names by index cannot be told from names of that length: the bytes of such a message are
-/// misread. The limit on the bytes of a message starts anew with each top-level value.
+/// Decodes the binary form and prints it as an indented dump (see Tm_text_creator). It builds no
+/// values. It takes wire indexes for lengths of names, and so misreads a message with names by
+/// index. The limit on the bytes of a message starts anew with each top-level value.
 class TMSG_API Tm_bin_decoder_to_text : public Tm_bin_decoder_base {
 public:
-    /// The stream stays the caller's. More than `max_text` bytes of text since init() are an error.
+    /// The caller owns the stream, which must outlive the decoder. More than `max_text` bytes of
+    /// text since init() are an error.
     Tm_bin_decoder_to_text(long capacity, FILE* stream, Tm_limits const& limits = {},
                            unsigned long max_text = tm_no_text_limit);
     ~Tm_bin_decoder_to_text() override;

@@ -1,6 +1,5 @@
-/// What the JSON and list encoders share: a text that grows with every event, and a limit from
-/// which on it is cut short. An encoder takes one message or value after another, with clear() in
-/// between.
+/// The base class of the JSON and list encoders. It holds a text that grows with every event, and a
+/// size limit at which the text is cut. Call clear() between two messages or values.
 #pragma once
 
 #include <charconv>
@@ -17,7 +16,7 @@
 
 class TMSG_API Tm_text_encoder : public Tm_visitor {
 public:
-    /// In bytes of text.
+    /// The size limit without an argument, in bytes of text.
     static constexpr unsigned int DEFAULT_LIMIT = 0x7FFFFFFF;
 
     /// Takes the next piece of the text, which is valid during the call.
@@ -25,15 +24,16 @@ public:
 
     ~Tm_text_encoder() override;
 
-    /// From now on the text goes to the sink in pieces, so that the encoder never holds all of it.
-    /// get_string() returns the rest after the last piece. The limit counts the whole text. When
-    /// the sink throws, the exception passes through the event, and the piece stays in the encoder.
+    /// Makes the encoder pass its text to the sink in pieces, so that it does not hold all of it.
+    /// get_string() then returns the text behind the last piece. The limit counts the whole text.
+    /// When the sink throws, the exception passes through the event, and the encoder keeps the
+    /// piece.
     void set_sink(Sink sink) { sink_ = std::move(sink); }
 
     /// Empties the text.
     virtual void clear() = 0;
-    /// The text so far, without the pieces that the sink has got. The call cuts the string to its
-    /// size, so that two threads must not call it at the same time.
+    /// Returns the text so far, without the pieces that the sink has got. It is valid until the
+    /// next event. Two threads must not call this at the same time, because it changes the buffer.
     virtual std::string const& get_string() const = 0;
 
 protected:
@@ -41,7 +41,7 @@ protected:
     Tm_text_encoder(Tm_text_encoder const&) = default;
     Tm_text_encoder& operator=(Tm_text_encoder const&) = default;
 
-    /// Where the next `size` bytes of text can be written; end_text() then says how many were.
+    /// Returns room for the next `size` bytes of text. end_text() then ends the text at `end`.
     char* make_room(std::size_t size) {
         if (size > output_.size() - size_) grow(size);
         return output_.data() + size_;
@@ -53,16 +53,17 @@ protected:
         tm_copy_bytes(at, text.data(), text.size());
         end_text(at + text.size());
     }
-    /// A number, or the word for a bool.
+    /// Each appends a number, or the word for a bool.
     template <class Whole>
     void append_plain(Whole value) {
         char* const at = make_room(number_size);
         end_text(std::to_chars(at, at + number_size, value).ptr);
     }
-    /// As printf writes it with %g in the C locale.
+    /// Appends the number as printf writes it with %g in the C locale.
     void append_plain(double value);
     void append_plain(bool value) { append(value ? "true" : "false"); }
-    /// "ab 01 ", byte by byte. False: the limit was reached, after at least one byte.
+    /// Appends "ab 01 ", two digits and a blank for each byte. Returns false when the limit was
+    /// reached after at least one byte.
     bool append_hex(char const* data, unsigned int length);
     bool is_full() const { return size_ >= limit_left_; }
 
@@ -75,7 +76,7 @@ protected:
         return output_;
     }
 
-    Tm_piece_count pieces_;  ///< of the byte sequence that has begun
+    Tm_piece_count pieces_;  ///< counts the bytes of the open byte sequence
 
 private:
     static constexpr std::size_t number_size = 32;
@@ -83,9 +84,9 @@ private:
     void grow(std::size_t size);
     void hand_over();
 
-    mutable std::string output_;  ///< the text and room behind it, which text() cuts off
-    std::size_t size_ = 0;        ///< of the text
+    mutable std::string output_;  ///< the text and spare room, which text() cuts off
+    std::size_t size_ = 0;        ///< the bytes of the text
     unsigned int limit_;
-    unsigned int limit_left_;  ///< behind what the sink has got
+    unsigned int limit_left_;  ///< the limit less the bytes that the sink has got
     Sink sink_;
 };

@@ -16,36 +16,39 @@
 ///     while (!message.accept(encoder)) {
 ///         do ship(encoder.data(), encoder.chunk_size()); while (!encoder.continue_fill());
 ///     }
-///     // ship what is left, fill() bytes: more than a piece at most by the last event
+///     // ship the rest, fill() bytes; the last event may have passed the piece size
 ///
-/// The encoder holds one piece, not the message. The price is that each piece walks the message
-/// again from its start, which must not change in between. Nothing is escaped and byte
-/// strings stand as they are, so that only a message of plain text gives well-formed XML. A
-/// negative 64-bit number is written as if it were unsigned.
-/// A derived class says how files are written: Tm_xml_file_size_encoder writes their sizes.
+/// The encoder holds one piece, not the whole text. Therefore accept() walks the whole message
+/// again for each piece, and the message must not change in between. The encoder escapes nothing
+/// and writes byte strings as they are, so that only a message of plain text gives well-formed XML.
+/// It writes a negative 64-bit number as if it were unsigned. A derived class writes the files:
+/// Tm_xml_file_size_encoder writes their sizes.
 class TMSG_API Tm_xml_encoder : public Tm_folded_events<Tm_xml_encoder> {
 public:
-    /// Bytes of a piece, at least 1; Tm_out_of_range_exception otherwise. An event that would make
-    /// the text of a message longer than `max_text` bytes throws Tm_exception; begin_fill() starts
-    /// anew then.
+    /// `chunk_size` is the bytes of a piece, at least 1. Throws Tm_out_of_range_exception for other
+    /// sizes. An event that would make the text of a message longer than `max_text` bytes throws
+    /// Tm_exception; begin_fill() then begins the next message.
     explicit Tm_xml_encoder(int chunk_size, unsigned long max_text = tm_no_text_limit);
     Tm_xml_encoder(Tm_xml_encoder const&) = delete;
     Tm_xml_encoder& operator=(Tm_xml_encoder const&) = delete;
     ~Tm_xml_encoder() override;
 
-    /// Starts a message.
+    /// Begins a message.
     void begin_fill();
-    /// After a full piece was shipped: moves what passed its end to the front. False: that is
-    /// another full piece, to be shipped before accept() starts again.
+    /// Call it after a full piece was shipped. It moves the bytes beyond the piece size to the
+    /// front. Returns false when they fill another piece, which must be shipped before accept()
+    /// starts again.
     bool continue_fill() { return small_chunk_continue(); }
     bool small_chunk_continue();
-    /// Every event asks first. False: the piece is full; else the event counts, written or skipped.
+    /// Every event calls this first. Returns false when the piece is full. Otherwise counts the
+    /// event, which is then written or, if an earlier piece holds it, skipped.
     bool check_state();
 
-    /// Valid until the next event.
+    /// Returns the text of the piece. The pointer is valid until the next event.
     char const* data() const { return buffer_.data(); }
+    /// Returns the bytes of text in the buffer. They may be more than the piece size.
     int fill() const { return fill_; }
-    /// The same, by the name that Tm_bin_encoder has for it.
+    /// Does the same under the name that Tm_bin_encoder uses.
     int fill_position() const { return fill_; }
     int chunk_size() const { return chunk_size_; }
 
@@ -55,9 +58,10 @@ public:
     bool visit_file_continue(char const* data, unsigned int length) override = 0;
 
 protected:
-    /// One event: its text is written, unless an earlier piece holds it. False: the piece is full.
+    /// Writes the text of one event, unless an earlier piece holds it. Returns false when the piece
+    /// is full.
     bool put_text(std::string_view text);
-    /// The same for `<value><TAG>TEXT</TAG></value>`.
+    /// Does the same for `<value><TAG>TEXT</TAG></value>`.
     bool put_value(std::string_view tag, std::string_view text);
 
 private:
