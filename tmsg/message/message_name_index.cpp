@@ -1,7 +1,7 @@
-/// Member names sent by index. The indexes of all structs of a message, and the table of their
-/// names, are worked out first and put in place at once, so that a failure on the way changes
-/// nothing. A table that is there and has all the names stays as it is. A nested message that has a
-/// table gets a plan of its own; one that has none is sent with its names.
+/// Member names sent by index. A plan first computes the indexes of all structs of a message and
+/// the name table, and then puts them in place at once, so that a failure before changes nothing. A
+/// table that has all the names stays as it is. A nested message that has a table gets its own
+/// plan. A nested message without one is sent with its names.
 #include <algorithm>
 #include <cstdlib>
 #include <list>
@@ -15,7 +15,7 @@
 struct Tm_index_plan {
     struct Target {
         Tm_struct* where;
-        std::vector<unsigned short> indexes;  ///< none where names are sent
+        std::vector<unsigned short> indexes;  ///< empty when names are sent
     };
 
     Tm_index_plan(Message& whose, bool sends_indexes) : message(whose), by_index(sends_indexes) {}
@@ -30,7 +30,7 @@ struct Tm_index_plan {
 
 namespace {
 
-/// What a 16-bit index on the wire can tell apart.
+/// The number of names that a 16-bit wire index can distinguish.
 constexpr int most_names = 65536;
 
 bool is_forbidden_by_environment() {
@@ -40,7 +40,7 @@ bool is_forbidden_by_environment() {
 
 void collect(Tm_index_plan& plan, Tm_value* value, bool by_index);
 
-/// The names in the order in which they are sent, each numbered where it first occurs.
+/// Numbers the names in the order in which they are sent.
 void collect_struct(Tm_index_plan& plan, Tm_struct& target, bool by_index, int left_out = -1) {
     std::vector<unsigned short> indexes;
     int const count = target.get_member_count();
@@ -55,7 +55,7 @@ void collect_struct(Tm_index_plan& plan, Tm_struct& target, bool by_index, int l
     plan.targets.push_back({&target, std::move(indexes)});
 }
 
-/// Leaves the table out: it holds no structs, or is replaced with all that is in it.
+/// Does not collect within the table: it holds no structs, or the new table replaces it.
 void collect_groups(Tm_index_plan& plan, Message& message, bool by_index) {
     int const table = message.name_table_position();
     collect_struct(plan, message.get_struct(Message::TMG_META), false, table);
@@ -85,8 +85,8 @@ void collect(Tm_index_plan& plan, Tm_value* value, bool by_index) {
     }
 }
 
-/// Turns the numbers of names into their first positions in the table that is there. False, and no
-/// change: it does not have all of them.
+/// Turns the numbers of names into their first positions in the table of the message. Returns
+/// false, and changes nothing, when the table lacks a name.
 bool keep_table(Tm_index_plan& plan) {
     Tm_array const* const table = tm_find_name_table(plan.message);
     if (table == nullptr) return false;
@@ -108,7 +108,7 @@ bool keep_table(Tm_index_plan& plan) {
     return true;
 }
 
-/// Decides which table each message gets. False: one has more names than indexes tell apart.
+/// Decides which table each message gets. Returns false when one has more than most_names names.
 bool decide(Tm_index_plan& plan) {
     bool is_possible = true;
     for (Tm_index_plan& nested : plan.nested) {

@@ -14,7 +14,7 @@ namespace {
 
 char const idle_text[] = "message dropped: no data since 20 collections of garbage";
 
-/// Corrects the sum of held bytes after a message has taken some, after an exception too.
+/// Corrects the sum of held bytes after a message took some, also after an exception.
 class Recount {
 public:
     Recount(std::size_t& sum, MessageChunk const& message) : sum_(sum), message_(message) {
@@ -31,12 +31,12 @@ private:
 
 }  // namespace
 
-/// What is known of an originator.
+/// The state of an originator.
 struct Tm_chunk_receiver::Connection {
     explicit Connection(int number) : originator(number) {}
 
     unsigned int seq_no() const { return reader.header().get_seq_no(); }
-    /// The chunk goes on with a failed message, which it keeps from being forgotten.
+    /// Returns true when the chunk continues a failed message, whose idle countdown it restarts.
     bool ignores_chunk() {
         auto const found = refused.find(seq_no());
         if (found == refused.end()) return false;
@@ -56,15 +56,15 @@ struct Tm_chunk_receiver::Connection {
 
     int originator;
     Tm_chunk_reader reader;
-    std::size_t unfinished = 0;  ///< messages
-    std::size_t held_bytes = 0;  ///< of all of them together
-    /// Failed messages whose further chunks are ignored, each with its idle countdown; as many as
-    /// there may be unfinished ones.
+    std::size_t unfinished = 0;  ///< number of messages
+    std::size_t held_bytes = 0;  ///< sum over all unfinished messages
+    /// Idle countdowns of failed messages, whose further chunks are ignored. There are at most
+    /// max_unfinished.
     std::map<unsigned int, int> refused;
     bool is_forgotten = false;
 };
 
-/// What came of a step: a finished message, an error, or nothing.
+/// The result of a step: a finished message, an error, or nothing.
 struct Tm_chunk_receiver::Outcome {
     std::unique_ptr<Message> message;
     std::string error;
@@ -106,7 +106,7 @@ void Tm_chunk_receiver::receive(int originator, unsigned char const* data, std::
     if (thrown != nullptr) std::rethrow_exception(thrown);
 }
 
-/// False: there is no input left.
+/// Returns false when there is no input left.
 bool Tm_chunk_receiver::take_step(Connection& connection, unsigned char const*& data,
                                   std::size_t& size, Outcome& outcome) {
     using Step = Tm_chunk_reader::Step;
@@ -145,7 +145,7 @@ void Tm_chunk_receiver::begin_chunk(Connection& connection, Outcome& outcome) {
     if (is_first) ignore_rest(connection);
 }
 
-/// Ends an unfinished message of the number that a new one has; returns its error.
+/// Ends the unfinished message that has the sequence number of a new one. Returns its error.
 std::string Tm_chunk_receiver::break_off(Connection& connection) {
     Unfinished const message = take_message(connection);
     if (message == nullptr) return {};
@@ -176,7 +176,7 @@ void Tm_chunk_receiver::add_payload(Connection& connection, Outcome& outcome) {
         ignore_rest(connection);
         throw;
     } catch (std::exception const&) {
-        // Its text has become the message's error.
+        // The decoder has made its text the message's error.
     }
     if (is_whole && !message->hasError()) return;
     Unfinished const refused = take_message(connection);
@@ -184,8 +184,8 @@ void Tm_chunk_receiver::add_payload(Connection& connection, Outcome& outcome) {
     ignore_rest(connection);
 }
 
-/// Up to an error of the message, or until there is no room, which makes it false. The content of
-/// files makes room again, so what fits does not depend on how the input was cut.
+/// Adds bytes up to an error of the message, or until there is no room, and then returns false. The
+/// content of files does not count, so the result does not depend on how the input was cut.
 bool Tm_chunk_receiver::add_what_fits(Connection& connection, MessageChunk& message) const {
     unsigned char const* data = connection.reader.payload();
     std::size_t left = connection.reader.payload_size();
@@ -200,7 +200,7 @@ bool Tm_chunk_receiver::add_what_fits(Connection& connection, MessageChunk& mess
     return left == 0;
 }
 
-/// Of as many messages as there may be unfinished ones.
+/// Ignores the rest of at most max_unfinished messages, so that a stranger cannot fill memory.
 void Tm_chunk_receiver::ignore_rest(Connection& connection) const {
     bool const goes_on = !connection.reader.header().get_last_chunk();
     if (goes_on && connection.refused.size() < limits_.max_unfinished) {
@@ -220,16 +220,16 @@ void Tm_chunk_receiver::end_chunk(Connection& connection, Outcome& outcome) {
     }
     outcome.message.reset(finished->releaseMessage());
     outcome.message->header = connection.reader.header();
-    // Its files are the message's.
+    // The message owns its files from now on: do not remove them.
     std::unique_ptr<MessageChunk> const emptied(finished.release());
 }
 
-/// Null when it is not known.
+/// Returns null when no chunk has begun the message.
 MessageChunk* Tm_chunk_receiver::message_of(Connection const& connection) {
     return messages_.findChunk(connection.seq_no(), connection.originator, false);
 }
 
-/// The message of the current chunk, out of the reassembly; null when it is not known.
+/// Takes the message of the current chunk out of the container. Returns null when there is none.
 Tm_chunk_receiver::Unfinished Tm_chunk_receiver::take_message(Connection& connection) {
     Unfinished message(messages_.findChunk(connection.seq_no(), connection.originator, true));
     if (message != nullptr) connection.give_up(*message);
@@ -245,7 +245,7 @@ void Tm_chunk_receiver::forget(int originator) {
     connections_.erase(known);
 }
 
-/// All room is made first, so that nothing is lost half-way.
+/// Allocates everything first, so that a failing allocation drops no message without a report.
 void Tm_chunk_receiver::collect_garbage() {
     std::vector<std::pair<int, unsigned int>> dropped;
     dropped.reserve(messages_.size());

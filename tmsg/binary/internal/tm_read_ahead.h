@@ -1,6 +1,6 @@
-/// Reads a file from its start in a few large steps and gives it away in many small ones. It keeps
-/// its own place: the position of the descriptor is neither used nor moved, so that others may read
-/// from the same descriptor.
+/// Reads a file from its start in a few large steps and returns it in many small ones. It keeps its
+/// own position and does not use or move the descriptor's, so that others may read from the same
+/// descriptor.
 #pragma once
 
 #include <cstddef>
@@ -12,8 +12,8 @@ public:
 
     int descriptor() const { return fd_; }
 
-    /// Copies the next bytes and returns `length`. Where the file ends before that it returns 0, on
-    /// an error a negative number; then no bytes count as read.
+    /// Copies the next bytes and returns `length`. Returns 0 when the file ends before, and a
+    /// negative number on an error; then no bytes count as read.
     long read(void* to, unsigned int length);
 
 private:
@@ -22,8 +22,8 @@ private:
     long read_once(char* to, std::size_t size, long position) const;
 
     int fd_;
-    long position_ = 0;        ///< in the file, behind the bytes that were read
-    std::vector<char> bytes_;  ///< those from first_ to last_ are read but not given away
+    long position_ = 0;        ///< position in the file behind the bytes read
+    std::vector<char> bytes_;  ///< bytes read, of which first_ to last_ are not returned yet
     std::size_t first_ = 0;
     std::size_t last_ = 0;
 };

@@ -9,16 +9,17 @@
 #include "tmsg/creator/tm_creator_base.h"
 #include "tmsg/value/tm_wire.h"
 
-/// Items that are there entirely as events of any creator. `at` is where the item begins. Each
-/// function returns false for a tag that is none of its own.
+/// Passes complete items as events to any creator. `at` points to the tag of the item. Each
+/// function returns false for a tag of another kind. The creator's error text shows a refused
+/// event.
 
-/// The number behind a tag.
+/// Returns the number behind a tag.
 template <class Unsigned>
 Unsigned tm_number_of(unsigned char const* at) {
     return tm_get_big_endian<Unsigned>(at + 1);
 }
 
-/// A value of fixed size.
+/// Passes a value of fixed size.
 inline bool tm_replay_scalar(unsigned char const* at, Tm_creator_base& creator) {
     // clang-format off
     switch (*at) {
@@ -37,7 +38,7 @@ inline bool tm_replay_scalar(unsigned char const* at, Tm_creator_base& creator) 
     // clang-format on
 }
 
-/// What begins or ends something.
+/// Passes the begin or end of a message, struct or array, and the end of a member.
 inline bool tm_replay_bracket(unsigned char tag, Tm_creator_base& creator) {
     // clang-format off
     switch (tag) {
@@ -57,7 +58,7 @@ inline bool tm_replay_bracket(unsigned char tag, Tm_creator_base& creator) {
     // clang-format on
 }
 
-/// The next bytes of an item with a length, told by its tag; a method name where it is no other.
+/// Passes the next bytes of an item with a length. Any unknown tag counts as a method name.
 inline void tm_replay_piece(unsigned char tag, char const* data, unsigned int length,
                             Tm_creator_base& creator) {
     // clang-format off
@@ -71,9 +72,9 @@ inline void tm_replay_piece(unsigned char tag, char const* data, unsigned int le
     // clang-format on
 }
 
-/// The short way of decoding: whole items that the library's own creator takes in one step. Each
-/// function returns the bytes of the item that the creator took; 0 where it did not, or where not
-/// all of it is there.
+/// Decodes faster: the library's own creator takes whole items in one step. Each function returns
+/// the bytes of the item that the creator took. It returns 0 when the creator did not take it or
+/// the item is not complete.
 template <class Plain>
 long tm_take_plain(unsigned char const* at, long left, Tm_own_creator& creator) {
     constexpr long size = 1 + sizeof(Plain);

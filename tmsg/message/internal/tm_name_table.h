@@ -1,5 +1,5 @@
-/// The table of names that a message sent by index carries: an array of strings, in which a wire
-/// index is a position. Message::name_table_position() says where it is.
+/// The name table of a message that is sent by index: an array of strings. A wire index is a
+/// position in it. Message::name_table_position() returns the table's own position.
 #pragma once
 
 #include <memory>
@@ -12,10 +12,10 @@ class Message;
 class Tm_array;
 class Tm_layout;
 
-/// Null where the message has no table, or none that a receiver could read.
+/// Returns null when the message has no table, or a table that a receiver could not read.
 Tm_array const* tm_find_name_table(Message const& message);
-/// The names for a receiver to which TMG_META has just come; null without a table. Throws
-/// Tm_type_mismatch_exception for one that is no array of strings.
+/// Returns the names for a receiver that has just got TMG_META, or null when there is no table.
+/// Throws Tm_type_mismatch_exception for a table that is not an array of strings.
 Tm_counted_ptr<Tm_layout> tm_receive_name_table(Message const& message);
-/// Throws Tm_out_of_range_exception for a name that is too long for a string.
+/// Makes a table of the names. Throws Tm_out_of_range_exception for a name too long for a string.
 std::unique_ptr<Tm_array> tm_make_name_table(Tm_catalog<std::string> const& names);

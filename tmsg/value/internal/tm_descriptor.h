@@ -31,7 +31,7 @@ public:
     ~Tm_descriptor();
 
     int get() const { return fd_; }
-    /// False too for an open file that could not get a descriptor above 2.
+    /// Returns false when the file is not open, or could not get a descriptor above 2.
     bool is_usable() const { return fd_ >= first_usable; }
 
 private:
@@ -50,9 +50,9 @@ public:
     Tm_mapping& operator=(Tm_mapping const&) = delete;
     ~Tm_mapping();
 
-    /// Maps the first `size` bytes, size above 0. False when the system refuses.
+    /// Maps the first `size` bytes, at least 1. Returns false when the system refuses.
     bool map(int fd, std::size_t size, bool writable);
-    /// Null while nothing is mapped.
+    /// Returns null while nothing is mapped.
     char* data() const { return static_cast<char*>(address_); }
     /// Waits until the file holds what was written to the mapping.
     void flush() const;

@@ -20,51 +20,53 @@ class Tm_layout {
 public:
     using Ref = Tm_counted_ptr<Tm_layout>;
 
-    /// A new layout without names.
+    /// Makes a layout without names.
     static Ref make();
-    /// A new layout with the first `count` names of this one, to which `next` can be appended. It
-    /// copies names that do not stand in the same table as that one.
+    /// Makes a layout with the first `count` names of this one, to which `next` can be appended. It
+    /// copies names unless they stand in the same table as `next`.
     Ref fork(unsigned int count, Tm_next_name const& next) const;
 
     Tm_layout(Tm_layout const&) = delete;
     Tm_layout& operator=(Tm_layout const&) = delete;
 
     unsigned int size() const { return static_cast<unsigned int>(names_.size()); }
-    /// The name's text (see tm_text.h). Throws std::out_of_range for a position that is not there.
+    /// Returns the name's text (see tm_text.h). Throws std::out_of_range for a position without a
+    /// name.
     char const* at(std::size_t position) const { return names_.at(position); }
-    /// The same without a check.
+    /// Does the same without a check.
     char const* operator[](std::size_t position) const { return names_[position]; }
-    /// The length of the longest name.
+    /// Returns the length of the longest name, in bytes.
     std::size_t longest() const { return longest_; }
-    /// Whether the name at this position is there and is this one.
+    /// Returns whether the position has a name and it equals this one.
     bool has(unsigned int position, std::string_view name) const {
         return position < size() && tm_text_equals(names_[position], name);
     }
-    /// Names in one table are compared by their places there: the texts may be long.
+    /// Names in one table are compared by their places there, because the texts may be long.
     bool has(unsigned int position, Tm_next_name const& name) const;
-    /// Whether the first `count` names are those of the other.
+    /// Returns whether the first `count` names of both layouts are equal.
     bool begins_like(Tm_layout const& other, unsigned int count) const;
 
-    /// The first position from `from` on with that name, else the first of all, among the first
-    /// `count` names; -1 where there is none. The first call makes a table for all later ones.
+    /// Searches the first `count` names. Returns the first position from `from` on with that name,
+    /// or else the first position with it, or -1. The first call makes a hash table for later
+    /// calls.
     int find(std::string_view name, unsigned int from, unsigned int count) const;
 
     bool is_sealed() const { return is_sealed_.load(std::memory_order_relaxed); }
     void seal() { is_sealed_.store(true, std::memory_order_relaxed); }
 
-    /// Whether the name may be appended as the one at this position: the layout is not sealed, and
-    /// its names stand in the same table, or in none like this one.
+    /// Returns whether the name may be appended at this position. The layout must not be sealed,
+    /// and all names must stand in the same table, or none of them in a table.
     bool can_append(unsigned int position, Tm_next_name const& name) const;
     /// Adds a name. A table lives as long as the layouts with names in it.
     void append(Tm_next_name const& name);
-    /// The table in which all names stand; null where the layout has copies of them.
+    /// Returns the table in which all names stand, or null when the layout has copies of them.
     Tm_layout const* table() const { return table_.get(); }
 
     /// Returns the bytes of memory that the layout takes, without the names in a table.
     std::size_t bytes() const;
 
-    /// How large structs of this layout have been lately, as a guess for the next one. A guess
-    /// stays small: larger structs grow as their members arrive.
+    /// The size of recent structs of this layout, as a guess for the next one. A guess stays small,
+    /// because larger structs grow as their members arrive.
     struct alignas(8) Extent {
         std::uint32_t members = 0;
         std::uint32_t text = 0;  ///< bytes of strings
@@ -105,15 +107,16 @@ private:
     mutable std::atomic<Positions*> positions_{nullptr};
 };
 
-/// The next name of a struct, and where a layout that has it may be found.
+/// The next name of a struct, and the places where a layout with it may be found.
 struct Tm_next_name {
     std::string_view text;
-    std::uint64_t place = 0;                ///< where the struct stands
+    std::uint64_t place = 0;                ///< a number for the struct's place in the tree
     Tm_layout::Ref const* table = nullptr;  ///< in which the text stands; null for none
     std::vector<Tm_layout::Ref> const* recent = nullptr;  ///< layouts with names in the table
 
     Tm_layout const* table_layout() const { return table == nullptr ? nullptr : table->get(); }
-    /// A sealed layout with the first `count` names of `before` and then this one; null for none.
+    /// Returns a sealed layout with the first `count` names of `before` and then this name, or null
+    /// when there is none.
     Tm_layout::Ref recall(Tm_layout const* before, unsigned int count) const;
 };
 
@@ -123,12 +126,12 @@ inline bool Tm_layout::has(unsigned int position, Tm_next_name const& name) cons
     return position < size() && names_[position] == name.text.data();
 }
 
-/// The layouts of recent structs, of the whole process, so that a struct like an earlier one stores
-/// no name. A layout is found by its first name and a number that says where its structs stand.
-/// What is kept is bounded; both functions may be called by many threads at once.
+/// The process keeps the layouts of recent structs, so that a struct like an earlier one stores no
+/// name. A layout is found by its first name and a number for the place of its structs. The memory
+/// is bounded. Many threads may call both functions at once.
 ///
-/// A layout kept for that place with the first `count` names of `before` and then `next`; null for
-/// none. `before` may be null where `count` is 0.
+/// Returns a layout kept for that place with the first `count` names of `before` and then `next`,
+/// or null when there is none. `before` may be null when `count` is 0.
 Tm_layout::Ref tm_recall_layout(std::uint64_t place, Tm_layout const* before, unsigned int count,
                                 std::string_view next);
 /// Seals the layout and keeps it, unless it is large.

@@ -1,8 +1,8 @@
-/// A file that is being received. It is new, stands under /tmp, and only its owner may read and
-/// write it. Destruction removes it, unless keep() was called, or unless another process made it: a
-/// child process that destroys its copy removes nothing. A file of a size that file values map is
-/// written through a mapping, for which room on the disk is reserved as bytes arrive. A larger file
-/// is written in large steps.
+/// A file that is being received. It is a new file under /tmp, which only its owner may read and
+/// write. The destructor removes it, unless keep() was called or another process made it: a child
+/// process that destroys its copy removes nothing. A file up to the mapping limit is written
+/// through a mapping, and room on the disk is reserved as bytes arrive. A larger file is written in
+/// large steps.
 #pragma once
 
 #include <cstddef>
@@ -13,8 +13,8 @@
 
 class Tm_received_file {
 public:
-    /// For so many bytes. Throws Tm_file_open_exception or Tm_file_mapping_exception when the file
-    /// cannot be made.
+    /// Makes a file for this many bytes. Throws Tm_file_open_exception or Tm_file_mapping_exception
+    /// when the file cannot be made.
     explicit Tm_received_file(unsigned int length);
     Tm_received_file(Tm_received_file const&) = delete;
     Tm_received_file& operator=(Tm_received_file const&) = delete;
@@ -22,11 +22,11 @@ public:
 
     std::string const& path() const { return path_; }
 
-    /// Adds bytes, in all at most the announced ones. False: the disk has no room, or they or
-    /// earlier ones could not be written; the file is of no use then. When the last byte was taken,
-    /// the file has its whole content.
+    /// Adds bytes, in all at most the announced number. Returns false when the disk has no room or
+    /// writing failed, now or before; the file is then of no use. After the last byte the file has
+    /// its whole content.
     bool write(char const* data, unsigned int length);
-    /// The file stays from now on.
+    /// Makes the destructor leave the file.
     void keep() { kept_ = true; }
 
 private:
@@ -46,7 +46,6 @@ private:
     bool kept_ = false;
 };
 
-/// Removes a file that was received, if this process made it: the copies of a parent's decoders
-/// that a child process has are not owners of the parent's files. False, with errno: it is still
-/// there.
+/// Removes a received file if this process made it: a child process does not own the files of its
+/// parent. Returns false, and sets errno, when the file could not be removed.
 bool tm_remove_received_file(std::string const& path) noexcept;

@@ -15,7 +15,7 @@ public:
     explicit Tm_walk(Tm_visitor& visitor)
         : visitor_(visitor), resume_(visitor.has_memento() ? visitor.pop_memento() : 0) {}
 
-    /// Performs a step unless an earlier walk has done it. False: the visitor refused.
+    /// Performs a step unless an earlier walk has done it. Returns false when the visitor refuses.
     template <class Event>
     bool step(int number, Event&& event) {
         if (number < resume_ || event()) return true;
@@ -23,10 +23,11 @@ public:
         return false;
     }
 
-    /// The step is where an earlier walk stopped, perhaps within it.
+    /// Returns whether an earlier walk stopped at this step, perhaps within it.
     bool repeats(int number) const { return number == resume_; }
 
-    /// The first of `count` items to walk, when item i takes `steps` steps from 1 + i * steps on.
+    /// Returns the first of `count` items to walk. Item i takes `steps` steps from 1 + i * steps
+    /// on.
     int first_item(int count, int steps = 1) const {
         return resume_ <= 1 ? 0 : std::min((resume_ - 1) / steps, count);
     }
@@ -36,10 +37,10 @@ private:
     int resume_;
 };
 
-/// Byte sequences are sent in pieces of this many bytes, the last one excepted.
+/// Byte sequences are sent in pieces of this many bytes. The last piece may be shorter.
 constexpr unsigned int tm_piece_size = 128;
 
-/// The walk of a byte sequence: `begin()`, then `piece(size)` until all is sent. Before the first
+/// Walks a byte sequence: calls `begin()`, then `piece(size)` until all is sent. Before the first
 /// piece, `take_many(position, full pieces)` may take some pieces at once; it returns the position
 /// behind them.
 template <class Begin, class Many, class Piece>
@@ -58,13 +59,13 @@ bool tm_walk_bytes(unsigned int length, Tm_visitor& visitor, Begin begin, Many t
     return tail == 0 || walk.step(index + 1, [&] { return piece(tail); });
 }
 
-/// Returns how many of the pieces from `index` on the chunk takes.
+/// Returns how many of the pieces from `index` on fit into the chunk.
 inline int tm_pieces_that_fit(int index, int full_pieces, Tm_wire_room const& room) {
     long const taken = (room.left() + tm_piece_size - 1) / tm_piece_size;
     return static_cast<int>(std::clamp<long>(taken, 0, full_pieces - index));
 }
 
-/// Writes as many of the pieces from `index` on as the chunk takes; returns the next index.
+/// Writes the pieces from `index` on that fit into the chunk. Returns the next index.
 inline int tm_write_pieces(char const* data, int index, int full_pieces, Tm_wire_room& room) {
     int const count = tm_pieces_that_fit(index, full_pieces, room);
     room.put_bytes(data + std::size_t{tm_piece_size} * static_cast<unsigned int>(index),
@@ -72,7 +73,7 @@ inline int tm_write_pieces(char const* data, int index, int full_pieces, Tm_wire
     return index + count;
 }
 
-/// The walk of bytes in memory: `begin()`, then `piece(data, size)` until all is sent.
+/// Walks bytes in memory: calls `begin()`, then `piece(data, size)` until all is sent.
 template <class Begin, class Piece>
 bool tm_walk_memory(char const* data, unsigned int length, Tm_visitor& visitor, Begin begin,
                     Piece piece) {
@@ -91,7 +92,7 @@ bool tm_walk_memory(char const* data, unsigned int length, Tm_visitor& visitor, 
     return tail == 0 || walk.step(index + 1, [&] { return piece(data, tail); });
 }
 
-/// The same with the events known when it is compiled.
+/// Does the same with events that are known at compile time.
 template <auto Begin_event, auto Piece_event>
 bool tm_walk_buffer(char const* data, unsigned int length, Tm_visitor& visitor) {
     return tm_walk_memory(
