@@ -1,5 +1,5 @@
-/// The server's end of a connection. No operation waits. Answers that the other end has not taken
-/// are kept, and no requests are read until it takes them.
+/// The server's end of a connection. No operation waits. It keeps replies that the other end has
+/// not read, and reads no requests until the other end has read them.
 #pragma once
 
 #include <ace/SOCK_Acceptor.h>
@@ -29,8 +29,8 @@ public:
     Client& operator=(Client const&) = delete;
     ~Client() { stream_.close(); }
 
-    /// Takes the next connection, which this owns. False, with errno: there is none. Throws
-    /// Failure.
+    /// Takes and owns the next connection. Returns false, and sets errno, when there is none.
+    /// Throws Failure.
     bool accept(ACE_SOCK_Acceptor& acceptor);
 
     int handle() const { return stream_.get_handle(); }
@@ -42,8 +42,8 @@ public:
     /// The time since bytes were sent or received.
     Clock::duration idle_time() const { return Clock::now() - last_active_; }
 
-    /// Goes on sending, or passes what has come to the receiver. False: the other end has closed
-    /// the connection. Throws Lost_connection, and what the receiver's handlers throw.
+    /// Goes on sending, or passes received bytes to the receiver. Returns false when the other end
+    /// has closed the connection. Throws Lost_connection, and what the receiver's handlers throw.
     bool go_on(Tm_chunk_receiver& receiver);
     /// Throws Lost_connection, and what a Tm_chunk_sender throws.
     void send(Message const& message, unsigned int seq_no, unsigned char port);

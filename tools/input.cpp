@@ -61,7 +61,7 @@ std::unique_ptr<Message> read_list_text(Input& input, Temporary_files& files,
 
 std::unique_ptr<Message> read_wire(Input& input, Temporary_files& files, Tm_limits const& limits,
                                    Dump* dump) {
-    // What is left undecoded fits into the room that a decoder has beyond its capacity.
+    // The undecoded rest fits into the room that a decoder has beyond its capacity.
     Tm_bin_decoder decoder(input_block, limits);
     Files_of const guard(decoder, files);
     unsigned char block[input_block];
@@ -153,7 +153,7 @@ Chunk_input::Step Chunk_input::next() {
     return step;
 }
 
-/// False: the input has ended.
+/// Returns false when the input has ended.
 bool Chunk_input::read_block() {
     data_ = block_;
     left_ = input_.read(block_, sizeof block_);

@@ -44,10 +44,10 @@ public:
 
     explicit Chunk_input(Input& input) : input_(input) {}
 
-    /// Goes on by one step, of which reader() tells more. Returns need_input at the end of the
-    /// input. Throws Failure when it ends within a chunk, and what reading throws.
+    /// Goes on by one step. reader() has the header or payload of the step. Returns need_input at
+    /// the end of the input. Throws Failure when it ends within a chunk, and what reading throws.
     Step next();
-    /// True: nothing follows what was read.
+    /// Returns true when no input is left.
     bool is_at_end() { return left_ == 0 && !read_block(); }
     Tm_chunk_reader const& reader() const { return reader_; }
 
@@ -57,7 +57,7 @@ private:
     Input& input_;
     Tm_chunk_reader reader_;
     unsigned char block_[input_block];
-    unsigned char const* data_ = nullptr;  ///< what is left of the block
+    unsigned char const* data_ = nullptr;  ///< the unread rest of the block
     std::size_t left_ = 0;
 };
 
@@ -77,8 +77,8 @@ private:
     std::vector<std::string> paths_;
 };
 
-/// Reads the whole input, which must hold one message and nothing else. What it brings in files is
-/// added to `files`. Bytes of the wire form go to `dump` too, if it is not null. Throws Failure,
-/// and what the library throws.
+/// Reads the whole input, which must hold one message and nothing else. Adds the files that
+/// it brings to `files`. Bytes of the wire form go to `dump` too, if it is not null. Throws
+/// Failure, and what the library throws.
 std::unique_ptr<Message> read_message(Input& input, Form form, Temporary_files& files,
                                       Tm_limits const& limits, Dump* dump = nullptr);

@@ -27,7 +27,7 @@ public:
 
 /// Writes in blocks. Throws Output_failure when writing fails, and Interrupted.
 void write_output(std::string_view text);
-/// Writes what waits for its block to be full. Throws the same.
+/// Writes the bytes that wait for their block to be full. Throws what write_output() throws.
 void flush_output();
 /// Returns how many bytes went into write_output() so far.
 std::size_t output_size();
@@ -35,7 +35,7 @@ std::size_t output_size();
 /// Flushes a message that was written in this form. Behind a text comes a line feed, on a terminal
 /// only.
 void end_output(Form form);
-/// False: the program was started without a standard output.
+/// Returns false when the program was started without a standard output.
 bool output_is_open();
 
 /// The dump of a message's wire form. A temporary file holds it until all of it is there, because a
@@ -45,7 +45,7 @@ public:
     /// At most `max_text` bytes of dump. Throws Failure when there is no temporary file.
     Dump(Tm_limits const& limits, unsigned long max_text);
 
-    /// Takes the next bytes of the wire form. False: write() will throw.
+    /// Takes the next bytes of the wire form. Returns false when write() will throw.
     bool add(unsigned char const* data, std::size_t size);
     /// Writes the dump to standard output. Throws Failure for bytes that are no wire form and when
     /// reading or writing fails.

@@ -159,7 +159,7 @@ void Server::accept_all() {
     }
 }
 
-/// False: nobody waits, or must wait longer.
+/// Returns false when nobody waits, or everybody must wait longer.
 bool Server::accept() {
     while (clients_.size() >= places_) {
         if (!make_room()) return false;
@@ -175,7 +175,7 @@ bool Server::accept() {
     return make_room();
 }
 
-/// False: nobody has been idle for long enough.
+/// Returns false when nobody has been idle for long enough.
 bool Server::make_room() {
     auto const idle_time = clients_.front().idle_time();
     if (idle_time < grace) {
@@ -193,7 +193,7 @@ void Server::serve(Clients::iterator client) {
     } catch (Lost_connection const& loss) {
         report(loss.what());
     } catch (std::bad_alloc const& failure) {
-        // What this client has sent may be most of it.
+        // The bytes from this client may be most of them.
         report(text_of(failure));
     }
     drop(client);

@@ -1,4 +1,4 @@
-/// What the system does to the program: calls that fail, signals, and descriptors.
+/// Handles calls of the system that fail, signals, and descriptors.
 #pragma once
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-/// What people see: text that does no harm to a terminal, colours, errors and progress.
+/// Output for people: text that does no harm to a terminal, colours, errors and progress.
 #pragma once
 
 #include <chrono>

@@ -132,7 +132,7 @@ Tree_printer::Tree_printer(Tm_creator& builder, Tree_lines& lines,
                            Tm_bin_decoder_base const& decoder)
     : builder_(builder), lines_(lines), decoder_(decoder) {}
 
-/// True: the builder took the event, which is to be printed.
+/// Returns true when the builder took the event, which is then to be printed.
 template <auto Event, class... Datum>
 bool Tree_printer::pass(Datum... datum) {
     (builder_.*Event)(datum...);

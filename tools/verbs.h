@@ -1,4 +1,4 @@
-/// What the program does, one function for each verb. All throw Failure, and what the library
+/// The verbs of the program, one function for each. All throw Failure, and what the library
 /// throws, after which nothing more is written.
 #pragma once
 

@@ -17,7 +17,7 @@ namespace {
 
 /// No item that waits for the rest of its bytes is longer: a head, or a piece.
 constexpr std::size_t longest_rest = tm_piece_size;
-/// The longest tag with what belongs to it.
+/// The longest tag with the bytes that belong to it.
 constexpr long longest_head = 9;
 /// More than any input, and small enough to add to.
 constexpr unsigned long most_room = 1UL << 62;
@@ -75,13 +75,13 @@ void Tm_bin_decoder_base::keep(unsigned char const* data, std::size_t size) {
     buffer_.insert(buffer_.end(), data, data + size);
 }
 
-/// What is thrown becomes the error, for some of the input is lost then.
+/// Makes the text of an exception the error, because some of the input is lost then.
 template <class Operation>
 void Tm_bin_decoder_base::failing_with_exceptions(Operation operation) {
     try {
         operation();
     } catch (std::exception const& failure) {
-        // Stays where there is no memory for the text.
+        // This text stays when there is no memory for the other one.
         set_error(std::bad_alloc().what());
         buffer_.clear();
         front_ = 0;
@@ -155,7 +155,7 @@ std::size_t Tm_bin_decoder_base::decode_at(unsigned char const* data, std::size_
     return static_cast<std::size_t>(done);
 }
 
-/// How many bytes of this input the current message may take.
+/// Computes how many bytes of this input the current message may take.
 void Tm_bin_decoder_base::count_room() {
     auto const counted = static_cast<unsigned long>(packed_ + read_ - value_offset_);
     unsigned long const most = std::min(limits_.max_message_bytes, most_room);
@@ -177,8 +177,8 @@ void Tm_bin_decoder_base::decode_items() {
     }
 }
 
-/// The short way for items that are there entirely and that the creator takes in one step. Ends in
-/// front of the first other one.
+/// Decodes complete items that the creator takes in one step. Stops in front of the first other
+/// item.
 void Tm_bin_decoder_base::decode_whole_items(Tm_own_creator& creator) {
     if (!creator.error().empty()) return;
     unsigned char const* at = at_;
@@ -217,7 +217,7 @@ Tm_bin_decoder_base::Step Tm_bin_decoder_base::take_step() {
     }
 }
 
-/// The next tag with all that belongs to its event, and the first piece behind a length.
+/// Takes the next tag with all bytes of its event, and the first piece behind a length.
 Tm_bin_decoder_base::Step Tm_bin_decoder_base::take_item() {
     unsigned char const tag = *at_;
     long const tag_position = position();
@@ -239,7 +239,7 @@ Tm_bin_decoder_base::Step Tm_bin_decoder_base::take_item() {
     return state_ == State::within_item ? pass_piece() : Step::advanced;
 }
 
-/// Replays one item, whose head is there.
+/// Replays one item, whose head is complete.
 void Tm_bin_decoder_base::act_on(unsigned char tag, long head) {
     unsigned char const* const item = at_;
     switch (tag) {

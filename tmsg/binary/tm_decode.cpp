@@ -11,7 +11,7 @@ bool tm_feed(Tm_bin_decoder_base& decoder, unsigned char const* data, std::size_
     } catch (std::bad_alloc const&) {
         throw;
     } catch (std::exception const&) {
-        // Its text has become the error.
+        // The decoder has made its text the error.
     }
     return decoder.error().empty();
 }

@@ -30,7 +30,7 @@ struct Tm_tcl_decoder::Keyword {
     void (Tm_tcl_decoder::*read)(std::string_view keyword, Tokenizer& tokens) = nullptr;
 };
 
-/// What byte strings and files differ in.
+/// The differences between byte strings and files.
 struct Tm_tcl_decoder::Contents {
     std::string_view kind;
     std::string_view length;

@@ -68,7 +68,7 @@ bool Tm_text_creator::open(Tm_bracket bracket) {
     bool const is_message = bracket == Tm_bracket::request || bracket == Tm_bracket::response;
     if (is_message) {
         indent_.clear();
-        // What an earlier message left open does not count for this one.
+        // Levels that an earlier message left open do not count for this one.
         if (groups_ == 0) members_ = faults_ = 0;
     }
     if (!enter(bracket)) return false;

@@ -39,7 +39,7 @@ Tm_array const* tm_find_name_table(Message const& message) {
     return &names;
 }
 
-/// By a lookup, behind which the next lookup in the received struct goes on.
+/// Uses a look-up by name, which moves the place where the struct's next look-up starts.
 Tm_counted_ptr<Tm_layout> tm_receive_name_table(Message const& message) {
     Tm_struct const& meta = message.get_const_struct(Message::TMG_META);
     int const position = meta.get_member_index(table_name);

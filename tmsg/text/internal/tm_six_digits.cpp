@@ -37,7 +37,7 @@ struct Decimal {
     int exponent;  ///< of the first digit
 };
 
-/// False: arithmetic with doubles cannot tell the digits of this number.
+/// Returns false when arithmetic with doubles cannot determine the digits of this number.
 bool round(double value, Decimal& decimal) {
     constexpr double end = 1e6;
     constexpr double uncertain = 1e-9;  // to_six_digits() is wrong by less than 2 to the -34

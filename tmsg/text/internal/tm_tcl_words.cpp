@@ -106,7 +106,7 @@ bool tm_parse_number(std::string_view token, unsigned long& number) {
     return !is_negative(token) && parse_wide(token, number, string_to_uint64);
 }
 
-/// What is no plain number (signs, infinities, hexadecimal, overflow) is left to scanf.
+/// Leaves everything but plain numbers (signs, infinities, hexadecimal, overflow) to scanf.
 bool tm_parse_number(std::string_view token, double& number) {
     std::size_t const sign = is_negative(token) ? 1 : 0;
     bool const begins_plainly = token.size() > sign && token[sign] >= '0' && token[sign] <= '9';
@@ -151,7 +151,7 @@ bool tm_ends_in_escape(std::string_view text) {
     return (text.size() - others) % 2 == 1;
 }
 
-/// What an escape gives is never longer than the escape.
+/// The result of an escape is never longer than the escape.
 std::string_view tm_unescape(std::string_view text, std::string& unescaped) {
     unescaped.resize(text.size());
     char* at = unescaped.data();
