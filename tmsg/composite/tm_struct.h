@@ -42,8 +42,8 @@ class TMSG_API Tm_struct : public Tm_value,
 public:
     using Index = Tm_catalog<std::string>;
 
-    /// Null: the struct owns its names. A catalogue must outlive the struct, which adds its names
-    /// to it.
+    /// With null the struct owns its names. A catalogue must outlive the struct, which adds its
+    /// names to it.
     explicit Tm_struct(Tm_catalog<std::string>* catalog);
     explicit Tm_struct(Tm_shared_names const& shared);
     /// A copy always owns its names.
@@ -104,7 +104,7 @@ private:
     friend class Tm_prenamed_struct;
     friend struct Tm_name_lengths;
 
-    /// What few structs have.
+    /// Data that only few structs need.
     struct Extras {
         Tm_catalog<std::string>* catalog = nullptr;
         std::vector<unsigned short> indexes;

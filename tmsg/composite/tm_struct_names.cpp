@@ -54,6 +54,12 @@ int Tm_struct::add_name(std::string const& name, Index* index) {
 /// Adds the name to the catalogues and to the layout. When this throws, only catalogues may have
 /// changed.
 void Tm_struct::record_name(std::string_view name, Index* index) {
+    bool const is_known =
+        index == nullptr && extras_ == nullptr && layout_ && layout_->has(name_count_, name);
+    if (is_known) {
+        ++name_count_;
+        return;
+    }
     unsigned short wire_index = 0;
     if (index != nullptr) {
         auto& indexes = extras().indexes;

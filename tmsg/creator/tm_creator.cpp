@@ -47,7 +47,7 @@ Tm_creator::~Tm_creator() {
     while (outermost_.within != nullptr) outermost_.within = std::move(outermost_.within->within);
 }
 
-// What may come next
+// The checks of what may come next
 
 bool Tm_creator::expects_value() const {
     State const state = frame_->state;
@@ -113,7 +113,7 @@ bool Tm_creator::reject(std::string const& event) {
     return fail("unexpected " + event + " in " + get_current_state_name());
 }
 
-// What the limits allow
+// The checks of the limits
 
 void Tm_creator::begin_counting() {
     values_left_ = limits_.max_values;

@@ -27,7 +27,7 @@ inline bool Tm_creator::make_room(Tm_value_container& values) {
     return !values.is_full() || grow(values);
 }
 
-/// What the decoder of list text tells apart of what is open.
+/// The kinds of open values that the decoder of list text distinguishes.
 enum class Tm_open { call, response, fault, array, member, other };
 
 class Tm_own_creator final : public Tm_creator {

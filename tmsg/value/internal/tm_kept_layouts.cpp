@@ -73,11 +73,11 @@ std::uint64_t key_of(std::uint64_t place, std::string_view first_name) {
     return tm_mix(tm_hash_name(first_name) ^ lane_of_thread(), place);
 }
 
+/// Whether a kept layout begins with all names of this one, and so serves the same structs.
 bool has(Places const& places, std::uint64_t key, Tm_layout const& layout) {
     for (Kept const& known : places) {
-        bool const is_there = known.key == key && known.layout &&
-                              known.layout->size() == layout.size() &&
-                              known.layout->begins_like(layout, layout.size());
+        bool const is_there =
+            known.key == key && known.layout && known.layout->begins_like(layout, layout.size());
         if (is_there) return true;
     }
     return false;
