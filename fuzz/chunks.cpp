@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <map>
 
-#include "received_files.h"
 #include "target.h"
 
 namespace {
@@ -120,7 +119,7 @@ private:
                 FUZZ_CHECK(*message == good_message());
             } else {
                 ++others_;
-                remove_files_of(*message);
+                tm_remove_received_files(*message);
             }
         };
     }

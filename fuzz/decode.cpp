@@ -32,14 +32,14 @@ void check_copy(Message const& message) {
 /// Through the decoder's own buffer it is the same.
 void check_buffered(Fuzz_input input, std::string const& error) {
     Fuzz_result const buffered = decode_whole(input);
-    remove_files(buffered.files);
+    tm_remove_received_files(buffered.files);
     FUZZ_CHECK(buffered.error == error);
 }
 
 /// Whether the input decodes within these limits.
 bool fits(Fuzz_input input, Tm_limits const& limits) {
     Fuzz_result const result = decode_pieces(input, whole_piece, limits);
-    remove_files(result.files);
+    tm_remove_received_files(result.files);
     return result.error.empty();
 }
 
@@ -72,7 +72,7 @@ void run_target(Fuzz_input input) {
             check_limits(input, *decoder.message());
         }
     }
-    remove_files(decoder.received_files());
+    tm_remove_received_files(decoder.received_files());
     decoder.init();
 
     Tm_message_peek_decoder peek(input.data(), static_cast<long>(input.size()));

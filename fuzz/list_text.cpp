@@ -1,5 +1,4 @@
 /// List text to values: an error or values, the same each time, and printable.
-#include "received_files.h"
 #include "target.h"
 
 namespace {
@@ -19,7 +18,7 @@ std::string decoded(Tm_tcl_decoder& decoder, std::string const& text) {
     } catch (std::exception const& failure) {
         FUZZ_CHECK(decoder.error() == failure.what());
     }
-    remove_files(decoder.received_files());
+    tm_remove_received_files(decoder.received_files());
     return decoder.error().empty() ? outcome : decoder.error();
 }
 
@@ -35,7 +34,7 @@ void check_again(std::string const& text, std::string const& first) {
     try {
         Message const message = Message::from_string(text);
         FUZZ_CHECK(other.error().empty());
-        remove_files_of(message);
+        tm_remove_received_files(message);
     } catch (std::exception const&) {
         // No message, or an error that was seen above.
     }

@@ -40,7 +40,7 @@ void print_list(Message const& message, unsigned int limit) {
     } catch (std::exception const& failure) {
         FUZZ_CHECK(decoder.error() == failure.what());
     }
-    remove_files(decoder.received_files());
+    tm_remove_received_files(decoder.received_files());
 }
 
 /// A request without a name item decodes; it is sent with an empty name, which no receiver takes.
@@ -75,7 +75,7 @@ void check_again(std::vector<std::uint8_t> const& bytes) {
     FUZZ_CHECK(result.message->restore_member_indexes());
     FUZZ_CHECK(encode(*result.message, 1000) == bytes);
     FUZZ_CHECK(!dump_pieces(Fuzz_input(bytes.data(), bytes.size()), whole_piece).empty());
-    remove_files(result.files);
+    tm_remove_received_files(result.files);
 }
 
 }  // namespace
@@ -93,6 +93,6 @@ void run_target(Fuzz_input input) {
         if (gets_check(2, 3)) print_list(*decoder.message(), limit);
         if (is_thorough()) check_again(bytes);
     }
-    remove_files(decoder.received_files());
+    tm_remove_received_files(decoder.received_files());
     decoder.init();
 }

@@ -40,8 +40,8 @@ void check_message(Fuzz_input input, Cuts const& cuts, Tm_limits const& limits) 
     if (whole.error.empty()) {
         FUZZ_CHECK(encode(*whole.message, 100) == encode(*cut.message, 100));
     }
-    remove_files(whole.files);
-    remove_files(cut.files);
+    tm_remove_received_files(whole.files);
+    tm_remove_received_files(cut.files);
 }
 
 void check_dump(Fuzz_input input, Cuts const& cuts, Tm_limits const& limits) {
@@ -55,7 +55,7 @@ std::pair<std::string, std::string> decode_values(Fuzz_input input, Next_piece n
     Tm_bin_array_decoder decoder(static_cast<long>(capacity), limits);
     feed_pieces(decoder, input, next_piece);
     auto const bytes = encode(*decoder.array(), 1000);
-    remove_files(decoder.received_files());
+    tm_remove_received_files(decoder.received_files());
     return {std::string(bytes.begin(), bytes.end()), decoder.error()};
 }
 

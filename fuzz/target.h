@@ -63,10 +63,6 @@ private:
 /// What a target does with an input. It leaves no received file.
 void run_target(Fuzz_input input);
 
-inline void remove_files(std::vector<std::string> const& paths) {
-    for (std::string const& path : paths) ::unlink(path.c_str());
-}
-
 /// Feeds the input in pieces whose sizes `next_piece(left)` chooses.
 template <class Next_piece>
 void feed_pieces(Tm_bin_decoder_base& decoder, Fuzz_input input, Next_piece next_piece) {
@@ -98,7 +94,7 @@ inline void feed_whole(Tm_bin_decoder_base& decoder, Fuzz_input input) {
 
 inline std::size_t whole_piece(std::size_t left) { return left; }
 
-/// What came of a message, whatever it was fed in.
+/// The result of decoding an input.
 struct Fuzz_result {
     std::unique_ptr<Message> message;
     std::string error;
@@ -145,13 +141,9 @@ std::string dump_pieces(Fuzz_input input, Next_piece next_piece, Tm_limits const
 inline std::vector<std::uint8_t> encode(Tm_value const& value, int chunk_size) {
     std::vector<std::uint8_t> bytes;
     Tm_bin_encoder encoder(chunk_size);
-    auto const ship = [&](int size) {
-        bytes.insert(bytes.end(), encoder.data(), encoder.data() + size);
-    };
-    while (!value.accept(encoder)) {
-        do ship(chunk_size);
-        while (!encoder.continue_fill());
-    }
-    ship(encoder.fill_position());
+    tm_encode_pieces(value, encoder, [&](unsigned char const* data, std::size_t piece, bool) {
+        bytes.insert(bytes.end(), data, data + piece);
+        return true;
+    });
     return bytes;
 }

@@ -6,7 +6,7 @@ cd "$1"
 
 layer_of() {
     case $1 in
-        export.h) echo 0 ;;
+        export.h | fwd.h) echo 0 ;;
         value/*) echo 1 ;;
         composite/*) echo 2 ;;
         message/chunks/*) echo 7 ;;
@@ -15,7 +15,7 @@ layer_of() {
         binary/*) echo 5 ;;
         text/*) echo 6 ;;
         transport/*) echo 8 ;;
-        tmsg.h | fwd.h) echo 9 ;;
+        tmsg.h) echo 9 ;;
         *) echo unknown ;;
     esac
 }

@@ -188,7 +188,7 @@ TEST(Limits, OfMemoryHoldWhileTheInputArrives) {
     EXPECT_EQ(error, list_error_of("array {" + many + "}", limits));
 }
 
-/// No value follows the one that takes more memory than is left, but for the size of a block.
+/// A value that exceeds the memory by more than the overhead of a block is the last one.
 TEST(Limits, OfMemoryRefuseTheValueAfterTheLastOne) {
     std::string const array = "02 04 84 04 05 07 00 01 61 06 ";
     for (std::string const item : {"15 00 00 00 01 78 ", "04 84 ", "06 86 ", "02 04 84 04 84 82 "}) {

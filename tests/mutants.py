@@ -111,7 +111,7 @@ def main():
     parser.add_argument("--seed", type=int, default=1, help="other seeds give other faults")
     given = parser.parse_intermixed_args()
     sources = [file.resolve().relative_to(ROOT) for file in given.files] or sorted(
-        path.relative_to(ROOT) for path in (ROOT / "tmsg").glob("*/*") if path.suffix in (".cpp", ".h"))
+        path.relative_to(ROOT) for path in (ROOT / "tmsg").rglob("*") if path.suffix in (".cpp", ".h"))
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     copy_tree()

@@ -18,9 +18,8 @@
 
 #include "tmsg/binary/tm_bin_decoder.h"
 #include "tmsg/binary/tm_bin_encoder.h"
-#include "tmsg/binary/tm_decode.h"
-#include "tmsg/binary/tm_encode.h"
 #include "tmsg/binary/tm_message_peek_decoder.h"
+#include "tmsg/binary/tm_whole.h"
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/composite/tm_prenamed_struct.h"
 #include "tmsg/composite/tm_struct.h"
@@ -33,7 +32,6 @@
 #include "tmsg/message/message.h"
 #include "tmsg/message/tm_children.h"
 #include "tmsg/message/tm_header.h"
-#include "tmsg/text/message_text.h"
 #include "tmsg/text/tm_json_encoder.h"
 #include "tmsg/text/tm_tcl_decoder.h"
 #include "tmsg/text/tm_tcl_encoder.h"

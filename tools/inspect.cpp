@@ -1,4 +1,4 @@
-/// The verb inspect: shows what a capture holds, as far as it is sound.
+/// The verb inspect: shows the chunks and messages of a capture, and the place of any damage.
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>

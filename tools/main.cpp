@@ -168,8 +168,7 @@ void add_convert(CLI::App& app, Options& options) {
 }
 
 void add_inspect(CLI::App& app, Options& options) {
-    CLI::App& verb =
-        *app.add_subcommand("inspect", "Show what a capture holds, as far as it is sound");
+    CLI::App& verb = *app.add_subcommand("inspect", "Show the chunks and messages of a capture");
     Forms static const forms = {{"wire", Form::wire}, {"chunks", Form::chunks}};
     add_form(verb, "--from", "form of the input, else chunks", options.inspect.from, forms);
     add_limits(verb, options.inspect.limits);

@@ -1,8 +1,10 @@
-/// An ordered list of any values, which it owns. A position outside 0 to get_member_count() - 1
-/// throws Tm_out_of_range_exception, a getter of another type Tm_type_mismatch_exception.
+/// An ordered list of values of any types. The array owns them. A position outside 0 to
+/// get_member_count() - 1 throws Tm_out_of_range_exception. A getter of another type than the
+/// element's throws Tm_type_mismatch_exception.
 ///
-/// Pointers to scalar and string elements, like iterators of a vector, are valid until the array
-/// changes; texts of strings, and pointers to all other elements, until their element is removed.
+/// Pointers to scalar and string elements are valid until the array changes, like iterators of a
+/// vector. Texts of strings, and pointers to all other elements, are valid until their element is
+/// removed.
 #pragma once
 
 #include <string>
@@ -17,7 +19,7 @@ public:
     /// Takes the heap-allocated container and its values over.
     explicit Tm_array(Tm_value_container* values);
     Tm_array(Tm_array const& other);
-    /// Destroys the own elements first; a copy that fails leaves those copied so far.
+    /// Destroys its own elements first. A copy that fails leaves the elements copied so far.
     Tm_array& operator=(Tm_array const& other);
 
     Tm_array* clone() const override;
@@ -29,7 +31,7 @@ public:
     virtual void clear();
     virtual void reserve(int count);
 
-    /// Each appends one element; when it throws, nothing is appended. A null pointer throws
+    /// Each appends one element. It appends nothing when it throws. A null pointer throws
     /// Tm_exception.
     virtual void add_member(signed char value);
     virtual void add_member(unsigned char value);
@@ -74,12 +76,12 @@ public:
     virtual Tm_file const*   get_member_file(int i) const;
     virtual Message const*   get_member_message(int i) const;
 
-    /// A string with its length, zero bytes included.
+    /// Returns a string with its length. The string may contain zero bytes.
     std::string_view get_member_text(int i) const { return read<std::string_view>(i); }
     // clang-format on
-    /// The element itself, if it is of that type.
+    /// Returns the element itself. Throws Tm_type_mismatch_exception unless it has that type.
     Tm_value const* get_member_value(TMV type, int i) const;
-    /// The element itself, of any type.
+    /// Returns the element itself, of any type.
     Tm_value const* get_value(int i) const { return values_.get_value(i); }
     Tm_value* get_value(int i) { return values_.get_value(i); }
 
@@ -88,7 +90,7 @@ private:
     friend class Tm_own_creator;
     friend struct Tm_name_lengths;
 
-    /// Whether this is of the library's own class. A user's class may override
+    /// Returns whether the object's class is Tm_array itself. A derived class may override
     /// add_member_and_own(), which is then called for each element.
     bool is_plain() const;
     template <class Plain>

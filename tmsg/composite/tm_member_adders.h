@@ -1,6 +1,6 @@
-/// The add_member overloads of structs, written once: `Where` is what names the member, its name
-/// for Tm_struct and its position for Tm_prenamed_struct. Each adds one member; when it throws,
-/// the struct is as before. With an index catalogue the member's wire index is recorded too.
+/// The add_member overloads of structs, written once. `Where` is the type that names the member: a
+/// name for Tm_struct, a position for Tm_prenamed_struct. Each overload adds one member. When it
+/// throws, the struct is as before. With an index catalogue it records the member's wire index too.
 /// A null pointer throws Tm_exception.
 #pragma once
 
@@ -41,7 +41,7 @@ public:
     void add_member(Where where, Tm_binary const* bytes, Index* index = nullptr) { place(where, index, bytes); }
     void add_member(Where where, Tm_value const* value, Index* index = nullptr) { place(where, index, value); }
     void add_member(Where where, unsigned char const* data, unsigned int length, Index* index = nullptr) { place(where, index, data, length); }
-    /// A file, always opened for reading: the second argument does not matter.
+    /// Adds a file, always opened for reading. The second argument has no effect.
     void add_member(Where where, std::string const& path, unsigned int, Index* index = nullptr) { place(where, index, path, 0U); }
     // clang-format on
     /// Takes the value over, and frees it on failure.

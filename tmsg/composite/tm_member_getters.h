@@ -1,8 +1,8 @@
 /// The typed getters by position and by name, written once for structs (no group) and messages
-/// (the group first). A getter requires the exact stored type and throws
-/// Tm_type_mismatch_exception for another, Tm_out_of_range_exception for a position and
-/// Tm_name_not_found_exception for a name that is not there. Texts are zero-terminated; texts and
-/// objects stay the container's, and are valid until their member is removed or replaced.
+/// (the group first). A getter converts nothing. It throws Tm_type_mismatch_exception when the
+/// member has another type, Tm_out_of_range_exception for a position that does not exist, and
+/// Tm_name_not_found_exception for a name that does not exist. Texts are zero-terminated. The
+/// container owns the texts and objects. They are valid until their member is removed or replaced.
 #pragma once
 
 #include <string_view>
@@ -36,7 +36,7 @@ public:
     Tm_array const*  get_member_array(Group... group, int i) const { return read<Tm_array const*>(group..., i); }
     Tm_struct const* get_member_struct(Group... group, int i) const { return read<Tm_struct const*>(group..., i); }
     Message const*   get_member_message(Group... group, int i) const { return read<Message const*>(group..., i); }
-    /// A string with its length, zero bytes included.
+    /// Returns a string with its length. The string may contain zero bytes.
     std::string_view get_member_text(Group... group, int i) const { return read<std::string_view>(group..., i); }
 
     signed char      get_member_int8(Group... group, char const* name) const { return read<signed char>(group..., name); }

@@ -1,8 +1,8 @@
-/// A struct whose member names are a fixed list of the caller's, which must outlive the struct and
-/// all its copies: members are set by position into slots that are empty at first, and no name is
-/// copied. In everything else a struct. Reading an empty slot throws Tm_name_not_found_exception
-/// with the slot's name, and so do equals() and accept() when they meet one; the get_value() that
-/// gives write access returns null.
+/// A struct with a fixed list of member names. The caller owns the list, which must outlive the
+/// struct and all its copies. The struct copies no name. Each name has a slot, which is empty at
+/// first, and members are set by the position of their slot. Reading an empty slot throws
+/// Tm_name_not_found_exception with the slot's name. equals() and accept() do the same. The
+/// get_value() that gives write access returns null for an empty slot.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@ public:
     using Index = Tm_catalog<std::string>;
 
     Tm_prenamed_struct();
-    /// `count` slots for the first `count` names.
+    /// Makes `count` slots for the first `count` names.
     Tm_prenamed_struct(char const* const* names, int count);
     Tm_prenamed_struct(Tm_prenamed_struct const& other);
     Tm_prenamed_struct& operator=(Tm_prenamed_struct const& other);
@@ -23,10 +23,11 @@ public:
     Tm_prenamed_struct* clone() const override;
     ~Tm_prenamed_struct() override;
 
-    /// Empties all slots; names, recorded wire indexes and the lookup hint stay.
+    /// Empties all slots. Names, recorded wire indexes and the lookup hint stay.
     void clear() override;
     char const* get_member_name(int i) const override;
-    /// The position of an existing name, whose wire index is recorded with an index catalogue.
+    /// Returns the position of an existing name. With an index catalogue it records the name's wire
+    /// index.
     int add_name(std::string const& name, Index* index) override;
     /// Both replace what the slot held.
     void add_value_and_own(int i, Tm_value* value) override;
@@ -35,11 +36,12 @@ public:
     Tm_value const* get_value(int i) const override;
     using Tm_struct::get_value;
 
-    /// A new name list, ended by a null pointer, with one empty slot for each name.
+    /// Takes a new list of names, which ends with a null pointer, and makes an empty slot for each.
     void clear(char const* const* names);
-    /// The position of the member with that name; Tm_name_not_found_exception when there is none.
+    /// Returns the position of the member with that name. Throws Tm_name_not_found_exception when
+    /// there is none.
     int add_name(std::string const& name) const;
-    /// Records the wire index of member i; the list of indexes follows the order of the calls.
+    /// Records the wire index of member i. The list of indexes has the order of the calls.
     void add_name_index(int i, Index* index);
 
     using Tm_member_adders<Tm_prenamed_struct, int>::add_member;

@@ -1,5 +1,4 @@
-/// How the typed getters read a value: the type code that each asks for, and what it returns.
-/// Nothing is converted.
+/// How the typed getters read a value. Each getter asks for one type code, and converts nothing.
 #pragma once
 
 #include <string_view>
@@ -18,11 +17,12 @@ class Tm_date;
 class Tm_file;
 class Tm_struct;
 
-/// The value itself. Throws Tm_type_mismatch_exception where its type code is another, and
-/// Tm_exception where it is null.
+/// Returns the value itself. Throws Tm_type_mismatch_exception when it has another type code, and
+/// Tm_exception when it is null.
 TMSG_API Tm_value const* tm_check_member_type(Tm_value const* member, TMV type);
 
-/// Reads integers, those of a user's own class too. The specialisations below read all else.
+/// Reads integers, also those of a user's own class. The specialisations below read the other
+/// types.
 template <class Result>
 struct Tm_reading {
     static constexpr TMV code = Tm_plain<Result>::code;
@@ -62,7 +62,7 @@ struct Tm_reading<char const*> {
     }
 };
 
-/// The one downcast to the message, which stands above the composites.
+/// Casts to the class of messages, which this layer does not know.
 TMSG_API Message const* tm_as_message(Tm_value const* member);
 
 template <>

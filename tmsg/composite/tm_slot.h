@@ -37,14 +37,14 @@ constexpr unsigned char tm_on_heap = 0x80;
 constexpr unsigned char tm_plain_struct = 0x81;  ///< on the heap, of the library's own class
 constexpr unsigned char tm_no_value = 0xFF;
 
-/// Returns the pointer. Throws Tm_exception with the text where it is null.
+/// Returns the pointer. Throws Tm_exception with the text when the pointer is null.
 template <class T>
 T* tm_present(T* pointer, char const* text = "member without a value") {
     if (pointer == nullptr) throw Tm_exception(text);
     return pointer;
 }
 
-/// A new value from what add_member() takes. A null pointer throws Tm_exception.
+/// A new value, made from the arguments of add_member(). A null pointer throws Tm_exception.
 class TMSG_API Tm_new_value {
 public:
     template <class Plain, class Value = typename Tm_plain<Plain>::value>
@@ -73,7 +73,7 @@ public:
         if (is_on_heap()) delete slot_.on_heap();
     }
 
-    /// The value as an object of its own.
+    /// Returns the value as an object on the heap. Leaves this empty.
     std::unique_ptr<Tm_value> release();
 
 private:

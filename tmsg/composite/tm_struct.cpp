@@ -103,7 +103,7 @@ bool Tm_struct::equals(Tm_value const& other) const {
     return true;
 }
 
-/// Both have the same number of members, more than none, and each member has a name.
+/// Both structs must have the same number of members, at least one, and a name for each member.
 bool Tm_struct::equals_plain(Tm_struct const& right) const {
     Tm_layout const& names = *layout_;
     Tm_layout const& right_names = *right.layout_;
@@ -215,7 +215,7 @@ void Tm_struct::swap(Tm_struct& other) {
     swap_names(other);
 }
 
-/// All but the names. When it throws, nothing was exchanged.
+/// Exchanges everything except the names. When it throws, it has exchanged nothing.
 void Tm_struct::swap_values(Tm_struct& other) {
     values_.own_memory();
     other.values_.own_memory();

@@ -1,15 +1,16 @@
-/// Named members in order, each an owned value. Names may repeat: a lookup by name starts at the
-/// member found last and wraps around, so reading members in their order costs one step each.
+/// A list of named members. The struct owns their values. Names may repeat: a look-up by name
+/// starts at the member that the last look-up found, and wraps around. Reading members in their
+/// order therefore costs one step each.
 ///
-/// Structs with the same names share them (see tm_layout.h). A struct that was given a catalogue
-/// adds its names to it as well. Besides, a member can carry a wire index from an index catalogue,
-/// sent instead of its name.
+/// Structs with the same names share them. A struct with a catalogue adds its names to the
+/// catalogue too. A member can have a wire index from an index catalogue, which is sent instead of
+/// its name.
 ///
-/// Pointers to scalar and string values, and texts of names, are valid until the struct changes;
-/// texts of strings, and pointers to all other values, until their member is removed or replaced;
-/// texts of strings, also until swap(). While no thread changes a struct, many may read, copy, walk
-/// and compare it. They share the place of the member found last, which matters only where names
-/// repeat.
+/// Pointers to scalar and string values, and texts of names, are valid until the struct changes.
+/// Pointers to all other values are valid until their member is removed or replaced. So are texts
+/// of strings, which swap() may move, too. Many threads may read, copy, walk and compare a struct
+/// while none changes it. They share the position of the member found last, which matters only when
+/// names repeat.
 #pragma once
 
 #include <atomic>
@@ -54,18 +55,18 @@ public:
 
     Tm_struct* clone() const override;
     ~Tm_struct() override;
-    /// Names and values in order; neither catalogues nor wire indexes count.
+    /// Compares names and values in order. Catalogues and wire indexes do not count.
     bool equals(Tm_value const& other) const override;
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
 
     virtual void clear();
     virtual char const* get_member_name(int i) const;
-    /// The first half of adding a member: its name, and its wire index when there is an index
+    /// The first half of adding a member. Adds its name, and its wire index when there is an index
     /// catalogue. Returns the position for the second half, one of the two operations below.
     virtual int add_name(std::string const& name, Index* index);
-    /// Appends the value; the position does not matter. Throws Tm_out_of_range_exception, and frees
-    /// the value, when no name waits for one.
+    /// Appends the value. The position has no effect. Throws Tm_out_of_range_exception, and frees
+    /// the value, when no name waits for a value.
     virtual void add_value_and_own(int position, Tm_value* value);
     virtual void add_value_and_copy(int position, Tm_value const* value);
     virtual unsigned int get_member_name_length(int i) const;
@@ -76,14 +77,15 @@ public:
     TMV get_member_value_type(int i) const;
     Tm_value const* get_member_value(TMV type, int i) const;
 
-    /// The position of the member with that name; Tm_name_not_found_exception, or -1.
+    /// Both return the position of the member with that name. Without such a member get_number()
+    /// throws Tm_name_not_found_exception, and get_member_index() returns -1.
     int get_number(char const* name) const;
     int get_member_index(char const* name) const;
 
     bool is_string_catalog_from_internal() const { return shares_names_ == 0; }
 
-    /// Both structs must own their names, or both must share them. Otherwise the values are
-    /// exchanged, the names are not, and Tm_exception is thrown. Texts of strings may move.
+    /// Both structs must own their names, or both must share them. Otherwise this exchanges the
+    /// values but not the names, and throws Tm_exception. Texts of strings may move.
     void swap(Tm_struct& other);
 
     // A struct and its first slots may stand in one block of memory.
@@ -111,14 +113,16 @@ private:
     };
 
     struct Room;
-    /// Room for so many members, and for the texts of their strings, in the memory of the struct.
+    /// Makes a struct whose own block of memory has room for so many members, and for so many bytes
+    /// of the texts of their strings.
     static std::unique_ptr<Tm_struct> make(Tm_counted_ptr<Tm_layout> layout, std::size_t members,
                                            std::size_t text_bytes);
 
-    /// The bytes that make() allocates.
+    /// Returns the number of bytes that make() allocates.
     static std::size_t made_size(std::size_t members, std::size_t text_bytes);
 
-    /// Whether this is of the library's own class. A user's class could name its members otherwise.
+    /// Returns whether the object's class is Tm_struct itself. A derived class may name its members
+    /// in another way.
     bool is_plain() const {
 #ifdef __GXX_RTTI
         return &typeid(*this) == &typeid(Tm_struct);
@@ -130,8 +134,8 @@ private:
     bool equals_plain(Tm_struct const& right) const;
     std::string_view name_at(int i) const;
     unsigned int named_members() const;
-    /// Each takes a view of null for a name that is not there. find() returns -1 for such a name,
-    /// number_of() throws Tm_name_not_found_exception.
+    /// find() returns -1 for a name that no member has, and number_of() throws
+    /// Tm_name_not_found_exception. A view of null is such a name.
     int find(std::string_view name) const;
     int find_far(std::string_view name) const;
     int find_plain(std::string_view name) const;
@@ -177,7 +181,7 @@ private:
     Tm_counted_ptr<Tm_layout> layout_;  ///< null while there is no name
     Tm_value_container values_;
     Tm_owned<Extras> extras_;
-    std::uint32_t name_count_ : 31;  ///< more than there are values while a name waits for one
+    std::uint32_t name_count_ : 31;  ///< one more than values while a name waits for its value
     std::uint32_t shares_names_ : 1;
     mutable std::atomic<std::uint32_t> hint_{0};
 };

@@ -8,12 +8,13 @@
 
 namespace {
 
-/// A lookup by name compares this many members from the hint on before it takes a longer way.
+/// A look-up by name first compares this many members, from the hint on, before it calls
+/// find_far().
 constexpr unsigned int near_members = 3;
 /// Up to this many members are compared one after another.
 constexpr unsigned int few_members = 16;
 
-/// Where structs stand that a program builds, for tm_recall_layout().
+/// The place, for tm_recall_layout(), of all structs that a program builds.
 constexpr std::uint64_t built_by_program = 0;
 
 }  // namespace
@@ -28,7 +29,7 @@ unsigned int Tm_struct::get_member_name_length(int i) const {
     return tm_text_length(Tm_struct::get_member_name(i));
 }
 
-/// A class that names its members otherwise may have left their lengths as they are.
+/// A derived class may override the name but not its length. Then the name ends at its zero byte.
 std::string_view Tm_struct::name_at(int i) const {
     if (is_plain()) return tm_text_view(Tm_struct::get_member_name(i));
     unsigned int const length = get_member_name_length(i);
@@ -41,7 +42,7 @@ std::string_view Tm_struct::name_at(int i) const {
 
 bool Tm_struct::is_plain_without_rtti() const { return is_plain(); }
 
-/// Members that have both a name and a value.
+/// Returns the number of members that have both a name and a value.
 unsigned int Tm_struct::named_members() const {
     return std::min<std::uint32_t>(name_count_, values_.size_);
 }
@@ -72,8 +73,8 @@ void Tm_struct::record_name(std::string_view name, Index* index) {
     ++name_count_;
 }
 
-/// Makes this name the next one in the layout, or in another one with the names so far. The old
-/// layout lives until then, for the name may be a text in it.
+/// Makes this name the next one of the layout, or changes to another layout that has the names so
+/// far and this one. The old layout lives until the end, because the name may be a text in it.
 void Tm_struct::name_next(Tm_next_name name) {
     unsigned int const count = name_count_;
     bool const stands_elsewhere = count > 0 && layout_->table() != name.table_layout();

@@ -17,7 +17,7 @@ constexpr unsigned char tm_tag_of(Tm_int_of<Plain> const&) {
 constexpr unsigned char tm_tag_of(Tm_double const&) { return TM_TAG_DOUBLE; }
 constexpr unsigned char tm_tag_of(Tm_bool const&) { return TM_TAG_BOOL; }
 
-/// Calls `visit` with the value in the slot as an object of its own class.
+/// Calls `visit` with the value in the slot, cast to its class.
 template <class Visit>
 bool visit_in_place(unsigned char kind, Tm_slot& slot, Visit visit) {
     // clang-format off
@@ -78,7 +78,7 @@ std::size_t Tm_value_container::grown_capacity() const {
 
 void Tm_value_container::grow() { change_capacity(grown_capacity()); }
 
-/// Values in their slots are moved as bytes, for none of them holds a pointer to itself.
+/// Moves values in their slots as bytes, because none of them holds a pointer to itself.
 void Tm_value_container::change_capacity(std::size_t count) {
     if (count > most_slots) throw std::bad_alloc();
     if (count == 0) return free_slots();
@@ -92,7 +92,7 @@ void Tm_value_container::change_capacity(std::size_t count) {
     capacity_ = static_cast<std::uint32_t>(count) & 0x7FFFFFFFU;
 }
 
-/// Leaves memory that somebody else owns.
+/// Moves slots and texts out of memory that the container does not own.
 void Tm_value_container::own_memory() {
     if (!has_lent_memory()) return;
     Tm_texts texts;

@@ -1,9 +1,9 @@
 /// The owning list of values behind structs and arrays. A slot may be empty (null). Access outside
 /// 0 to size() - 1 throws Tm_out_of_range_exception and changes nothing.
 ///
-/// Integers, doubles, bools and strings that the library makes stand in their slot: pointers to
-/// them, like iterators of a vector, are valid until the container changes. All other values stand
-/// on the heap: pointers to them are valid until the value is replaced or removed.
+/// Integers, doubles, bools and strings that the library makes stand in their slot. Pointers to
+/// them are valid until the container changes, like iterators of a vector. All other values stand
+/// on the heap. Pointers to them are valid until the value is replaced or removed.
 #pragma once
 
 #include <cstddef>
@@ -23,7 +23,7 @@ public:
     Tm_value_container() : capacity_(0), is_lent_(0) {}
     /// Clones every value.
     Tm_value_container(Tm_value_container const& other);
-    /// Destroys the own values first; a copy that fails leaves those copied so far.
+    /// Destroys its own values first. A copy that fails leaves the values copied so far.
     Tm_value_container& operator=(Tm_value_container const& other);
     ~Tm_value_container();
 
@@ -65,8 +65,8 @@ private:
         return count * (sizeof(Tm_slot) + 1);
     }
     bool is_full() const { return size_ == capacity_; }
-    /// The bytes of the slots that this container has allocated, and of those after the next
-    /// growth.
+    /// Return the bytes of the slots that this container has allocated, and the bytes that it will
+    /// have allocated after the next growth.
     std::size_t slot_bytes() const { return is_lent_ != 0 ? 0 : bytes_of(capacity_); }
     std::size_t grown_slot_bytes() const { return bytes_of(grown_capacity()); }
     /// Returns the bytes that the text of a string of this length would allocate.
@@ -77,7 +77,7 @@ private:
         capacity_ = count & 0x7FFFFFFFU;
         is_lent_ = 1;
     }
-    /// Whether slots or texts stand in memory of somebody else's.
+    /// Returns whether slots or texts stand in memory that the container does not own.
     bool has_lent_memory() const { return is_lent_ != 0 || texts_.has_lent_memory(); }
 
     unsigned char* kinds() const { return reinterpret_cast<unsigned char*>(slots_ + capacity_); }
@@ -96,18 +96,18 @@ private:
         return i;
     }
     [[noreturn]] void fail_range(int position) const;
-    /// The last value, if it is a struct of the library's own class; else null.
+    /// Returns the last value when its class is Tm_struct itself, else null.
     Tm_struct const* last_struct() const;
     /// Throws Tm_exception for an empty slot.
     TMV type_at(std::size_t i) const;
-    /// The value; Tm_type_mismatch_exception where it has another type.
+    /// Returns the value. Throws Tm_type_mismatch_exception when it has another type.
     Tm_value const* at(std::size_t i, TMV type) const;
     /// Reads the value in slot i for a typed getter.
     template <class Result>
     Result read(std::size_t i) const {
         using Reading = Tm_reading<Result>;
         if (kinds()[i] == Reading::code) {
-            // One of the library's own values, which needs no virtual call.
+            // A value of the library's own class needs no virtual call.
             if constexpr (std::is_arithmetic_v<Result>) {
                 return in_place<typename Tm_plain<Result>::value const>(i)->value();
             } else {
@@ -122,7 +122,7 @@ private:
         reserve_next();
         if (value.kind_ == Tm_new_value::UNKEPT) keep_text(value);
     }
-    /// A value that was prepared. Cannot fail.
+    /// Appends a value that prepare() has prepared. Cannot fail.
     void push(Tm_new_value&& value) noexcept { put(size_++, std::move(value)); }
     void put(std::size_t i, Tm_new_value&& value) noexcept;
     /// Both need room that reserve_next() made. They cannot fail.
@@ -136,15 +136,15 @@ private:
         ::new (slots_[size_].bytes) Tm_string(Tm_string::In_place(), text);
         kinds()[size_++] = TMV_STRING;
     }
-    /// A copy of the bytes that this container owns. Throws Tm_out_of_range_exception for more than
-    /// a string may have.
+    /// Returns a copy of the bytes, which this container owns. Throws Tm_out_of_range_exception for
+    /// more bytes than a string may have.
     char const* make_text(std::string_view bytes);
     void keep_text(Tm_new_value& value);
 
     std::size_t grown_capacity() const;
     void grow();
     void change_capacity(std::size_t count);
-    /// Whether more than an eighth of its own slots is not used.
+    /// Returns whether the container owns its slots and uses less than about eight in nine.
     bool has_spare() const {
         return capacity_ - size_ > first_capacity + size_ / 8U && is_lent_ == 0;
     }
@@ -157,10 +157,10 @@ private:
     void copy_values(Tm_value_container const& other);
     bool equals(Tm_value_container const& other) const;
     bool equals_at(Tm_value_container const& other, std::size_t i) const;
-    /// Both are null, or both are equal values.
+    /// Returns whether both are null, or both are equal values.
     static bool are_equal(Tm_value const* left, Tm_value const* right);
-    /// Walks value i into the room, or by events where that is null. Tm_exception for an empty
-    /// slot.
+    /// Writes value i into the room, or sends its events when the room is null. Throws Tm_exception
+    /// for an empty slot.
     bool accept(std::size_t i, Tm_visitor& visitor, Tm_wire_room* room) const;
 
     Tm_slot* slots_ = nullptr;  ///< the slots, then a kind for each

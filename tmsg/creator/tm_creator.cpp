@@ -16,8 +16,8 @@ namespace {
 /// The bytes that may be reserved for each byte that has arrived.
 constexpr std::size_t most_growth = 4;
 
-/// The room for `announced` bytes of which `arrived` are there. The steps lead to the full room, so
-/// that the last one copies a fourth of it at most.
+/// Returns the room to reserve when `arrived` of `announced` bytes are there. The steps end at the
+/// full room, so that the last step copies at most a fourth of it.
 std::size_t announced_room(std::size_t arrived, std::size_t announced) {
     std::size_t room = announced;
     while (room / most_growth > arrived) room /= most_growth;
@@ -42,7 +42,7 @@ Tm_creator::Tm_creator(Tm_array* target, Tm_limits const& limits) : limits_(limi
     outermost_.values = &target->values_;
 }
 
-/// Frees one frame after the other, for there may be too many to nest the calls.
+/// Frees the frames in a loop: nested destructor calls could overflow the stack.
 Tm_creator::~Tm_creator() {
     while (outermost_.within != nullptr) outermost_.within = std::move(outermost_.within->within);
 }
@@ -135,13 +135,13 @@ bool Tm_creator::fail_memory() {
     return fail(tm_too_much_memory(limits_));
 }
 
-/// Counts memory that was taken already. The next value is refused where it is too much.
+/// Counts memory that was taken already. When it is too much, the next value is refused.
 void Tm_creator::count_memory(std::size_t bytes) {
     memory_ += bytes;
     if (memory_ > limits_.max_memory) values_left_ = 0;
 }
 
-/// Counts memory that is about to be taken. False: it is too much.
+/// Counts memory that is about to be taken. Returns false when it is too much.
 bool Tm_creator::take_memory(std::size_t bytes) {
     if (bytes == 0) return true;
     if (bytes > limits_.max_memory || memory_ > limits_.max_memory - bytes) return false;
@@ -149,7 +149,8 @@ bool Tm_creator::take_memory(std::size_t bytes) {
     return true;
 }
 
-/// Both the old and the new slots exist while values move. False: that is too much memory.
+/// Counts both the old and the new slots, which exist while values move. Returns false when that is
+/// too much memory.
 bool Tm_creator::grow(Tm_value_container& values) {
     std::size_t const before = values.slot_bytes();
     if (!take_memory(values.grown_slot_bytes())) return false;
@@ -158,7 +159,8 @@ bool Tm_creator::grow(Tm_value_container& values) {
     return true;
 }
 
-/// Appends to a buffer that shall hold the open leaf's bytes in the end. False: there is too much.
+/// Appends to the buffer of the open string or byte string. Returns false when that takes too much
+/// memory.
 template <class Buffer>
 bool Tm_creator::append_announced(Buffer& buffer, char const* data, std::size_t length) {
     std::size_t const needed = buffer.size() + length;
@@ -223,7 +225,7 @@ bool Tm_creator::begin_leaf(State leaf, unsigned int length) {
     return true;
 }
 
-/// Whether that leaf is open and so many bytes may come next.
+/// Returns whether that kind is open and so many bytes may come next. Sets the error text if not.
 bool Tm_creator::may_continue(State leaf, unsigned int length) {
     if (leaf_ == leaf && length <= expected_ - received_) return true;
     std::string const name = name_of(leaf);
@@ -334,8 +336,8 @@ Tm_creator::Frame& Tm_creator::open(State state) {
     return frame;
 }
 
-/// Hands the complete value of the innermost frame to the frame around it. False: that takes too
-/// much memory.
+/// Gives the complete value of the innermost frame to the frame around it. Returns false when that
+/// takes too much memory.
 bool Tm_creator::close(unsigned char kind) {
     if (!make_room(*frame_->around->values)) return fail_memory();
     Tm_new_value value(std::move(frame_->owned), kind);
@@ -344,7 +346,7 @@ bool Tm_creator::close(unsigned char kind) {
     return true;
 }
 
-/// A complete struct or array gives its spare room up, where there is memory to move to.
+/// Frees the spare room of a complete struct or array, unless there is no memory to move to.
 void Tm_creator::trim(Tm_value_container& values) {
     if (!values.has_spare()) return;
     std::size_t const before = values.slot_bytes();

@@ -1,9 +1,10 @@
-/// Rebuilds a message, or fills an array with values, from events. The target stays its owner's,
-/// must outlive the creator and is not changed by others before it is complete. After a failure the
-/// error text stays. Events beyond the limits on depth and files are refused.
+/// Builds a message, or fills an array with values, from events. The caller owns the target. The
+/// target must outlive the creator, and nobody else may change it before it is complete. After a
+/// failure the error text stays. Events beyond the limits are refused.
 ///
-/// A frame stands for each open message, struct or array; what may come next is the state of the
-/// innermost one, or of the string, byte string or file that is open in it.
+/// Each open message, struct or array has a frame. The state of the innermost frame says which
+/// event may come next. While a string, byte string or file is open in it, the state of that one
+/// does.
 #pragma once
 
 #include <cstdint>
@@ -72,7 +73,7 @@ public:
     bool visit_member_begin_with_index(unsigned short index) override;
     bool visit_member_continue_with_index(unsigned short index) override;
 
-    /// The name of the current state, as error texts have it.
+    /// Returns the name of the current state, as error texts use it.
     char const* get_current_state_name() const;
 
     /// The paths of all files that were received completely so far.
@@ -108,16 +109,16 @@ private:
     };
 
     struct Frame {
-        State state = State::base_array;  ///< of the outermost frame: this, or method
-        bool shares_names = false;        ///< structs within share names, like a message's own
-        bool by_index = false;            ///< names come as positions in the message's table
+        State state = State::base_array;
+        bool shares_names = false;  ///< structs in it share names, like those of a message
+        bool by_index = false;      ///< names come as positions in the message's table
         std::uint32_t name_length = 0;
         Tm_struct* structure = nullptr;        ///< null until the first name, in a nested struct
         Tm_value_container* values = nullptr;  ///< of the open struct or array
         std::unique_ptr<Tm_value> owned;       ///< a nested value, until it is complete
         std::uint64_t place = 0;               ///< where its structs stand, for tm_recall_layout()
         Frame* around = nullptr;
-        std::unique_ptr<Frame> within;  ///< not in use where this is the innermost open frame
+        std::unique_ptr<Frame> within;  ///< kept for the next nested value
     };
     enum class Phase : unsigned char { not_begun, begun, in_first_struct, in_second_struct, ended };
 
@@ -183,7 +184,7 @@ private:
     void finish_layout(Frame const& frame);
 
     Tm_limits limits_;
-    unsigned long values_left_ = 0;  ///< that may come; 0 too when the memory is exhausted
+    unsigned long values_left_ = 0;  ///< how many may come; also 0 when memory is exhausted
     unsigned long memory_ = 0;
     unsigned int files_ = 0;
     bool is_exhausted_ = false;   ///< the limit on memory has refused something

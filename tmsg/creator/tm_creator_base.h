@@ -29,10 +29,11 @@ protected:
     std::string error_;
 };
 
-/// One level of a value tree under construction, for builders with a stack. An event returns true
-/// when the state absorbed it. False means, in this order: next_state() is the state of a nested
-/// value that the event began; done(), the value is complete and with its container; or the event
-/// is rejected, and error() says why. The default of every event is to reject it.
+/// One level of a value tree under construction, for builders that keep a stack of such states. An
+/// event returns true when the state took it. When it returns false, the builder asks in this
+/// order: next_state() is not null when the event began a nested value, done() is true when the
+/// value is complete and its container has it, and otherwise error() says why the event was
+/// rejected. By default every event is rejected.
 class TMSG_API Tm_creator_state : public Tm_folded_events<Tm_creator_state> {
 public:
     Tm_creator_state();
@@ -45,8 +46,8 @@ public:
 
     /// The state's name in error texts.
     virtual char const* get_name() const = 0;
-    /// The state of the nested value that the last event began; null for none. The creator that
-    /// takes it over calls clear_next_state().
+    /// Returns the state of the nested value that the last event began, or null. A builder that
+    /// takes the state over calls clear_next_state().
     virtual Tm_creator_state* next_state() = 0;
     virtual void clear_next_state() = 0;
     virtual bool done() const = 0;
@@ -55,7 +56,7 @@ public:
     std::string const& error() const { return error_; }
 
 protected:
-    /// Sets the error text; always false.
+    /// Sets the error text. Always returns false.
     bool fail(std::string text);
     /// "unexpected EVENT in NAME"
     bool reject(std::string const& event);

@@ -113,7 +113,7 @@ bool Tm_creator::visit_method_name_begin(unsigned int length) {
     return true;
 }
 
-/// An empty name is refused here: none was announced.
+/// Refuses the piece of an empty name, too: its length announces no piece.
 bool Tm_creator::visit_method_name_continue(char const* data, unsigned int length) {
     if (!is_in_message() || message().name_length == 0) {
         return reject("method name continue");
@@ -142,7 +142,7 @@ Tm_creator::Layout_ref Tm_creator::read_name_table() {
     return table;
 }
 
-/// Opens the next one of a message's own structs, which is filled in place. False: it has both.
+/// Opens the next group of a message, which is filled in place. Returns false when it has both.
 bool Tm_creator::begin_group() {
     Open_message& open_message = message();
     bool const is_first = open_message.phase == Phase::begun;

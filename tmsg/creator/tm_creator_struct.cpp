@@ -12,10 +12,9 @@ bool Tm_creator::visit_struct_begin() {
     if (expects_value()) {
         --values_left_;
         open(State::structure);
-    } else if (!is_in_message() || !begin_group()) {
-        return reject("struct begin");
+        return true;
     }
-    return true;
+    return (is_in_message() && begin_group()) || reject("struct begin");
 }
 
 bool Tm_creator::visit_struct_end() {
@@ -111,7 +110,7 @@ void Tm_creator::take_name(Tm_next_name const& name) {
     frame.state = State::named;
 }
 
-/// The memory that the struct's next name has taken: in its own layout, or in one made for it.
+/// Counts the memory that the struct's next name has taken in a layout of its own.
 void Tm_creator::count_name(Tm_struct const& target, Tm_layout const* before) {
     constexpr std::size_t pointer_and_spare = 12;
     Tm_layout const& layout = *target.layout_;
@@ -124,8 +123,8 @@ void Tm_creator::count_name(Tm_struct const& target, Tm_layout const* before) {
     count_memory(pointer_and_spare + (is_in_table ? 0 : tm_text_size(tm_text_length(name))));
 }
 
-/// A sealed layout near the innermost frame with that first name: the layout of the struct before
-/// it in the same array, or of the struct around it; else null.
+/// Returns a sealed layout with that first name: the layout of the struct before it in the same
+/// array, else the layout of the struct around it, else null.
 Tm_creator::Layout_ref Tm_creator::layout_around(Tm_next_name const& name) const {
     auto const fits = [&](Tm_struct const* known) {
         return known != nullptr && known->layout_ && known->layout_->is_sealed() &&
@@ -146,7 +145,7 @@ void Tm_creator::make_struct(Layout_ref layout) {
     constexpr std::uint32_t deep_members = 4;
     Tm_layout::Extent extent;
     if (layout) extent = layout->usual_extent();
-    // Many structs may be open at a time: they must not each hold what a large one needed.
+    // Many structs may be open at a time. Each must not reserve as much as a large one needed.
     if (depth_ > usual_depth) extent = {std::min(extent.members, deep_members), 0};
     count_memory(Tm_struct::made_size(extent.members, extent.text) + tm_block_overhead);
     auto made = Tm_struct::make(std::move(layout), extent.members, extent.text);
@@ -157,7 +156,7 @@ void Tm_creator::make_struct(Layout_ref layout) {
     frame.owned = std::move(made);
 }
 
-/// A layout that is not sealed is the struct's own.
+/// Notes the struct's size in its layout, and keeps a layout that it has built.
 void Tm_creator::finish_layout(Frame const& frame) {
     constexpr std::size_t most_recent = 8;
     Layout_ref const& layout = frame.structure->layout_;

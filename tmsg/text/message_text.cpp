@@ -1,5 +1,3 @@
-#include "tmsg/text/message_text.h"
-
 #include <ostream>
 
 #include "tmsg/message/tm_children.h"

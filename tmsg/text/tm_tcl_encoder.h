@@ -8,6 +8,7 @@
 /// "...SNIPPED..." and stops the walk, so that accept() returns false.
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,8 @@
 #include "tmsg/text/tm_text_encoder.h"
 #include "tmsg/value/tm_plain.h"
 #include "tmsg/value/tm_value.h"
+
+class Message;
 
 class TMSG_API Tm_tcl_encoder : public Tm_folded_events<Tm_tcl_encoder, Tm_text_encoder> {
 public:
@@ -47,3 +50,7 @@ private:
     bool piece(Tm_bytes bytes, char const* data, unsigned int length);
     bool snip();
 };
+
+/// Writes the message as list text, for logs. Cuts it short from 1,024 bytes on.
+/// Message::from_string() reads list text.
+TMSG_API std::ostream& operator<<(std::ostream& out, Message const& message);

@@ -2,9 +2,8 @@
 
 #include <cstring>
 
-#include "tmsg/binary/internal/tm_name_lengths.h"
-#include "tmsg/binary/internal/tm_whole_file_encoder.h"
-#include "tmsg/binary/tm_encode.h"
+#include "tmsg/binary/internal/tm_sendable.h"
+#include "tmsg/binary/tm_whole.h"
 #include "tmsg/message/message.h"
 #include "tmsg/message/tm_header.h"
 #include "tmsg/value/tm_exception.h"

@@ -46,8 +46,9 @@ private:
     T* object_ = nullptr;
 };
 
-/// One of several owners of an object that counts its owners. The object has one owner when it is
-/// made. Its keep() adds an owner. Its drop() removes one, and deletes the object with the last.
+/// A shared owner of an object that counts its owners, like std::shared_ptr with the count inside the
+/// object. A new object has one owner. Its keep() adds an owner. Its drop() removes an owner, and
+/// deletes the object with the last one.
 template <class T>
 class Tm_counted_ptr {
 public:

@@ -1,6 +1,7 @@
 /// Values of plain types: integers, doubles and bools.
 #pragma once
 
+#include "tmsg/fwd.h"
 #include "tmsg/value/tm_plain.h"
 #include "tmsg/value/tm_value.h"
 
@@ -78,15 +79,6 @@ extern template class TMSG_API Tm_int_of<int>;
 extern template class TMSG_API Tm_int_of<unsigned int>;
 extern template class TMSG_API Tm_int_of<long>;
 extern template class TMSG_API Tm_int_of<unsigned long>;
-
-using Tm_int8 = Tm_int_of<signed char>;
-using Tm_uint8 = Tm_int_of<unsigned char>;
-using Tm_int16 = Tm_int_of<short>;
-using Tm_uint16 = Tm_int_of<unsigned short>;
-using Tm_int32 = Tm_int_of<int>;
-using Tm_uint32 = Tm_int_of<unsigned int>;
-using Tm_int64 = Tm_int_of<long>;
-using Tm_uint64 = Tm_int_of<unsigned long>;
 
 /// A double value, IEEE 754 binary64. NaN equals nothing, and +0.0 equals -0.0.
 class TMSG_API Tm_double : public Tm_value {

@@ -1,6 +1,5 @@
-/// The creator that the library's own decoders use, which takes whole items in one step. Each
-/// operation returns false, and has done nothing, where the events of the item have to be passed
-/// one by one.
+/// The creator of the library's own decoders. It takes whole items in one step. An operation that
+/// returns false has done nothing: the caller must then pass the events of the item one by one.
 #pragma once
 
 #include <string_view>
@@ -22,7 +21,7 @@ inline void Tm_creator::value_arrived() {
     frame.state = State::valued;
 }
 
-/// Makes room for one more value. False: that would take too much memory.
+/// Makes room for one more value. Returns false when that would take too much memory.
 inline bool Tm_creator::make_room(Tm_value_container& values) {
     return !values.is_full() || grow(values);
 }
@@ -58,7 +57,7 @@ public:
         take_name(name_in_table(index));
         return true;
     }
-    /// Whether the limit on memory has refused a part of the message.
+    /// Returns whether the limit on memory has refused a part of the message.
     bool is_exhausted() const { return is_exhausted_; }
     bool names_come_by_index() const { return frame_->by_index; }
     bool end_member() {
@@ -86,7 +85,7 @@ public:
     }
 
 private:
-    /// The container with room for one more value; null where no value may come.
+    /// Returns the container, with room for one more value, or null when no value may come.
     Tm_value_container* place_for_value() {
         Frame const& frame = *frame_;
         bool const is_expected = frame.state == State::named || frame.state == State::array;

@@ -1,4 +1,4 @@
-#include "tmsg/binary/internal/tm_name_lengths.h"
+#include "tmsg/binary/internal/tm_sendable.h"
 
 #include "tmsg/message/message.h"
 #include "tmsg/value/internal/tm_layout.h"
@@ -57,3 +57,18 @@ private:
 };
 
 void tm_check_name_lengths(Tm_value const& value) { Tm_name_lengths::check(value); }
+
+Tm_whole_file_encoder::Tm_whole_file_encoder(int chunk_size, int header_size)
+    : Tm_bin_encoder(chunk_size, header_size) {
+    // Files of which only the descriptor is known are never written by others.
+    take_wire_room(typeid(Tm_whole_file_encoder));
+}
+
+bool Tm_whole_file_encoder::visit_file_continue(int fd, std::string const& path,
+                                                unsigned int length) {
+    int const before = fill_position();
+    if (!Tm_bin_encoder::visit_file_continue(fd, path, length)) return false;
+    bool const is_whole = fill_position() - before == static_cast<int>(length);
+    if (!is_whole) throw Tm_file_read_exception(path);
+    return true;
+}
