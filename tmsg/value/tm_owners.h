@@ -46,9 +46,9 @@ private:
     T* object_ = nullptr;
 };
 
-/// A shared owner of an object that counts its owners, like std::shared_ptr with the count inside the
-/// object. A new object has one owner. Its keep() adds an owner. Its drop() removes an owner, and
-/// deletes the object with the last one.
+/// A shared owner of an object that counts its owners, like std::shared_ptr with the count inside
+/// the object. A new object has one owner. Its keep() adds an owner. Its drop() removes an owner,
+/// and deletes the object with the last one.
 template <class T>
 class Tm_counted_ptr {
 public:
