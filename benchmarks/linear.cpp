@@ -1,6 +1,6 @@
-/// Time against size: every line has twice the input of the line above it, and the ratio of their
-/// times is near 2 where time is linear in the bytes: everywhere but for XML in small pieces.
-/// Google Benchmark's options apply.
+/// Measures time against size. Every line has twice the input of the line above it. The ratio of
+/// their times is near 2 when time is linear in the bytes, which holds except for XML in small
+/// pieces. Google Benchmark's options apply.
 #include <benchmark/benchmark.h>
 #include <tmsg/tmsg.h>
 
@@ -82,7 +82,7 @@ void write_xml_pieces(std::string const& input) {
     write(*decoder.message(), xml);
 }
 
-/// Whatever comes of it.
+/// Receives the input, and ignores messages and errors.
 template <std::size_t piece>
 void receive(std::string const& input) {
     Tm_chunk_receiver receiver({}, {});

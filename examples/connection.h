@@ -1,4 +1,4 @@
-/// What both ends of a connection need: messages out and bytes in, chunk by chunk.
+/// Sends messages and reads bytes, for both ends of a connection.
 #pragma once
 
 #include <ace/SOCK_Stream.h>
@@ -14,10 +14,10 @@
 char const host[] = "127.0.0.1";
 /// Payload bytes of a chunk.
 constexpr int chunk_size = 1024;
-/// How long the other end may keep one waiting, in seconds.
+/// The time to wait for the other end, in seconds.
 constexpr int patience = 10;
 
-/// What the system says about the call that has just failed.
+/// Throws the system's text about the call that has just failed.
 [[noreturn]] inline void fail(std::string const& what) {
     throw std::system_error(errno, std::generic_category(), what);
 }

@@ -10,7 +10,7 @@
 
 #include "tmsg/tmsg.h"
 
-/// Of a file too large to be mapped the descriptor gives the bytes.
+/// Reads a file that is too large to be mapped through its descriptor.
 inline uLong unmapped_crc(Tm_file const& file) {
     uLong crc = 0;
     unsigned char block[64 * 1024];

@@ -1,4 +1,4 @@
-/// What the targets share that build messages.
+/// The parts shared by the targets that build messages.
 #pragma once
 
 #include <string>

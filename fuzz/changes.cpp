@@ -146,7 +146,7 @@ private:
                           : nullptr;
     }
 
-    // What a change made of the members, told or read.
+    // Record in the model what a change did to the members of a struct.
 
     static void note(Register target, std::string const& name, Tm_value const& value) {
         if (is_thorough()) target.members->emplace_back(name, describe(&value));
@@ -209,8 +209,8 @@ private:
         }
     }
 
-    /// Whatever can be a member or an element, maybe of what is changed. Null: what was picked is
-    /// too large, or has empty slots.
+    /// Picks a value to add, which may be a part of the value that is changed. Returns null when
+    /// the picked value is too large or has empty slots.
     Tm_value const* pick_value(Fuzz_input& input) {
         Tm_struct& picked = *pick(input).value;
         int const count = picked.get_member_count();
@@ -305,7 +305,8 @@ private:
         }
     }
 
-    /// What a prenamed struct gets through its base fits its names no more.
+    /// Changes a copy of a prenamed struct through its base, so that values and names no longer
+    /// match.
     void use_base(Fuzz_input& input) {
         Tm_prenamed_struct copy(*pick_prenamed(input).prenamed);
         Tm_struct other(*pick(input).value);
@@ -317,7 +318,7 @@ private:
                 if (i < 0 && !is_swapped) base = other;
                 copy.add_member(i, i, pick_index(input));
             } catch (Tm_exception const&) {
-                // Of different makes, no such slot, or no name for it.
+                // The structs cannot be swapped, or the slot or its name does not exist.
             }
         }
     }

@@ -43,7 +43,7 @@ bool fits(Fuzz_input input, Tm_limits const& limits) {
     return result.error.empty();
 }
 
-/// What a message needs is enough, one less is not.
+/// Limits that a message just meets accept it. Limits that are lower by one refuse it.
 void check_limits(Fuzz_input input, Message const& message) {
     Tm_limits exact;
     exact.max_depth = depth_of(message);

@@ -1,4 +1,5 @@
-/// What decodes encodes to bytes that decode to the same, and prints in every form.
+/// A message that decodes also encodes, to bytes that decode to an equal message, and prints in
+/// every form.
 #include <string_view>
 
 #include "target.h"
@@ -68,7 +69,7 @@ bool can_be_sent_on(Message& received) {
     return !has_request_without_name(received) && received.restore_member_indexes();
 }
 
-/// What was encoded decodes, and encodes to the same.
+/// Encoded bytes decode, and the message encodes to the same bytes.
 void check_again(std::vector<std::uint8_t> const& bytes) {
     Fuzz_result const result = decode_whole(bytes);
     FUZZ_CHECK(result.error.empty());

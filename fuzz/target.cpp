@@ -1,4 +1,4 @@
-/// What goes around each target: the choice of its checks, and received files in memory.
+/// The frame around each target: it chooses the checks, and keeps received files in memory.
 #include "target.h"
 
 #include <fcntl.h>

@@ -1,5 +1,5 @@
-/// What the fuzz targets share. Each defines run_target() and ends the process when something does
-/// not hold.
+/// The parts shared by all fuzz targets. Each target defines run_target(). A check that fails ends
+/// the process.
 #pragma once
 
 #include <tmsg/tmsg.h>
@@ -24,7 +24,7 @@ void run_every_check();
 /// its bytes.
 bool gets_check(unsigned int number, unsigned int count);
 
-/// Every 16th input is put to the checks that take far longer than the rest.
+/// Returns true for every 16th input, which gets the checks that take far longer than the rest.
 inline bool is_thorough() { return gets_check(0, 16); }
 
 #define FUZZ_CHECK(condition) \
@@ -60,7 +60,7 @@ private:
     std::size_t size_;
 };
 
-/// What a target does with an input. It leaves no received file.
+/// Runs the target on an input. Removes the files that it received.
 void run_target(Fuzz_input input);
 
 /// Feeds the input in pieces whose sizes `next_piece(left)` chooses.

@@ -1,4 +1,4 @@
-/// What all composites have in common, and the array.
+/// The common behaviour of all composites, and the array.
 #include "support/support.h"
 
 namespace {
@@ -108,7 +108,8 @@ struct Every_kind : testing::Test {
     Tm_struct named{nullptr};
     Message message;
 
-    /// Adds to all three; what each getter answers, by position and by name, must satisfy `holds`.
+    /// Adds to all three containers. The result of each getter, by position and by name, must satisfy
+    /// `holds`.
     template <class Holds, class... Datum>
     void add(char const* name, Holds holds, Datum const&... datum) {
         int const at = array.get_member_count();

@@ -1,5 +1,5 @@
-/// What the creator makes of events in a wrong order: most come as wire bytes, with the position of
-/// the tag behind the text; those that no decoder sends come by hand.
+/// The creator and events in a wrong order. Most events come as wire bytes, and the error text ends
+/// with the position of the tag. The test itself calls events that no decoder sends.
 #include "support/support.h"
 #include "support/text.h"
 
@@ -69,7 +69,7 @@ TEST(Creator, RejectsWhatIsOutOfOrder) {
              "00 80 -> unexpected method call end in method call (no structs found)"));
 }
 
-/// What lengths announce, pieces must keep to; a value that is begun takes its own pieces alone.
+/// Pieces must add up to the announced length. An open value takes only its own pieces.
 TEST(Creator, RejectsPiecesThatDoNotFit) {
     using Begin = bool (Tm_visitor::*)(unsigned int);
     using Piece = bool (Tm_visitor::*)(char const*, unsigned int);
@@ -128,7 +128,7 @@ TEST(Creator, TakesNamesByTextBesideThoseByIndex) {
     EXPECT_EQ(rows("own", "b", "a", "a", "b+a"), names_of(message.get_const_struct(body)));
 }
 
-/// What is added to an array of a user's own class goes through that class.
+/// Values for an array of a derived class go through its own add operation.
 TEST(Creator, AddsThroughAnOwnClass) {
     struct Listening : Tm_array {
         void add_member_and_own(Tm_value* value) override {

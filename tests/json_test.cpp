@@ -32,7 +32,7 @@ TEST(Json, WritesMessagesAndEveryKind) {
               json(array_of(std::make_unique<Tm_binary>(binary_of("")).get(), "")));
 }
 
-/// A nested message has commas of its own; empty names are not closed; nor do names look at the cut.
+/// A nested message counts its own commas. Empty names are not closed. Names ignore the limit.
 TEST(Json, KeepsItsQuirks) {
     Message const response;
     auto const request = make_message(Message::TMT_REQUEST, "x");
@@ -187,7 +187,7 @@ TEST(Json, WritesDoublesAsPrintfDoes) {
         std::snprintf(expected, sizeof expected, "[%g, %g]", value, static_cast<double>(i - 10000) / 8);
         ASSERT_EQ(expected, json(array_of(value, static_cast<double>(i - 10000) / 8)));
     }
-    // Where the digits become one more, or lie in the middle between two texts.
+    // Numbers that round up to one more digit, or lie in the middle between two texts.
     for (int exponent = -20; exponent < 30; ++exponent) {
         for (double const digits : {1.0, 9.999995, 9.9999949999, 1.000005, 1.2345650000000001, -5.0, -1e200, -0.0}) {
             double const value = digits * std::pow(10, exponent);

@@ -47,7 +47,7 @@ TEST(Layouts, OfShapesInTurnAreRightAgainAndAgain) {
     }
 }
 
-/// A struct goes on with its own names, whoever has the same ones.
+/// Adding a name to one struct changes no other struct that shares its names.
 TEST(Layouts, OfCopiesAndOriginalsGoTheirOwnWays) {
     Message message;
     Tm_struct first = of_ints({"a", "b"}), second(first);

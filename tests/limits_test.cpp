@@ -1,4 +1,4 @@
-/// What input may demand, at each limit and one beyond it.
+/// Input at each limit, and one beyond it.
 #include <pthread.h>
 
 #include "support/text.h"
@@ -70,7 +70,7 @@ TEST(Limits, OfDepthCountsOpenStructsArraysAndMessages) {
         EXPECT_EQ("", dump.error());
         feed(dump, from_hex("06"));
         EXPECT_EQ("nested deeper than 3 levels: 06h at byte 9", dump.error());
-        // Ends without a begin are no credit; whatever indents has a limit.
+        // An end without a begin allows no deeper level later. Every kind of level has the limit.
         for (std::string const opening : {"06 ", "02 ", "03 ", "04 ", "05 07 00 00 "}) {
             dump.init();
             feed(dump, from_hex("86 85 83 86 " + opening + opening + opening));

@@ -232,7 +232,7 @@ TEST(Struct, MeasuresNamesWhoseLengthNobodyGives) {
     EXPECT_EQ(events_of(expected), events_of(value));
 }
 
-/// Of a type code that no value of the library has.
+/// A value with a type code that no class of the library has.
 struct Odd : Tm_bool {
     explicit Odd(int code) : Tm_bool(true), code_(code) {}
     Odd* clone() const override { return new Odd(*this); }

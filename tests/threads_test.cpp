@@ -79,7 +79,7 @@ void run_together(Work work) {
     for (std::thread& thread : threads) thread.join();
 }
 
-/// As built and as decoded: 200 members, and structs that are alike.
+/// Returns a built and a decoded message, with 200 members and structs that are alike.
 std::vector<std::unique_ptr<Message>> large_messages() {
     auto built = make_message(Message::TMT_REQUEST, "large");
     for (int i = 0; i < 200; ++i) built->add_member(body, "m" + std::to_string(i), i);

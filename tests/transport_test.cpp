@@ -104,12 +104,13 @@ TEST(Sender, SendsNamesByIndexWhenAsked) {
     EXPECT_FALSE(message->get_use_send_member_string());
 }
 
-/// 200 messages of several connections, their chunks in any order between messages, the stream of
-/// each connection cut anywhere.
+/// 200 messages of several connections. Chunks of different messages are interleaved, and the stream
+/// of each connection is cut anywhere.
 TEST(Receiver, ReassemblesWhatComesInterleaved) {
     std::mt19937 random(20);
     auto const samples = sample_messages();
-    // What each message still has to send, its last chunk first; what each connection has not passed on.
+    // The chunks that each message still has to send, in reverse, and the bytes that each connection
+    // has not passed on.
     std::vector<std::pair<int, std::vector<Bytes>>> open;
     std::map<int, Bytes> streams;
     for (unsigned int i = 0; i < 200; ++i) {
@@ -217,8 +218,8 @@ TEST(Receiver, RemovesTheFilesOfWhatItDrops) {
     EXPECT_EQ(1, remove_received_files());
 }
 
-/// What a message holds besides its files must fit, however its bytes come: here 1,000 bytes of a
-/// file, of which a piece waits in memory until it is whole.
+/// The limit on held bytes counts all but the contents of files, for any cut of the input. Here a
+/// piece of a file of 1,000 bytes waits in memory until it is whole.
 TEST(Receiver, DoesNotCountFilesAsHeld) {
     Scratch const scratch;
     Message message;
@@ -283,7 +284,7 @@ TEST(Receiver, SurvivesItsHandlers) {
     EXPECT_THROWS("handler 1", throwing.receive(1, two.data(), two.size()));
     EXPECT_EQ(2, arrived) << "the rest was read";
 
-    // What the forgotten connection had sent already is gone with it.
+    // Bytes that the forgotten connection had sent already are dropped.
     std::unique_ptr<Tm_chunk_receiver> forgetting;
     auto const forget = [&](auto&&, int originator, auto&&) {
         ++arrived;

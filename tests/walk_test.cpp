@@ -1,5 +1,5 @@
-/// The resumable walk, over every value kind: whatever events a visitor refuses, and however often,
-/// it gets each event once and in order.
+/// The walk that can be resumed, over every kind of value. A visitor may refuse any event any number
+/// of times, and still gets each event once and in order.
 #include "support/support.h"
 
 namespace {

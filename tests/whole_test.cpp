@@ -5,7 +5,7 @@ namespace {
 
 using Step = Tm_chunk_reader::Step;
 
-/// What a reader says of a stream that comes in such pieces.
+/// Returns the steps of a reader for a stream in pieces of that size.
 Names steps_of(Bytes const& stream, std::size_t piece, Tm_chunk_reader& reader) {
     Names steps;
     Bytes payload;

@@ -51,7 +51,8 @@ public:
     /// Throws Failure when not all is sent in time, and what the sender throws.
     void send(Message const& message, int chunk_size, unsigned int seq_no, unsigned char port,
               Deadline const& deadline);
-    /// Passes what comes next to the receiver. False: the other end has closed the connection.
+    /// Passes what comes next to the receiver. Returns false when the other end has closed the
+    /// connection.
     /// Throws Failure when nothing comes in time, and what the receiver's handlers throw.
     bool receive(Tm_chunk_receiver& receiver, Deadline const& deadline);
 

@@ -84,7 +84,7 @@ void check_continues(Tm_chunk_reader const& chunk, unsigned int seq_no) {
 }
 
 std::unique_ptr<Message> read_chunks(Input& input, Temporary_files& files, Tm_limits limits) {
-    // Those on many messages are not meant.
+    // The input is one message, so the limits on unfinished messages do not apply.
     limits.max_unfinished = 1;
     limits.max_held_bytes = ~0UL;
     std::unique_ptr<Message> message;

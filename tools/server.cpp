@@ -111,7 +111,7 @@ void Server::run() {
     }
 }
 
-/// Waits until something is ready or to be done. False: a signal came.
+/// Waits until a connection is ready or a deadline has come. Returns false when a signal came.
 bool Server::wait(std::vector<pollfd>& handles) {
     Blocked_signals const signals;
     if (is_interrupted()) return false;

@@ -128,8 +128,8 @@ std::uint64_t expected_total(Kind kind) {
     return total.total();
 }
 
-/// Finding every member by its name takes seconds where a library searches its members one by one.
-/// Of W7 a part is therefore looked up, and each name in one tree alone.
+/// Looks up only a part of the names of W7, and every name in one tree only. A library that
+/// searches its members one by one would take seconds for all.
 template <class P, class Total>
 bool has_all_values(Kind kind, typename P::Tree const& tree) {
     Total found;
@@ -183,7 +183,7 @@ void check_operations(Kind kind, std::vector<std::string>& faults) {
     }
 }
 
-/// What does not hold.
+/// Returns a text for each check that failed.
 template <class P>
 std::vector<std::string> find_faults(Kind kind) {
     std::vector<std::string> faults;

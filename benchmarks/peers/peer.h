@@ -1,4 +1,4 @@
-/// What the benchmark asks of a peer. A peer is a class of static members:
+/// The operations that the benchmark needs of a peer. A peer is a class of static members:
 ///
 ///   static constexpr char const* name;
 ///   using Tree = ...;                               movable, owns everything it shows

@@ -1,4 +1,5 @@
-/// All that is measured and checked, without the libraries' types: each peer is compiled by itself.
+/// The list of measurements and checks. It names no type of a library, so that each peer is
+/// compiled alone.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,5 @@
 #!/bin/sh
-# call.sh PROGRAM: answers large, in every form, and all the ways in which a call ends without one.
+# call.sh PROGRAM: large answers, answers in every form, and calls that end without an answer.
 . "$(dirname "$0")/common.sh"
 
 # A message of 5 MB there and back.

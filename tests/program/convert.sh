@@ -37,7 +37,7 @@ for to in json tcl; do
     [ "$size" -ge 250000 ] && [ "$size" -lt 250100 ] || fail "$to: $size bytes of 250000"
 done
 
-# Names by index stay so, whatever lies between, and come and go when asked.
+# Names by index stay through every form, and appear or disappear when an option says so.
 make index.wire convert --from tcl --to wire --names-by-index message.tcl
 make index.chunks convert --from wire --to chunks index.wire
 run 0 convert --from chunks --to wire index.chunks && cmp out index.wire

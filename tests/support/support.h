@@ -1,4 +1,4 @@
-/// All that the tests share.
+/// The helpers of all tests.
 #pragma once
 
 #include "support/recorder.h"

@@ -42,7 +42,7 @@ inline Tm_binary binary_of(std::string const& bytes) {
     return Tm_binary(reinterpret_cast<unsigned char const*>(bytes.data()), static_cast<unsigned int>(bytes.size()));
 }
 
-/// What `write` prints on a stream that is closed behind it.
+/// Returns the text that `write` prints on a stream. Closes the stream.
 template <class Write>
 std::string printed_by(Write write) {
     char* text = nullptr;

@@ -76,7 +76,7 @@ struct Receiver : Tm_chunk_receiver {
     }
 };
 
-/// What arrives of one message.
+/// Sends one message in chunks, and returns the message that arrives.
 inline std::unique_ptr<Message> deliver(Message const& message, int chunk_size = 100,
                                         Tm_chunk_sender::Names names = Tm_chunk_sender::Names::as_built) {
     Receiver receiver;

@@ -323,8 +323,8 @@ Tm_tcl_decoder::Word Tm_tcl_decoder::unescape_string(Word text) {
     return {};
 }
 
-// False: the creator rejected the string or name, for a reason that becomes the error. One that is
-// too long always comes by events.
+// Both pass a whole text to the creator. They return false when the creator rejected it, and its
+// reason becomes the error. A text that is too long is passed by events, for the creator's error.
 
 inline bool Tm_tcl_decoder::put_text(std::string_view text) {
     if (text.size() <= Tm_string::MAX_LENGTH && creator_->take_text(text)) return true;
@@ -338,7 +338,8 @@ inline bool Tm_tcl_decoder::put_name(std::string_view name) {
            emit<&Tm_creator::visit_member_continue>(name.data(), length_of(name));
 }
 
-/// Passes an event on. False: the creator rejected it, for a reason that becomes the error.
+/// Passes an event on. Returns false when the creator rejected it, and its reason becomes the
+/// error.
 template <auto Event, class... Datum>
 bool Tm_tcl_decoder::emit(Datum... datum) {
     (creator_.get()->*Event)(datum...);

@@ -39,7 +39,8 @@ public:
     int descriptor() const;
     /// Returns null for an empty file and for a file above the mapping limit.
     void const* mapping() const;
-    /// True: accept() passes the bytes to the visitor. False: it passes the descriptor.
+    /// Returns true when accept() passes the bytes to the visitor, false when it passes the
+    /// descriptor.
     bool in_memory() const { return in_memory_; }
 
     /// Returns whether a file of `size` bytes is mapped.

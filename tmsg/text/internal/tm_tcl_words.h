@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-/// The numbers of list text: what each type accepts. False: bad format.
+/// Parse a number of list text. Return false for a bad format.
 ///
 /// The widths up to 32 bits and the doubles take what scanf reads with %lu and %lg, if nothing
 /// follows it, in the C locale; the 64-bit types read leniently up to the first other character.
