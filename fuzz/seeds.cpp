@@ -61,6 +61,6 @@ int main(int, char** argv) {
     std::string const look_up = {0, 0, 5, 0, 1};
     std::string const clear = {0, 0, 4, 0};
     std::string const program =
-        "\x40" + add + look_up + look_up + clear + add_others + look_up + add + look_up;
+        "@" + add + look_up + look_up + clear + add_others + look_up + add + look_up;
     write(root / "api", number, program);
 }
