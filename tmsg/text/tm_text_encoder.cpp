@@ -29,13 +29,15 @@ char* write_hex(char byte, char* at) {
 
 Tm_text_encoder::~Tm_text_encoder() = default;
 
-/// The room is filled with zeros first, and therefore small enough for the processor's caches.
+/// The room is filled with zeros first. Short texts therefore get little of it, and long ones no
+/// more than fits into the processor's caches.
 void Tm_text_encoder::grow(std::size_t size) {
-    constexpr std::size_t room_ahead = 4096;
+    constexpr std::size_t least_ahead = 256;
+    constexpr std::size_t most_ahead = 4096;
     constexpr std::size_t piece_size = 1 << 16;
     if (sink_ && size_ >= piece_size) hand_over();
     if (size <= output_.size() - size_) return;
-    output_.resize(size_ + size + room_ahead);
+    output_.resize(size_ + size + std::clamp(size_, least_ahead, most_ahead));
 }
 
 void Tm_text_encoder::hand_over() {
