@@ -2,7 +2,17 @@
 ///
 ///     #include <tmsg/fwd.h>
 ///
-///     void answer(Message const& request, Tm_chunk_sender& sender);
+///     void reply_to(Message const& request, Tm_chunk_sender& sender);
+///
+/// These folders have the headers that define the classes:
+///  - tmsg/message/: Message, Tm_header, MessageChunk, MessageChunkContainer
+///  - tmsg/composite/: Tm_struct, Tm_prenamed_struct, Tm_array, Tm_value_container
+///  - tmsg/value/: the other values, Tm_visitor, Tm_catalog, Tm_limits, Tm_exception
+///  - tmsg/binary/: Tm_bin_encoder, the Tm_bin_ decoders, Tm_message_peek_decoder
+///  - tmsg/text/: Tm_text_encoder, the encoders of JSON, XML and list text, Tm_tcl_decoder,
+///    Tm_text_creator, Tm_bin_decoder_to_text
+///  - tmsg/creator/: Tm_creator, Tm_creator_base
+///  - tmsg/transport/: Tm_chunk_sender, Tm_chunk_receiver, Tm_chunk_reader
 #pragma once
 
 class Message;

@@ -4,16 +4,17 @@
 ///  - An object that a constructor gets by pointer or reference must outlive the new object.
 ///  - An argument of a call must outlive the call.
 ///  - A pointer or reference from a getter is valid until its object changes or is destroyed.
-///  - A pointer to a struct, array, byte string, file or message in a container stays valid until
-///    that member is removed or replaced. So does the text of a string, unless its struct is
-///    swapped before.
+///  - A pointer to a struct, array, byte string, file or message in a container is valid until that
+///    member is removed or replaced. The text of a string is valid for the same time, but swap() of
+///    its struct may end it earlier.
 ///
-/// These rules for threads need no lock:
+/// Threads need no lock when they follow these rules:
 ///  - Const operations do not change a value. Any number of threads may read, copy, encode and
 ///    compare one message, or any other value, while no thread changes it.
-///  - Different threads may use and change different objects, also copies of one message.
-///  - Only one thread at a time may use an object that is not a value: an encoder, a decoder, a
-///    receiver, a catalogue.
+///  - Different threads may use and change different objects. Two copies of one message are
+///    different objects.
+///  - Only one thread at a time may use an object that is not a value, such as an encoder, a
+///    decoder, a receiver or a catalogue.
 #pragma once
 
 #include "tmsg/binary/tm_bin_decoder.h"

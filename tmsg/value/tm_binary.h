@@ -1,13 +1,14 @@
-/// A byte string. Copies, clones and assignments share one storage and copy no bytes.
-/// There is no copy-on-write: bytes assigned to one holder show in all holders of the storage.
-/// The storage counts its holders atomically. No lock guards the bytes.
+/// A byte string. Its copies share one storage: copying, cloning and assigning copy no bytes.
+/// There is no copy-on-write: assigning a tm_binary_cstruct to one copy changes all copies.
+/// The storage counts its owners atomically. No lock guards the bytes.
 #pragma once
 
 #include <vector>
 
 #include "tmsg/value/tm_value.h"
 
-/// Bytes exchanged with callers. It does not own them, unless the function that filled it says so.
+/// Bytes exchanged with callers. The structure does not own the bytes, unless the function that
+/// filled it says so.
 struct tm_binary_cstruct {
     unsigned int size;
     unsigned char* data;
@@ -15,11 +16,13 @@ struct tm_binary_cstruct {
 
 class TMSG_API Tm_binary : public Tm_value {
 public:
+    /// Makes a storage without bytes.
     Tm_binary();
     /// Copies `size` bytes. `data` may be null when `size` is 0.
     Tm_binary(unsigned char const* data, unsigned int size);
-    /// Takes the bytes over. There must be fewer than 2^32 of them.
+    /// Moves the bytes out of the vector. There must be fewer than 2^32 of them.
     explicit Tm_binary(std::vector<unsigned char>&& bytes);
+    /// Shares the storage of `other`, as clone() and the assignment below do.
     Tm_binary(Tm_binary const& other) noexcept;
 
     Tm_binary* clone() const override;
@@ -28,18 +31,19 @@ public:
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
 
-    /// Shares the other's storage.
     Tm_binary& operator=(Tm_binary const& other) noexcept;
-    /// Copies the bytes into the shared storage, so that every holder sees them.
+    /// Copies the bytes into the shared storage, and so changes all copies. `source.data` may be
+    /// null when `source.size` is 0, and may point into the storage itself.
     Tm_binary& operator=(tm_binary_cstruct const& source);
 
+    /// Returns the number of bytes.
     unsigned int get_buffer_size() const;
-    /// Returns null when there are no bytes. The pointer is valid until bytes are assigned to the
-    /// storage or its last holder is destroyed.
+    /// Returns null when there are no bytes. The pointer is valid until bytes are assigned to any
+    /// copy, or the last copy is destroyed.
     unsigned char const* get_buffer() const;
 
 private:
-    /// A pointer to the bytes that counts its holders.
+    /// A pointer to the bytes that counts their owners.
     class Storage;
 
     Storage& storage();

@@ -1,7 +1,12 @@
-/// A catalogue stores each name once and numbers the names from 0 in the order of first addition.
-/// It holds the names of members that are sent by index, or the names of the structs that share it.
-/// A pointer to an entry stays valid until the catalogue is cleared or destroyed.
+/// A catalogue stores each name once and numbers the names from 0 on, in the order in which they
+/// are first added. It holds the names of members that are sent by index, or the names of structs.
+/// A pointer to an entry is valid until clear() or the destructor of the catalogue that owns it.
 /// Only one thread at a time may use a catalogue.
+///
+///     Tm_catalog<std::string> names;
+///     names.add("count");                       // index 0
+///     names.add("article");                     // index 1
+///     unsigned int i = names.add("count")->second;  // 0: the name is there already
 #pragma once
 
 #include <cstdint>
@@ -14,7 +19,7 @@
 #include "tmsg/export.h"
 #include "tmsg/value/tm_owners.h"
 
-/// Exists for std::string only.
+/// Defined for std::string only.
 template <class T>
 class Tm_catalog;
 
@@ -34,18 +39,22 @@ public:
     /// Returns null when there is no such name.
     entry const* find(std::string_view name) const;
 
+    /// Returns the number of names.
     unsigned int size() const { return static_cast<unsigned int>(entries_.size()); }
+    /// Returns the index that the next new name gets.
     unsigned int next_index() const { return next_index_; }
 
-    /// Removes all names. The next name gets the next index, not 0.
+    /// Removes all names. The next name gets next_index(), not 0.
     void clear() noexcept;
+    /// Exchanges the names and the next indexes.
     void swap(Tm_catalog& other) noexcept;
 
-    /// Returns an entry, in the order of indexes. `position` must be less than size().
+    /// Returns the entry at a position in the order of the indexes. `position` must be less than
+    /// size(). It equals the index unless clear() was called.
     entry const& operator[](std::size_t position) const { return *entries_[position]; }
 
 private:
-    /// A place of the hash table. A free place holds 0 as position_plus_one.
+    /// An entry of the hash table. A free one has 0 as position_plus_one.
     struct Slot {
         std::uint32_t hash;
         std::uint32_t position_plus_one;

@@ -1,5 +1,5 @@
-/// Folds the events of a visitor into five operations, because most visitors treat many events
-/// alike. Such a visitor derives from this class, which overrides every event, and defines:
+/// The base class of visitors that treat many events alike. It overrides every event of Tm_visitor
+/// and passes it to one of five operations, which the derived class defines:
 ///
 ///     class My_encoder : public Tm_folded_events<My_encoder> {
 ///         friend class Tm_folded_events<My_encoder>;
@@ -11,29 +11,30 @@
 ///         bool piece(Tm_bytes bytes, char const* data, unsigned int length);
 ///     };
 ///
-/// Each operation returns true when the visitor takes the event, false to refuse it.
+/// Each operation returns true to take the event, false to refuse it.
 /// begin(Tm_bytes::member_name, ...) opens a member, and close(Tm_bracket::member) closes it.
-/// The visitor may also override single events.
+/// The derived class may also override single events.
 #pragma once
 
 #include <string>
 
 #include "tmsg/value/tm_visitor.h"
 
-/// Values that events open and close. Members come with close() only.
+/// The parts of a tree that events open and close. `member` is passed to close() only.
 enum class Tm_bracket : unsigned char { request, response, fault, structure, array, member };
 
-/// Byte sequences, which come in pieces.
+/// The kinds of byte sequences. Each is passed as begin(), then as pieces.
 enum class Tm_bytes : unsigned char { method_name, member_name, string, binary, file };
 
 /// Counts the bytes of a sequence as its pieces come.
 class Tm_piece_count {
 public:
+    /// Begins a sequence of `length` bytes.
     void begin(unsigned int length) {
         expected_ = length;
         received_ = 0;
     }
-    /// Counts a piece. True: it was the last one.
+    /// Counts a piece of `length` bytes. Returns true when it completes the sequence.
     bool take(unsigned int length) { return (received_ += length) == expected_; }
     /// Returns whether at least `length` bytes are still to come.
     bool fits(unsigned int length) const { return length <= expected_ - received_; }
@@ -43,6 +44,7 @@ private:
     unsigned int received_ = 0;
 };
 
+/// `Owner` is the derived class. `Base` is Tm_visitor or a class derived from it.
 template <class Owner, class Base = Tm_visitor>
 class Tm_folded_events : public Base {
 public:

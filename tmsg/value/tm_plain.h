@@ -1,5 +1,11 @@
-/// The table of plain types. It gives each type its type code, the value class that stores it and
-/// the event that sends it.
+/// The table of plain types: the eight integer types, double and bool. For a plain type it names
+/// the type code, the value class that stores it and the event that sends it:
+///
+///     Tm_plain<int>::code                       // TMV_INT32
+///     Tm_plain<int>::value                      // the class Tm_int32
+///     (visitor.*Tm_plain<int>::event)(250);     // visitor.visit_int32(250)
+///
+/// Tm_plain of any other type does not compile.
 #pragma once
 
 #include "tmsg/value/tm_type_code.h"

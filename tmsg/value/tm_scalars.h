@@ -1,12 +1,24 @@
-/// Values of plain types: integers, doubles and bools.
+/// Values of plain types: integers, doubles and bools. A value does not change after it is made.
+/// clone() returns a new value, which the caller owns. accept() sends one event.
 #pragma once
 
 #include "tmsg/fwd.h"
 #include "tmsg/value/tm_plain.h"
 #include "tmsg/value/tm_value.h"
 
-/// The base class of integer values of eight types. There is no conversion between the types: an
-/// accessor returns 0 unless the value is of exactly its type.
+/// The base class of integer values of eight types. Nothing converts between the types: an accessor
+/// returns 0 unless the value has exactly its type.
+///
+/// You may derive a class of your own, for example to compute a number when it is read:
+///
+///     class Now : public Tm_int {
+///     public:
+///         Now* clone() const override { return new Now(*this); }
+///         bool equals(Tm_value const&) const override { return false; }
+///         TMV get_value_type() const override { return TMV_INT64; }
+///         bool accept(Tm_visitor& to) const override { return to.visit_int64(value_int64()); }
+///         long value_int64() const override { return std::time(nullptr); }
+///     };
 class TMSG_API Tm_int : public Tm_value {
 public:
     virtual signed char value_int8() const;
@@ -29,8 +41,8 @@ public:
     static Tm_value* create(unsigned long value);
 };
 
-/// The accessor of each integer type. Getters and equality use it, so that they read a class that
-/// users derive from Tm_int as they read the library's own classes.
+/// The accessor of each integer type. Getters and equals() read integers through it, so that a
+/// class of your own works as the library's classes do.
 template <class Plain>
 struct Tm_int_accessor;
 // clang-format off
@@ -44,7 +56,8 @@ template <> struct Tm_int_accessor<long>           { static constexpr auto read 
 template <> struct Tm_int_accessor<unsigned long>  { static constexpr auto read = &Tm_int::value_uint64; };
 // clang-format on
 
-/// The integer value that stores a `Plain`. Use the names Tm_int8 to Tm_uint64 below.
+/// The integer value that stores a `Plain`, one of the eight types. fwd.h gives the classes the
+/// names Tm_int8 to Tm_uint64.
 template <class Plain>
 class TMSG_API Tm_int_of : public Tm_int {
 public:
@@ -56,6 +69,7 @@ public:
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
 
+    // Only the accessor of the type `Plain` returns the number. The others return 0.
     signed char value_int8() const override;
     unsigned char value_uint8() const override;
     short value_int16() const override;
@@ -65,6 +79,7 @@ public:
     long value_int64() const override;
     unsigned long value_uint64() const override;
 
+    /// Returns the stored number.
     Plain value() const { return value_; }
 
 private:
@@ -80,7 +95,8 @@ extern template class TMSG_API Tm_int_of<unsigned int>;
 extern template class TMSG_API Tm_int_of<long>;
 extern template class TMSG_API Tm_int_of<unsigned long>;
 
-/// A double value, IEEE 754 binary64. NaN equals nothing, and +0.0 equals -0.0.
+/// A double value, IEEE 754 binary64. equals() compares as == does: NaN equals nothing, not even
+/// itself, and +0.0 equals -0.0.
 class TMSG_API Tm_double : public Tm_value {
 public:
     explicit Tm_double(double value) : value_(value) {}
@@ -91,6 +107,7 @@ public:
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
 
+    /// Returns the stored number with every bit, also for NaN.
     double value() const { return value_; }
 
 private:

@@ -1,4 +1,4 @@
-/// A text of at most 65,535 bytes. It may hold any bytes, also zeros.
+/// A text of at most 65,535 bytes of any kind, zeros included.
 #pragma once
 
 #include <string>
@@ -14,8 +14,8 @@ public:
     /// The most bytes of a string or name in the wire form.
     static constexpr unsigned int MAX_LENGTH = 65535;
 
-    /// Copies the text. Also adds it to the catalogue when that is not null.
-    /// Throws Tm_out_of_range_exception for a text over MAX_LENGTH, and then adds no name.
+    /// Copies the text. Also adds it to the catalogue, unless that is null.
+    /// Throws Tm_out_of_range_exception for a text longer than MAX_LENGTH, and then adds no name.
     explicit Tm_string(std::string_view text, Tm_catalog<std::string>* catalog = nullptr);
     Tm_string(Tm_string const& other);
 
@@ -25,11 +25,12 @@ public:
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
 
-    /// Returns the text, which a zero byte follows in memory. It is valid while the value lives.
+    /// Returns the text. A zero byte follows it in memory. It is valid as long as the value lives.
     std::string_view value() const { return tm_text_view(text_); }
 
-    /// Returns the string to store: `text` itself when the catalogue is null, else the name in the
-    /// catalogue, which is added when absent. Throws Tm_out_of_range_exception for a text too long.
+    /// Checks the length of a text. Throws Tm_out_of_range_exception when it is over MAX_LENGTH.
+    /// Returns `text` itself when the catalogue is null. Otherwise adds the text to the catalogue,
+    /// unless it is there already, and returns the catalogue's string.
     static std::string const& validate_string_length(std::string const& text,
                                                      Tm_catalog<std::string>* catalog);
 
@@ -38,11 +39,13 @@ public:
     using File_begin_event = bool (Tm_visitor::*)(int, unsigned int);
     using File_piece_event = bool (Tm_visitor::*)(int, std::string const&, unsigned int);
 
-    /// Walks any byte sequence: sends its length, then pieces of 128 bytes, the last one shorter.
-    /// Returns false when the visitor refuses an event. The next call then goes on from there.
+    /// Sends any bytes as a begin event with their number, then as piece events of 128 bytes each.
+    /// The last piece may be shorter. Returns false when the visitor refuses an event. The next
+    /// call
+    /// with the same visitor then goes on from there.
     static bool accept_generic_buffer(char const* data, unsigned int length, Tm_visitor& visitor,
                                       Begin_event begin, Piece_event piece);
-    /// The same walk over a file whose bytes the visitor reads itself.
+    /// Does the same for a file whose bytes the visitor reads itself.
     static bool accept_file(int fd, std::string const& path, unsigned int length,
                             Tm_visitor& visitor, File_begin_event begin, File_piece_event piece);
 
@@ -52,7 +55,8 @@ private:
 
     static void check_length(std::string_view text);
     struct In_place {};
-    /// Makes a value within a container. The container owns the text and never destroys the value.
+    /// Makes a value in a slot of a container. The container owns the text, so it must not run the
+    /// destructor of the value.
     Tm_string(In_place, char const* text) : text_(text) {}
 
     char const* text_;  ///< see tm_text.h

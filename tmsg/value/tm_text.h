@@ -1,5 +1,11 @@
-/// Texts of many values in few blocks of memory. A text is a pointer to its bytes. Its length
-/// stands in front of the bytes, and a zero byte behind them.
+/// Texts that know their length, and their storage. A text is a pointer to its first byte, like a C
+/// string. In memory, its length (4 bytes) comes before the first byte, and a zero byte comes after
+/// the last one:
+///
+///     length | bytes ... | 0
+///              ^ the text
+///
+/// A parameter with the name `text` is such a pointer, unless its function says otherwise.
 #pragma once
 
 #include <cstddef>
@@ -7,22 +13,24 @@
 #include <cstring>
 #include <string_view>
 
-/// The number of bytes in front of a text that hold its length.
+/// The number of bytes before a text that hold its length.
 constexpr std::size_t tm_text_prefix = sizeof(std::uint32_t);
 
 /// Returns the bytes of memory that a text of `length` bytes takes.
 constexpr std::size_t tm_text_size(std::size_t length) { return tm_text_prefix + length + 1; }
 
+/// Returns the length of a text in bytes, without the zero byte.
 inline std::uint32_t tm_text_length(char const* text) {
     std::uint32_t length = 0;
     std::memcpy(&length, text - tm_text_prefix, sizeof length);
     return length;
 }
 
+/// Returns a view of a text. It is valid as long as the text.
 inline std::string_view tm_text_view(char const* text) { return {text, tm_text_length(text)}; }
 
-/// Writes the length and the final zero into tm_text_size(length) bytes of memory. Returns the
-/// text, whose `length` bytes the caller writes.
+/// Makes a text in tm_text_size(length) bytes of memory: writes the length and the zero byte.
+/// Returns the text. The caller must write its `length` bytes.
 inline char* tm_begin_text(void* memory, std::size_t length) {
     auto const prefix = static_cast<std::uint32_t>(length);
     std::memcpy(memory, &prefix, sizeof prefix);
@@ -31,10 +39,10 @@ inline char* tm_begin_text(void* memory, std::size_t length) {
     return text;
 }
 
-/// The most bytes that are compared and copied without a call.
+/// The most bytes that the functions below compare and copy without a call.
 constexpr std::size_t tm_short_text = 16;
 
-/// Compares bytes. `size` must be at most tm_short_text.
+/// Returns whether the bytes are equal. `size` must be at most tm_short_text.
 inline bool tm_equal_short(char const* a, char const* b, std::size_t size) {
     auto const differ = [&](auto word, std::size_t at) {
         auto other = word;
@@ -50,7 +58,7 @@ inline bool tm_equal_short(char const* a, char const* b, std::size_t size) {
     return true;
 }
 
-/// Compares bytes. It is faster than memcmp for few bytes, as in names.
+/// Returns whether the bytes are equal. It is faster than memcmp for few bytes, as names have.
 inline bool tm_equal_bytes(char const* a, char const* b, std::size_t size) {
     return size > tm_short_text ? std::memcmp(a, b, size) == 0 : tm_equal_short(a, b, size);
 }
@@ -75,25 +83,27 @@ inline void tm_copy_bytes(char* to, char const* from, std::size_t size) {
     }
 }
 
+/// Returns whether a text has the same bytes as `other`.
 inline bool tm_text_equals(char const* text, std::string_view other) {
     return tm_text_length(text) == other.size() && tm_equal_bytes(text, other.data(), other.size());
 }
 
-/// Returns the bytes up to the zero, or an empty view of null for a null pointer.
+/// Returns a view of a C string, which is no text as above. For null, its data() is null.
 inline std::string_view tm_view(char const* text) {
     return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
-/// Owns the blocks. A text never moves and is valid until clear() or the destructor frees all
-/// texts.
+/// Stores texts in a few blocks of memory, which it owns. No operation moves a text. It is valid
+/// until clear() or the destructor of its owner. Single texts cannot be removed.
 class Tm_texts {
 public:
+    /// Owns no block. Allocates nothing.
     Tm_texts() = default;
     Tm_texts(Tm_texts const&) = delete;
     Tm_texts& operator=(Tm_texts const&) = delete;
     ~Tm_texts() { clear(); }
 
-    /// Adds a text, whose `length` bytes the caller writes.
+    /// Adds a text and returns it. The caller must write its `length` bytes.
     char* add(std::size_t length) {
         std::size_t const size = tm_text_size(length);
         Block* block = last_;
@@ -102,6 +112,7 @@ public:
         block->used += size;
         return tm_begin_text(memory, length);
     }
+    /// Adds a copy of the bytes as a text and returns it.
     char* add(std::string_view bytes) {
         char* const text = add(bytes.size());
         if (!bytes.empty()) std::memcpy(text, bytes.data(), bytes.size());
@@ -116,36 +127,41 @@ public:
         return sum;
     }
 
-    /// Returns the bytes that add(length) would allocate, 0 when the last block has room.
+    /// Returns the bytes that add(length) would allocate: 0 when the last block has room.
     std::size_t growth(std::size_t length) const {
         std::size_t const size = tm_text_size(length);
         bool const has_room = last_ != nullptr && size <= last_->room - last_->used;
         return has_room ? 0 : sizeof(Block) + room_for(size);
     }
 
-    /// Returns the bytes of all blocks that this allocated, without memory of the caller's.
+    /// Returns the bytes of all blocks that this has allocated.
     std::size_t allocated() const;
 
     /// Makes room, in one block, for texts whose tm_text_size() adds up to `bytes`.
     void reserve(std::size_t bytes);
 
-    /// Returns the bytes of caller's memory that lend() needs for `room` bytes of texts.
+    /// Returns the bytes of memory that lend() needs for `room` bytes of texts.
     static constexpr std::size_t lent_size(std::size_t room) { return sizeof(Block) + room; }
-    /// Uses memory of the caller as the first block. The caller keeps owning it.
+    /// Uses lent_size(room) bytes of memory as the first block. Call it before anything is added.
+    /// The caller still owns the memory, which must outlive all texts in it.
     void lend(void* memory, std::size_t room);
-    /// Returns whether texts stand, or may stand, in memory of the caller.
+    /// Returns whether one of the blocks came from lend().
     bool has_lent_memory() const;
 
+    /// Exchanges the blocks. All texts stay valid.
     void swap(Tm_texts& other) noexcept {
         Block* const mine = last_;
         last_ = other.last_;
         other.last_ = mine;
     }
+    /// Frees all texts, and all blocks but a lent one.
     void clear() noexcept {
         if (last_ != nullptr) free_blocks();
     }
 
 private:
+    /// The head of a block. The texts come after it. A lent block is its own `previous`, and ends
+    /// the list.
     struct Block {
         Block* previous;
         std::size_t used;

@@ -1,9 +1,12 @@
-/// The type codes of values, and the kinds and groups of messages.
+/// The type codes of values, and the kinds and groups of messages. The numbers do not appear on the
+/// wire; tm_wire.h has the tags that do.
 #pragma once
 
 #include "tmsg/export.h"
 
-/// The type codes of the value classes. Getters compare them. No class uses 16.
+/// The type codes of the value classes. Each code has one getter, which throws for a value of any
+/// other code: get_member_int8() reads TMV_INT8, and so on.
+/// TMV_STRUCT is also the code of Tm_prenamed_struct. No class has the code 16.
 enum TMV : int {
     TMV_INT8 = 0,
     TMV_UINT8 = 1,
@@ -29,6 +32,7 @@ enum TMV : int {
 class TMSG_API Tm_message_kind {
 public:
     enum TMT : int { TMT_REQUEST = 0, TMT_RESPONSE = 1, TMT_FAULT = 2 };
+    /// TMG_META describes the message. TMG_BODY has the arguments, the results or the fault.
     enum TMG : int { TMG_META = 0, TMG_BODY = 1 };
 
     /// Returns "request", "response" or "fault", and "unknown" for any other number.

@@ -9,10 +9,12 @@
 #include "tmsg/export.h"
 #include "tmsg/value/tm_binary.h"
 
-// Decimal texts of whole numbers. The text functions return a pointer into a buffer of the calling
-// thread, which the next call of the same function on that thread overwrites. The parsers report no
-// errors. They return 0 for a text without digits. For a number that is too large they return the
-// result of strtoul() or strtol().
+// Decimal texts of whole numbers.
+//
+// The functions that return a text use a buffer of the calling thread. The next call of the same
+// function on that thread overwrites it.
+// The functions that read a text report no errors. They return 0 for a text without digits, and the
+// result of strtoul() or strtol() for a number that is too large. The text must not be null.
 
 /// A number of 96 bits.
 struct uint96_t {
@@ -33,7 +35,7 @@ TMSG_API char const* uint64_to_string(unsigned long const& value);
 /// Also overwrites the buffers of uint32_to_string() and uint64_to_string().
 TMSG_API char const* uint96_to_string(uint96_t const& value);
 
-// The space and the copies of texts and byte strings in plain structures.
+// The space that texts and byte strings need in plain structures, and copies of byte strings.
 
 /// Returns the sum of length + 9 over the texts, in bytes.
 TMSG_API unsigned int tms_string_space_needed(std::vector<std::string> const& strings);
@@ -43,8 +45,9 @@ TMSG_API unsigned int tms_string_space_needed(unsigned int count, char const* co
 TMSG_API unsigned int tms_binary_space_needed(std::vector<Tm_binary> const& items);
 TMSG_API unsigned int tms_binary_space_needed(unsigned int count, tm_binary_cstruct const* items);
 
-/// Copies the bytes to new memory, which the caller frees with free(). When there is no memory,
-/// only the size is set and `target.data` is null.
+/// Both copy the bytes to new memory, which the caller owns and frees with free(). They do not free
+/// what `target` pointed to before. Without memory, they set the size and set `target.data` to
+/// null.
 TMSG_API void tms_binary_copy(tm_binary_cstruct& target, tm_binary_cstruct const* source);
 TMSG_API void tms_binary_copy(tm_binary_cstruct& target, Tm_binary const* source);
 
@@ -56,7 +59,7 @@ extern TMSG_API std::atomic<std::uint32_t> big_endian_cache;
 
 TMSG_API bool is_big_endian();
 
-/// Both reverse the eight bytes in place on a little-endian host, and do nothing on a big-endian
+/// Both reverse the eight bytes of `value` on a little-endian host, and do nothing on a big-endian
 /// host.
 TMSG_API void htond(double& value);
 TMSG_API void ntohd(double& value);
@@ -69,7 +72,7 @@ struct tm_enum_map {
     char const* name;
 };
 
-/// Both search for the first entry that matches. Names match exactly. Both throw
-/// Tm_enum_not_found_exception when no entry matches.
+/// Both search for the first entry that matches. They compare names exactly. They throw
+/// Tm_enum_not_found_exception when no entry matches. The result is valid as long as the table.
 TMSG_API char const* tms_enum_to_string(int value, tm_enum_map const* table);
 TMSG_API int tms_string_to_enum(char const* name, tm_enum_map const* table);

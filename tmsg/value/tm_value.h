@@ -1,5 +1,5 @@
 /// The abstract base class of all values. A container owns the values in it, so that the root of a
-/// tree owns the whole tree. accept() walks a tree into a Tm_visitor. Users may derive classes.
+/// tree owns the whole tree. You may derive classes of your own.
 #pragma once
 
 #include "tmsg/export.h"
@@ -19,9 +19,9 @@ public:
     /// Compares the contents. Returns false for a value of another type code.
     virtual bool equals(Tm_value const& other) const = 0;
     virtual TMV get_value_type() const = 0;
-    /// Sends the value's events to the visitor. Returns false when the visitor refuses an event.
-    /// The next accept() with the same visitor then goes on from there, if the tree has not
-    /// changed.
+    /// Sends the events of the value, and of all values in it, to the visitor. Returns false when
+    /// the visitor refuses an event. The next accept() with the same visitor then goes on with that
+    /// event. The tree must not change in between.
     virtual bool accept(Tm_visitor& visitor) const = 0;
 
     /// Returns the name of a type code, and "unknown" for every code above TMV_STRUCT.

@@ -1,10 +1,10 @@
 /// The events of a walk over a tree of values: begin, pieces and end of every value. Encoders and
-/// creators implement it. Every visit operation returns true when it takes the event. When it
-/// returns false, the walk stops, and the same event comes again when the walk is resumed.
+/// creators are visitors. Every visit operation returns true to take the event, or false to refuse
+/// it. After a refusal the walk stops. When it is resumed, it sends the same event again.
 ///
-/// A visitor that can refuse an event keeps a stack of step numbers, from which the walk is
-/// resumed: push_memento(), pop_memento() and has_memento(). Other visitors need not override
-/// these.
+/// A visitor that can refuse an event must keep a stack of step numbers, from which the walk is
+/// resumed: it overrides push_memento(), pop_memento() and has_memento(). Other visitors need not
+/// override these.
 #pragma once
 
 #include <string>
@@ -21,14 +21,16 @@ public:
     Tm_visitor& operator=(Tm_visitor const&) = default;
     virtual ~Tm_visitor();
 
-    /// Begin and end a message. `is_request` is false for responses and faults.
+    /// These begin and end a message. `is_request` is false for responses and faults. A fault sends
+    /// method begin, fault begin, its two structs, fault end, method end.
     virtual bool visit_method_begin(bool is_request) = 0;
     virtual bool visit_method_end(bool is_request) = 0;
     virtual bool visit_fault_begin() = 0;
     virtual bool visit_fault_end() = 0;
 
-    /// A byte sequence comes as its total length in bytes, then as pieces of at most 128 bytes that
-    /// add up to it. `data` is valid during the call.
+    /// A byte sequence is one begin event with its length in bytes, then pieces of at most 128
+    /// bytes
+    /// that add up to the length. An empty sequence has no pieces. `data` is valid during the call.
     virtual bool visit_method_name_begin(unsigned int length) = 0;
     virtual bool visit_method_name_continue(char const* data, unsigned int length) = 0;
 
@@ -50,9 +52,9 @@ public:
 
     virtual bool visit_struct_begin() = 0;
     virtual bool visit_struct_end() = 0;
-    /// Passes the length of the member's name, and pieces of the name follow. When the visitor
-    /// supports member indexes and the struct carries them, passes the wire index, and no pieces
-    /// follow.
+    /// Begins a member with the length of its name. Pieces of the name follow. When
+    /// is_support_member_index() returns true and the struct has wire indexes, the argument is the
+    /// wire index instead, and no pieces follow.
     virtual bool visit_member_begin(unsigned int length_or_index) = 0;
     virtual bool visit_member_continue(char const* data, unsigned int length) = 0;
     virtual bool visit_member_end() = 0;
@@ -68,21 +70,22 @@ public:
     /// visit_file_continue(nullptr, length).
     virtual bool visit_file_continue(int fd, std::string const& path, unsigned int length);
 
+    /// The stack of step numbers, see above. By default there is none.
     virtual bool has_memento();
     virtual int pop_memento();
     virtual void push_memento(int step);
 
-    /// Returns whether the visitor takes wire indexes instead of names where a struct carries them.
-    /// By default returns false.
+    /// Returns whether the visitor takes wire indexes in the place of names, for a struct that has
+    /// them. By default returns false.
     virtual bool is_support_member_index();
 
-    /// Returns the room to which the library's own values may write instead of passing events.
-    /// Returns null when there is none.
+    /// Returns the room into which the library's own values may write instead of sending events.
+    /// Returns null when the visitor has no such room.
     Tm_wire_room* wire_room() const;
 
 protected:
-    /// Offers the room to values when this object is of exactly the class `for_class`. Bytes
-    /// written to the room replace events.
+    /// Makes wire_room() return `room`, but only for an object of exactly the class `for_class`: a
+    /// class derived from it may override events, which bytes in the room would bypass.
     void offer_wire_room(Tm_wire_room* room, std::type_info const& for_class) {
         wire_room_ = room;
         wire_class_ = &for_class;

@@ -6,11 +6,12 @@
 
 #include "tmsg/value/tm_text.h"
 
-/// The binary wire form is a stream of items. Each item is a tag byte and the bytes that belong to
-/// it. Numbers are big-endian, and lengths count bytes. Nothing is padded, aligned or terminated.
-/// See docs/wire-format.md.
+/// The wire form is a stream of items. Each item is a tag byte and the bytes that belong to it.
+/// Numbers are big-endian, and lengths count bytes. Nothing is padded, aligned or terminated.
+/// docs/wire-format.md describes it in full. The functions here check no bounds: the caller must
+/// provide the bytes that they read and the room that they write.
 
-/// The tags, and the bytes that follow each tag.
+/// The tags, and the bytes that follow each tag. An end tag is its begin tag plus 80h.
 enum Tm_tag : unsigned char {
     TM_TAG_CALL = 0x00,
     TM_TAG_METHOD_NAME = 0x01,  ///< 2-byte length, bytes
@@ -41,15 +42,16 @@ enum Tm_tag : unsigned char {
     TM_TAG_ARRAY_END = 0x86
 };
 
-/// Returns the bytes of an item of fixed size, the tag included. Returns -1 for items of variable
-/// size and for unknown tags.
+/// Returns the number of bytes of an item of fixed size, the tag included. Returns 1 for
+/// TM_TAG_MEMBER, and -1 for all other numbers. Looks only at the low 7 bits of the tag.
 int tm_tag_size(unsigned char tag);
 
-/// Returns the bytes of an item in front of its contents: tag, marker and length. For an item of
-/// fixed size that is the whole item.
+/// Returns the number of bytes of an item up to its contents: tag, marker and length. For an item
+/// of fixed size that is the whole item. Returns at least 1 for a number that is no tag.
 int tm_head_size(unsigned char tag);
 
-/// Converts a number between the host's byte order and that of the wire form, in both directions.
+/// Converts a number between the byte order of the host and that of the wire form. The same call
+/// converts in both directions.
 template <class Unsigned>
 Unsigned tm_wire_order(Unsigned number) {
     static_assert(std::is_unsigned_v<Unsigned>);
@@ -61,13 +63,14 @@ Unsigned tm_wire_order(Unsigned number) {
     return number;
 }
 
-/// Writes an unsigned number, most significant byte first.
+/// Writes an unsigned number to `at`, most significant byte first.
 template <class Unsigned>
 void tm_put_big_endian(unsigned char* at, Unsigned number) {
     Unsigned const ordered = tm_wire_order(number);
     std::memcpy(at, &ordered, sizeof ordered);
 }
 
+/// Reads an unsigned number from `at`, most significant byte first.
 template <class Unsigned>
 Unsigned tm_get_big_endian(unsigned char const* at) {
     Unsigned number = 0;
@@ -75,6 +78,7 @@ Unsigned tm_get_big_endian(unsigned char const* at) {
     return tm_wire_order(number);
 }
 
+/// Reads the 8 bytes of a double from `at`.
 inline double tm_get_double(unsigned char const* at) {
     auto const bits = tm_get_big_endian<std::uint64_t>(at);
     double value = 0;
@@ -82,26 +86,36 @@ inline double tm_get_double(unsigned char const* at) {
     return value;
 }
 
-/// The room for wire bytes in a chunk. The binary encoder offers it to the library's own values,
-/// which write their items straight into it instead of passing events.
+/// The free room in a chunk of wire bytes. Tm_bin_encoder offers it to the library's own values,
+/// which write their items straight into it instead of sending events.
 ///
-/// The room takes an item whole when it begins before the end of the chunk, and refuses an item
-/// that begins behind. The memory behind the end has room for 128 bytes of the last item.
+/// The room takes the whole of an item that begins before the end of the chunk, and refuses an item
+/// that begins at the end or after it. So the last item may pass the end, for which 128 bytes of
+/// memory follow there. Each put operation that returns bool returns false to refuse.
 class Tm_wire_room {
 public:
+    /// Makes a room that refuses everything.
     Tm_wire_room() = default;
+    /// `at` is the first free byte, `end` the end of the chunk. The caller owns the memory.
     Tm_wire_room(unsigned char* at, unsigned char* end) : at_(at), end_(end) {}
 
+    /// Returns the first free byte.
     unsigned char* at() const { return at_; }
-    /// Returns the bytes up to the end of the chunk, 0 or a negative number when it is full.
+    /// Returns the number of bytes up to the end of the chunk. Returns 0 or a negative number when
+    /// the chunk is full.
     long left() const { return end_ - at_; }
+    /// Moves at() forward by bytes that the caller has written there.
     void advance(long bytes) { at_ += bytes; }
 
+    /// Writes an item that is a tag alone.
     bool put_tag(unsigned char tag) {
         if (left() <= 0) return false;
         *at_++ = tag;
         return true;
     }
+    /// Writes a tag and a number of 1, 2, 4 or 8 bytes, whose type has the width that the tag
+    /// needs.
+    /// The number may also be a length, after which the caller writes the contents.
     template <class Number>
     bool put(unsigned char tag, Number number) {
         if (left() <= 0) return false;
@@ -110,14 +124,17 @@ public:
         at_ += 1 + sizeof number;
         return true;
     }
+    /// Writes the 8 bytes of a double after the tag.
     bool put(unsigned char tag, double value) {
         std::uint64_t bits = 0;
         std::memcpy(&bits, &value, sizeof bits);
         return put(tag, bits);
     }
+    /// Writes 0 or 1 after the tag.
     bool put(unsigned char tag, bool value) {
         return put(tag, static_cast<unsigned char>(value ? 1 : 0));
     }
+    /// Writes the begin of a member up to its name. Only the low 16 bits of the number count.
     bool put_member(unsigned int length_or_index) {
         if (left() <= 0) return false;
         at_[0] = TM_TAG_MEMBER;
@@ -126,6 +143,8 @@ public:
         at_ += 4;
         return true;
     }
+    /// Writes contents without a tag. The caller must know that there is memory for them: up to 128
+    /// bytes after the end of the chunk.
     void put_bytes(char const* data, std::size_t size) {
         tm_copy_bytes(reinterpret_cast<char*>(at_), data, size);
         at_ += size;
