@@ -1,7 +1,12 @@
-/// An ordered list of values of any types. The array owns them. A position outside 0 to
-/// get_member_count() - 1 throws Tm_out_of_range_exception. A getter of another type than the
-/// element's throws Tm_type_mismatch_exception.
+/// An ordered list of values of any types, the elements. The array owns them.
 ///
+///     Tm_array weights;
+///     weights.add_member(0.25);
+///     weights.add_member("unknown");
+///     double first = weights.get_member_double(0);
+///
+/// A position outside 0 to get_member_count() - 1 throws Tm_out_of_range_exception.
+/// A getter throws Tm_type_mismatch_exception when the element has another type.
 /// Pointers to scalar and string elements are valid until the array changes, like iterators of a
 /// vector. Texts of strings, and pointers to all other elements, are valid until their element is
 /// removed.
@@ -15,11 +20,15 @@
 
 class TMSG_API Tm_array : public Tm_value {
 public:
+    /// Makes an array without elements.
     Tm_array();
-    /// Takes the heap-allocated container and its values over.
+    /// Moves the values out of the container, and deletes the container, which must have been made
+    /// with new. Null makes an array without elements.
     explicit Tm_array(Tm_value_container* values);
+    /// Clones every element, as clone() does.
     Tm_array(Tm_array const& other);
-    /// Destroys its own elements first. A copy that fails leaves the elements copied so far.
+    /// Destroys its own elements first, so `other` must not be in this array. When copying throws,
+    /// the array has the elements copied so far.
     Tm_array& operator=(Tm_array const& other);
 
     Tm_array* clone() const override;
@@ -28,11 +37,15 @@ public:
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
 
+    /// Removes and destroys all elements.
     virtual void clear();
+    /// Makes room for `count` elements in all.
     virtual void reserve(int count);
 
-    /// Each appends one element. It appends nothing when it throws. A null pointer throws
-    /// Tm_exception.
+    /// Each appends one element with a copy of the data. When it throws, the array is as before.
+    /// A null pointer throws Tm_exception. More than 65,535 bytes of text throw
+    /// Tm_out_of_range_exception.
+    /// In an object of a derived class, each passes the new element to add_member_and_own().
     virtual void add_member(signed char value);
     virtual void add_member(unsigned char value);
     virtual void add_member(short value);
@@ -45,12 +58,15 @@ public:
     virtual void add_member(bool value);
     virtual void add_member(char const* text);
     virtual void add_member(std::string const& text);
-    /// Shares the given byte string's storage.
+    /// Appends a byte string that shares the storage of `bytes`.
     virtual void add_member(Tm_binary const* bytes);
+    /// Appends a byte string. `data` may be null when `length` is 0.
     virtual void add_member(unsigned char const* data, unsigned int length);
+    /// Appends a file. Opens it as the constructor of Tm_file does, and throws the same exceptions.
     virtual void add_member(std::string const& path, unsigned int open_mode);
+    /// Appends a clone of the value.
     virtual void add_member(Tm_value const* value);
-    /// Takes the value over, and frees it on failure.
+    /// Takes ownership of the value, and deletes it when the call throws.
     virtual void add_member_and_own(Tm_value* value);
     void add_member(std::string_view text);
 
@@ -79,9 +95,11 @@ public:
     /// Returns a string with its length. The string may contain zero bytes.
     std::string_view get_member_text(int i) const { return read<std::string_view>(i); }
     // clang-format on
-    /// Returns the element itself. Throws Tm_type_mismatch_exception unless it has that type.
+    /// Returns the element, which the array still owns. Throws Tm_type_mismatch_exception when it
+    /// has another type than `type`.
     Tm_value const* get_member_value(TMV type, int i) const;
-    /// Returns the element itself, of any type.
+    /// Both return the element, which the array still owns, of any type. They return null for an
+    /// empty slot, which a container that was given to the constructor may have.
     Tm_value const* get_value(int i) const { return values_.get_value(i); }
     Tm_value* get_value(int i) { return values_.get_value(i); }
 
@@ -90,8 +108,7 @@ private:
     friend class Tm_own_creator;
     friend struct Tm_name_lengths;
 
-    /// Returns whether the object's class is Tm_array itself. A derived class may override
-    /// add_member_and_own(), which is then called for each element.
+    /// Returns whether the object is of the class Tm_array, not of a derived one.
     bool is_plain() const;
     template <class Plain>
     void append_plain(Plain value);

@@ -1,7 +1,15 @@
 /// The add_member overloads of structs, written once. `Where` is the type that names the member: a
-/// name for Tm_struct, a position for Tm_prenamed_struct. Each overload adds one member. When it
-/// throws, the struct is as before. With an index catalogue it records the member's wire index too.
-/// A null pointer throws Tm_exception.
+/// name for Tm_struct, a position for Tm_prenamed_struct.
+///
+///     Tm_struct record(nullptr);
+///     record.add_member("article", "bolt M8");
+///     record.add_member("count", 250);
+///
+/// Each overload adds one member with a copy of the data. When it throws, the struct is as before.
+/// With an index catalogue `index`, it also adds the name there and records the wire index of the
+/// member. The name may stay in the catalogue when the call throws.
+/// A null pointer throws Tm_exception. A text longer than 65,535 bytes throws
+/// Tm_out_of_range_exception. The length of a name is not checked.
 #pragma once
 
 #include <string>
@@ -12,7 +20,8 @@
 #include "tmsg/value/tm_binary.h"
 #include "tmsg/value/tm_catalog.h"
 
-/// The name of a new member, or of a request. A null pointer throws Tm_exception.
+/// The name of a new member, or of a request, as an argument. It refers to the bytes and does not
+/// copy them. A null pointer throws Tm_exception.
 struct Tm_name : std::string_view {
     Tm_name(char const* name) : std::string_view(tm_present(name, "name without a text")) {}
     Tm_name(std::string const& name) : std::string_view(name) {}
@@ -41,10 +50,10 @@ public:
     void add_member(Where where, Tm_binary const* bytes, Index* index = nullptr) { place(where, index, bytes); }
     void add_member(Where where, Tm_value const* value, Index* index = nullptr) { place(where, index, value); }
     void add_member(Where where, unsigned char const* data, unsigned int length, Index* index = nullptr) { place(where, index, data, length); }
-    /// Adds a file, always opened for reading. The second argument has no effect.
+    /// Adds a file, which is opened for reading. The open mode, the third argument, has no effect.
     void add_member(Where where, std::string const& path, unsigned int, Index* index = nullptr) { place(where, index, path, 0U); }
     // clang-format on
-    /// Takes the value over, and frees it on failure.
+    /// Takes ownership of the value, and deletes it when the call throws.
     void add_member_and_own(Where where, Tm_value* value, Index* index = nullptr) {
         Tm_new_value owned{std::unique_ptr<Tm_value>(tm_present(value))};
         owner().place(where, std::move(owned), index);

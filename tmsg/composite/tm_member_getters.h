@@ -1,8 +1,20 @@
-/// The typed getters by position and by name, written once for structs (no group) and messages
-/// (the group first). A getter converts nothing. It throws Tm_type_mismatch_exception when the
-/// member has another type, Tm_out_of_range_exception for a position that does not exist, and
-/// Tm_name_not_found_exception for a name that does not exist. Texts are zero-terminated. The
-/// container owns the texts and objects. They are valid until their member is removed or replaced.
+/// The typed getters by position and by name, written once for structs and messages. The getters
+/// of a message have the group as the first argument:
+///
+///     int count = record.get_member_int32("count");
+///     int same = message.get_member_int32(Message::TMG_BODY, "count");
+///     int first = message.get_member_int32(Message::TMG_BODY, 0);
+///
+/// A getter converts nothing: the member must have exactly the type that the getter names.
+/// A getter throws
+///  - Tm_type_mismatch_exception when the member has another type,
+///  - Tm_out_of_range_exception for a position or a group that does not exist,
+///  - Tm_name_not_found_exception for a name that does not exist, and for a null name.
+/// get_member_string() returns a zero-terminated text, and get_member_text() one with its length.
+/// The container owns the texts and objects. They are valid until their member is removed or
+/// replaced.
+/// The library casts an object to the class that belongs to its type code. A class of your own must
+/// derive from that class.
 #pragma once
 
 #include <string_view>

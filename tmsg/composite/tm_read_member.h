@@ -1,4 +1,10 @@
-/// How the typed getters read a value. Each getter asks for one type code, and converts nothing.
+/// The reading of values by the typed getters, which need one entry for each result type. Each
+/// getter asks for one type code and converts nothing:
+///
+///     int number = tm_read_member<int>(value);                   // get_member_int32()
+///     Tm_array const* array = tm_read_member<Tm_array const*>(value);  // get_member_array()
+///
+/// The result of a class type is the value itself, not a copy. Its container still owns it.
 #pragma once
 
 #include <string_view>
@@ -17,12 +23,13 @@ class Tm_date;
 class Tm_file;
 class Tm_struct;
 
-/// Returns the value itself. Throws Tm_type_mismatch_exception when it has another type code, and
-/// Tm_exception when it is null.
+/// Returns `member` when it has the type code `type`. Throws Tm_type_mismatch_exception when it has
+/// another type code, and Tm_exception when it is null.
 TMSG_API Tm_value const* tm_check_member_type(Tm_value const* member, TMV type);
 
-/// Reads integers, also those of a user's own class. The specialisations below read the other
-/// types.
+/// Reads an integer through its accessor, which a class of your own may override. The
+/// specialisations below read the other types. Each has the type code as `code`, and read(), which
+/// needs a value with that type code.
 template <class Result>
 struct Tm_reading {
     static constexpr TMV code = Tm_plain<Result>::code;
@@ -31,12 +38,14 @@ struct Tm_reading {
     }
 };
 
+/// Reads the content of a value.
 template <TMV Code, class Value>
 struct Tm_content_reading {
     static constexpr TMV code = Code;
     static auto read(Tm_value const* value) { return static_cast<Value const*>(value)->value(); }
 };
 
+/// Reads a value as the object of its class.
 template <TMV Code, class Value>
 struct Tm_object_reading {
     static constexpr TMV code = Code;
@@ -54,6 +63,7 @@ template <> struct Tm_reading<Tm_array const*>  : Tm_object_reading<TMV_ARRAY, T
 template <> struct Tm_reading<Tm_struct const*> : Tm_object_reading<TMV_STRUCT, Tm_struct> {};
 // clang-format on
 
+/// Reads a string as a zero-terminated text.
 template <>
 struct Tm_reading<char const*> {
     static constexpr TMV code = TMV_STRING;
@@ -62,15 +72,17 @@ struct Tm_reading<char const*> {
     }
 };
 
-/// Casts to the class of messages, which this layer does not know.
+/// Casts to Message, whose class this layer does not know. `member` must be a message.
 TMSG_API Message const* tm_as_message(Tm_value const* member);
 
+/// Reads a message as the object of its class.
 template <>
 struct Tm_reading<Message const*> {
     static constexpr TMV code = TMV_MESSAGE;
     static Message const* read(Tm_value const* value) { return tm_as_message(value); }
 };
 
+/// Reads a value. Throws what tm_check_member_type() throws.
 template <class Result>
 Result tm_read_member(Tm_value const* member) {
     using Reading = Tm_reading<Result>;

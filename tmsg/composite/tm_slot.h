@@ -1,4 +1,4 @@
-/// The slots of a container, and a value on its way into one.
+/// The slots of Tm_value_container, and a new value that is to be put into one.
 #pragma once
 
 #include <cstddef>
@@ -15,16 +15,21 @@
 #include "tmsg/value/tm_scalars.h"
 #include "tmsg/value/tm_string.h"
 
-/// Holds an integer, a double, a bool or a string itself, or the pointer to a value on the heap.
+/// The place of one value in a container. An integer, double, bool or string that the library makes
+/// is in the slot itself. Any other value is on the heap, and the slot has a pointer to it. The
+/// slot
+/// does not know its kind and does not own the value: its container does both.
 struct alignas(8) Tm_slot {
     static constexpr std::size_t pointer_size = sizeof(void*);
 
     unsigned char bytes[16];
 
+    /// Returns the object in the slot, which must be of the class `Value`.
     template <class Value>
     Value* in_place() {
         return std::launder(reinterpret_cast<Value*>(bytes));
     }
+    /// Returns the pointer in the slot, which must have one.
     Tm_value* on_heap() const {
         Tm_value* value = nullptr;
         std::memcpy(&value, bytes, pointer_size);
@@ -32,10 +37,10 @@ struct alignas(8) Tm_slot {
     }
 };
 
-// The kind of a slot: the type code of the value that stands in it, or one of these.
+// The kind of a slot is the type code of the object in it, or one of these numbers.
 constexpr unsigned char tm_on_heap = 0x80;
 constexpr unsigned char tm_plain_struct = 0x81;  ///< on the heap, of the library's own class
-constexpr unsigned char tm_no_value = 0xFF;
+constexpr unsigned char tm_no_value = 0xFF;      ///< the slot is empty
 
 /// Returns the pointer. Throws Tm_exception with the text when the pointer is null.
 template <class T>
@@ -44,28 +49,34 @@ T* tm_present(T* pointer, char const* text = "member without a value") {
     return pointer;
 }
 
-/// A new value, made from the arguments of add_member(). A null pointer throws Tm_exception.
+/// A new value, made from the arguments of add_member(). It owns the value until release(), or
+/// until a container has moved it into a slot. A null pointer throws Tm_exception.
 class TMSG_API Tm_new_value {
 public:
+    /// Makes an integer, a double or a bool.
     template <class Plain, class Value = typename Tm_plain<Plain>::value>
     Tm_new_value(Plain plain) : kind_(Tm_plain<Plain>::code) {
         ::new (slot_.bytes) Value(plain);
     }
-    /// Refers to the bytes. Throws Tm_out_of_range_exception for more than a string may have.
+    /// Both make a string. It refers to the bytes, which must live until a container has copied
+    /// them. Throws Tm_out_of_range_exception for more than 65,535 bytes.
     explicit Tm_new_value(std::string_view text);
     explicit Tm_new_value(char const* text) : Tm_new_value(std::string_view(tm_present(text))) {}
+    /// Makes a byte string with a copy of the bytes. `data` may be null when `length` is 0.
     Tm_new_value(unsigned char const* data, unsigned int length);
-    /// A file.
+    /// Makes a file. Throws what the constructor of Tm_file throws.
     Tm_new_value(std::string const& path, unsigned int open_mode);
-    /// A copy.
+    /// Makes a clone of the value.
     explicit Tm_new_value(Tm_value const* value)
         : Tm_new_value(Owned(tm_present(value)->clone())) {}
+    /// Takes ownership of the value. Null is allowed, and makes an empty slot.
     explicit Tm_new_value(std::unique_ptr<Tm_value> value) noexcept;
-    /// A value on the heap for a slot of that kind.
+    /// Takes ownership of the value, for a slot of that kind: tm_on_heap or tm_plain_struct.
     Tm_new_value(std::unique_ptr<Tm_value> value, unsigned char kind) noexcept : kind_(kind) {
         Tm_value* const pointer = value.release();
         std::memcpy(slot_.bytes, &pointer, Tm_slot::pointer_size);
     }
+    /// Moves the value out of `other`.
     Tm_new_value(Tm_new_value&& other) noexcept
         : slot_(other.slot_), kind_(std::exchange(other.kind_, tm_no_value)) {}
     Tm_new_value& operator=(Tm_new_value&&) = delete;
@@ -73,14 +84,14 @@ public:
         if (is_on_heap()) delete slot_.on_heap();
     }
 
-    /// Returns the value as an object on the heap. Leaves this empty.
+    /// Returns the value as an object on the heap, which the caller owns.
     std::unique_ptr<Tm_value> release();
 
 private:
     friend class Tm_value_container;
 
     using Owned = std::unique_ptr<Tm_value>;
-    /// A string whose text no container owns yet.
+    /// The kind of a string whose text no container owns yet. The slot has a std::string_view.
     static constexpr unsigned char UNKEPT = 0x7F;
 
     bool is_on_heap() const { return kind_ >= tm_on_heap && kind_ != tm_no_value; }

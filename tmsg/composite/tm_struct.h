@@ -1,16 +1,17 @@
-/// A list of named members. The struct owns their values. Names may repeat: a look-up by name
-/// starts at the member that the last look-up found, and wraps around. Reading members in their
-/// order therefore costs one step each.
+/// A list of named members. The struct owns their values.
 ///
-/// Structs with the same names share them. A struct with a catalogue adds its names to the
-/// catalogue too. A member can have a wire index from an index catalogue, which is sent instead of
-/// its name.
+/// A look-up by name starts at the member that the last look-up found, and goes on at the first
+/// member after the last. So reading members in their order takes one step each. When a name
+/// repeats, a look-up finds the first member of that name from there on.
+///
+/// A member can have a wire index from an index catalogue, which is sent instead of its name.
 ///
 /// Pointers to scalar and string values, and texts of names, are valid until the struct changes.
-/// Pointers to all other values are valid until their member is removed or replaced. So are texts
-/// of strings, which swap() may move, too. Many threads may read, copy, walk and compare a struct
-/// while none changes it. They share the position of the member found last, which matters only when
-/// names repeat.
+/// Pointers to all other values are valid until their member is removed or replaced. The texts of
+/// strings are valid for the same time, but swap() may end it earlier.
+///
+/// Many threads may read, copy, walk and compare a struct while none changes it. They share the
+/// position of the member found last, which matters only when names repeat.
 #pragma once
 
 #include <atomic>
@@ -33,8 +34,8 @@ class Tm_layout;
 class Tm_prenamed_struct;
 struct Tm_next_name;
 
-/// Marks a struct as one that shares its names, like a message's own structs (see
-/// Message::shared_names()).
+/// A tag for structs that share names, as the two structs of a Message() do (see
+/// Message::shared_names()). The tag decides only which structs can be swapped with each other.
 struct Tm_shared_names {};
 
 class TMSG_API Tm_struct : public Tm_value,
@@ -43,14 +44,16 @@ class TMSG_API Tm_struct : public Tm_value,
 public:
     using Index = Tm_catalog<std::string>;
 
-    /// With null the struct owns its names. A catalogue must outlive the struct, which adds its
-    /// names to it.
+    /// With null, makes a struct that owns its names. With a catalogue, makes a struct that shares
+    /// names: it adds each of its names to the catalogue, which must outlive it.
     explicit Tm_struct(Tm_catalog<std::string>* catalog);
+    /// Makes a struct that shares names. It does not refer to the argument afterwards.
     explicit Tm_struct(Tm_shared_names const& shared);
-    /// A copy always owns its names.
+    /// A copy owns its names, and has the same wire indexes.
     Tm_struct(Tm_struct const& other);
     explicit Tm_struct(Tm_prenamed_struct const& other);
-    /// Keeps the catalogue in use. When copying fails, this struct is as before.
+    /// Keeps the catalogue that was given to the constructor. When copying throws, the members are
+    /// as before.
     Tm_struct& operator=(Tm_struct const& other);
 
     Tm_struct* clone() const override;
@@ -60,21 +63,30 @@ public:
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
 
+    /// Removes and destroys all members.
     virtual void clear();
+    /// Returns the name, which is zero-terminated. Throws Tm_out_of_range_exception for a position
+    /// without a name.
     virtual char const* get_member_name(int i) const;
-    /// The first half of adding a member. Adds its name, and its wire index when there is an index
-    /// catalogue. Returns the position for the second half, one of the two operations below.
+    /// The first step of adding a member: adds its name and, with an index catalogue, its wire
+    /// index. Returns the position for the second step, one of the two operations below.
     virtual int add_name(std::string const& name, Index* index);
-    /// Appends the value. The position has no effect. Throws Tm_out_of_range_exception, and frees
-    /// the value, when no name waits for a value.
+    /// The second step: appends the value, or a clone of it. The position has no effect. `..._own`
+    /// takes ownership of the value, and deletes it when the call throws. Both throw
+    /// Tm_out_of_range_exception when no name waits for a value, and Tm_exception for null.
     virtual void add_value_and_own(int position, Tm_value* value);
     virtual void add_value_and_copy(int position, Tm_value const* value);
     virtual unsigned int get_member_name_length(int i) const;
+    /// Both return the value of a member, which the struct still owns. They throw
+    /// Tm_out_of_range_exception for a position that does not exist.
     virtual Tm_value const* get_value(int i) const;
     virtual Tm_value* get_value(int i);
 
+    /// Returns the number of members. A name that waits for its value does not count.
     int get_member_count() const { return values_.size(); }
     TMV get_member_value_type(int i) const;
+    /// Returns what get_value() returns. Throws Tm_type_mismatch_exception when the value has
+    /// another type than `type`.
     Tm_value const* get_member_value(TMV type, int i) const;
 
     /// Both return the position of the member with that name. Without such a member get_number()
@@ -82,13 +94,14 @@ public:
     int get_number(char const* name) const;
     int get_member_index(char const* name) const;
 
+    /// Returns true when the struct owns its names, false when it shares names.
     bool is_string_catalog_from_internal() const { return shares_names_ == 0; }
 
-    /// Both structs must own their names, or both must share them. Otherwise this exchanges the
-    /// values but not the names, and throws Tm_exception. Texts of strings may move.
+    /// Exchanges all members. Both structs must own their names, or both must share names.
+    /// Otherwise, exchanges the values but not the names, and throws Tm_exception.
     void swap(Tm_struct& other);
 
-    // A struct and its first slots may stand in one block of memory.
+    // A struct and its first slots may be in one block of memory.
     static void operator delete(void* memory) { ::operator delete(memory); }
     static void operator delete(void* memory, std::align_val_t alignment) {
         ::operator delete(memory, alignment);
@@ -113,16 +126,16 @@ private:
     };
 
     struct Room;
-    /// Makes a struct whose own block of memory has room for so many members, and for so many bytes
-    /// of the texts of their strings.
+    /// Makes a struct in a block of memory that also has room for `members` slots and for
+    /// `text_bytes` bytes of the texts of strings.
     static std::unique_ptr<Tm_struct> make(Tm_counted_ptr<Tm_layout> layout, std::size_t members,
                                            std::size_t text_bytes);
 
     /// Returns the number of bytes that make() allocates.
     static std::size_t made_size(std::size_t members, std::size_t text_bytes);
 
-    /// Returns whether the object's class is Tm_struct itself. A derived class may name its members
-    /// in another way.
+    /// Returns whether the object is of the class Tm_struct, not of a derived one, which may name
+    /// its members in another way.
     bool is_plain() const {
 #ifdef __GXX_RTTI
         return &typeid(*this) == &typeid(Tm_struct);

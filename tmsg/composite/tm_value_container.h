@@ -1,9 +1,10 @@
-/// The owning list of values behind structs and arrays. A slot may be empty (null). Access outside
-/// 0 to size() - 1 throws Tm_out_of_range_exception and changes nothing.
+/// The list of values that a struct or an array has. The container owns them. A slot may be empty,
+/// which counts as null. A position outside 0 to size() - 1 throws Tm_out_of_range_exception and
+/// changes nothing.
 ///
-/// Integers, doubles, bools and strings that the library makes stand in their slot. Pointers to
-/// them are valid until the container changes, like iterators of a vector. All other values stand
-/// on the heap. Pointers to them are valid until the value is replaced or removed.
+/// Integers, doubles, bools and strings that the library makes are in their slot. Pointers to them
+/// are valid until the container changes, like iterators of a vector. All other values are on the
+/// heap. Pointers to them are valid until the value is replaced or removed.
 #pragma once
 
 #include <cstddef>
@@ -23,32 +24,39 @@ public:
     Tm_value_container() : capacity_(0), is_lent_(0) {}
     /// Clones every value.
     Tm_value_container(Tm_value_container const& other);
-    /// Destroys its own values first. A copy that fails leaves the values copied so far.
+    /// Destroys its own values first. When copying throws, it has the values copied so far.
     Tm_value_container& operator=(Tm_value_container const& other);
     ~Tm_value_container();
 
     void swap(Tm_value_container& other);
+    /// Returns the number of slots, also of empty ones.
     int size() const { return static_cast<int>(size_); }
+    /// Makes room for `count` slots in all.
     void reserve(int count);
-    /// Makes room for one more value, so that the next push of a given value cannot fail.
+    /// Makes room for one more slot, so that the next push_and_own() does not throw.
     void reserve_next() {
         if (size_ == capacity_) grow();
     }
 
-    /// Each returns the stored value. `..._own` takes the value over and frees it on failure.
+    /// `push_...` appends a slot, and `set_...` replaces and destroys the value in a slot.
+    /// `..._own`
+    /// takes ownership of the value, which may be null, and deletes it when the call throws.
+    /// `..._copy` stores a clone, and throws Tm_exception for null. Each returns the stored value.
     Tm_value* push_and_copy(Tm_value const* value);
     Tm_value* push_and_own(Tm_value* value);
     Tm_value* set_and_copy(int position, Tm_value const* value);
-    /// Does nothing when the value stands in the slot already.
+    /// Does nothing when the value is in the slot already.
     Tm_value* set_and_own(int position, Tm_value* value);
 
+    /// Both return null for an empty slot.
     Tm_value* get_value(int position) { return at(checked(position)); }
     Tm_value const* get_value(int position) const { return at(checked(position)); }
 
-    /// Destroys the values and leaves the slots empty.
+    /// Destroys all values. The slots stay, and are empty.
     void delete_all();
+    /// Destroys all values and removes the slots.
     void delete_and_remove_all();
-    /// Leaves `count` empty slots.
+    /// Destroys all values and leaves `count` empty slots. A negative count leaves none.
     void size_and_clear(int count);
 
 private:
@@ -60,24 +68,25 @@ private:
     friend class Tm_struct;
 
     static constexpr std::size_t first_capacity = 4;
-    /// The bytes of slots and their kinds.
+    /// Returns the bytes of memory that `count` slots and their kinds take.
     static constexpr std::size_t bytes_of(std::size_t count) {
         return count * (sizeof(Tm_slot) + 1);
     }
     bool is_full() const { return size_ == capacity_; }
-    /// Return the bytes of the slots that this container has allocated, and the bytes that it will
-    /// have allocated after the next growth.
+    /// Returns the bytes of memory that this container has allocated for slots.
     std::size_t slot_bytes() const { return is_lent_ != 0 ? 0 : bytes_of(capacity_); }
+    /// Returns slot_bytes() as it will be after the next growth.
     std::size_t grown_slot_bytes() const { return bytes_of(grown_capacity()); }
-    /// Returns the bytes that the text of a string of this length would allocate.
+    /// Returns the bytes that the container would allocate for the text of a string of this length.
     std::size_t text_growth(std::size_t length) const { return texts_.growth(length); }
-    /// Lets an empty container use bytes_of(count) of the caller's memory, until it needs more.
+    /// Makes an empty container use bytes_of(count) bytes of memory until it needs more. The caller
+    /// still owns the memory.
     void lend(void* memory, unsigned int count) {
         slots_ = static_cast<Tm_slot*>(memory);
         capacity_ = count & 0x7FFFFFFFU;
         is_lent_ = 1;
     }
-    /// Returns whether slots or texts stand in memory that the container does not own.
+    /// Returns whether slots or texts are in memory that the container does not own.
     bool has_lent_memory() const { return is_lent_ != 0 || texts_.has_lent_memory(); }
 
     unsigned char* kinds() const { return reinterpret_cast<unsigned char*>(slots_ + capacity_); }
@@ -96,9 +105,9 @@ private:
         return i;
     }
     [[noreturn]] void fail_range(int position) const;
-    /// Returns the last value when its class is Tm_struct itself, else null.
+    /// Returns the last value when it is of the class Tm_struct, not of a derived one, else null.
     Tm_struct const* last_struct() const;
-    /// Throws Tm_exception for an empty slot.
+    /// Returns the type code of a value. Throws Tm_exception for an empty slot.
     TMV type_at(std::size_t i) const;
     /// Returns the value. Throws Tm_type_mismatch_exception when it has another type.
     Tm_value const* at(std::size_t i, TMV type) const;
@@ -117,21 +126,21 @@ private:
         return Reading::read(at(i, Reading::code));
     }
 
-    /// Makes room for the value, and for its text.
+    /// Makes room for the value, and stores the text of a string.
     void prepare(Tm_new_value& value) {
         reserve_next();
         if (value.kind_ == Tm_new_value::UNKEPT) keep_text(value);
     }
-    /// Appends a value that prepare() has prepared. Cannot fail.
+    /// Appends a value that prepare() has prepared. Throws nothing.
     void push(Tm_new_value&& value) noexcept { put(size_++, std::move(value)); }
     void put(std::size_t i, Tm_new_value&& value) noexcept;
-    /// Both need room that reserve_next() made. They cannot fail.
+    /// Appends a value of a plain type. Throws nothing, but needs room from reserve_next().
     template <class Plain>
     void push(Plain value) {
         ::new (slots_[size_].bytes) typename Tm_plain<Plain>::value(value);
         kinds()[size_++] = Tm_plain<Plain>::code;
     }
-    /// The text is one of make_text().
+    /// Does the same for a string, whose text make_text() has made.
     void push_string(char const* text) {
         ::new (slots_[size_].bytes) Tm_string(Tm_string::In_place(), text);
         kinds()[size_++] = TMV_STRING;
