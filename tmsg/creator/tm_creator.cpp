@@ -121,7 +121,6 @@ void Tm_creator::begin_counting() {
     files_ = 0;
 }
 
-/// Both set the error text for what may not begin, and return false.
 bool Tm_creator::refuse_level() {
     return depth_ >= limits_.max_depth ? fail(tm_too_deep(limits_)) : refuse_value();
 }
@@ -135,13 +134,11 @@ bool Tm_creator::fail_memory() {
     return fail(tm_too_much_memory(limits_));
 }
 
-/// Counts memory that was taken already. When it is too much, the next value is refused.
 void Tm_creator::count_memory(std::size_t bytes) {
     memory_ += bytes;
     if (memory_ > limits_.max_memory) values_left_ = 0;
 }
 
-/// Counts memory that is about to be taken. Returns false when it is too much.
 bool Tm_creator::take_memory(std::size_t bytes) {
     if (bytes == 0) return true;
     if (bytes > limits_.max_memory || memory_ > limits_.max_memory - bytes) return false;
@@ -149,8 +146,7 @@ bool Tm_creator::take_memory(std::size_t bytes) {
     return true;
 }
 
-/// Counts both the old and the new slots, which exist while values move. Returns false when that is
-/// too much memory.
+/// Counts both the old and the new slots, because both exist while values move.
 bool Tm_creator::grow(Tm_value_container& values) {
     std::size_t const before = values.slot_bytes();
     if (!take_memory(values.grown_slot_bytes())) return false;
@@ -225,7 +221,7 @@ bool Tm_creator::begin_leaf(State leaf, unsigned int length) {
     return true;
 }
 
-/// Returns whether that kind is open and so many bytes may come next. Sets the error text if not.
+/// Returns whether that kind is open and `length` more bytes may come. If not, sets the error text.
 bool Tm_creator::may_continue(State leaf, unsigned int length) {
     if (leaf_ == leaf && length <= expected_ - received_) return true;
     std::string const name = name_of(leaf);

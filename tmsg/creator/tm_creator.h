@@ -1,10 +1,18 @@
-/// Builds a message, or fills an array with values, from events. The caller owns the target. The
-/// target must outlive the creator, and nobody else may change it before it is complete. After a
-/// failure the error text stays. Events beyond the limits are refused.
+/// Builds a message, or fills an array with values, from events:
+///
+///     Message copy;
+///     Tm_creator creator(&copy);
+///     original.accept(creator);
+///     if (!creator.error().empty()) report(creator.error());
+///
+/// The caller owns the target, which must outlive the creator. Nobody else may change the target
+/// before it is complete.
+/// An event that may not come next, or that is beyond the limits, returns false and sets the error
+/// text. The creator never clears the error text, and undoes nothing.
+/// The events throw std::bad_alloc and the exceptions that tm_bin_decoder_base.h names.
 ///
 /// Each open message, struct or array has a frame. The state of the innermost frame says which
-/// event may come next. While a string, byte string or file is open in it, the state of that one
-/// does.
+/// event may come next. While a string, byte string or file is open, its own state says so.
 #pragma once
 
 #include <cstdint>
@@ -29,13 +37,15 @@ struct Tm_next_name;
 
 class TMSG_API Tm_creator : public Tm_creator_base {
 public:
+    /// Builds one message in `target`, which must be empty.
     explicit Tm_creator(Message* target, Tm_limits const& limits = {});
-    /// Every top-level value that arrives is appended.
+    /// Appends each top-level value to the array. The limits start again with each of them.
     explicit Tm_creator(Tm_array* target, Tm_limits const& limits = {});
     Tm_creator(Tm_creator const&) = delete;
     Tm_creator& operator=(Tm_creator const&) = delete;
     ~Tm_creator() override;
 
+    /// Each event returns true when the creator took it.
     bool visit_method_begin(bool is_request) override;
     bool visit_method_end(bool is_request) override;
     bool visit_fault_begin() override;
@@ -68,25 +78,28 @@ public:
     using Tm_visitor::visit_file_continue;
     bool visit_file_continue(char const* data, unsigned int length) override;
 
+    /// Returns true when the message is complete or, for an array, no value is open.
     bool done() override;
+    /// Returns true between the members of a struct whose names come by index.
     bool support_member_with_index() override;
+    /// Both throw std::out_of_range for an index that the name table does not have.
     bool visit_member_begin_with_index(unsigned short index) override;
     bool visit_member_continue_with_index(unsigned short index) override;
 
     /// Returns the name of the current state, as error texts use it.
     char const* get_current_state_name() const;
 
-    /// The paths of all files that were received completely so far.
+    /// Returns the paths of all files that were received completely so far.
     std::vector<std::string> const& received_files() const { return received_files_; }
 
-    /// The bytes of files taken so far, those of unfinished ones included.
+    /// Returns the bytes of files received so far, also of files that are not complete.
     unsigned long file_bytes() const { return file_bytes_; }
 
-    /// The bytes of memory that the current message, or top-level value, takes so far.
+    /// Returns the bytes of memory that the current message, or top-level value, takes so far.
     unsigned long memory() const { return memory_; }
 
-    /// For code that passes an event to this creator and gets false: sets an error text if there is
-    /// none yet. Always returns false.
+    /// Call it when an event has returned false. It sets an error text if there is none yet. Always
+    /// returns false.
     bool process_state();
 
 private:
@@ -94,6 +107,7 @@ private:
 
     using Layout_ref = Tm_counted_ptr<Tm_layout>;
 
+    /// The states of a frame. The last three are leaves, which have no frame.
     enum class State : unsigned char {
         none,
         method,     ///< in a message, outside its structs
@@ -108,20 +122,23 @@ private:
         file
     };
 
+    /// An open message, struct or array.
     struct Frame {
         State state = State::base_array;
-        bool shares_names = false;  ///< structs in it share names, like those of a message
-        bool by_index = false;      ///< names come as positions in the message's table
+        bool shares_names = false;  ///< structs in it share names, as those of a message do
+        bool by_index = false;      ///< names come as positions in the message's name table
         std::uint32_t name_length = 0;
         Tm_struct* structure = nullptr;        ///< null until the first name, in a nested struct
         Tm_value_container* values = nullptr;  ///< of the open struct or array
         std::unique_ptr<Tm_value> owned;       ///< a nested value, until it is complete
-        std::uint64_t place = 0;               ///< where its structs stand, for tm_recall_layout()
+        std::uint64_t place = 0;               ///< the place of its structs, for tm_recall_layout()
         Frame* around = nullptr;
         std::unique_ptr<Frame> within;  ///< kept for the next nested value
     };
+    /// The part of a message that has arrived.
     enum class Phase : unsigned char { not_begun, begun, in_first_struct, in_second_struct, ended };
 
+    /// A message whose end has not come.
     struct Open_message {
         Message* target = nullptr;
         Phase phase = Phase::not_begun;
@@ -129,44 +146,59 @@ private:
         unsigned int name_length = 0;     ///< 0 until a request name is announced
         unsigned int name_received = 0;   ///< bytes of it
         std::string name;                 ///< its pieces, while there are several
-        std::uint64_t place = 0;          ///< where its structs stand, for tm_recall_layout()
+        std::uint64_t place = 0;          ///< the place of its structs, for tm_recall_layout()
         Layout_ref table;                 ///< the names of members that come by index
         std::vector<Layout_ref> layouts;  ///< with names in the table, of recent structs
     };
     static char const* name_of(State state);
+    /// Returns the innermost open message.
     Open_message& message() { return nested_.empty() ? root_ : nested_.back(); }
     Open_message const& message() const { return nested_.empty() ? root_ : nested_.back(); }
     char const* message_state_name() const;
 
+    /// Returns whether a value may come next.
     bool expects_value() const;
+    /// Returns whether the innermost open part is a message, outside of its structs.
     bool is_in_message() const;
+    /// Returns whether the innermost open part is a member.
     bool is_in_member() const;
+    /// Returns whether the limits allow one more struct, array or message.
     bool may_nest() const { return depth_ < limits_.max_depth && values_left_ > 0; }
+    /// Both set the error text of the limit that refuses the next value. They always return false.
     bool refuse_level();
     bool refuse_value();
+    /// Makes room for one more value. Returns false when that takes too much memory.
     bool make_room(Tm_value_container& values);
     bool grow(Tm_value_container& values);
+    /// Counts memory before it is allocated. Returns false when it is too much.
     bool take_memory(std::size_t bytes);
+    /// Counts memory that was allocated already. When it is too much, the next value is refused.
     void count_memory(std::size_t bytes);
     void count_name(Tm_struct const& target, Tm_layout const* before);
     template <class Buffer>
     bool append_announced(Buffer& buffer, char const* data, std::size_t length);
+    /// Starts the limits of a message, or of a top-level value, again.
     void begin_counting();
-    /// "unexpected EVENT in STATE"
+    /// Sets the error text "unexpected EVENT in STATE". Always returns false.
     bool reject(std::string const& event);
-    /// Both set the error text and return false.
+    /// Both set the error text. They always return false.
     bool fail(std::string text);
     bool fail_memory();
 
+    /// Puts a value into the innermost open part. Refuses it when no value may come next.
     bool put(Tm_new_value value, char const* event);
+    /// Puts a value there without a check.
     void place(Tm_new_value&& value);
     void value_arrived();
 
+    /// Both are for the leaves: strings, byte strings and files.
     bool begin_leaf(State leaf, unsigned int length);
     bool may_continue(State leaf, unsigned int length);
 
     bool is_outermost() const { return frame_->around == nullptr; }
+    /// Makes a frame the innermost one.
     Frame& open(State state);
+    /// Makes the frame around the innermost one the innermost one.
     void leave() {
         frame_ = frame_->around;
         --depth_;
@@ -175,9 +207,12 @@ private:
     void trim(Tm_value_container& values);
     void begin_nested_message();
     bool begin_group();
+    /// Returns the names for indexes, or null when names come as text.
     Layout_ref read_name_table();
 
+    /// Returns the name at a position of the name table.
     Tm_next_name name_in_table(std::size_t index) const;
+    /// Gives the open member its complete name.
     void take_name(Tm_next_name const& name);
     Layout_ref layout_around(Tm_next_name const& name) const;
     void make_struct(Layout_ref layout);

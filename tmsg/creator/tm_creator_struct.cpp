@@ -1,5 +1,5 @@
 /// Structs, their members and names. A struct shares the layout of a struct near it, or a layout
-/// that the process has kept, as long as its names are the same.
+/// that the process has kept, while its names are the same.
 #include <algorithm>
 #include <utility>
 
@@ -93,7 +93,7 @@ Tm_next_name Tm_creator::name_in_table(std::size_t index) const {
     return {tm_text_view(table->at(index)), frame_->place, &table, &open_message.layouts};
 }
 
-/// Makes a nested struct at its first name, which tells what layout it may share.
+/// Makes a nested struct only at its first name, which decides what layout the struct may share.
 void Tm_creator::take_name(Tm_next_name const& name) {
     Frame& frame = *frame_;
     if (frame.structure == nullptr) {
@@ -139,7 +139,7 @@ Tm_creator::Layout_ref Tm_creator::layout_around(Tm_next_name const& name) const
     return fits(around->structure) ? around->structure->layout_ : Layout_ref();
 }
 
-/// Makes the innermost frame's struct, with room for what structs of that layout usually hold.
+/// Makes the struct of the innermost frame, with the room that structs of that layout usually need.
 void Tm_creator::make_struct(Layout_ref layout) {
     constexpr unsigned int usual_depth = 4;
     constexpr std::uint32_t deep_members = 4;

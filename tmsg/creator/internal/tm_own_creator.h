@@ -1,5 +1,5 @@
-/// The creator of the library's own decoders. It takes whole items in one step. An operation that
-/// returns false has done nothing: the caller must then pass the events of the item one by one.
+/// The creator of the library's own decoders. It takes a whole item in one step. An operation that
+/// returns false has done nothing: the caller must then send the events of the item one by one.
 #pragma once
 
 #include <string_view>
@@ -13,7 +13,7 @@
 constexpr std::size_t tm_block_overhead = 12;
 constexpr std::size_t tm_layout_blocks = 3;
 
-/// The innermost open struct or array has one more value.
+/// Records that the innermost open struct or array has one more value.
 inline void Tm_creator::value_arrived() {
     Frame& frame = *frame_;
     if (frame.structure == nullptr) return;
@@ -21,12 +21,11 @@ inline void Tm_creator::value_arrived() {
     frame.state = State::valued;
 }
 
-/// Makes room for one more value. Returns false when that would take too much memory.
 inline bool Tm_creator::make_room(Tm_value_container& values) {
     return !values.is_full() || grow(values);
 }
 
-/// The kinds of open values that the decoder of list text distinguishes.
+/// The kinds of innermost open parts that the decoder of list text distinguishes.
 enum class Tm_open { call, response, fault, array, member, other };
 
 class Tm_own_creator final : public Tm_creator {
@@ -49,7 +48,7 @@ public:
         }
         return true;
     }
-    /// The same for a name in the message's table.
+    /// Does the same for a name in the name table of the message.
     bool take_whole_name_at(std::size_t index) {
         Frame& frame = *frame_;
         if (frame.state != State::structure || !frame.by_index) return false;
@@ -57,7 +56,7 @@ public:
         take_name(name_in_table(index));
         return true;
     }
-    /// Returns whether the limit on memory has refused a part of the message.
+    /// Returns whether a part of the message was refused by the limit on memory.
     bool is_exhausted() const { return is_exhausted_; }
     bool names_come_by_index() const { return frame_->by_index; }
     bool end_member() {
