@@ -1,13 +1,20 @@
 /// A request, a response or a fault of a remote call. A message is a value, so messages nest.
-/// Its members stand in two structs, its groups: TMG_META describes the message, TMG_BODY holds the
+///
+///     Message request;
+///     request.set_msg_type(Message::TMT_REQUEST);
+///     request.set_request_name("stock.reserve");
+///     request.add_member(Message::TMG_BODY, "count", 250);
+///     int count = request.get_member_int32(Message::TMG_BODY, "count");
+///
+/// A message has two structs, its groups: TMG_META describes the message, TMG_BODY has the
 /// arguments, the results or the fault. Any other group throws Tm_out_of_range_exception with the
 /// label "tmg".
-/// The message owns both structs and everything in them. Pointers from getters are valid as long as
-/// tm_struct.h says.
+/// The message owns both structs and everything in them. tm_struct.h says how long pointers from
+/// getters are valid.
 ///
-/// There are two makes of messages, which cannot be swapped with each other. The structs of a
-/// Message() share names. In a copy, and in a message from the other constructor, each struct owns
-/// its names.
+/// There are two sorts of messages, which cannot be swapped with each other. In one, the structs
+/// share names: a Message(). In the other, each struct owns its names: a copy, and a message from
+/// the other constructor.
 #pragma once
 
 #include <memory>
@@ -23,7 +30,7 @@
 #include "tmsg/value/tm_value.h"
 
 struct Tm_index_plan;
-/// A structure of the caller's own. It receives the 8 bytes of the chunk header.
+/// A structure that the caller defines. It has room for the 8 bytes of the chunk header.
 struct message_context;
 
 class TMSG_API Message : public Tm_value,
@@ -32,8 +39,9 @@ class TMSG_API Message : public Tm_value,
 public:
     /// Makes an empty response whose structs share names.
     Message();
-    /// Makes an empty response whose structs own their names. The argument does not matter.
+    /// Makes an empty response whose structs own their names. The argument has no effect.
     explicit Message(Tm_catalog<std::string>* ignored);
+    /// Copies everything but `header`, as clone() does. Opens the files of `other` again.
     Message(Message const& other);
 
     /// Reads a message from list text (see Tm_tcl_decoder). Throws Tm_exception for any other text,
@@ -55,8 +63,8 @@ public:
     std::string const& get_request_name() const { return request_name_; }
     std::string const& get_message_set_name() const { return message_set_name_; }
     std::string const& get_method_name() const { return method_name_; }
-    /// Does nothing unless the message-set name holds a "#". Then the new request name is the text
-    /// before the "#", a dot and the method name.
+    /// When the message-set name has a "#", sets the request name to the text before the "#", a dot
+    /// and the method name. Otherwise does nothing.
     void fix_message_name();
 
     /// Each adds one member to the group, with a copy of the data. A null pointer throws
@@ -77,9 +85,9 @@ public:
     void add_member(TMG group, Tm_name name, Tm_binary const* bytes);
     void add_member(TMG group, Tm_name name, Tm_value const* value);
     void add_member(TMG group, Tm_name name, unsigned char const* data, unsigned int length);
-    /// Adds a file, which is always opened for reading. The last argument does not matter.
+    /// Adds a file, which is opened for reading. The open mode has no effect.
     void add_member(TMG group, Tm_name name, std::string const& path, unsigned int open_mode);
-    /// Takes the value over, and frees it when the call throws.
+    /// Takes ownership of the value, and deletes it when the call throws.
     void add_member_and_own(TMG group, Tm_name name, Tm_value* value);
 
     int get_member_count(TMG group) const;
@@ -89,9 +97,12 @@ public:
     Tm_struct const& get_const_struct(TMG group) const;
     void clear(TMG group);
 
-    /// All four calls throw Tm_type_mismatch_exception unless the message is a fault.
-    /// Setting the code or the string a second time moves it behind the other one and removes all
-    /// further members of the body.
+    /// The code is the int32 "faultCode" of the body, and the string is the string "faultString".
+    /// All four operations throw Tm_type_mismatch_exception unless the message is a fault, and when
+    /// they read a member of another type.
+    /// When the code or the string is set a second time, it moves after the other one, and all
+    /// other
+    /// members of the body are removed.
     void set_fault_code(int code);
     void set_fault_string(char const* text);
     /// Returns -1 when there is no code.
@@ -99,9 +110,11 @@ public:
     /// Returns an empty text when there is no string.
     std::string get_fault_string() const;
 
-    /// Switches names by index on or off. While it is on, each member added to the body records a
-    /// wire index, which is sent instead of its name. It stays off when the environment variable
-    /// QEL_INIT_DISABLE_SEND_MEMBER_STRING was set at the first call in the process.
+    /// Switches names by index on or off. While they are on, each member that is added to the body
+    /// gets a wire index, which is sent instead of its name.
+    /// Does nothing when the environment forbids indexes: when the variable
+    /// QEL_INIT_DISABLE_SEND_MEMBER_STRING was set, to any value, at the first call in the process
+    /// of this or one of the two operations below that index names.
     void set_use_send_member_string(bool use);
     bool get_use_send_member_string() const { return use_send_names_; }
     /// Returns the index catalogue of the body, which the message owns. Returns null while names by
@@ -109,27 +122,27 @@ public:
     Tm_catalog<std::string>* get_send_member_string(TMG group);
     Tm_catalog<std::string> const* get_send_member_string(TMG group) const;
     /// Adds the name table, the array "catalog", to TMG_META. A receiver needs it to read the
-    /// indexes. Does nothing when there is one already or names by index are off.
+    /// indexes. Does nothing when there is a table already or names by index are off.
     void create_send_member_string_meta();
-    /// Switches names by index on for the whole message as it stands:
+    /// Switches names by index on for all members that the message has now:
     ///  - It records wire indexes for every struct of the body.
-    ///  - It puts a name table in place, unless the one there has all names.
-    ///  - It does the same for each nested message that has a name table. Other nested messages are
-    ///    sent with their names.
+    ///  - It adds or replaces the name table, unless there is one that has all names.
+    ///  - It does both for each nested message that has a name table. Other nested messages are
+    ///    sent
+    ///    with their names.
     /// Returns false when the environment forbids indexes or one message has more than 65,536
-    /// names. Throws Tm_out_of_range_exception for a name over 65,535 bytes. Neither changes the
-    /// message. Call it again after members were added.
+    /// names. Throws Tm_out_of_range_exception for a name longer than 65,535 bytes. In both cases
+    /// the message is as before. Call it again after members were added.
     bool index_member_names();
-    /// Makes a received message ready to be sent on. Does the same as index_member_names() for a
-    /// message that has a name table. In a message without one, it does so only for nested messages
-    /// that have a table. Returns what index_member_names() returns, and true when there is no
-    /// table.
+    /// Makes a received message ready to be sent on. Does what index_member_names() does, but only
+    /// for messages that have a name table: this one, and those nested in it. Returns true when
+    /// there is no table, and otherwise what index_member_names() returns.
     bool restore_member_indexes();
-    /// Returns the position in TMG_META of the member that a receiver takes for the name table.
-    /// Returns -1 when there is none.
+    /// Returns the position in TMG_META of the member that a receiver takes for the name table: the
+    /// first one with the name "catalog". Returns -1 when there is none.
     int name_table_position() const;
 
-    /// These exist for callers that expect them. The library keeps no such data.
+    /// These exist for callers that expect them. The library has no such data.
     int get_access_level() const { return 0; }
     int get_user_id() const { return 0; }
     bool need_response() const { return false; }
@@ -137,19 +150,20 @@ public:
     /// Copies the 8 bytes of `header` to the context. Does nothing for null.
     void get_context(message_context* context) const;
 
-    /// Moves the content into a new message of the same make. This message is empty afterwards.
+    /// Returns a new message of the same sort with the content of this one, `header` included. This
+    /// message is an empty response afterwards.
     std::unique_ptr<Message> take_content();
-    /// Exchanges the contents of two messages of the same make. Throws Tm_exception, and exchanges
-    /// nothing, when their makes differ.
+    /// Exchanges the contents of two messages of the same sort, `header` included. Throws
+    /// Tm_exception, and exchanges nothing, when they are of different sorts.
     void swap(Message& other);
-    /// Returns the make: true when each struct owns its names, false when the structs share names.
+    /// Returns the sort: true when each struct owns its names, false when the structs share names.
     bool is_clone() const { return groups_[TMG_META].is_string_catalog_from_internal(); }
 
-    /// Tm_struct(message.shared_names()) makes a struct that shares names, to be added to the
-    /// message. The result is only a tag and need not live as long as the struct.
+    /// Returns a tag: Tm_struct(message.shared_names()) makes a struct that shares names. The
+    /// struct does not refer to the tag or the message afterwards.
     Tm_shared_names const& shared_names() const { return shared_names_; }
 
-    /// The chunk header with which the message came. Tm_chunk_receiver fills it in.
+    /// The header of the last chunk of a received message. Tm_chunk_receiver sets it.
     Tm_header header;
 
 private:

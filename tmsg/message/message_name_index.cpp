@@ -1,7 +1,7 @@
-/// Member names sent by index. A plan first computes the indexes of all structs of a message and
-/// the name table, and then puts them in place at once, so that a failure before changes nothing. A
-/// table that has all the names stays as it is. A nested message that has a table gets its own
-/// plan. A nested message without one is sent with its names.
+/// Member names by index. A plan first computes the indexes of all structs of a message and the
+/// name table. Then it puts them in place without a step that can fail, so that a failure changes
+/// nothing. A table that has all the names stays as it is. A nested message that has a table gets a
+/// plan of its own. A nested message without one is sent with its names.
 #include <algorithm>
 #include <cstdlib>
 #include <list>

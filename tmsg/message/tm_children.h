@@ -1,4 +1,4 @@
-/// Simple walks, without a visitor, over the values of a tree and over its files:
+/// Walks over the values of a tree, and over its files, without a visitor:
 ///
 ///     std::size_t count(Tm_value const& value) {
 ///         std::size_t sum = 1;
@@ -16,7 +16,7 @@
 #include "tmsg/message/message.h"
 #include "tmsg/value/tm_file.h"
 
-/// Calls `visit` with each value in a struct or an array.
+/// Calls `visit` with each value in a struct or an array. Skips empty slots of an array.
 template <class Container, class Visit>
 void tm_for_each_member(Container const& container, Visit visit) {
     int const count = container.get_member_count();
@@ -52,17 +52,17 @@ void tm_for_each_file(Tm_value const& value, Visit const& visit) {
     tm_for_each_child(value, [&](Tm_value const& child) { tm_for_each_file(child, visit); });
 }
 
-/// The library does not remove the received files of a message that the caller owns. The owner of
-/// the message removes them when they are of no more use:
+/// Both remove received files: the files of a tree, or the files that the received_files() of a
+/// decoder lists. They remove only files that this process has received, and leave all others.
+/// They return false when a file cannot be removed. errno then has the reason for the last such
+/// file. A file that does not exist any more is no failure.
+///
+/// The library never removes the received files of a message that the caller owns, so the caller
+/// does:
 ///
 ///     void on_message(std::unique_ptr<Message> message, int, Tm_header const&) {
 ///         use(*message);
 ///         tm_remove_received_files(*message);
 ///     }
-///
-/// Removes the files of a tree, or the files that a decoder's `received_files()` lists. Removes
-/// only files that this process has received; all others stay. Returns false when a file cannot be
-/// removed. errno then holds the reason for the last such file. A file that is gone already is no
-/// failure.
 TMSG_API bool tm_remove_received_files(Tm_value const& received);
 TMSG_API bool tm_remove_received_files(std::vector<std::string> const& paths) noexcept;

@@ -1,4 +1,4 @@
-/// The header of 8 bytes in front of every chunk of a message on the wire:
+/// The header of 8 bytes before every chunk of a message on the wire:
 ///
 ///     byte 0     version, always 0
 ///     byte 1     first chunk (bit 7), last chunk (6), discard eligible (4), length bits 19..16
@@ -8,6 +8,7 @@
 ///     bytes 6-7  sequence number bits 15..0, big-endian
 ///
 /// The extended header has 24 bytes: the same 8 bytes with version 2, then a signature of 16 bytes.
+/// Tm_chunk_sender and Tm_chunk_receiver do not use it.
 #pragma once
 
 #include "tmsg/export.h"
@@ -21,17 +22,18 @@ struct TM_HEADER_2 {
     unsigned char signature[16];
 };
 
-/// "KVOC". The rest of the signature field is zero.
+/// "KVOC", the first 4 bytes of the signature. The other 12 bytes are zero.
 extern TMSG_API char const* const KVO_TEVDAR_SIGNATURE;
 
-/// Setters change only the bits of their field. They cut a number that is too large to the low
-/// bits.
+/// The plain header. A setter changes only the bits of its field. It takes the low bits of a number
+/// that is too large.
 class TMSG_API Tm_header {
 public:
+    /// The largest payload length and the largest sequence number that the header can hold.
     static constexpr unsigned int MAX_LENGTH = 0xFFFFF;
     static constexpr unsigned int MAX_SEQ_NO = 0x7FFFFF;
 
-    /// Makes a header whose bytes are all zero.
+    /// Makes a header of zero bytes.
     Tm_header();
 
     void set_first_chunk(bool value);
@@ -49,14 +51,17 @@ public:
     void set_seq_no(unsigned int seq_no);
     unsigned int get_seq_no() const;
 
+    /// Returns the number of bytes of the header, 8.
     unsigned int get_size() const { return sizeof(TM_HEADER); }
+    /// Returns the bytes as they are on the wire.
     TM_HEADER const& record() const { return record_; }
 
     Tm_header& operator=(TM_HEADER const& record);
+    /// Copies the first 8 bytes.
     Tm_header& operator=(TM_HEADER_2 const& record);
     void swap(Tm_header& other) noexcept;
 
-    /// Prints the header on standard output.
+    /// Both print the header on standard output. The second prints a line with `where` before it.
     void show() const;
     void show(char const* where) const;
 
@@ -67,7 +72,8 @@ private:
     TM_HEADER record_ = {};
 };
 
-/// The extended header. Assigning a plain header overwrites the first 8 bytes, also the version.
+/// The extended header. Assigning a plain header overwrites the first 8 bytes, the version
+/// included.
 /// Every assignment returns a copy of the whole record.
 class TMSG_API Tm_header_2 {
 public:
@@ -78,7 +84,9 @@ public:
     TM_HEADER_2 operator=(Tm_header const& header);
     TM_HEADER_2 operator=(TM_HEADER_2 const& record);
 
+    /// Returns the number of bytes of the header, 24.
     unsigned int get_size() const { return sizeof(TM_HEADER_2); }
+    /// Returns the bytes as they are on the wire.
     TM_HEADER_2 const& record() const { return record_; }
 
 private:

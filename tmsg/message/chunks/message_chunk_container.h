@@ -17,18 +17,18 @@ public:
     MessageChunkContainer& operator=(MessageChunkContainer const&) = delete;
     ~MessageChunkContainer();
 
-    /// Returns null when there is no such message. With `remove` the message leaves the container,
-    /// and the caller owns it. Otherwise the pointer is valid until the message leaves.
+    /// Returns the message, or null when there is no such message. With `remove`, the message
+    /// leaves
+    /// the container and the caller owns it. Otherwise the container still owns it.
     MessageChunk* findChunk(unsigned int seq_no, int const& originator, bool remove);
-    /// Takes the message over, and frees it when the call throws. A message with the same sequence
-    /// number and originator leaves the container and is not deleted: its pointer is the caller's
-    /// again. Always returns 0.
+    /// Takes ownership of the message, and deletes it when the call throws. A message with the same
+    /// sequence number and originator leaves the container and is not deleted: the caller owns it.
+    /// `chunk` must not be null. Always returns 0.
     int putChunk(MessageChunk* chunk);
     /// Deletes the message and returns 0. Returns -1 when it is not in the container.
     int removeChunk(MessageChunk* chunk);
 
-    /// Counts one collection of garbage for every message. Deletes the messages for which it is the
-    /// 20th since their last data.
+    /// Calls timeout() of every message, and deletes those for which it returns true.
     void collectGarbage();
     /// Does the same, but passes those messages to `take` as std::unique_ptr. `take` must not
     /// throw.
@@ -43,8 +43,8 @@ public:
             }
         }
     }
-    /// Takes every message of the originator out and passes it to `take` as std::unique_ptr. `take`
-    /// must not throw.
+    /// Passes every message of the originator to `take` as std::unique_ptr. The messages leave the
+    /// container. `take` must not throw.
     template <class Take>
     void takeAllOf(int originator, Take take) {
         auto at = chunks_.lower_bound({originator, 0});
@@ -53,15 +53,17 @@ public:
             at = chunks_.erase(at);
         }
     }
+    /// Returns the number of messages.
     std::size_t size() const { return chunks_.size(); }
-    /// Calls `visit` with every message, a MessageChunk&.
+    /// Calls `visit` with every message, as a MessageChunk&.
     template <class Visit>
     void forEach(Visit visit) const {
         for (auto const& held : chunks_) visit(*held.second);
     }
 
 private:
-    /// Originator and sequence number, in this order: messages of one originator stand together.
+    /// Originator and sequence number, in this order, so that takeAllOf() finds the messages of one
+    /// originator side by side.
     using Key = std::pair<int, unsigned int>;
 
     std::map<Key, std::unique_ptr<MessageChunk>> chunks_;
