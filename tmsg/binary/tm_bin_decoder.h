@@ -1,4 +1,4 @@
-/// The decoders of the binary form that build values.
+/// The decoders of the wire form that build values. tm_bin_decoder_base.h shows how to use them.
 #pragma once
 
 #include <memory>
@@ -10,7 +10,7 @@
 
 class Message;
 
-/// Decodes one message at a time. The decoder owns the message until it is released.
+/// Decodes one message at a time. The decoder owns the message until release_msg().
 class TMSG_API Tm_bin_decoder : public Tm_bin_decoder_base {
 public:
     explicit Tm_bin_decoder(long capacity, Tm_limits const& limits = {});
@@ -19,15 +19,15 @@ public:
     /// Destroys the message unless it was released, and begins a new one.
     void init() override;
 
-    /// Returns the message under construction. It may be read, but not changed before it is
-    /// complete. It is valid until init() or the destructor. Returns null after release_msg().
+    /// Returns the message as far as it has arrived. It must not be changed before it is complete.
+    /// It is valid until init() or the destructor. Returns null after release_msg().
     Message* message() const { return message_.get(); }
     /// Returns the message, which the caller owns from now on. The decoder ignores all further
     /// input until init().
     Message* release_msg();
 
-    /// Returns the paths of the files that were received completely so far.
-    /// tm_remove_received_files() takes them.
+    /// Returns the paths of the files that were received completely since init(). The decoder does
+    /// not remove these files: pass the paths to tm_remove_received_files().
     std::vector<std::string> const& received_files() const;
     /// Returns the bytes of files received so far, also of files that are not complete.
     unsigned long file_bytes() const;
@@ -40,8 +40,8 @@ private:
 
 class Tm_array;
 
-/// Decodes top-level values, one after another, into an array that the decoder owns. The limit on
-/// the bytes of a message starts anew with each value.
+/// Decodes top-level values, one after another, into an array that the decoder owns. Each limit on
+/// a message counts for one top-level value.
 class TMSG_API Tm_bin_array_decoder : public Tm_bin_decoder_base {
 public:
     explicit Tm_bin_array_decoder(long capacity, Tm_limits const& limits = {});
@@ -53,7 +53,7 @@ public:
     /// Returns the array, which is valid until init() or the destructor.
     Tm_array* array() const { return array_.get(); }
 
-    /// Returns the paths of the files that were received completely so far.
+    /// Does what Tm_bin_decoder::received_files() does.
     std::vector<std::string> const& received_files() const;
 
 private:

@@ -15,11 +15,11 @@
 
 namespace {
 
-/// No item that waits for the rest of its bytes is longer: a head, or a piece.
+/// The most bytes of a head or a piece, for which the decoder may have to wait.
 constexpr std::size_t longest_rest = tm_piece_size;
-/// The longest tag with the bytes that belong to it.
+/// The most bytes that tm_head_size() returns.
 constexpr long longest_head = 9;
-/// More than any input, and small enough to add to.
+/// More bytes than any input has, and few enough that a sum with them does not overflow.
 constexpr unsigned long most_room = 1UL << 62;
 
 }  // namespace
@@ -49,7 +49,7 @@ Tm_creator& Tm_bin_decoder_base::build(std::unique_ptr<Tm_own_creator> creator) 
     return *own_creator_;
 }
 
-/// Makes room in the buffer of the capacity.
+/// Moves the positions as add_to_buffer() would.
 void Tm_bin_decoder_base::count_in(long length) {
     if (length > capacity_ - end_) pack_buffer();
     end_ += length;
@@ -64,7 +64,7 @@ bool Tm_bin_decoder_base::add_to_buffer(unsigned char const* data, long length) 
     return true;
 }
 
-/// Appends to the input that waits.
+/// Appends input to the buffer.
 void Tm_bin_decoder_base::keep(unsigned char const* data, std::size_t size) {
     buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(front_));
     front_ = 0;
@@ -75,13 +75,13 @@ void Tm_bin_decoder_base::keep(unsigned char const* data, std::size_t size) {
     buffer_.insert(buffer_.end(), data, data + size);
 }
 
-/// Makes the text of an exception the error, because some of the input is lost then.
+/// Makes the text of an exception the error text, because a part of the input is lost then.
 template <class Operation>
 void Tm_bin_decoder_base::failing_with_exceptions(Operation operation) {
     try {
         operation();
     } catch (std::exception const& failure) {
-        // This text stays when there is no memory for the other one.
+        // This text stays if there is no memory for the other one.
         set_error(std::bad_alloc().what());
         buffer_.clear();
         front_ = 0;
@@ -121,7 +121,7 @@ void Tm_bin_decoder_base::decode_buffer() {
 }
 
 void Tm_bin_decoder_base::feed_slice(unsigned char const* data, std::size_t size) {
-    // An item whose beginning waits is completed in the buffer.
+    // An item whose first part is in the buffer is completed there.
     while (front_ < buffer_.size() && size > 0) {
         std::size_t const added = std::min(size, longest_rest);
         keep(data, added);
@@ -137,7 +137,7 @@ void Tm_bin_decoder_base::feed_slice(unsigned char const* data, std::size_t size
     keep(data + done, size - done);
 }
 
-/// Returns how many bytes were decoded; less than all when an incomplete item remains.
+/// Returns the number of bytes that were decoded. The others wait for more input.
 std::size_t Tm_bin_decoder_base::decode_at(unsigned char const* data, std::size_t size) {
     is_waiting_ = false;
     from_ = data;
@@ -177,8 +177,7 @@ void Tm_bin_decoder_base::decode_items() {
     }
 }
 
-/// Decodes complete items that the creator takes in one step. Stops in front of the first other
-/// item.
+/// Decodes complete items that the creator takes in one step. Stops before the first other item.
 void Tm_bin_decoder_base::decode_whole_items(Tm_own_creator& creator) {
     if (!creator.error().empty()) return;
     unsigned char const* at = at_;
@@ -217,7 +216,7 @@ Tm_bin_decoder_base::Step Tm_bin_decoder_base::take_step() {
     }
 }
 
-/// Takes the next tag with all bytes of its event, and the first piece behind a length.
+/// Decodes the head of the next item, and the first piece of its contents.
 Tm_bin_decoder_base::Step Tm_bin_decoder_base::take_item() {
     unsigned char const tag = *at_;
     long const tag_position = position();
@@ -239,7 +238,7 @@ Tm_bin_decoder_base::Step Tm_bin_decoder_base::take_item() {
     return state_ == State::within_item ? pass_piece() : Step::advanced;
 }
 
-/// Replays one item, whose head is complete.
+/// Sends the events of the head of an item, which is complete.
 void Tm_bin_decoder_base::act_on(unsigned char tag, long head) {
     unsigned char const* const item = at_;
     switch (tag) {
@@ -304,8 +303,8 @@ void Tm_bin_decoder_base::enter_item(long head, std::uint32_t length) {
     total_ = length;
 }
 
-/// Passes the next piece on if it is there entirely, so that pieces do not depend on how the
-/// input was cut. The library's own creator takes as many of them at once as there are.
+/// Sends the next piece once all of it has arrived, so that pieces do not depend on how the input
+/// was cut. The library's own creator takes all pieces that have arrived at once.
 Tm_bin_decoder_base::Step Tm_bin_decoder_base::pass_piece() {
     std::uint32_t const left = total_ - passed_;
     std::uint32_t piece = std::min(left, tm_piece_size);
@@ -323,7 +322,7 @@ Tm_bin_decoder_base::Step Tm_bin_decoder_base::pass_piece() {
     passed_ += piece;
     at_ += piece;
     if (passed_ == total_) state_ = State::between_items;
-    // A rejected piece is reported with the next item. Only a piece without room is reported here.
+    // A refused piece is reported with the next item. Only a piece without room is reported here.
     bool const has_no_room =
         item_tag_ == TM_TAG_FILE || (own_creator_ != nullptr && own_creator_->is_exhausted());
     if (!has_no_room || creator_->error().empty()) return Step::advanced;

@@ -1,6 +1,6 @@
-/// Reads the binary wire form and replays it as events of a creator. A derived class chooses the
-/// creator. Pass the input to feed(), in pieces of any size, and call finalize() after the last
-/// one. init() makes the decoder ready for the next message, also after an error or an exception.
+/// Reads the wire form and sends it as events to a creator, which a derived class chooses. Pass the
+/// input to feed(), in pieces of any size, and call finalize() after the last piece. init() makes
+/// the decoder ready for the next message, also after an error or an exception.
 ///
 ///     Tm_bin_decoder decoder(4096);
 ///     decoder.feed(data, size);
@@ -8,15 +8,15 @@
 ///     if (decoder.error().empty()) use(std::unique_ptr<Message>(decoder.release_msg()));
 ///
 /// add_to_buffer() and decode() do the same as feed() in two steps, with one more copy of the
-/// input. When a piece ends within an item, the begun part of the item waits in the decoder's
+/// input. When a piece ends within an item, the decoder keeps the first part of the item in its
 /// buffer.
 ///
 /// Bad input, and input beyond the limits, sets an error text that stays until init(). The decoder
-/// then ignores all further input. It throws only std::bad_alloc and these exceptions, whose text
-/// also becomes the error text:
-///  - Tm_file_open_exception and Tm_file_mapping_exception for a received file
-///  - std::out_of_range for a wire index that the name table does not have
-///  - Tm_type_mismatch_exception for a name table that is not an array of strings
+/// then ignores all further input. feed(), add_to_buffer() and decode() throw only std::bad_alloc
+/// and these exceptions. The text of an exception also becomes the error text.
+///  - Tm_file_open_exception, Tm_file_mapping_exception: the file of a file value cannot be made
+///  - std::out_of_range: the name table does not have a wire index
+///  - Tm_type_mismatch_exception: the name table is not an array of strings
 #pragma once
 
 #include <cstddef>
@@ -34,11 +34,13 @@ class Tm_own_creator;
 
 class TMSG_API Tm_bin_decoder_base {
 public:
-    /// The bytes that the buffer can take beyond its capacity.
+    /// The number of bytes that the buffer can hold beyond its capacity.
     static constexpr long EXTRA_CAPACITY = 128;
 
-    /// `capacity` is the bytes that add_to_buffer() can take, at most. It may be smaller than the
-    /// message. Error texts name positions in a buffer of this capacity.
+    /// `capacity` is the size of the buffer for add_to_buffer(), in bytes. It may be smaller than
+    /// the message. A negative capacity counts as 0. Positions in error texts depend on it: they
+    /// are
+    /// positions in a buffer of this capacity, also for feed().
     explicit Tm_bin_decoder_base(long capacity, Tm_limits const& limits = {});
     Tm_bin_decoder_base(Tm_bin_decoder_base const&) = delete;
     Tm_bin_decoder_base& operator=(Tm_bin_decoder_base const&) = delete;
@@ -49,16 +51,20 @@ public:
     /// Call it after the last input. It sets an error text when the message is incomplete.
     virtual void finalize();
 
-    /// Decodes input of any length without copying it first. The bytes are not needed after the
-    /// call. Returns what decode() returns.
+    /// Decodes input of any length without copying it first. `data` must be valid during the call
+    /// only. Returns what decode() returns.
     bool feed(unsigned char const* data, std::size_t size);
 
-    /// Copies the bytes into the buffer. Returns false, and copies nothing, when they do not fit.
+    /// Copies the bytes into the buffer. Returns false, and copies nothing, when they do not fit or
+    /// `length` is negative.
     bool add_to_buffer(unsigned char const* data, long length);
-    /// Moves unread bytes to the front of the buffer.
+    /// Makes room in the buffer: moves the bytes that are not decoded yet to its front.
+    /// add_to_buffer() calls it when it needs room.
     void pack_buffer();
-    /// Sends the events of all complete items in the buffer to the creator. Returns false when an
-    /// incomplete item remains.
+    /// Sends the events of all complete items in the buffer to the creator, and of the complete
+    /// pieces of the last item. Returns false when bytes are left that wait for more input, and
+    /// true
+    /// in all other cases, also after an error.
     bool decode();
 
     /// Sets the error text, so that the decoder ignores all further input.
@@ -68,31 +74,34 @@ public:
 
     /// Returns the error text, which is empty when there is no error.
     std::string const& error() const { return error_; }
-    /// Returns 0 between items, 1 within the bytes of an item, 2 after an error.
+    /// Returns 0 between items, 1 within the contents of an item, 2 after an error.
     int state() const { return static_cast<int>(state_); }
-    /// Both return positions in the buffer, in bytes. pack_buffer() changes them.
+    /// Returns the position in the buffer of the first byte that is not decoded yet. pack_buffer()
+    /// changes it.
     long read_position() const { return read_; }
+    /// Returns the position after the last byte in the buffer. pack_buffer() changes it.
     long end_position() const { return end_; }
-    /// Returns the first byte of the current item, or of the item that failed, counted in the whole
-    /// input since init().
+    /// Returns the position of the first byte of the last item that was begun, or of the item that
+    /// failed, in the whole input since init().
     long item_offset() const { return item_offset_; }
 
 protected:
-    /// Ignores all further input until init(). A decoder that gives its result away calls it.
+    /// Makes the decoder ignore all further input until init(). A derived class calls it when it
+    /// gives its result to the caller.
     void seal() { sealed_ = true; }
-    /// Makes the limit on the bytes of a message count for each top-level value, not for the whole
-    /// input.
+    /// Makes Tm_limits::max_message_bytes count for each top-level value, not for the whole input.
     void limit_each_value() { limits_each_value_ = true; }
-    /// Makes this creator, one of the library's own, build the values.
+    /// Sets creator_ to one of the library's own creators, which takes whole items. Returns it.
     Tm_creator& build(std::unique_ptr<Tm_own_creator> creator);
 
     Tm_limits const& limits() const { return limits_; }
 
+    /// Gets the events. A derived class must set it before the first input.
     std::unique_ptr<Tm_creator_base> creator_;
 
 private:
     enum class State { between_items, within_item, failed };
-    /// The end of a step of decoding: the next step can follow, bytes are missing, or it failed.
+    /// The result of a step of decoding: the next step can follow, bytes are missing, or it failed.
     enum class Step { advanced, needs_bytes, failed };
 
     void count_in(long length);
@@ -115,17 +124,17 @@ private:
     Step pass_piece();
 
     long available() const { return stop_ - at_; }
-    /// Returns the position of the next byte as error texts name it.
+    /// Returns the position of the next byte, as in error texts.
     long position() const { return read_ + (at_ - from_); }
 
     Tm_limits limits_;
     long capacity_;
     std::vector<unsigned char> buffer_;  ///< input that is not decoded yet, from front_ on
     std::size_t front_ = 0;
-    // Positions as if all input went through a buffer of the capacity. Error texts name them.
+    // Positions as they would be if all input went through a buffer of the capacity.
     long read_ = 0;
     long end_ = 0;
-    long packed_ = 0;  ///< bytes of the message before that buffer
+    long packed_ = 0;  ///< bytes of the input before that buffer
     // The input that is being decoded.
     unsigned char const* from_ = nullptr;
     unsigned char const* at_ = nullptr;

@@ -15,7 +15,7 @@
 
 namespace {
 
-/// An event that starts below the chunk size may run past it by this much.
+/// The most bytes by which an event of the library may pass the chunk size.
 constexpr unsigned int slack = 128;
 
 void check_at_least(char const* label, int value, int low) {

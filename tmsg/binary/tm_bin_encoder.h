@@ -1,5 +1,5 @@
-/// Writes events in the binary wire form into a buffer of one chunk. When the chunk is full, the
-/// encoder refuses the next event, and the walk stops until continue_fill():
+/// Writes events in the wire form into a buffer of one chunk. When the chunk is full, the encoder
+/// refuses the next event, and the walk stops until continue_fill():
 ///
 ///     encoder.begin_fill();
 ///     while (!message.accept(encoder)) {
@@ -8,14 +8,16 @@
 ///     // ship the rest, fill_position() bytes; the last event may have passed the chunk size
 ///
 /// Tm_chunk_sender and tm_encode_pieces() do all that.
-/// An event that begins before the chunk size is written whole, so the fill position may pass it.
-/// The encoder does not check lengths: it writes a wrong length for a string or name over 65,535
-/// bytes.
+/// The encoder writes the whole of an event that begins before the chunk size, so the fill position
+/// may pass the chunk size.
+/// The encoder does not check lengths: it writes a wrong length for a string or name longer than
+/// 65,535 bytes.
 ///
-/// The encoder reads a file that is not mapped through its descriptor, ahead of its pieces. It does
-/// not use or move the descriptor's position. Only in an object of a derived class it sets the
-/// position to 0 when a file begins, so that the class can read from there. A piece that cannot be
-/// read throws Tm_file_read_exception. A piece behind the end of the file writes nothing.
+/// A file that is not mapped is read through its descriptor. The encoder does not use or move the
+/// position of the descriptor. Only an object of a class that you derive sets the position to 0
+/// when
+/// a file begins, so that the class can read from there. A piece that cannot be read throws
+/// Tm_file_read_exception. A piece after the end of the file writes nothing.
 #pragma once
 
 #include <memory>

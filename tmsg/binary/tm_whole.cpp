@@ -21,7 +21,7 @@ bool tm_feed(Tm_bin_decoder_base& decoder, unsigned char const* data, std::size_
     } catch (std::bad_alloc const&) {
         throw;
     } catch (std::exception const&) {
-        // The decoder has made its text the error.
+        // The decoder has made the text of the exception its error text.
     }
     return decoder.error().empty();
 }

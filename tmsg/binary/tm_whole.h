@@ -7,8 +7,8 @@
 ///         return write(data, size);
 ///     });
 ///
-/// Both write the binary wire form, and throw for names that it cannot carry. Tm_chunk_sender adds
-/// chunk headers. tm_encode_pieces() drives an encoder of the caller, also one for XML:
+/// Both write the wire form, and throw for names that are too long for it. Tm_chunk_sender adds
+/// chunk headers. tm_encode_pieces() uses an encoder of the caller, which may be one for XML:
 ///
 ///     Tm_xml_file_size_encoder encoder(65536);
 ///     tm_encode_pieces(message, encoder, [&](char const* data, std::size_t size, bool) {
@@ -16,13 +16,13 @@
 ///         return true;
 ///     });
 ///
-/// Input of any length is decoded in the same way. Every failure is an error text or an exception.
+/// tm_decode() decodes input that is in memory as a whole:
 ///
 ///     Tm_bin_decoder decoder(4096);
 ///     tm_decode(decoder, bytes);  // throws unless this is one message
 ///     use(std::unique_ptr<Message>(decoder.release_msg()));
 ///
-/// When the input comes in pieces, finalize() tells the decoder its end:
+/// tm_feed() decodes input that comes in pieces. finalize() then checks that it is complete:
 ///
 ///     while (std::size_t const size = read_some(data)) {
 ///         if (!tm_feed(decoder, data, size)) return report(decoder.error());
@@ -43,10 +43,10 @@
 
 class Tm_bin_decoder_base;
 
-/// Walks the value through a Tm_bin_encoder or a Tm_xml_encoder, which the caller owns.
+/// Encodes the value with a Tm_bin_encoder or a Tm_xml_encoder, which the caller owns.
 /// Calls `ship(data, size, is_last)` with each piece. The data is valid during the call. Every
-/// piece but the last has the encoder's chunk size. When `ship` returns false, stops and returns
-/// false. Throws what the encoder and `ship` throw. The value must not change meanwhile.
+/// piece but the last has the chunk size of the encoder. When `ship` returns false, stops and
+/// returns false. Throws what the encoder and `ship` throw. The value must not change meanwhile.
 template <class Encoder, class Ship>
 bool tm_encode_pieces(Tm_value const& value, Encoder& encoder, Ship ship) {
     encoder.begin_fill();
@@ -66,13 +66,13 @@ using Tm_byte_sink = std::function<bool(unsigned char const* data, std::size_t s
 
 /// Passes the wire form to the sink in pieces of `piece_size` bytes. The last piece may be shorter.
 /// Returns false when the sink returned false.
-/// Throws Tm_out_of_range_exception, before the first piece, for a method or member name over
+/// Before the first piece, throws Tm_out_of_range_exception for a method or member name longer than
 /// 65,535 bytes and for a piece size below 1. Throws Tm_file_read_exception when a file cannot be
-/// read or has become shorter.
+/// read or has become shorter, and what the sink throws.
 TMSG_API bool tm_encode(Tm_value const& value, Tm_byte_sink const& sink, int piece_size = 1 << 14);
 
 /// Appends the wire form to a std::string, a vector of bytes or the like. Throws what tm_encode()
-/// throws; the buffer is then as before.
+/// throws, and then leaves `bytes` as before.
 template <class Bytes>
 void tm_encode_into(Bytes& bytes, Tm_value const& value) {
     auto const before = bytes.size();
@@ -87,14 +87,15 @@ void tm_encode_into(Bytes& bytes, Tm_value const& value) {
     }
 }
 
-/// Decodes the next bytes. Returns false when the decoder has failed, now or before; its error()
-/// then has the reason. An exception of the decoder is such a failure, too. Throws only
-/// std::bad_alloc.
+/// Decodes the next bytes. Returns false when the decoder has an error text, from this call or an
+/// earlier one. An exception of the decoder becomes its error text. Throws only std::bad_alloc.
 TMSG_API bool tm_feed(Tm_bin_decoder_base& decoder, unsigned char const* data, std::size_t size);
 
-/// Decodes the whole input with a Tm_bin_decoder or a Tm_bin_array_decoder, which must be new or
-/// had no input since init(). Throws Tm_exception with the decoder's error text for input that is
-/// bad or incomplete. When it throws, it first removes the files that the input brought.
+/// Decodes a whole input with a Tm_bin_decoder or a Tm_bin_array_decoder, which must be new or must
+/// have had no input since init(). Throws Tm_exception with the error text of the decoder for input
+/// that is bad or incomplete, and std::bad_alloc. Before it throws, removes the files that the
+/// input
+/// brought.
 template <class Decoder>
 void tm_decode(Decoder& decoder, std::string_view bytes) {
     try {

@@ -9,9 +9,9 @@
 
 namespace {
 
-/// Twice as much gains nothing.
+/// The bytes to read ahead. Twice as many are not faster.
 constexpr std::size_t usual_size = 1 << 17;
-/// This many bytes or more are read straight to where they are wanted.
+/// This many bytes or more are read straight into the memory of the caller.
 constexpr std::size_t direct_size = 1 << 15;
 
 }  // namespace
@@ -28,7 +28,7 @@ long Tm_read_ahead::read(void* to, unsigned int length) {
     return static_cast<long>(length);
 }
 
-/// Reads from behind the bytes that were read ahead.
+/// Copies the bytes that were read ahead, and reads the others from the file.
 long Tm_read_ahead::read_directly(char* to, std::size_t length) {
     std::size_t filled = std::min(last_ - first_, length);
     std::size_t const read_before = filled;
@@ -45,7 +45,7 @@ long Tm_read_ahead::read_directly(char* to, std::size_t length) {
     return static_cast<long>(length);
 }
 
-/// Reads once, as much as there is room for. Returns what the system did.
+/// Reads once, as much as there is room for. Returns what the system call returned.
 long Tm_read_ahead::fill() {
     std::memmove(bytes_.data(), bytes_.data() + first_, last_ - first_);
     last_ -= first_;

@@ -1,4 +1,4 @@
-/// The steps of the binary decoder.
+/// Sends items of the wire form to a creator.
 #pragma once
 
 #include <cstdint>
@@ -9,17 +9,17 @@
 #include "tmsg/creator/tm_creator_base.h"
 #include "tmsg/value/tm_wire.h"
 
-/// Passes complete items as events to any creator. `at` points to the tag of the item. Each
-/// function returns false for a tag of another kind. The creator's error text shows a refused
-/// event.
+// Complete items as events, for any creator. `at` points to the tag of the item. A function that
+// returns bool returns false for a tag of another kind. The error text of the creator shows whether
+// it refused the event.
 
-/// Returns the number behind a tag.
+/// Returns the number after a tag.
 template <class Unsigned>
 Unsigned tm_number_of(unsigned char const* at) {
     return tm_get_big_endian<Unsigned>(at + 1);
 }
 
-/// Passes a value of fixed size.
+/// Sends a value of fixed size.
 inline bool tm_replay_scalar(unsigned char const* at, Tm_creator_base& creator) {
     // clang-format off
     switch (*at) {
@@ -38,7 +38,7 @@ inline bool tm_replay_scalar(unsigned char const* at, Tm_creator_base& creator) 
     // clang-format on
 }
 
-/// Passes the begin or end of a message, struct or array, and the end of a member.
+/// Sends the begin or end of a message, struct or array, or the end of a member.
 inline bool tm_replay_bracket(unsigned char tag, Tm_creator_base& creator) {
     // clang-format off
     switch (tag) {
@@ -58,7 +58,7 @@ inline bool tm_replay_bracket(unsigned char tag, Tm_creator_base& creator) {
     // clang-format on
 }
 
-/// Passes the next bytes of an item with a length. Any unknown tag counts as a method name.
+/// Sends the next bytes of an item with a length. Every other tag counts as that of a method name.
 inline void tm_replay_piece(unsigned char tag, char const* data, unsigned int length,
                             Tm_creator_base& creator) {
     // clang-format off
@@ -72,9 +72,10 @@ inline void tm_replay_piece(unsigned char tag, char const* data, unsigned int le
     // clang-format on
 }
 
-/// Decodes faster: the library's own creator takes whole items in one step. Each function returns
-/// the bytes of the item that the creator took. It returns 0 when the creator did not take it or
-/// the item is not complete.
+// Whole items in one step, which is faster, for the library's own creator. Each function returns
+// the number of bytes of the item. It returns 0 when the item is not complete, or the creator did
+// not take it. `left` is the number of bytes from `at` on.
+
 template <class Plain>
 long tm_take_plain(unsigned char const* at, long left, Tm_own_creator& creator) {
     constexpr long size = 1 + sizeof(Plain);

@@ -15,7 +15,7 @@ void check_length(std::size_t length) {
 
 }  // namespace
 
-/// Looks only at names and at values on the heap, which alone have names.
+/// Looks only at names, and at values on the heap, because other values have no names.
 struct Tm_name_lengths {
     static void check(Tm_value const& value) {
         switch (value.get_value_type()) {
@@ -60,7 +60,7 @@ void tm_check_name_lengths(Tm_value const& value) { Tm_name_lengths::check(value
 
 Tm_whole_file_encoder::Tm_whole_file_encoder(int chunk_size, int header_size)
     : Tm_bin_encoder(chunk_size, header_size) {
-    // Files of which only the descriptor is known are never written by others.
+    // The override below is no operation on bytes in memory.
     take_wire_room(typeid(Tm_whole_file_encoder));
 }
 

@@ -1,4 +1,4 @@
-/// The checks that keep an encoder from sending bytes that nobody can decode.
+/// The checks that prevent an encoder from sending bytes that nobody can decode.
 #pragma once
 
 #include "tmsg/binary/tm_bin_encoder.h"
