@@ -39,8 +39,7 @@ public:
 
     /// `capacity` is the size of the buffer for add_to_buffer(), in bytes. It may be smaller than
     /// the message. A negative capacity counts as 0. Positions in error texts depend on it: they
-    /// are
-    /// positions in a buffer of this capacity, also for feed().
+    /// are positions in a buffer of this capacity, also for feed().
     explicit Tm_bin_decoder_base(long capacity, Tm_limits const& limits = {});
     Tm_bin_decoder_base(Tm_bin_decoder_base const&) = delete;
     Tm_bin_decoder_base& operator=(Tm_bin_decoder_base const&) = delete;
@@ -63,8 +62,7 @@ public:
     void pack_buffer();
     /// Sends the events of all complete items in the buffer to the creator, and of the complete
     /// pieces of the last item. Returns false when bytes are left that wait for more input, and
-    /// true
-    /// in all other cases, also after an error.
+    /// true in all other cases, also after an error.
     bool decode();
 
     /// Sets the error text, so that the decoder ignores all further input.

@@ -15,8 +15,7 @@
 ///
 /// A file that is not mapped is read through its descriptor. The encoder does not use or move the
 /// position of the descriptor. Only an object of a class that you derive sets the position to 0
-/// when
-/// a file begins, so that the class can read from there. A piece that cannot be read throws
+/// when a file begins, so that the class can read from there. A piece that cannot be read throws
 /// Tm_file_read_exception. A piece after the end of the file writes nothing.
 #pragma once
 

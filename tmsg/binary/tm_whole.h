@@ -94,8 +94,7 @@ TMSG_API bool tm_feed(Tm_bin_decoder_base& decoder, unsigned char const* data, s
 /// Decodes a whole input with a Tm_bin_decoder or a Tm_bin_array_decoder, which must be new or must
 /// have had no input since init(). Throws Tm_exception with the error text of the decoder for input
 /// that is bad or incomplete, and std::bad_alloc. Before it throws, removes the files that the
-/// input
-/// brought.
+/// input brought.
 template <class Decoder>
 void tm_decode(Decoder& decoder, std::string_view bytes) {
     try {

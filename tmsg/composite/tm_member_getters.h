@@ -1,5 +1,5 @@
-/// The typed getters by position and by name, written once for structs and messages. The getters
-/// of a message have the group as the first argument:
+/// The typed getters by position and by name, written once for structs and messages. The getters of
+/// a message have the group as the first argument:
 ///
 ///     int count = record.get_member_int32("count");
 ///     int same = message.get_member_int32(Message::TMG_BODY, "count");

@@ -8,8 +8,7 @@
 /// struct copies no name.
 /// Each name has a slot, which is empty at first. A member is set by the position of its slot.
 /// Getters, equals() and accept() throw Tm_name_not_found_exception, with the name of the slot,
-/// when
-/// they reach an empty slot. Only the get_value() that is not const returns null for it.
+/// when they reach an empty slot. Only the get_value() that is not const returns null for it.
 /// A position without a slot throws Tm_out_of_range_exception.
 #pragma once
 
@@ -55,9 +54,8 @@ public:
     /// there is none.
     int add_name(std::string const& name) const;
     /// Adds the name of slot i to the index catalogue and appends its wire index to the list of
-    /// wire
-    /// indexes. Call it for each slot in order, because the first index is sent for slot 0. Does
-    /// nothing when `index` is null.
+    /// wire indexes. Call it for each slot in order, because the first index is sent for slot 0.
+    /// Does nothing when `index` is null.
     void add_name_index(int i, Index* index);
 
     using Tm_member_adders<Tm_prenamed_struct, int>::add_member;

@@ -17,8 +17,7 @@
 
 /// The place of one value in a container. An integer, double, bool or string that the library makes
 /// is in the slot itself. Any other value is on the heap, and the slot has a pointer to it. The
-/// slot
-/// does not know its kind and does not own the value: its container does both.
+/// slot does not know its kind and does not own the value: its container does both.
 struct alignas(8) Tm_slot {
     static constexpr std::size_t pointer_size = sizeof(void*);
 

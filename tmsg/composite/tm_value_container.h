@@ -39,9 +39,9 @@ public:
     }
 
     /// `push_...` appends a slot, and `set_...` replaces and destroys the value in a slot.
-    /// `..._own`
-    /// takes ownership of the value, which may be null, and deletes it when the call throws.
-    /// `..._copy` stores a clone, and throws Tm_exception for null. Each returns the stored value.
+    /// `..._own` takes ownership of the value, which may be null, and deletes it when the call
+    /// throws. `..._copy` stores a clone, and throws Tm_exception for null. Each returns the stored
+    /// value.
     Tm_value* push_and_copy(Tm_value const* value);
     Tm_value* push_and_own(Tm_value* value);
     Tm_value* set_and_copy(int position, Tm_value const* value);

@@ -101,8 +101,7 @@ public:
     /// All four operations throw Tm_type_mismatch_exception unless the message is a fault, and when
     /// they read a member of another type.
     /// When the code or the string is set a second time, it moves after the other one, and all
-    /// other
-    /// members of the body are removed.
+    /// other members of the body are removed.
     void set_fault_code(int code);
     void set_fault_string(char const* text);
     /// Returns -1 when there is no code.
@@ -128,8 +127,7 @@ public:
     ///  - It records wire indexes for every struct of the body.
     ///  - It adds or replaces the name table, unless there is one that has all names.
     ///  - It does both for each nested message that has a name table. Other nested messages are
-    ///    sent
-    ///    with their names.
+    ///    sent with their names.
     /// Returns false when the environment forbids indexes or one message has more than 65,536
     /// names. Throws Tm_out_of_range_exception for a name longer than 65,535 bytes. In both cases
     /// the message is as before. Call it again after members were added.

@@ -9,8 +9,8 @@ namespace {
 
 constexpr unsigned int log_limit = 1024;
 
-/// Removes the files that a text has made, but those of the message that is given away: nobody else
-/// can know their paths.
+/// Removes the files that a text has made, except those of the message that the caller gets. Nobody
+/// else can know their paths.
 class Received_files {
 public:
     explicit Received_files(Tm_tcl_decoder const& decoder) : decoder_(decoder) {}

@@ -16,7 +16,7 @@ bool Tm_json_encoder::begin_value() {
     return true;
 }
 
-/// From the limit on no member is written.
+/// Does the same for a member. No member is written after the limit.
 bool Tm_json_encoder::begin_member() {
     if (is_full()) snipped_ = true;
     if (snipped_) return false;
@@ -141,7 +141,7 @@ void Tm_json_encoder::clear() {
 
 std::string const& Tm_json_encoder::get_string() const { return text(); }
 
-/// In parts, so that a long piece does not reserve six times its size.
+/// Works in parts, so that a long piece does not reserve six times its size.
 void Tm_json_encoder::escape_and_append(char const* data, unsigned int length) {
     constexpr std::size_t most_at_once = 512;
     for (std::string_view rest(data, length); !rest.empty();) {

@@ -63,14 +63,14 @@ void Tm_tcl_decoder::decode(std::string const& text) {
         }
         read_end();
     } catch (std::exception const& failure) {
-        // Stays where there is no memory for the text.
+        // This text stays if there is no memory for the other one.
         set_error(std::bad_alloc().what());
         set_error(failure.what());
         throw;
     }
 }
 
-/// The keywords, each in the slot that its length and its middle give.
+/// The keywords. The length and the middle character of a keyword give its slot.
 class Tm_tcl_decoder::Keywords {
 public:
     constexpr Keywords() {
@@ -96,7 +96,7 @@ public:
         add({"fault", &Decoder::read_fault});
     }
 
-    /// The only keyword that the word, which is not empty, can be.
+    /// Returns the only keyword that can equal the word, which must not be empty.
     constexpr Keyword const& candidate(std::string_view word) const {
         return slots_[slot_of(word)];
     }
@@ -109,7 +109,7 @@ private:
         return (10 * word.size() + middle) % slot_count;
     }
 
-    /// Two keywords in one slot do not compile.
+    /// The compiler runs it, so that two keywords in one slot do not compile.
     constexpr void add(Keyword const& keyword) {
         Keyword& slot = slots_[slot_of(keyword.word)];
         if (slot.read != nullptr) throw std::logic_error("two keywords in one slot");
@@ -190,7 +190,7 @@ void Tm_tcl_decoder::read_contents(Contents const& kind, Tokenizer& tokens) {
     if (emit_pieces(kind, bytes)) next_state_after_value(tokens);
 }
 
-/// Bytes of length 0 are one piece.
+/// Sends one empty piece for contents of length 0.
 bool Tm_tcl_decoder::emit_pieces(Contents const& kind, std::string_view bytes) {
     (creator_.get()->*kind.begin)(length_of(bytes));
     do {
@@ -234,7 +234,7 @@ void Tm_tcl_decoder::read_closing_brace(Tokenizer& tokens) {
     if (close_innermost(tokens)) next_state_after_group(tokens);
 }
 
-/// In a member this closes nothing: next_state_after_group() ends it, or sets the error.
+/// Closes nothing in a member: next_state_after_group() ends the member, or sets the error.
 bool Tm_tcl_decoder::close_innermost(Tokenizer& tokens) {
     switch (creator_->innermost()) {
         case Tm_open::array:
@@ -274,7 +274,7 @@ void Tm_tcl_decoder::next_state_after_group(Tokenizer& tokens) {
     next_state_after_value(tokens);
 }
 
-/// A member holds one value, so that its brace must close behind it.
+/// A member has one value, so its closing brace must come next.
 inline void Tm_tcl_decoder::next_state_after_value(Tokenizer& tokens) {
     if (state_ == State::expects_member_value &&
         (creator_->end_member() || emit<&Tm_creator::visit_member_end>()) &&
@@ -323,8 +323,9 @@ Tm_tcl_decoder::Word Tm_tcl_decoder::unescape_string(Word text) {
     return {};
 }
 
-// Both pass a whole text to the creator. They return false when the creator rejected it, and its
-// reason becomes the error. A text that is too long is passed by events, for the creator's error.
+// Both pass a whole text to the creator. They return false when the creator refused it, and the
+// error text of the creator becomes the decoder's. A text that is too long is sent as events, so
+// that the creator sets its error text.
 
 inline bool Tm_tcl_decoder::put_text(std::string_view text) {
     if (text.size() <= Tm_string::MAX_LENGTH && creator_->take_text(text)) return true;
@@ -338,8 +339,8 @@ inline bool Tm_tcl_decoder::put_name(std::string_view name) {
            emit<&Tm_creator::visit_member_continue>(name.data(), length_of(name));
 }
 
-/// Passes an event on. Returns false when the creator rejected it, and its reason becomes the
-/// error.
+/// Sends an event. Returns false when the creator refused it. The error text of the creator then
+/// becomes the decoder's.
 template <auto Event, class... Datum>
 bool Tm_tcl_decoder::emit(Datum... datum) {
     (creator_.get()->*Event)(datum...);

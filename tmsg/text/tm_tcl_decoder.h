@@ -5,12 +5,12 @@
 ///     if (decoder.error().empty()) use(decoder.get_value());
 ///
 /// It accepts more than the encoder writes: blanks of any kind between words, backslash escapes in
-/// quoted strings, and byte strings and files as length and raw contents. It stops at the first
-/// error. It throws only std::bad_alloc and these exceptions, whose text also becomes the error
-/// text:
-///  - Tm_file_open_exception and Tm_file_mapping_exception for the temporary file of a file value
-///  - Tm_type_mismatch_exception for a name table, the member "catalog" of the first struct of a
-///    message, that is not an array of strings
+/// quoted strings, and byte strings and files as length and raw contents.
+/// It stops at the first error. decode() throws only std::bad_alloc and these exceptions. The text
+/// of an exception also becomes the error text.
+///  - Tm_file_open_exception, Tm_file_mapping_exception: the file of a file value cannot be made
+///  - Tm_type_mismatch_exception: the name table of a message, the member "catalog" of its first
+///    struct, is not an array of strings
 #pragma once
 
 #include <string>
@@ -37,21 +37,21 @@ public:
     Tm_tcl_decoder& operator=(Tm_tcl_decoder const&) = delete;
     virtual ~Tm_tcl_decoder();
 
-    /// Reads the whole text. Destroys the values of the text before. The text must not be a string
-    /// that this decoder owns.
+    /// Reads the whole text. First destroys the values of the last text and clears the error. The
+    /// text must not be a string that this decoder owns.
     void decode(std::string const& text);
 
     /// Returns the error text, which is empty when there is no error.
     std::string const& error() const { return error_; }
-    /// Returns the first value of the text. The decoder owns it, and it is valid until the next
-    /// text. Returns null after an error and before the first text. Throws
+    /// Returns the first value of the text. The decoder owns it. It is valid until the next
+    /// decode(). Returns null after an error and before the first decode(). Throws
     /// Tm_out_of_range_exception after a text without values.
     Tm_value* get_value() const;
-    /// Returns all values of the text, in order. The decoder owns them until the next text. Returns
-    /// null before the first text.
+    /// Returns all values of the text, in order. The decoder owns them. They are valid until the
+    /// next decode(). Returns null before the first decode().
     Tm_array const* values() const { return result_.get(); }
-    /// Returns the paths of the files that were made for file values. tm_remove_received_files()
-    /// takes them.
+    /// Returns the paths of the files that were made for file values. The decoder does not remove
+    /// these files: pass the paths to tm_remove_received_files().
     std::vector<std::string> const& received_files() const;
 
     /// Sets the error text, so that decoding ends.
@@ -68,7 +68,8 @@ private:
     class Keywords;
     struct Contents;
 
-    // Both return no word after an error. `what` names the expected word in the error text.
+    // Each returns a word that converts to false after an error. `what` names the expected word in
+    // the error text.
     template <class... Part>
     Word get_additional_token(Tokenizer& tokens, Part const&... what);
     template <class... Part>

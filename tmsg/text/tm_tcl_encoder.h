@@ -4,8 +4,9 @@
 ///
 /// The encoder escapes nothing. It writes byte strings in hexadecimal, and only the size of a file.
 /// So the decoder cannot read a text with a byte string, with a file, or with a quote or backslash
-/// in a name or string. When the text has reached the size limit, the next member or byte adds
-/// "...SNIPPED..." and stops the walk, so that accept() returns false.
+/// in a name or string.
+/// When the text has reached the size limit, the next member, or the next byte of a byte string,
+/// adds "...SNIPPED..." and stops the walk, so that accept() returns false.
 #pragma once
 
 #include <iosfwd>
@@ -21,7 +22,7 @@ class Message;
 
 class TMSG_API Tm_tcl_encoder : public Tm_folded_events<Tm_tcl_encoder, Tm_text_encoder> {
 public:
-    /// `limit` is in bytes of text.
+    /// `limit` is the size limit in bytes of text.
     explicit Tm_tcl_encoder(unsigned int limit = DEFAULT_LIMIT);
     ~Tm_tcl_encoder() override;
 
@@ -51,6 +52,6 @@ private:
     bool snip();
 };
 
-/// Writes the message as list text, for logs. Cuts it short from 1,024 bytes on.
+/// Writes the message as list text with a size limit of 1,024 bytes, for logs.
 /// Message::from_string() reads list text.
 TMSG_API std::ostream& operator<<(std::ostream& out, Message const& message);

@@ -1,4 +1,5 @@
-/// Splits list text into its words. The tokens are views into the text, which must outlive them.
+/// Splits list text into tokens: words, quoted strings and braces. A token is a view into the text,
+/// which must outlive it.
 #pragma once
 
 #include <array>
@@ -7,38 +8,43 @@
 
 #include "tmsg/text/tm_tcl_decoder.h"
 
-/// A part of the text. It converts to false when there is no word.
+/// A part of the text, or no word. It converts to false when it is no word.
 class Tm_tcl_decoder::Word : public std::string_view {
 public:
+    /// Makes no word.
     Word() = default;
+    /// Makes a word, which may be empty.
     Word(std::string_view text) : std::string_view(text) {}
     explicit operator bool() const { return data() != nullptr; }
 };
 
 class TMSG_API Tm_tcl_decoder::Tokenizer {
 public:
-    /// Each character of `returned` is a token by itself. Characters of `skipped` are dropped. Both
-    /// end the token before them.
+    /// Each character of `returned` is a token by itself. Characters of `skipped` are in no token.
+    /// Both end the token before them.
     Tokenizer(std::string_view text, std::string_view skipped, std::string_view returned);
 
+    /// Returns whether the text has a further token.
     bool has_more_tokens() const { return at_ != end_; }
-    /// Returns the next token. Call it only while has_more_tokens() returns true.
+    /// Takes the next token and returns it. Call it only while has_more_tokens() returns true.
     std::string_view next_token() { return split_and_return_delims(); }
 
-    /// Takes the next token and returns true if it is `returned`, one of those characters.
+    /// Takes the next token and returns true if the token is `returned`, which must be one of those
+    /// characters. Otherwise returns false and takes nothing.
     bool take(char returned) {
         if (at_ == end_ || *at_ != returned) return false;
         skip_from(at_ + 1);
         return true;
     }
 
+    /// Returns whether the next token begins with a quote.
     bool is_at_quote() const { return at_ != end_ && *at_ == '"'; }
-    /// Returns the text between two quotes. Call it only while is_at_quote() returns true. The
-    /// closing quote is the first one that no backslash escapes and that ends a token. The text may
-    /// hold characters of `skipped` and `returned`. Returns no word, and takes the opening quote,
-    /// when there is no closing quote.
+    /// Takes a quoted string and returns the text between the quotes. Call it only while
+    /// is_at_quote() returns true. The closing quote is the first one that no backslash escapes and
+    /// that ends a token. The text may have characters of `skipped` and `returned`. When there is
+    /// no closing quote, takes only the opening quote and returns no word.
     Word next_quoted();
-    /// Returns the rest of the text, behind the tokens that were taken.
+    /// Returns the rest of the text, after the tokens that were taken.
     std::string_view rest() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
 
 private:

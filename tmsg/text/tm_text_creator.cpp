@@ -45,7 +45,7 @@ void Tm_text_creator::output_newline(bool deeper) {
     write(indent_);
 }
 
-/// The indent of each line grows with the levels, so that each kind of them must end somewhere.
+/// The indent of each line grows with the levels of each kind, so each kind has a limit.
 unsigned int& Tm_text_creator::level_of(Tm_bracket bracket) {
     if (bracket == Tm_bracket::member) return members_;
     return bracket == Tm_bracket::fault ? faults_ : groups_;
@@ -114,7 +114,7 @@ bool Tm_text_creator::begin(Tm_bytes bytes, unsigned int length) {
     return !is_full_;
 }
 
-/// A piece that runs past the announced length does not count.
+/// Does not count a piece that goes beyond the announced length.
 bool Tm_text_creator::piece(Tm_bytes bytes, char const* data, unsigned int length) {
     bool const is_text = bytes != Tm_bytes::binary && bytes != Tm_bytes::file;
     if (is_text) {
@@ -157,7 +157,7 @@ void Tm_bin_decoder_to_text::init() {
     creator_ = std::move(creator);
 }
 
-/// A rejected piece of the very last item is reported here, for no item follows it.
+/// Reports a refused piece of the last item, because no further item does.
 void Tm_bin_decoder_to_text::finalize() {
     Tm_bin_decoder_base::finalize();
     if (error().empty() && !creator_->error().empty()) set_error(creator_->error());

@@ -11,15 +11,17 @@
 #include "tmsg/value/tm_limits.h"
 #include "tmsg/value/tm_plain.h"
 
-/// A creator that builds nothing. It prints the events as an indented dump for people. The caller
-/// owns the stream, and errors of writing to it are ignored. The dump shows only the sizes of the
-/// pieces of byte strings and files, not their contents.
+/// A creator that builds nothing. It prints the events as an indented dump for people. The dump
+/// shows only the sizes of the pieces of byte strings and files, not their contents.
 ///
-/// Every event returns true, with two exceptions. An event that would nest deeper than the limits
-/// allow returns false. So do the event that would make the text too long, and all events after it.
+/// The caller owns the stream, which must outlive this object. Errors of writing to it are ignored.
+///
+/// An event returns false when it would nest deeper than Tm_limits::max_depth, or when it or an
+/// earlier event would make the text too long. Both set the error text. All other events return
+/// true.
 class TMSG_API Tm_text_creator : public Tm_folded_events<Tm_text_creator, Tm_creator_base> {
 public:
-    /// The kinds of lines in the dump.
+    /// The parts of a message that the dump labels.
     enum Type {
         TYPE_CALL,
         TYPE_METHOD_NAME,
@@ -44,7 +46,7 @@ public:
         TYPE_FILE
     };
 
-    /// At most `max_text` bytes go to the stream. An event that needs more sets an error text.
+    /// Writes at most `max_text` bytes to the stream. Of the limits, only max_depth has an effect.
     explicit Tm_text_creator(FILE* stream, Tm_limits const& limits = {},
                              unsigned long max_text = tm_no_text_limit);
     Tm_text_creator(Tm_text_creator const&) = delete;
@@ -52,21 +54,24 @@ public:
     /// Flushes the stream.
     ~Tm_text_creator() override;
 
-    /// Returns the word for a type in the dump, and "???" for any other number.
+    /// Returns the label of a type, and "???" for any other number.
     static char const* type_to_c_str(Type type);
 
-    /// Flushes the stream and removes the indent. Always returns true.
+    /// Flushes the stream and sets the indent to nothing. Always returns true.
     bool done() override;
     /// Always returns false: names are read as text.
     bool support_member_with_index() override;
 
-    /// Both change the indent by one step of two spaces.
+    /// Makes the indent longer by two spaces.
     void indent();
+    /// Makes the indent shorter by two spaces, if there are any.
     void unindent();
+    /// Returns the indent as a zero-terminated text, which is valid until the indent changes.
     char const* indent_c_str() const { return indent_.c_str(); }
 
+    /// Writes the label of a type.
     void output_type(Type type);
-    /// Writes a line feed and the indent, which `deeper` first makes one step longer.
+    /// Writes a line feed and the indent. With `deeper`, first makes the indent longer.
     void output_newline(bool deeper);
 
 private:
@@ -85,6 +90,7 @@ private:
 
     void write(std::string_view text);
     unsigned int& level_of(Tm_bracket bracket);
+    /// Counts one more level. Returns false, and sets the error text, when that is one too many.
     bool enter(Tm_bracket bracket);
 
     FILE* stream_;
@@ -99,13 +105,21 @@ private:
     bool is_full_ = false;
 };
 
-/// Decodes the binary form and prints it as an indented dump (see Tm_text_creator). It builds no
-/// values. It takes wire indexes for lengths of names, and so misreads a message with names by
-/// index. The limit on the bytes of a message starts anew with each top-level value.
+/// Decodes the wire form and prints it as an indented dump (see Tm_text_creator). It builds no
+/// values:
+///
+///     Tm_bin_decoder_to_text decoder(4096, stdout);
+///     decoder.feed(data, size);
+///     decoder.finalize();
+///     if (!decoder.error().empty()) report(decoder.error());
+///
+/// It takes wire indexes for lengths of names, and so misreads a message with names by index.
+/// Of the limits, only max_depth and max_message_bytes have an effect. The second one counts for
+/// one top-level value.
 class TMSG_API Tm_bin_decoder_to_text : public Tm_bin_decoder_base {
 public:
     /// The caller owns the stream, which must outlive the decoder. More than `max_text` bytes of
-    /// text since init() are an error.
+    /// text since init() set the error text.
     Tm_bin_decoder_to_text(long capacity, FILE* stream, Tm_limits const& limits = {},
                            unsigned long max_text = tm_no_text_limit);
     ~Tm_bin_decoder_to_text() override;

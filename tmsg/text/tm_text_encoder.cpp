@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t hex_width = 3;
 using Hex_text = std::array<char, hex_width + 1>;  // four bytes are copied at once
 
-/// "ab " for every byte.
+/// The text of each byte, for example "ab ".
 constexpr auto hex_texts = [] {
     std::array<Hex_text, 256> texts{};
     for (std::size_t byte = 0; byte < texts.size(); ++byte) {

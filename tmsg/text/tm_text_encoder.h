@@ -1,5 +1,11 @@
-/// The base class of the JSON and list encoders. It holds a text that grows with every event, and a
-/// size limit at which the text is cut. Call clear() between two messages or values.
+/// The base class of the JSON and list encoders. It has a text that grows with every event, and a
+/// size limit at which the encoder cuts the text. Call clear() between two messages or values.
+///
+///     std::ofstream file("messages.json");
+///     Tm_json_encoder json;
+///     json.set_sink([&](std::string_view text) { file << text; });
+///     message.accept(json);
+///     file << json.get_string();  // the rest, which the sink has not got
 #pragma once
 
 #include <charconv>
@@ -25,8 +31,8 @@ public:
     ~Tm_text_encoder() override;
 
     /// Makes the encoder pass its text to the sink in pieces, so that it does not hold all of it.
-    /// get_string() then returns the text behind the last piece. The limit counts the whole text.
-    /// When the sink throws, the exception passes through the event, and the encoder keeps the
+    /// get_string() then returns the text after the last piece. The limit counts the whole text.
+    /// When the sink throws, the exception passes through the event, and the encoder still has the
     /// piece.
     void set_sink(Sink sink) { sink_ = std::move(sink); }
 
@@ -53,7 +59,7 @@ protected:
         tm_copy_bytes(at, text.data(), text.size());
         end_text(at + text.size());
     }
-    /// Each appends a number, or the word for a bool.
+    /// Appends an integer in decimal.
     template <class Whole>
     void append_plain(Whole value) {
         char* const at = make_room(number_size);
@@ -61,16 +67,20 @@ protected:
     }
     /// Appends the number as printf writes it with %g in the C locale.
     void append_plain(double value);
+    /// Appends "true" or "false".
     void append_plain(bool value) { append(value ? "true" : "false"); }
-    /// Appends "ab 01 ", two digits and a blank for each byte. Returns false when the limit was
-    /// reached after at least one byte.
+    /// Appends two hexadecimal digits and a blank for each byte, as in "ab 01 ". Stops when the
+    /// text has reached the limit after at least one byte, and then returns false.
     bool append_hex(char const* data, unsigned int length);
+    /// Returns whether the text has reached the limit.
     bool is_full() const { return size_ >= limit_left_; }
 
+    /// Empties the text, and starts the limit again.
     void empty_text() {
         size_ = 0;
         limit_left_ = limit_;
     }
+    /// Returns the text so far, without the pieces that the sink has got.
     std::string const& text() const {
         output_.resize(size_);
         return output_;

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// An event that starts below the chunk size may run past it by this much.
+/// The most bytes by which an event of the library may pass the chunk size.
 constexpr std::size_t slack = 128;
 
 struct Tags {

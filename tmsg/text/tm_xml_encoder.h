@@ -19,10 +19,10 @@
 ///     // ship the rest, fill() bytes; the last event may have passed the piece size
 ///
 /// The encoder holds one piece, not the whole text. Therefore accept() walks the whole message
-/// again for each piece, and the message must not change in between. The encoder escapes nothing
-/// and writes byte strings as they are, so that only a message of plain text gives well-formed XML.
-/// It writes a negative 64-bit number as if it were unsigned. A derived class writes the files:
-/// Tm_xml_file_size_encoder writes their sizes.
+/// again for each piece, and the message must not change in between.
+/// The encoder escapes nothing and writes byte strings as they are, so that only a message of plain
+/// text gives well-formed XML. It writes a negative int64 as if it were unsigned.
+/// A derived class writes the files: Tm_xml_file_size_encoder writes their sizes.
 class TMSG_API Tm_xml_encoder : public Tm_folded_events<Tm_xml_encoder> {
 public:
     /// `chunk_size` is the bytes of a piece, at least 1. Throws Tm_out_of_range_exception for other
@@ -41,14 +41,14 @@ public:
     bool continue_fill() { return small_chunk_continue(); }
     bool small_chunk_continue();
     /// Every event calls this first. Returns false when the piece is full. Otherwise counts the
-    /// event, which is then written or, if an earlier piece holds it, skipped.
+    /// event, which is then written, or skipped if it is in an earlier piece.
     bool check_state();
 
     /// Returns the text of the piece. The pointer is valid until the next event.
     char const* data() const { return buffer_.data(); }
     /// Returns the bytes of text in the buffer. They may be more than the piece size.
     int fill() const { return fill_; }
-    /// Does the same under the name that Tm_bin_encoder uses.
+    /// Returns the same. Tm_bin_encoder uses this name.
     int fill_position() const { return fill_; }
     int chunk_size() const { return chunk_size_; }
 
@@ -58,7 +58,7 @@ public:
     bool visit_file_continue(char const* data, unsigned int length) override = 0;
 
 protected:
-    /// Writes the text of one event, unless an earlier piece holds it. Returns false when the piece
+    /// Writes the text of one event, unless it is in an earlier piece. Returns false when the piece
     /// is full.
     bool put_text(std::string_view text);
     /// Does the same for `<value><TAG>TEXT</TAG></value>`.

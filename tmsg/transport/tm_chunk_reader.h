@@ -1,6 +1,6 @@
-/// Splits a stream of chunks, each behind its 8-byte header, into headers and payloads. The stream
-/// may come in pieces of any size. To receive messages use Tm_chunk_receiver. This class is for
-/// programs that look at the chunks themselves:
+/// Splits a stream of chunks into headers and payloads. Each chunk is its 8-byte header, then its
+/// payload. The stream may come in pieces of any size. This class is for programs that look at the
+/// chunks themselves. To receive messages, use Tm_chunk_receiver.
 ///
 ///     Tm_chunk_reader reader;
 ///     using Step = Tm_chunk_reader::Step;
@@ -28,24 +28,25 @@ public:
     enum class Step {
         need_input,  ///< all input was read
         header,      ///< a chunk begins; header() returns its header
-        payload,     ///< payload() returns its next bytes, at least one
+        payload,     ///< payload() returns the next bytes of the chunk, at least one
         end          ///< the chunk is complete
     };
 
     /// Reads up to the next step and returns it. Moves `data` forward, and reduces `size`, by the
-    /// bytes read. Returns `end` for a complete chunk even without further input.
+    /// bytes read. The end of a chunk needs no input.
     Step next(unsigned char const*& data, std::size_t& size);
 
-    /// Returns the header of the chunk that began last.
+    /// Returns the header of the last chunk that has begun.
     Tm_header const& header() const { return header_; }
-    /// Returns a pointer into the input of the last next(), valid as long as that input.
+    /// Returns a pointer into the input of the last next(). It is valid as long as that input.
     unsigned char const* payload() const { return payload_; }
+    /// Returns the number of bytes at payload().
     std::size_t payload_size() const { return payload_size_; }
-    /// Returns the position in the stream where the chunk begins, in bytes. After Step::end it is
-    /// the position where the next chunk begins.
+    /// Returns the position of the first byte of the chunk in the stream, in bytes. After
+    /// Step::end, returns that of the next chunk.
     std::size_t offset() const { return offset_; }
 
-    /// Returns true when a part of a header has come.
+    /// Returns true when a part of a header, but not all of it, was read.
     bool is_within_header() const { return header_size_ > 0; }
     /// Returns true when a chunk has begun and next() has not returned its end.
     bool is_within_chunk() const { return in_chunk_; }
@@ -64,8 +65,8 @@ private:
 };
 
 /// Returns an error text when a chunk with this header continues a message that no chunk has begun,
-/// or when it begins a message too many. Returns an empty text for any other chunk.
-/// `is_known` is true when an earlier chunk has begun its message. `unfinished` is the number of
-/// other messages of the stream that wait for their last chunk.
+/// or begins a message beyond Tm_limits::max_unfinished. Returns an empty text for any other chunk.
+/// `is_known` must be true when an earlier chunk has begun the message. `unfinished` is the number
+/// of other messages of the stream that wait for their last chunk.
 TMSG_API std::string tm_chunk_error(Tm_header const& header, bool is_known, std::size_t unfinished,
                                     Tm_limits const& limits);

@@ -14,7 +14,7 @@ namespace {
 
 char const idle_text[] = "message dropped: no data since 20 collections of garbage";
 
-/// Corrects the sum of held bytes after a message took some, also after an exception.
+/// Corrects the sum of held bytes when a message has got bytes, also after an exception.
 class Recount {
 public:
     Recount(std::size_t& sum, MessageChunk const& message) : sum_(sum), message_(message) {
@@ -145,7 +145,8 @@ void Tm_chunk_receiver::begin_chunk(Connection& connection, Outcome& outcome) {
     if (is_first) ignore_rest(connection);
 }
 
-/// Ends the unfinished message that has the sequence number of a new one. Returns its error.
+/// Drops the unfinished message that has the sequence number of a new one. Returns its error text,
+/// or an empty text when there is none.
 std::string Tm_chunk_receiver::break_off(Connection& connection) {
     Unfinished const message = take_message(connection);
     if (message == nullptr) return {};
@@ -176,7 +177,7 @@ void Tm_chunk_receiver::add_payload(Connection& connection, Outcome& outcome) {
         ignore_rest(connection);
         throw;
     } catch (std::exception const&) {
-        // The decoder has made its text the message's error.
+        // The decoder has made the text of the exception its error text.
     }
     if (is_whole && !message->hasError()) return;
     Unfinished const refused = take_message(connection);
@@ -184,8 +185,9 @@ void Tm_chunk_receiver::add_payload(Connection& connection, Outcome& outcome) {
     ignore_rest(connection);
 }
 
-/// Adds bytes up to an error of the message, or until there is no room, and then returns false. The
-/// content of files does not count, so the result does not depend on how the input was cut.
+/// Adds bytes until the message has an error or too many bytes are held. Returns true when all were
+/// added. The contents of files do not count, so the result does not depend on how the input was
+/// cut.
 bool Tm_chunk_receiver::add_what_fits(Connection& connection, MessageChunk& message) const {
     unsigned char const* data = connection.reader.payload();
     std::size_t left = connection.reader.payload_size();

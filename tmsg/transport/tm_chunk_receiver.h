@@ -1,13 +1,24 @@
-/// Puts together whole messages from the chunks of many connections. An originator is any number
-/// that tells the connections apart. The streams may be cut anywhere, and the messages of one
-/// connection may be interleaved. An error in one message is reported, removes the files that the
-/// message brought, and does not change other messages. Only one thread at a time may use a
-/// receiver.
+/// Puts together whole messages from the chunks of many connections:
 ///
-/// Handlers may call forget(), but not receive() for the same originator. An exception of a handler
-/// passes through receive() after the rest of the input has been read. When several handlers throw,
-/// the first exception passes. std::bad_alloc passes in the same way and drops the message that
-/// needed memory. The very first input of an originator may then be unread.
+///     Tm_chunk_receiver receiver(
+///         [](std::unique_ptr<Message> message, int originator, Tm_header const&) {
+///             use(originator, *message);
+///         },
+///         [](int, unsigned int, std::string const& text) { report(text); });
+///     while (std::size_t const size = read_some(data)) receiver.receive(connection, data, size);
+///     receiver.forget(connection);
+///
+/// An originator is any number that distinguishes the connections. A stream may be cut anywhere,
+/// and chunks of several messages may alternate on one connection. An error in one message is
+/// reported, and the receiver removes the files that the message brought. Other messages do not
+/// change.
+/// Only one thread at a time may use a receiver.
+///
+/// Handlers may call forget(), but must not call receive() for the same originator. An exception of
+/// a handler passes through receive() after the rest of the input has been read. When several
+/// handlers throw, the first exception passes. std::bad_alloc passes in the same way, and the
+/// receiver drops the message that needed the memory. Only at the first input of an originator,
+/// std::bad_alloc may pass before the input is read.
 #pragma once
 
 #include <cstddef>
@@ -25,38 +36,40 @@ class Message;
 
 class TMSG_API Tm_chunk_receiver {
 public:
-    /// Takes a finished message over. `last_chunk` is the header of its last chunk, as in
+    /// Gets a complete message and owns it. `last_chunk` is the header of its last chunk, as in
     /// Message::header.
     using Message_handler = std::function<void(std::unique_ptr<Message> message, int originator,
                                                Tm_header const& last_chunk)>;
-    /// Gets the error text of a message that failed to decode, is incomplete or was dropped because
-    /// it got no more data, or of a chunk that continues no known message.
+    /// Gets the error text of a message that cannot be decoded, is incomplete, is beyond a limit or
+    /// was dropped because it got no more data, or of a chunk that continues no known message.
     using Error_handler =
         std::function<void(int originator, unsigned int seq_no, std::string const& text)>;
 
-    /// With an empty handler the receiver drops messages or errors without a call. The files of
-    /// messages dropped so stay. Each limit holds for each message or for each originator.
+    /// Without a message handler (nullptr), the receiver drops complete messages, whose files stay.
+    /// Without an error handler, it reports no errors.
     Tm_chunk_receiver(Message_handler on_message, Error_handler on_error,
                       Tm_limits const& limits = {});
     Tm_chunk_receiver(Tm_chunk_receiver const&) = delete;
     Tm_chunk_receiver& operator=(Tm_chunk_receiver const&) = delete;
     ~Tm_chunk_receiver();
 
-    /// Reads the next bytes of a connection's stream of chunks, each behind its 8-byte header.
-    /// Calls the handlers. The bytes are not needed after the call.
+    /// Reads the next bytes of the stream of a connection and calls the handlers. A stream is a
+    /// sequence of chunks. Each chunk is its 8-byte header, then its payload. `data` must be valid
+    /// during the call only.
     void receive(int originator, unsigned char const* data, std::size_t size);
 
-    /// Drops the unfinished messages of a closed connection, with their files and without a report.
+    /// Drops the unfinished messages of a closed connection, and removes their files. Reports
+    /// nothing.
     void forget(int originator);
 
     /// Drops and reports each unfinished message that got no data during the last 20 calls. When a
-    /// handler throws, the remaining messages are dropped too, but not reported.
+    /// handler throws, drops the other messages too, but does not report them.
     void collect_garbage();
 
 private:
     struct Connection;
     struct Outcome;
-    /// Deletes a message that is given up, together with the files received for it.
+    /// Deletes a message that will not be finished, and removes the files that it brought.
     struct Remove_with_files {
         void operator()(MessageChunk* message) const;
     };

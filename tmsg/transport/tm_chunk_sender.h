@@ -1,5 +1,12 @@
-/// Sends messages in chunks. Each chunk is header and payload in one piece, ready for a socket. One
-/// sender sends any number of messages, one after another, through one buffer of a chunk's size.
+/// Sends messages in chunks:
+///
+///     Tm_chunk_sender sender(4096);
+///     sender.send(message, seq_no, port, [&](unsigned char const* chunk, std::size_t size) {
+///         return write_all(connection, chunk, size);
+///     });
+///
+/// A chunk is header and payload in one piece, ready for a socket. One sender sends any number of
+/// messages, one after another, also after an exception. Its buffer has the size of one chunk.
 #pragma once
 
 #include <cstddef>
@@ -19,23 +26,24 @@ public:
     /// The form in which the names of the body's members are sent.
     enum class Names {
         as_built,  ///< the form that the message has
-        /// By index. A copy of the message is indexed and sent; a copy that cannot be indexed is
-        /// sent as it is. Copying opens the message's files again, and empties a file that was
-        /// opened for writing.
+        /// By index. The sender indexes a copy of the message and sends the copy. When the copy
+        /// cannot be indexed, it is sent as it is. Copying opens the files of the message again,
+        /// and empties a file that was opened for writing.
         by_index
     };
 
-    /// `chunk_size` is the payload bytes of a chunk, 1 to 1,048,575. Throws
+    /// `chunk_size` is the number of payload bytes of a chunk, 1 to 1,048,575. Throws
     /// Tm_out_of_range_exception for other sizes.
     explicit Tm_chunk_sender(int chunk_size);
     ~Tm_chunk_sender();
 
-    /// Passes the chunks of the message to the sink. Every chunk but the last carries exactly the
-    /// chunk size. A sequence number above Tm_header::MAX_SEQ_NO is cut to its low bits.
+    /// Passes the chunks of the message to the sink. Every chunk but the last has exactly
+    /// `chunk_size` payload bytes. `seq_no` distinguishes the unfinished messages of a connection;
+    /// above Tm_header::MAX_SEQ_NO, only its low bits are sent. `tmport` is sent in each header.
     /// Returns false when the sink returned false.
-    /// Throws Tm_out_of_range_exception, before the first chunk, for a method or member name over
-    /// 65,535 bytes. Throws Tm_file_read_exception when a file cannot be read or has become
-    /// shorter. With by_index also throws what copying the message throws.
+    /// Before the first chunk, throws Tm_out_of_range_exception for a method or member name longer
+    /// than 65,535 bytes. Throws Tm_file_read_exception when a file cannot be read or has become
+    /// shorter, and what the sink throws. With by_index, copying the message can throw, too.
     bool send(Message const& message, unsigned int seq_no, unsigned char tmport, Sink const& sink,
               Names names = Names::as_built);
 

@@ -41,8 +41,7 @@ public:
 
     /// Sends any bytes as a begin event with their number, then as piece events of 128 bytes each.
     /// The last piece may be shorter. Returns false when the visitor refuses an event. The next
-    /// call
-    /// with the same visitor then goes on from there.
+    /// call with the same visitor then goes on from there.
     static bool accept_generic_buffer(char const* data, unsigned int length, Tm_visitor& visitor,
                                       Begin_event begin, Piece_event piece);
     /// Does the same for a file whose bytes the visitor reads itself.

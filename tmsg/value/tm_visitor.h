@@ -29,8 +29,8 @@ public:
     virtual bool visit_fault_end() = 0;
 
     /// A byte sequence is one begin event with its length in bytes, then pieces of at most 128
-    /// bytes
-    /// that add up to the length. An empty sequence has no pieces. `data` is valid during the call.
+    /// bytes that add up to the length. An empty sequence has no pieces. `data` is valid during the
+    /// call.
     virtual bool visit_method_name_begin(unsigned int length) = 0;
     virtual bool visit_method_name_continue(char const* data, unsigned int length) = 0;
 

@@ -1,7 +1,6 @@
 /// Reads a file from its start in a few large steps, and returns it in many small ones. It has a
 /// position of its own and does not use or move that of the descriptor, so that others may read
-/// from
-/// the same descriptor.
+/// from the same descriptor.
 #pragma once
 
 #include <cstddef>

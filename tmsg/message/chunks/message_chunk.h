@@ -26,8 +26,7 @@ public:
     ~MessageChunk();
 
     /// Decodes a payload of any length. `data` must be valid during the call only. Bad data sets
-    /// the
-    /// error text. Always returns 0.
+    /// the error text. Always returns 0.
     int addBuffer(unsigned char const* data, unsigned int length);
     /// Call it after the last payload. It sets an error text when the message is incomplete.
     void finalize() { decoder_.finalize(); }

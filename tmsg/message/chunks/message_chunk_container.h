@@ -18,8 +18,7 @@ public:
     ~MessageChunkContainer();
 
     /// Returns the message, or null when there is no such message. With `remove`, the message
-    /// leaves
-    /// the container and the caller owns it. Otherwise the container still owns it.
+    /// leaves the container and the caller owns it. Otherwise the container still owns it.
     MessageChunk* findChunk(unsigned int seq_no, int const& originator, bool remove);
     /// Takes ownership of the message, and deletes it when the call throws. A message with the same
     /// sequence number and originator leaves the container and is not deleted: the caller owns it.

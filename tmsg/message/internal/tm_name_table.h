@@ -13,8 +13,7 @@ class Tm_array;
 class Tm_layout;
 
 /// Returns the table, which the message owns. Returns null when there is no table, or a table that
-/// a
-/// receiver could not read.
+/// a receiver could not read.
 Tm_array const* tm_find_name_table(Message const& message);
 /// Returns the names of a table that has just been received, or null when there is no table. Throws
 /// Tm_type_mismatch_exception for a table that is not an array of strings.

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// For every byte: 0 when it is written as it is, or what follows the backslash.
+/// For each byte: 0 when the byte is not escaped, else the character after the backslash.
 constexpr std::array<char, 256> make_escapes() {
     std::array<char, 256> escapes{};
     for (std::size_t byte = 0; byte < escapes.size(); ++byte) {
@@ -36,7 +36,7 @@ constexpr std::ptrdiff_t block_size = sizeof(Block);
 bool is_plain_block(char const* data) {
     Block block = 0;
     std::memcpy(&block, data, sizeof block);
-    // Only bytes that are escaped set a top bit here, or what they carry into the next bytes.
+    // A top bit is set here only by a byte that is escaped, or by its carry into the next bytes.
     Block const control = block - in_each_byte(' ');
     Block const above_tilde = block | (block + in_each_byte(0x7F - '~'));
     Block const quote = (block ^ in_each_byte('"')) - in_each_byte(1);

@@ -12,11 +12,11 @@ namespace {
 constexpr int digit_count = 6;
 constexpr int max_size = 13;  // "-1.23457e-308"
 
-/// Those that a double holds exactly.
+/// The powers that a double represents exactly.
 constexpr double powers_of_ten[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                     1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
                                     1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-/// The numbers that these powers bring to six digits before the point.
+/// The range of numbers that one of these powers scales to six digits before the point.
 constexpr double smallest = 1e-16;
 constexpr double largest = 1e26;
 
@@ -26,7 +26,8 @@ int binary_exponent(double value) {
     return static_cast<int>(bits >> 52 & 0x7FF) - 1023;
 }
 
-/// With the decimal exponent of the value: a number from 100,000 to 1,000,000, rounded once.
+/// `exponent` is the decimal exponent of the value. Returns a number from 100,000 to 1,000,000,
+/// which was rounded only once.
 double to_six_digits(double value, int exponent) {
     int const power = digit_count - 1 - exponent;
     return power >= 0 ? value * powers_of_ten[power] : value / powers_of_ten[-power];
@@ -54,7 +55,7 @@ bool round(double value, Decimal& decimal) {
     return true;
 }
 
-/// The first digits, and the others behind a point unless they are all zero.
+/// Writes the first `whole` digits, and the others up to `size` after a point.
 char* write_digits(char const (&digits)[digit_count], int size, int whole, char* at) {
     at = std::copy_n(digits, whole, at);
     if (size <= whole) return at;

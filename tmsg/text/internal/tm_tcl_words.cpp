@@ -17,7 +17,8 @@ namespace {
 
 bool is_negative(std::string_view token) { return !token.empty() && token.front() == '-'; }
 
-/// The token is a plain number and nothing else: digits, for a double also point and exponent.
+/// Reads a token that is a plain number and nothing else: digits, for a double also a point and an
+/// exponent.
 template <class Number>
 bool parse_plain(std::string_view token, Number& number) {
     char const* const end = token.data() + token.size();
@@ -25,7 +26,7 @@ bool parse_plain(std::string_view token, Number& number) {
     return stop == end && error == std::errc();
 }
 
-/// The same, faster where the digits are too few to overflow.
+/// Does the same, but faster when the digits are too few to overflow.
 bool parse_plain(std::string_view token, long& number) {
     constexpr std::size_t safe_digits = 18;
     bool const negative = is_negative(token);
@@ -41,8 +42,8 @@ bool parse_plain(std::string_view token, long& number) {
     return true;
 }
 
-/// As scanf reads "%lu%c" when it finds one item: a negative number wraps around, one too large
-/// becomes the largest.
+/// Reads as scanf does with "%lu%c" when it finds one item: a negative number wraps around, and a
+/// number that is too large becomes the largest one.
 bool parse_unsigned(std::string_view token, unsigned long& number) {
     std::string const text(token);
     char* stop = nullptr;
@@ -65,7 +66,7 @@ bool parse_narrow(std::string_view token, Narrow& number) {
     return plain >= Limits::min() && plain <= Limits::max();
 }
 
-/// A zero must show that it is one.
+/// Takes the result 0 only for a token that begins with the digit 0.
 template <class Wide>
 bool parse_wide(std::string_view token, Wide& number, Wide (*convert)(char const*)) {
     if (parse_plain(token, number) && number != 0) return true;
@@ -73,7 +74,7 @@ bool parse_wide(std::string_view token, Wide& number, Wide (*convert)(char const
     return number != 0 || (!token.empty() && token.front() == '0');
 }
 
-/// The C locale for the calling thread.
+/// Sets the C locale for the calling thread while it lives.
 class C_locale {
 public:
     C_locale() : before_(::uselocale(c_locale())) {}
@@ -106,7 +107,8 @@ bool tm_parse_number(std::string_view token, unsigned long& number) {
     return !is_negative(token) && parse_wide(token, number, string_to_uint64);
 }
 
-/// Leaves everything but plain numbers (signs, infinities, hexadecimal, overflow) to scanf.
+/// Reads only plain numbers itself, and leaves all others (signs, infinities, hexadecimal,
+/// overflow) to scanf.
 bool tm_parse_number(std::string_view token, double& number) {
     std::size_t const sign = is_negative(token) ? 1 : 0;
     bool const begins_plainly = token.size() > sign && token[sign] >= '0' && token[sign] <= '9';
@@ -115,13 +117,13 @@ bool tm_parse_number(std::string_view token, double& number) {
     char extra = 0;
     C_locale const locale;
     if (text.find('\0') != std::string::npos) return false;
-    // NOLINTNEXTLINE(cert-err34-c): what scanf takes is the format.
+    // NOLINTNEXTLINE(cert-err34-c): the format of list text is that of scanf.
     return std::sscanf(text.c_str(), "%lg%c", &number, &extra) == 1;
 }
 
 namespace {
 
-/// -1 when it is no hexadecimal digit.
+/// Returns -1 for a character that is no hexadecimal digit.
 int get_hex(char c) {
     if (c >= '0' && c <= '9') return c - '0';
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -151,7 +153,7 @@ bool tm_ends_in_escape(std::string_view text) {
     return (text.size() - others) % 2 == 1;
 }
 
-/// The result of an escape is never longer than the escape.
+/// The room of `text` suffices, because no escape gets longer.
 std::string_view tm_unescape(std::string_view text, std::string& unescaped) {
     unescaped.resize(text.size());
     char* at = unescaped.data();

@@ -4,10 +4,11 @@
 #include <string>
 #include <string_view>
 
-/// Parse a number of list text. Return false for a bad format.
+/// Each reads a number of list text. Returns false for a bad format.
 ///
-/// The widths up to 32 bits and the doubles take what scanf reads with %lu and %lg, if nothing
-/// follows it, in the C locale; the 64-bit types read leniently up to the first other character.
+/// Integers of up to 32 bits take the formats of scanf with %lu, and doubles those of %lg in the C
+/// locale. Nothing may follow the number. Integers of 64 bits also take text after the number. A
+/// uint64 takes no minus sign.
 // clang-format off
 bool tm_parse_number(std::string_view token, signed char& number);
 bool tm_parse_number(std::string_view token, unsigned char& number);
@@ -20,11 +21,13 @@ bool tm_parse_number(std::string_view token, unsigned long& number);
 bool tm_parse_number(std::string_view token, double& number);
 // clang-format on
 
-/// Quoted strings of list text.
+// Quoted strings of list text.
 
-/// A backslash at the end escapes what follows: the number of backslashes there is odd.
+/// Returns whether a backslash at the end escapes the next character: the number of backslashes
+/// there is odd.
 bool tm_ends_in_escape(std::string_view text);
 
-/// Replaces the escapes \n \r \t \b \\ and \xHH; a backslash before any other character drops out.
-/// Returns nothing, or the error text that is to stand in front of the string.
+/// Replaces the escapes \n \r \t \b \\ and \xHH in `text`. Removes the backslash before any other
+/// character. Writes the result to `unescaped`. Returns an empty text, or the error text to which
+/// the caller adds the string.
 std::string_view tm_unescape(std::string_view text, std::string& unescaped);
