@@ -47,7 +47,7 @@ Tm_struct& Tm_struct::operator=(Tm_struct const& other) {
     return *this;
 }
 
-/// The slots and texts stand behind the struct.
+/// The layout of the block that make() allocates: the struct, its slots, its texts.
 struct Tm_struct::Room {
     Room(std::size_t members, std::size_t text_bytes)
         : text_at(sizeof(Tm_struct) + aligned(Tm_value_container::bytes_of(members))),
@@ -225,7 +225,7 @@ void Tm_struct::swap_values(Tm_struct& other) {
                 std::memory_order_relaxed);
 }
 
-/// Catalogues stay where they are.
+/// Leaves the catalogues where they are.
 void Tm_struct::swap_indexes(Tm_struct& other) {
     auto const has_catalog = [](Tm_struct const& one) {
         return one.extras_ != nullptr && one.extras_->catalog != nullptr;

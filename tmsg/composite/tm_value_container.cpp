@@ -265,7 +265,7 @@ bool Tm_value_container::accept(std::size_t i, Tm_visitor& visitor, Tm_wire_room
     });
 }
 
-/// Both slots are empty, or both hold equal values.
+/// Returns whether both slots are empty, or both have equal values.
 bool Tm_value_container::equals_at(Tm_value_container const& other, std::size_t i) const {
     unsigned char const kind = kinds()[i];
     if (kind < tm_on_heap && kind == other.kinds()[i]) {

@@ -9,7 +9,7 @@ Tm_json_encoder::Tm_json_encoder(unsigned int limit) : Tm_folded_events(limit) {
 
 Tm_json_encoder::~Tm_json_encoder() = default;
 
-/// Writes the comma in front of a value. Returns false when the value is left out.
+/// Writes the comma before a value. Returns false when the value is left out.
 bool Tm_json_encoder::begin_value() {
     if (snipped_) return false;
     if (value_commas_.needs_comma()) append(", ");

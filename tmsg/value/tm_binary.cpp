@@ -18,7 +18,7 @@ std::vector<unsigned char> copy_bytes(unsigned char const* data, unsigned int si
     return std::vector<unsigned char>(data, data + size);
 }
 
-/// The bytes at `data` are part of the vector, and would move with it.
+/// Returns whether `data` points into the vector, so that the bytes would move with it.
 bool holds(std::vector<unsigned char> const& bytes, unsigned char const* data) {
     std::less<> const before;
     return !before(data, bytes.data()) && before(data, bytes.data() + bytes.size());

@@ -24,8 +24,8 @@ unsigned int size_of(int fd) {
     return static_cast<unsigned int>(status.st_size);
 }
 
-/// The library's own encoder reads all pieces that its chunk takes at once. Where the file ends
-/// before that, it reads nothing, and the pieces come one by one.
+/// The library's own encoder reads all pieces that fit into its chunk at once. When the file ends
+/// earlier, it reads nothing, and the pieces are sent one by one.
 template <class Piece>
 int take_many(int index, int full_pieces, Tm_visitor const& visitor, Piece const& piece) {
     Tm_wire_room const* const room = visitor.wire_room();

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// The stored value for its own type, 0 for every other.
+/// Returns the stored value for its own type, and 0 for every other type.
 template <class Wanted, class Plain>
 Wanted value_if_same(Plain value) {
     if constexpr (std::is_same_v<Wanted, Plain>) {

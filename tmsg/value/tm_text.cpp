@@ -23,7 +23,7 @@ Tm_texts::Block* Tm_texts::make_block(std::size_t size) const {
     return block;
 }
 
-/// A block for one large text goes behind the last block if that has more room left.
+/// Keeps the last block in use if it has more room left than the new one.
 Tm_texts::Block* Tm_texts::add_block(std::size_t size) {
     Block* const block = make_block(size);
     bool const goes_behind =

@@ -8,8 +8,8 @@
 #include "tmsg/value/tm_decimal.h"
 #include "tmsg/value/tm_exception.h"
 
-/// Objects of a thread have no destructor here: a destructor that is still to run at the thread's
-/// end would keep the library in the process after dlclose().
+/// Thread-local objects here have no destructor: one that must run at the end of a thread would
+/// keep the library in the process after dlclose().
 namespace {
 
 template <class Number, std::size_t Size>

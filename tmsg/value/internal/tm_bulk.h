@@ -1,5 +1,5 @@
-/// Memory for large sequences of bytes. To get it from the system in pages of the usual size takes
-/// longer than to copy the bytes into it; large pages take a fraction of that.
+/// Memory for large sequences of bytes. Getting it from the system in pages of the usual size takes
+/// longer than copying the bytes into it. Large pages take a fraction of that time.
 #pragma once
 
 #include <sys/mman.h>

@@ -1,8 +1,8 @@
 /// The layouts that the process keeps: a table of small shelves, each with a lock of its own. A
-/// shelf that is in use by another thread is passed over: its layouts are a help, not a need.
+/// thread skips a shelf that another thread uses, because kept layouts only save time and memory.
 ///
-/// Threads keep layouts apart. Each struct counts as an owner of its layout, and processors that
-/// count the owners of one layout in turn wait for each other.
+/// Each thread keeps layouts of its own. Each struct counts as an owner of its layout, and
+/// processors that change the count of one layout in turn wait for each other.
 #include <array>
 #include <atomic>
 
@@ -49,7 +49,7 @@ private:
     bool is_held_;
 };
 
-/// Never destroyed by the end of the process, for messages may be destroyed later.
+/// No destructor runs at the end of the process, because messages may be destroyed later.
 union Shelves {
     constexpr Shelves() : shelves() {}
     Shelves(Shelves const&) = delete;
@@ -73,7 +73,7 @@ std::uint64_t key_of(std::uint64_t place, std::string_view first_name) {
     return tm_mix(tm_hash_name(first_name) ^ lane_of_thread(), place);
 }
 
-/// Whether a kept layout begins with all names of this one, and so serves the same structs.
+/// Returns whether a kept layout begins with all names of this one, and so serves the same structs.
 bool has(Places const& places, std::uint64_t key, Tm_layout const& layout) {
     for (Kept const& known : places) {
         bool const is_there =
@@ -83,7 +83,7 @@ bool has(Places const& places, std::uint64_t key, Tm_layout const& layout) {
     return false;
 }
 
-/// The memory goes back when the library is unloaded.
+/// Frees the layouts when the library is unloaded.
 [[gnu::destructor]] void forget_layouts() {
     for (Shelf& shelf : kept.shelves) {
         Shelf_lock const lock(shelf);

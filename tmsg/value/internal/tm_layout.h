@@ -23,7 +23,7 @@ public:
     /// Makes a layout without names.
     static Ref make();
     /// Makes a layout with the first `count` names of this one, to which `next` can be appended. It
-    /// copies names unless they stand in the same table as `next`.
+    /// copies names unless they are in the same table as `next`.
     Ref fork(unsigned int count, Tm_next_name const& next) const;
 
     Tm_layout(Tm_layout const&) = delete;
@@ -55,11 +55,11 @@ public:
     void seal() { is_sealed_.store(true, std::memory_order_relaxed); }
 
     /// Returns whether the name may be appended at this position. The layout must not be sealed,
-    /// and all names must stand in the same table, or none of them in a table.
+    /// and all names must be in the same table, or none of them in a table.
     bool can_append(unsigned int position, Tm_next_name const& name) const;
     /// Adds a name. A table lives as long as the layouts with names in it.
     void append(Tm_next_name const& name);
-    /// Returns the table in which all names stand, or null when the layout has copies of them.
+    /// Returns the table that has all names, or null when the layout has copies of them.
     Tm_layout const* table() const { return table_.get(); }
 
     /// Returns the bytes of memory that the layout takes, without the names in a table.

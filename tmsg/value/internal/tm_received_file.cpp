@@ -19,7 +19,7 @@ namespace {
 constexpr unsigned int last_number = 0xFFFFFFFE;
 /// Read and write for the owner; the set-group-id bit marks the file as the library's.
 constexpr unsigned int file_mode = 02600;
-/// This many occupied names in a row are passed over. Each costs one system call.
+/// The most occupied names to skip in a row. Each costs one system call.
 constexpr unsigned int most_occupied_names = 1 << 20;
 /// Room on the disk for a mapping is reserved in steps of at least this many bytes.
 constexpr unsigned int smallest_reservation = 1 << 16;
@@ -50,8 +50,8 @@ private:
     std::size_t size_;
 };
 
-/// The name can be guessed, and another process may have the same number: only a file that is new
-/// and no link will do. What stands under an occupied name is not this process's to remove.
+/// Takes only a new file and no link, because others can guess the name, and another process may
+/// have the same number. This process must not remove a file that has the name already.
 Tm_descriptor make_file(std::string& path) {
     Path_prefix const prefix;
     for (unsigned int skipped = 0;; ++skipped) {
@@ -100,8 +100,8 @@ bool Tm_received_file::write(char const* data, unsigned int length) {
     return true;
 }
 
-/// Touching a mapping for which the disk has no room would end the process. The steps grow with the
-/// file, so that they are few and what was only announced takes no room.
+/// Writing to a mapping for which the disk has no room would end the process. The steps grow with
+/// the file, so that they are few and bytes that were only announced take no room.
 bool Tm_received_file::reserve(unsigned int end) {
     while (reserved_ < end) {
         unsigned int const step = std::max(smallest_reservation, reserved_);
@@ -114,8 +114,8 @@ bool Tm_received_file::reserve(unsigned int end) {
     return true;
 }
 
-/// Bytes wait for others, so that the system is called for full steps alone. All room is made
-/// first, so that nothing is lost when there is no memory.
+/// Gathers bytes, so that the system is called only for full steps. Makes all room first, so that
+/// nothing is lost when there is no memory.
 bool Tm_received_file::gather(char const* data, std::size_t length) {
     bool const is_last = taken_ + length == length_;
     std::size_t const waiting = gathered_.size() + length;
@@ -131,13 +131,13 @@ bool Tm_received_file::gather(char const* data, std::size_t length) {
     return true;
 }
 
-/// The room grows with what has arrived.
+/// Makes room in steps that grow with the bytes that have arrived.
 void Tm_received_file::make_room(std::size_t size) {
     std::size_t const grown = std::min(2 * gathered_.capacity(), gathering_step);
     if (size > gathered_.capacity()) gathered_.reserve(std::max(size, grown));
 }
 
-/// Writes the gathered bytes and `length` bytes behind them.
+/// Writes the gathered bytes and then `length` bytes of `data`.
 bool Tm_received_file::write_behind_gathered(char const* data, std::size_t length) {
     std::size_t const gathered = gathered_.size();
     std::size_t done = 0;

@@ -41,8 +41,8 @@ private:
 constexpr unsigned int tm_piece_size = 128;
 
 /// Walks a byte sequence: calls `begin()`, then `piece(size)` until all is sent. Before the first
-/// piece, `take_many(position, full pieces)` may take some pieces at once; it returns the position
-/// behind them.
+/// piece, `take_many(index, full_pieces)` may take some pieces at once. It returns the index of the
+/// next piece.
 template <class Begin, class Many, class Piece>
 bool tm_walk_bytes(unsigned int length, Tm_visitor& visitor, Begin begin, Many take_many,
                    Piece piece) {
