@@ -238,20 +238,20 @@ def hand_written(path):
 DOCUMENT = """\
 # Performance
 
-tmsg beside other libraries that build a tree of named, typed values without a schema. `./dev bench
-peers` makes this page; [what is measured]({benchmark}/README.md) says what the workloads and
-operations are. A ratio is tmsg's time divided by that of the fastest peer: below 1 tmsg is faster.
+This page compares tmsg with other libraries that build a tree of named, typed values without a
+schema. `./dev bench peers` makes this page. [The description of the benchmark]({benchmark}/README.md)
+names the workloads and operations. A ratio is the time of tmsg divided by that of the fastest peer.
+Below 1, tmsg is faster.
 
 Times are processor time. For each operation on each workload the libraries take turns in {rounds}
-rounds; a ratio is the median of the rounds' ratios.
+rounds. A ratio is the median of the ratios of the rounds.
 
 {noise}
 
 ## Pictures
 
-The bar is tmsg, the line at 1 is the fastest peer, a dot is each other peer; a ring is BSON, which
-is no tree. The scale is logarithmic. An arrow points to what lies
-beyond the scale.
+The bar is tmsg. The line at 1 is the fastest peer. Each dot is another peer. A ring is BSON, which
+is no tree. The scale is logarithmic. An arrow points to a value beyond the scale.
 
 ![build, encode, decode, read](performance/messages.svg)
 
@@ -259,7 +259,7 @@ beyond the scale.
 
 ## Ratios to the fastest peer
 
-The peer is named. BSON is left out here: its document is its own bytes.
+Each cell names the fastest peer. BSON is not among the peers here, because its document is its bytes.
 
 {ratios}
 "Parse text" is list text for tmsg and JSON for the peers. The chunks are 4,096 bytes long.
@@ -274,8 +274,8 @@ The peer is named. BSON is left out here: its document is its own bytes.
 
 ## Ratios to BSON
 
-A BSON document is built, sent and kept as its bytes: encoding, copying and comparing it are those
-of one block of memory, and finding a member means walking through the bytes.
+A BSON document is built, sent and kept as its bytes. Encoding, copying or comparing it means copying
+or comparing one block of memory. Finding a member means walking through the bytes.
 
 {flat}
 ## Machine and versions
