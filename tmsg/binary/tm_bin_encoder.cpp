@@ -2,120 +2,76 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstring>
-#include <limits>
 #include <typeinfo>
 
 #include "tmsg/binary/internal/tm_read_ahead.h"
-#include "tmsg/value/internal/tm_bulk.h"
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_file.h"
 #include "tmsg/value/tm_wire.h"
 
-namespace {
-
-/// The most bytes by which an event of the library may pass the chunk size.
-constexpr unsigned int slack = 128;
-
-void check_at_least(char const* label, int value, int low) {
-    int const high = std::numeric_limits<int>::max();
-    if (value < low) throw Tm_out_of_range_exception(label, value, low, high);
-}
-
-}  // namespace
-
 Tm_bin_encoder::Tm_bin_encoder(int chunk_size, int header_size) {
     init(chunk_size, header_size);
-    offer_wire_room(&room_, typeid(Tm_bin_encoder));
+    offer_wire_room(&chunk_, typeid(Tm_bin_encoder));
 }
 
 Tm_bin_encoder::~Tm_bin_encoder() = default;
 
 void Tm_bin_encoder::init(int chunk_size, int header_size) {
-    check_at_least("chunk size", chunk_size, 1);
-    check_at_least("header size", header_size, 0);
-    std::size_t const size =
-        static_cast<std::size_t>(chunk_size) + static_cast<std::size_t>(header_size) + slack;
-    tm_reserve_bulk(buffer_, size);
-    buffer_.assign(size, 0);
-    chunk_size_ = chunk_size;
-    header_size_ = header_size;
+    chunk_.init(chunk_size, header_size);
     begin_fill();
 }
 
 void Tm_bin_encoder::begin_fill() {
-    set_fill(0);
+    chunk_.clear();
     mementos_.clear();
     file_.reset();
 }
 
-void Tm_bin_encoder::set_fill(int bytes) {
-    unsigned char* const first = buffer_.data() + header_size_;
-    room_ = Tm_wire_room(first + bytes, first + chunk_size_);
-}
-
-bool Tm_bin_encoder::small_chunk_continue() {
-    int const over = std::max(fill_position() - chunk_size_, 0);
-    unsigned char* const first = buffer_.data() + header_size_;
-    if (over > 0) std::memmove(first, first + chunk_size_, static_cast<std::size_t>(over));
-    set_fill(over);
-    return check_state();
-}
+bool Tm_bin_encoder::small_chunk_continue() { return chunk_.next_chunk(); }
 
 int Tm_bin_encoder::tag_size(unsigned char tag) { return tm_tag_size(tag); }
 
-/// Only an event of a caller's own, larger than any of the library's, needs more than the slack.
-void Tm_bin_encoder::make_slack(unsigned int bytes) {
-    if (bytes <= slack) return;
-    int const fill = fill_position();
-    std::size_t const needed = static_cast<std::size_t>(header_size_) +
-                               static_cast<std::size_t>(fill) + static_cast<std::size_t>(bytes);
-    if (needed > buffer_.size()) buffer_.resize(needed);
-    set_fill(fill);
-}
-
 bool Tm_bin_encoder::put_piece(char const* data, unsigned int length) {
     if (!check_state()) return false;
-    make_slack(length);
-    room_.put_bytes(data, length);
+    chunk_.make_memory(length);
+    chunk_.put_bytes(data, length);
     return true;
 }
 
 bool Tm_bin_encoder::visit_method_begin(bool is_request) {
-    return room_.put_tag(is_request ? TM_TAG_CALL : TM_TAG_RESPONSE);
+    return chunk_.put_tag(is_request ? TM_TAG_CALL : TM_TAG_RESPONSE);
 }
 
 bool Tm_bin_encoder::visit_method_end(bool is_request) {
-    return room_.put_tag(is_request ? TM_TAG_CALL_END : TM_TAG_RESPONSE_END);
+    return chunk_.put_tag(is_request ? TM_TAG_CALL_END : TM_TAG_RESPONSE_END);
 }
 
-bool Tm_bin_encoder::visit_fault_begin() { return room_.put_tag(TM_TAG_FAULT); }
-bool Tm_bin_encoder::visit_fault_end() { return room_.put_tag(TM_TAG_FAULT_END); }
+bool Tm_bin_encoder::visit_fault_begin() { return chunk_.put_tag(TM_TAG_FAULT); }
+bool Tm_bin_encoder::visit_fault_end() { return chunk_.put_tag(TM_TAG_FAULT_END); }
 
 bool Tm_bin_encoder::visit_method_name_begin(unsigned int length) {
-    return room_.put(TM_TAG_METHOD_NAME, static_cast<unsigned short>(length));
+    return chunk_.put(TM_TAG_METHOD_NAME, static_cast<unsigned short>(length));
 }
 
 bool Tm_bin_encoder::visit_method_name_continue(char const* data, unsigned int length) {
     return visit_string_continue(data, length);
 }
 
-bool Tm_bin_encoder::visit_bool(bool value) { return room_.put(TM_TAG_BOOL, value); }
+bool Tm_bin_encoder::visit_bool(bool value) { return chunk_.put(TM_TAG_BOOL, value); }
 
-bool Tm_bin_encoder::visit_int8(signed char value) { return room_.put(TM_TAG_INT8, value); }
-bool Tm_bin_encoder::visit_uint8(unsigned char value) { return room_.put(TM_TAG_UINT8, value); }
-bool Tm_bin_encoder::visit_int16(short value) { return room_.put(TM_TAG_INT16, value); }
-bool Tm_bin_encoder::visit_uint16(unsigned short value) { return room_.put(TM_TAG_UINT16, value); }
-bool Tm_bin_encoder::visit_int32(int value) { return room_.put(TM_TAG_INT32, value); }
-bool Tm_bin_encoder::visit_uint32(unsigned int value) { return room_.put(TM_TAG_UINT32, value); }
-bool Tm_bin_encoder::visit_int64(long value) { return room_.put(TM_TAG_INT64, value); }
-bool Tm_bin_encoder::visit_uint64(unsigned long value) { return room_.put(TM_TAG_UINT64, value); }
+bool Tm_bin_encoder::visit_int8(signed char value) { return chunk_.put(TM_TAG_INT8, value); }
+bool Tm_bin_encoder::visit_uint8(unsigned char value) { return chunk_.put(TM_TAG_UINT8, value); }
+bool Tm_bin_encoder::visit_int16(short value) { return chunk_.put(TM_TAG_INT16, value); }
+bool Tm_bin_encoder::visit_uint16(unsigned short value) { return chunk_.put(TM_TAG_UINT16, value); }
+bool Tm_bin_encoder::visit_int32(int value) { return chunk_.put(TM_TAG_INT32, value); }
+bool Tm_bin_encoder::visit_uint32(unsigned int value) { return chunk_.put(TM_TAG_UINT32, value); }
+bool Tm_bin_encoder::visit_int64(long value) { return chunk_.put(TM_TAG_INT64, value); }
+bool Tm_bin_encoder::visit_uint64(unsigned long value) { return chunk_.put(TM_TAG_UINT64, value); }
 
-bool Tm_bin_encoder::visit_double(double value) { return room_.put(TM_TAG_DOUBLE, value); }
+bool Tm_bin_encoder::visit_double(double value) { return chunk_.put(TM_TAG_DOUBLE, value); }
 
 bool Tm_bin_encoder::visit_string_begin(unsigned int length) {
-    return room_.put(TM_TAG_STRING, static_cast<unsigned short>(length));
+    return chunk_.put(TM_TAG_STRING, static_cast<unsigned short>(length));
 }
 
 bool Tm_bin_encoder::visit_string_continue(char const* data, unsigned int length) {
@@ -123,30 +79,30 @@ bool Tm_bin_encoder::visit_string_continue(char const* data, unsigned int length
 }
 
 bool Tm_bin_encoder::visit_binary_begin(unsigned int length) {
-    return room_.put(TM_TAG_BINARY, length);
+    return chunk_.put(TM_TAG_BINARY, length);
 }
 
 bool Tm_bin_encoder::visit_binary_continue(char const* data, unsigned int length) {
     return put_piece(data, length);
 }
 
-bool Tm_bin_encoder::visit_struct_begin() { return room_.put_tag(TM_TAG_STRUCT); }
-bool Tm_bin_encoder::visit_struct_end() { return room_.put_tag(TM_TAG_STRUCT_END); }
+bool Tm_bin_encoder::visit_struct_begin() { return chunk_.put_tag(TM_TAG_STRUCT); }
+bool Tm_bin_encoder::visit_struct_end() { return chunk_.put_tag(TM_TAG_STRUCT_END); }
 
 bool Tm_bin_encoder::visit_member_begin(unsigned int length_or_index) {
-    return room_.put_member(length_or_index);
+    return chunk_.put_member(length_or_index);
 }
 
 bool Tm_bin_encoder::visit_member_continue(char const* data, unsigned int length) {
     return visit_string_continue(data, length);
 }
 
-bool Tm_bin_encoder::visit_member_end() { return room_.put_tag(TM_TAG_MEMBER_END); }
-bool Tm_bin_encoder::visit_array_begin() { return room_.put_tag(TM_TAG_ARRAY); }
-bool Tm_bin_encoder::visit_array_end() { return room_.put_tag(TM_TAG_ARRAY_END); }
+bool Tm_bin_encoder::visit_member_end() { return chunk_.put_tag(TM_TAG_MEMBER_END); }
+bool Tm_bin_encoder::visit_array_begin() { return chunk_.put_tag(TM_TAG_ARRAY); }
+bool Tm_bin_encoder::visit_array_end() { return chunk_.put_tag(TM_TAG_ARRAY_END); }
 
 bool Tm_bin_encoder::visit_file_begin(unsigned int length) {
-    return room_.put(TM_TAG_FILE, length);
+    return chunk_.put(TM_TAG_FILE, length);
 }
 
 /// A derived class may read the pieces itself, from the descriptor's position.
@@ -165,12 +121,12 @@ bool Tm_bin_encoder::visit_file_continue(char const* data, unsigned int length) 
 /// A file that was not begun here, or has no positions, is read from where its descriptor stands.
 bool Tm_bin_encoder::visit_file_continue(int fd, std::string const& path, unsigned int length) {
     if (!check_state()) return false;
-    make_slack(length);
+    chunk_.make_memory(length);
     bool const is_begun = file_ != nullptr && file_->descriptor() == fd;
-    long const got =
-        is_begun ? file_->read(room_.at(), length) : Tm_file::read_n(fd, room_.at(), length);
+    unsigned char* const to = chunk_.at();
+    long const got = is_begun ? file_->read(to, length) : Tm_file::read_n(fd, to, length);
     if (got < 0) throw Tm_file_read_exception(path);
-    room_.advance(got);
+    chunk_.advance(got);
     return true;
 }
 

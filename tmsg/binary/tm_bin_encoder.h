@@ -24,8 +24,8 @@
 #include <vector>
 
 #include "tmsg/export.h"
+#include "tmsg/value/tm_chunk_buffer.h"
 #include "tmsg/value/tm_visitor.h"
-#include "tmsg/value/tm_wire.h"
 
 class Tm_read_ahead;
 
@@ -50,16 +50,16 @@ public:
     bool continue_fill() { return small_chunk_continue(); }
     bool small_chunk_continue();
     /// Returns true when there is room, so that the encoder takes the next event.
-    bool check_state() const { return room_.left() > 0; }
+    bool check_state() const { return chunk_.left() > 0; }
 
     /// Returns the first wire byte. The pointer is valid until the next event.
-    unsigned char const* data() const { return buffer_.data() + header_size_; }
+    unsigned char const* data() const { return chunk_.data(); }
     /// Returns the header room, directly in front of data(). It is valid until the next event.
-    unsigned char* buffer() { return buffer_.data(); }
+    unsigned char* buffer() { return chunk_.header(); }
     /// Returns the wire bytes in the buffer. They may be more than the chunk size.
-    int fill_position() const { return static_cast<int>(room_.at() - data()); }
-    int chunk_size() const { return chunk_size_; }
-    int header_size() const { return header_size_; }
+    int fill_position() const { return chunk_.fill(); }
+    int chunk_size() const { return chunk_.chunk_size(); }
+    int header_size() const { return chunk_.header_size(); }
 
     /// Returns what tm_tag_size() returns.
     static int tag_size(unsigned char tag);
@@ -104,17 +104,12 @@ public:
 protected:
     /// Lets values of the library write straight into the chunk of objects of exactly `for_class`.
     /// A derived class may call it if it does not override any operation on bytes in memory.
-    void take_wire_room(std::type_info const& for_class) { offer_wire_room(&room_, for_class); }
+    void take_wire_room(std::type_info const& for_class) { offer_wire_room(&chunk_, for_class); }
 
 private:
-    void set_fill(int bytes);
-    void make_slack(unsigned int bytes);
     bool put_piece(char const* data, unsigned int length);
 
-    std::vector<unsigned char> buffer_;
-    Tm_wire_room room_;  ///< behind the fill position
-    int chunk_size_ = 0;
-    int header_size_ = 0;
+    Tm_chunk_buffer chunk_;
     std::vector<int> mementos_;
     std::unique_ptr<Tm_read_ahead> file_;  ///< the file whose pieces come, unless it is mapped
 };

@@ -2,17 +2,12 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
-#include <limits>
 
 #include "tmsg/value/internal/tm_limit_error.h"
 #include "tmsg/value/tm_decimal.h"
 #include "tmsg/value/tm_exception.h"
 
 namespace {
-
-/// The most bytes by which an event of the library may pass the chunk size.
-constexpr std::size_t slack = 128;
 
 struct Tags {
     std::string_view opening;
@@ -38,23 +33,16 @@ constexpr Tags byte_tags[] = {
     {"", ""},
 };
 
-std::size_t buffer_size(int chunk_size) {
-    if (chunk_size < 1) {
-        throw Tm_out_of_range_exception("chunk size", chunk_size, 1,
-                                        std::numeric_limits<int>::max());
-    }
-    return static_cast<std::size_t>(chunk_size) + slack;
-}
-
 }  // namespace
 
-Tm_xml_encoder::Tm_xml_encoder(int chunk_size, unsigned long max_text)
-    : buffer_(buffer_size(chunk_size)), chunk_size_(chunk_size), max_text_(max_text) {}
+Tm_xml_encoder::Tm_xml_encoder(int chunk_size, unsigned long max_text) : max_text_(max_text) {
+    chunk_.init(chunk_size, 0);
+}
 
 Tm_xml_encoder::~Tm_xml_encoder() = default;
 
 void Tm_xml_encoder::begin_fill() {
-    fill_ = 0;
+    chunk_.clear();
     shipped_ = 0;
     writing_ = true;
     counted_ = 0;
@@ -62,11 +50,8 @@ void Tm_xml_encoder::begin_fill() {
 }
 
 bool Tm_xml_encoder::small_chunk_continue() {
-    int const shipped = std::min(fill_, chunk_size_);
-    fill_ -= shipped;
-    shipped_ += static_cast<unsigned long>(shipped);
-    std::memmove(buffer_.data(), buffer_.data() + chunk_size_, static_cast<std::size_t>(fill_));
-    if (fill_ >= chunk_size_) return false;
+    shipped_ += static_cast<unsigned long>(std::min(fill(), chunk_size()));
+    if (!chunk_.next_chunk()) return false;
     writing_ = false;
     resume_ = counted_;
     counted_ = 0;
@@ -75,21 +60,15 @@ bool Tm_xml_encoder::small_chunk_continue() {
 
 bool Tm_xml_encoder::check_state() {
     if (counted_ == resume_) writing_ = true;
-    if (writing_ && fill_ >= chunk_size_) return false;
+    if (writing_ && chunk_.left() <= 0) return false;
     ++counted_;
     return true;
 }
 
-/// Only a piece of a caller's own, larger than any of the library's, needs more than the slack.
 void Tm_xml_encoder::make_room(std::size_t size) {
-    std::size_t const end = static_cast<std::size_t>(fill_) + size;
+    std::size_t const end = static_cast<std::size_t>(fill()) + size;
     if (end > max_text_ - shipped_) throw Tm_exception(tm_text_too_long(max_text_));
-    if (end > buffer_.size()) buffer_.resize(end);
-}
-
-void Tm_xml_encoder::append(std::string_view text) {
-    text.copy(buffer_.data() + fill_, text.size());
-    fill_ += static_cast<int>(text.size());
+    chunk_.make_memory(size);
 }
 
 bool Tm_xml_encoder::put_text(std::string_view text) {
@@ -107,10 +86,13 @@ bool Tm_xml_encoder::put_value(std::string_view tag, std::string_view text) {
     constexpr std::string_view closing = "></value>";
     constexpr std::size_t between = 3;  // "></"
     make_room(opening.size() + closing.size() + between + 2 * tag.size() + text.size());
-    for (std::string_view const part :
-         {opening, tag, std::string_view(">"), text, std::string_view("</"), tag, closing}) {
-        append(part);
-    }
+    append(opening);
+    append(tag);
+    append(">");
+    append(text);
+    append("</");
+    append(tag);
+    append(closing);
     return true;
 }
 

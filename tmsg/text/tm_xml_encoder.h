@@ -2,30 +2,30 @@
 
 #include <cstddef>
 #include <string_view>
-#include <vector>
 
 #include "tmsg/export.h"
+#include "tmsg/value/tm_chunk_buffer.h"
 #include "tmsg/value/tm_decimal.h"
 #include "tmsg/value/tm_folded_events.h"
 #include "tmsg/value/tm_limits.h"
 #include "tmsg/value/tm_plain.h"
 
-/// Writes a message or value as XML in the style of a method call, in pieces of a fixed size:
+/// Writes a message or value as XML in the style of a method call, in chunks of a fixed size:
 ///
 ///     encoder.begin_fill();
 ///     while (!message.accept(encoder)) {
 ///         do ship(encoder.data(), encoder.chunk_size()); while (!encoder.continue_fill());
 ///     }
-///     // ship the rest, fill() bytes; the last event may have passed the piece size
+///     // ship the rest, fill() bytes; the last event may have passed the chunk size
 ///
-/// The encoder holds one piece, not the whole text. Therefore accept() walks the whole message
-/// again for each piece, and the message must not change in between.
+/// The encoder holds one chunk, not the whole text. Therefore accept() walks the whole message
+/// again for each chunk, and the message must not change in between.
 /// The encoder escapes nothing and writes byte strings as they are, so that only a message of plain
 /// text gives well-formed XML. It writes a negative int64 as if it were unsigned.
 /// A derived class writes the files: Tm_xml_file_size_encoder writes their sizes.
 class TMSG_API Tm_xml_encoder : public Tm_folded_events<Tm_xml_encoder> {
 public:
-    /// `chunk_size` is the bytes of a piece, at least 1. Throws Tm_out_of_range_exception for other
+    /// `chunk_size` is the bytes of a chunk, at least 1. Throws Tm_out_of_range_exception for other
     /// sizes. An event that would make the text of a message longer than `max_text` bytes throws
     /// Tm_exception; begin_fill() then begins the next message.
     explicit Tm_xml_encoder(int chunk_size, unsigned long max_text = tm_no_text_limit);
@@ -35,22 +35,22 @@ public:
 
     /// Begins a message.
     void begin_fill();
-    /// Call it after a full piece was shipped. It moves the bytes beyond the piece size to the
-    /// front. Returns false when they fill another piece, which must be shipped before accept()
+    /// Call it after a full chunk was shipped. It moves the bytes beyond the chunk size to the
+    /// front. Returns false when they fill another chunk, which must be shipped before accept()
     /// starts again.
     bool continue_fill() { return small_chunk_continue(); }
     bool small_chunk_continue();
-    /// Every event calls this first. Returns false when the piece is full. Otherwise counts the
-    /// event, which is then written, or skipped if it is in an earlier piece.
+    /// Every event calls this first. Returns false when the chunk is full. Otherwise counts the
+    /// event, which is then written, or skipped if it is in an earlier chunk.
     bool check_state();
 
-    /// Returns the text of the piece. The pointer is valid until the next event.
-    char const* data() const { return buffer_.data(); }
-    /// Returns the bytes of text in the buffer. They may be more than the piece size.
-    int fill() const { return fill_; }
+    /// Returns the text of the chunk. The pointer is valid until the next event.
+    char const* data() const { return reinterpret_cast<char const*>(chunk_.data()); }
+    /// Returns the bytes of text in the buffer. They may be more than the chunk size.
+    int fill() const { return chunk_.fill(); }
     /// Returns the same. Tm_bin_encoder uses this name.
-    int fill_position() const { return fill_; }
-    int chunk_size() const { return chunk_size_; }
+    int fill_position() const { return fill(); }
+    int chunk_size() const { return chunk_.chunk_size(); }
 
     using Tm_folded_events::visit_file_begin;
     bool visit_file_begin(unsigned int length) override = 0;
@@ -58,7 +58,7 @@ public:
     bool visit_file_continue(char const* data, unsigned int length) override = 0;
 
 protected:
-    /// Writes the text of one event, unless it is in an earlier piece. Returns false when the piece
+    /// Writes the text of one event, unless it is in an earlier chunk. Returns false when the chunk
     /// is full.
     bool put_text(std::string_view text);
     /// Does the same for `<value><TAG>TEXT</TAG></value>`.
@@ -82,17 +82,15 @@ private:
     bool piece(Tm_bytes bytes, char const* data, unsigned int length);
 
     void make_room(std::size_t size);
-    void append(std::string_view text);
+    void append(std::string_view text) { chunk_.put_bytes(text.data(), text.size()); }
 
-    std::vector<char> buffer_;
-    int fill_ = 0;
-    int chunk_size_;
+    Tm_chunk_buffer chunk_;
     bool writing_ = true;
     long counted_ = 0;  ///< events of this pass
     long resume_ = 0;   ///< events that earlier passes have written
     Tm_piece_count pieces_;
     unsigned long max_text_;
-    unsigned long shipped_ = 0;  ///< bytes of the pieces before this one
+    unsigned long shipped_ = 0;  ///< bytes of the chunks before this one
 };
 
 /// An XML encoder that writes a file as its size in bytes, without its contents:
