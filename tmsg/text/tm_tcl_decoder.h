@@ -30,7 +30,6 @@ class TMSG_API Tm_tcl_decoder {
 public:
     class Tokenizer;
     class IgnoreMap;
-    class Word;
 
     explicit Tm_tcl_decoder(Tm_limits const& limits = {});
     Tm_tcl_decoder(Tm_tcl_decoder const&) = delete;
@@ -60,6 +59,7 @@ public:
     void init();
 
 private:
+    class Word;
     /// The value of a member has its own state, because a closing brace must follow it.
     enum class State { expects_value, expects_member_value, expects_member, failed };
     using Begin_event = bool (Tm_creator::*)(unsigned int);

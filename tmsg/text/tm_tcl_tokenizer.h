@@ -29,6 +29,11 @@ public:
     /// Takes the next token and returns it. Call it only while has_more_tokens() returns true.
     std::string_view next_token() { return split_and_return_delims(); }
 
+private:
+    friend class Tm_tcl_decoder;
+
+    enum class Role : unsigned char { word, skipped, returned };
+
     /// Takes the next token and returns true if the token is `returned`, which must be one of those
     /// characters. Otherwise returns false and takes nothing.
     bool take(char returned) {
@@ -46,9 +51,6 @@ public:
     Word next_quoted();
     /// Returns the rest of the text, after the tokens that were taken.
     std::string_view rest() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
-
-private:
-    enum class Role : unsigned char { word, skipped, returned };
 
     std::string_view split_and_return_delims() {
         char const* const begin = at_;

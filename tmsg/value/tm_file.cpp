@@ -27,8 +27,7 @@ unsigned int size_of(int fd) {
 /// The library's own encoder reads all pieces that fit into its chunk at once. When the file ends
 /// earlier, it reads nothing, and the pieces are sent one by one.
 template <class Piece>
-int take_many(int index, int full_pieces, Tm_visitor const& visitor, Piece const& piece) {
-    Tm_wire_room const* const room = visitor.wire_room();
+int take_many(int index, int full_pieces, Tm_wire_room const* room, Piece const& piece) {
     if (room == nullptr) return index;
     int const count = tm_pieces_that_fit(index, full_pieces, *room);
     if (count == 0) return index;
@@ -79,7 +78,9 @@ bool Tm_file::accept(Tm_visitor& visitor) const {
     };
     return tm_walk_bytes(
         size_, visitor, [&] { return visitor.visit_file_begin(fd, size_); },
-        [&](int index, int full_pieces) { return take_many(index, full_pieces, visitor, piece); },
+        [&](int index, int full_pieces) {
+            return take_many(index, full_pieces, visitor.wire_room(), piece);
+        },
         piece);
 }
 

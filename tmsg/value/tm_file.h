@@ -46,14 +46,16 @@ public:
     /// descriptor.
     bool in_memory() const { return in_memory_; }
 
-    /// Returns whether `size`, in bytes, is below the mapping limit.
-    static bool is_mapped_size(unsigned int size);
-
     /// Reads n bytes from the position of the descriptor and returns n. Returns 0 when the file
     /// ends earlier, and a negative number on an error. Repeats a read that a signal interrupts.
     static long read_n(int fd, void* buffer, unsigned long n);
 
 private:
+    friend class Tm_received_file;
+
+    /// Returns whether `size`, in bytes, is below the mapping limit.
+    static bool is_mapped_size(unsigned int size);
+
     std::string path_;
     unsigned int open_mode_;
     unsigned int size_ = 0;

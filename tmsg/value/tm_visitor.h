@@ -79,10 +79,6 @@ public:
     /// them. By default returns false.
     virtual bool is_support_member_index();
 
-    /// Returns the room into which the library's own values may write instead of sending events.
-    /// Returns null when the visitor has no such room.
-    Tm_wire_room* wire_room() const;
-
 protected:
     /// Makes wire_room() return `room`, but only for an object of exactly the class `for_class`: a
     /// class derived from it may override events, which bytes in the room would bypass.
@@ -92,6 +88,16 @@ protected:
     }
 
 private:
+    friend class Tm_array;
+    friend class Tm_bin_encoder;
+    friend class Tm_file;
+    friend class Tm_struct;
+    friend class Tm_walk;
+
+    /// Returns the room into which the library's own values may write instead of sending events.
+    /// Returns null when the visitor has no such room.
+    Tm_wire_room* wire_room() const;
+
     Tm_wire_room* wire_room_ = nullptr;
     std::type_info const* wire_class_ = nullptr;
 };

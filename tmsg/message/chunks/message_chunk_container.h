@@ -29,8 +29,14 @@ public:
 
     /// Calls timeout() of every message, and deletes those for which it returns true.
     void collectGarbage();
-    /// Does the same, but passes those messages to `take` as std::unique_ptr. `take` must not
-    /// throw.
+    /// Returns the number of messages.
+    std::size_t size() const { return chunks_.size(); }
+
+private:
+    friend class Tm_chunk_receiver;
+
+    /// Does the same as collectGarbage(), but passes those messages to `take` as std::unique_ptr.
+    /// `take` must not throw.
     template <class Take>
     void takeExpired(Take take) {
         for (auto at = chunks_.begin(); at != chunks_.end();) {
@@ -52,15 +58,12 @@ public:
             at = chunks_.erase(at);
         }
     }
-    /// Returns the number of messages.
-    std::size_t size() const { return chunks_.size(); }
     /// Calls `visit` with every message, as a MessageChunk&.
     template <class Visit>
     void forEach(Visit visit) const {
         for (auto const& held : chunks_) visit(*held.second);
     }
 
-private:
     /// Originator and sequence number, in this order, so that takeAllOf() finds the messages of one
     /// originator side by side.
     using Key = std::pair<int, unsigned int>;

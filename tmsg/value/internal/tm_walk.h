@@ -32,6 +32,9 @@ public:
         return resume_ <= 1 ? 0 : std::min((resume_ - 1) / steps, count);
     }
 
+    /// Returns the room to which the library's own values may write, or null when there is none.
+    Tm_wire_room* room() const { return visitor_.wire_room(); }
+
 private:
     Tm_visitor& visitor_;
     int resume_;
@@ -82,7 +85,7 @@ bool tm_walk_memory(char const* data, unsigned int length, Tm_visitor& visitor, 
 
     int const full_pieces = static_cast<int>(length / tm_piece_size);
     int index = walk.first_item(full_pieces);
-    Tm_wire_room* const room = visitor.wire_room();
+    Tm_wire_room* const room = walk.room();
     if (room != nullptr) index = tm_write_pieces(data, index, full_pieces, *room);
     data += std::size_t{tm_piece_size} * static_cast<unsigned int>(index);
     for (; index < full_pieces; ++index, data += tm_piece_size) {
