@@ -96,14 +96,12 @@ void remove_tables_within(Container& container) {
 
 /// All members of its name: without the first one the next one would be the table.
 void remove_table(Message& message) {
-    int const table = message.name_table_position();
-    if (table < 0) return;
+    if (message.name_table_position() < 0) return;
     Tm_struct& meta = message.get_struct(Message::TMG_META);
-    std::string_view const table_name = meta.get_member_name(table);
     Tm_struct rest(nullptr);
     for (int i = 0; i < meta.get_member_count(); ++i) {
         std::string const name(meta.get_member_name(i), meta.get_member_name_length(i));
-        if (name != table_name) rest.add_member(name, meta.get_value(i));
+        if (!Message::is_name_table(name)) rest.add_member(name, meta.get_value(i));
     }
     meta = rest;
 }

@@ -234,7 +234,8 @@ bool Tree_printer::visit_array_begin() {
     if (!pass<&Tm_creator::visit_array_begin>()) return false;
     bool const in_meta = levels_.back().kind == Kind::group && levels_.end()[-2].children == 1;
     enter(Kind::array, "array");
-    levels_.back().is_name_table = in_meta && name_ == "catalog" && name_tables_.back().empty();
+    levels_.back().is_name_table =
+        in_meta && Message::is_name_table(name_) && name_tables_.back().empty();
     return true;
 }
 
@@ -272,7 +273,7 @@ bool Tree_printer::begin_bytes(TMV type, unsigned int length) {
     return true;
 }
 
-/// Strings are kept whole, for they may be names of the table.
+/// Strings are kept whole, for they may be in the name table.
 bool Tree_printer::add_bytes(char const* data, unsigned int length) {
     if (bytes_type_ == TMV_STRING || bytes_.size() <= most_bytes) bytes_.append(data, length);
     bytes_left_ -= length;

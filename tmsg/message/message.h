@@ -136,8 +136,10 @@ public:
     /// for messages that have a name table: this one, and those nested in it. Returns true when
     /// there is no table, and otherwise what index_member_names() returns.
     bool restore_member_indexes();
-    /// Returns the position in TMG_META of the member that a receiver takes for the name table: the
-    /// first one with the name "catalog". Returns -1 when there is none.
+    /// Returns whether a member of TMG_META with this name is the name table: whether the name is
+    /// "catalog". When names repeat, only the first such member is.
+    static bool is_name_table(std::string_view name);
+    /// Returns the position in TMG_META of the name table. Returns -1 when there is none.
     int name_table_position() const;
 
     /// These exist for callers that expect them. The library has no such data.

@@ -7,11 +7,13 @@
 
 constexpr char table_name[] = "catalog";
 
+bool Message::is_name_table(std::string_view name) { return name == table_name; }
+
 int Message::name_table_position() const {
     Tm_struct const& meta = groups_[TMG_META];
     for (int i = 0; i < meta.get_member_count(); ++i) {
         std::string_view const name(meta.get_member_name(i), meta.get_member_name_length(i));
-        if (name == table_name) return i;
+        if (is_name_table(name)) return i;
     }
     return -1;
 }
