@@ -76,8 +76,8 @@ struct Writing {
     Names names = Names::as_received;
 };
 
-/// Gives the message the indexes and the table of names that the choice demands. Throws Failure
-/// when the names cannot be indexed.
+/// Gives the message the indexes and the name table that the choice demands. Throws Failure when
+/// the names cannot be indexed.
 void prepare_names(Message& message, Names names);
 
 /// Writes the message, in the binary forms with its names as prepared. Throws Failure, and

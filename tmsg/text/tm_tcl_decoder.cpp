@@ -134,15 +134,15 @@ inline void Tm_tcl_decoder::read_value(Tokenizer& tokens) {
 }
 
 void Tm_tcl_decoder::read_request(std::string_view, Tokenizer& tokens) {
-    if (emit<&Tm_creator::visit_method_begin>(true)) open_group(tokens, State::expects_value);
+    if (emit<&Tm_creator::visit_method_begin>(true)) open_brace(tokens, State::expects_value);
 }
 
 void Tm_tcl_decoder::read_response(std::string_view, Tokenizer& tokens) {
-    if (emit<&Tm_creator::visit_method_begin>(false)) open_group(tokens, State::expects_value);
+    if (emit<&Tm_creator::visit_method_begin>(false)) open_brace(tokens, State::expects_value);
 }
 
 void Tm_tcl_decoder::read_fault(std::string_view, Tokenizer& tokens) {
-    if (emit<&Tm_creator::visit_fault_begin>()) open_group(tokens, State::expects_value);
+    if (emit<&Tm_creator::visit_fault_begin>()) open_brace(tokens, State::expects_value);
 }
 
 void Tm_tcl_decoder::read_method_name(std::string_view, Tokenizer& tokens) {
@@ -153,11 +153,11 @@ void Tm_tcl_decoder::read_method_name(std::string_view, Tokenizer& tokens) {
 }
 
 void Tm_tcl_decoder::read_struct(std::string_view, Tokenizer& tokens) {
-    if (emit<&Tm_creator::visit_struct_begin>()) open_group(tokens, State::expects_member);
+    if (emit<&Tm_creator::visit_struct_begin>()) open_brace(tokens, State::expects_member);
 }
 
 void Tm_tcl_decoder::read_array(std::string_view, Tokenizer& tokens) {
-    if (emit<&Tm_creator::visit_array_begin>()) open_group(tokens, State::expects_value);
+    if (emit<&Tm_creator::visit_array_begin>()) open_brace(tokens, State::expects_value);
 }
 
 void Tm_tcl_decoder::read_binary(std::string_view keyword, Tokenizer& tokens) {
@@ -231,10 +231,10 @@ void Tm_tcl_decoder::read_number(std::string_view keyword, Tokenizer& tokens) {
 }
 
 void Tm_tcl_decoder::read_closing_brace(Tokenizer& tokens) {
-    if (close_innermost(tokens)) next_state_after_group(tokens);
+    if (close_innermost(tokens)) next_state_after_brace(tokens);
 }
 
-/// Closes nothing in a member: next_state_after_group() ends the member, or sets the error.
+/// Closes nothing in a member: next_state_after_brace() ends the member, or sets the error.
 bool Tm_tcl_decoder::close_innermost(Tokenizer& tokens) {
     switch (creator_->innermost()) {
         case Tm_open::array:
@@ -255,20 +255,20 @@ bool Tm_tcl_decoder::close_innermost(Tokenizer& tokens) {
 
 inline void Tm_tcl_decoder::read_member(Tokenizer& tokens) {
     if (tokens.take('}')) {
-        if (emit<&Tm_creator::visit_struct_end>()) next_state_after_group(tokens);
+        if (emit<&Tm_creator::visit_struct_end>()) next_state_after_brace(tokens);
         return;
     }
     Word const name = get_possibly_quoted_string(tokens, "member name");
     if (name && put_name(name)) {
-        open_group(tokens, State::expects_member_value);
+        open_brace(tokens, State::expects_member_value);
     }
 }
 
-inline void Tm_tcl_decoder::open_group(Tokenizer& tokens, State inside) {
+inline void Tm_tcl_decoder::open_brace(Tokenizer& tokens, State inside) {
     if (get_brace(tokens, '{')) state_ = inside;
 }
 
-void Tm_tcl_decoder::next_state_after_group(Tokenizer& tokens) {
+void Tm_tcl_decoder::next_state_after_brace(Tokenizer& tokens) {
     bool const is_in_member = creator_->innermost() == Tm_open::member;
     state_ = is_in_member ? State::expects_member_value : State::expects_value;
     next_state_after_value(tokens);

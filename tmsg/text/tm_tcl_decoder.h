@@ -102,8 +102,8 @@ private:
     bool put_text(std::string_view text);
     bool put_name(std::string_view name);
     bool emit_pieces(Contents const& kind, std::string_view bytes);
-    void open_group(Tokenizer& tokens, State inside);
-    void next_state_after_group(Tokenizer& tokens);
+    void open_brace(Tokenizer& tokens, State inside);
+    void next_state_after_brace(Tokenizer& tokens);
     void next_state_after_value(Tokenizer& tokens);
     template <class... Part>
     [[gnu::cold]] bool fail(Part const&... text);

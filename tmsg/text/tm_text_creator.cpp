@@ -48,7 +48,7 @@ void Tm_text_creator::output_newline(bool deeper) {
 /// The indent of each line grows with the levels of each kind, so each kind has a limit.
 unsigned int& Tm_text_creator::level_of(Tm_bracket bracket) {
     if (bracket == Tm_bracket::member) return members_;
-    return bracket == Tm_bracket::fault ? faults_ : groups_;
+    return bracket == Tm_bracket::fault ? faults_ : containers_;
 }
 
 bool Tm_text_creator::enter(Tm_bracket bracket) {
@@ -69,7 +69,7 @@ bool Tm_text_creator::open(Tm_bracket bracket) {
     if (is_message) {
         indent_.clear();
         // Levels that an earlier message left open do not count for this one.
-        if (groups_ == 0) members_ = faults_ = 0;
+        if (containers_ == 0) members_ = faults_ = 0;
     }
     if (!enter(bracket)) return false;
     output_type(types[static_cast<int>(bracket)]);
@@ -136,7 +136,7 @@ bool Tm_text_creator::piece(Tm_bytes bytes, char const* data, unsigned int lengt
 bool Tm_text_creator::done() {
     std::fflush(stream_);
     indent_.clear();
-    groups_ = members_ = faults_ = 0;
+    containers_ = members_ = faults_ = 0;
     return true;
 }
 

@@ -95,7 +95,8 @@ private:
 
     FILE* stream_;
     Tm_limits limits_;
-    unsigned int groups_ = 0;  ///< open structs, arrays and messages
+    // Open levels of each kind.
+    unsigned int containers_ = 0;  ///< structs, arrays and messages
     unsigned int members_ = 0;
     unsigned int faults_ = 0;
     std::string indent_;
