@@ -67,8 +67,7 @@ private:
         else {
             bool negative = false;
             if constexpr (std::is_signed_v<T>) negative = value < 0;
-            auto const magnitude =
-                static_cast<std::make_unsigned_t<T>>(negative ? -1 - value : value);
+            auto const magnitude = static_cast<std::make_unsigned_t<T>>(negative ? ~value : value);
             cbor_item_t* item = build_uint(magnitude);
             if (negative) cbor_mark_negint(item);
             return item;
@@ -129,8 +128,8 @@ private:
 
     private:
         void put(std::string_view key, cbor_item_t* value) {
-            cbor_item_t* name = cbor_build_stringn(key.data(), key.size());
-            if (!cbor_map_add(&map_, {cbor_move(name), cbor_move(value)})) fail("cbor: add");
+            cbor_item_t* member = cbor_build_stringn(key.data(), key.size());
+            if (!cbor_map_add(&map_, {cbor_move(member), cbor_move(value)})) fail("cbor: add");
         }
 
         cbor_item_t& map_;
