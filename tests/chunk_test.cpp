@@ -22,21 +22,21 @@ TEST(MessageChunkContainer, TellsOriginatorsApart) {
     std::unique_ptr<MessageChunk> const replaced(new MessageChunk(7, 1));
     auto* const second = new MessageChunk(7, 2);
     auto* const newer = new MessageChunk(7, 1);
+    using Found = std::vector<MessageChunk*>;
+    auto const expect = [&](Found const& expected) {
+        EXPECT_EQ(expected, (Found{container.findChunk(7, 1, false), container.findChunk(7, 2, false),
+                                   container.findChunk(7, 3, false), container.findChunk(8, 1, false)}));
+    };
     container.putChunk(replaced.get());
     container.putChunk(second);
-    using Found = std::vector<MessageChunk*>;
-    auto const found = [&] {
-        return Found{container.findChunk(7, 1, false), container.findChunk(7, 2, false),
-                     container.findChunk(7, 3, false), container.findChunk(8, 1, false)};
-    };
-    EXPECT_EQ((Found{replaced.get(), second, nullptr, nullptr}), found());
+    expect({replaced.get(), second, nullptr, nullptr});
     EXPECT_EQ(0, container.putChunk(newer));
-    EXPECT_EQ((Found{newer, second, nullptr, nullptr}), found());
-    EXPECT_EQ(-1, container.removeChunk(replaced.get()));
+    expect({newer, second, nullptr, nullptr});
     EXPECT_EQ(second, std::unique_ptr<MessageChunk>(container.findChunk(7, 2, true)).get());
+    EXPECT_EQ(-1, container.removeChunk(replaced.get()));
     EXPECT_EQ(0, container.removeChunk(newer));
     EXPECT_EQ(-1, container.removeChunk(newer));
-    EXPECT_EQ(Found(4), found());
+    expect(Found(4));
 }
 
 TEST(MessageChunkContainer, DropsWhatIsIdleForTwentyCollections) {

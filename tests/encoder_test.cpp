@@ -8,10 +8,8 @@ namespace {
 
 template <class... Datum>
 std::string wire(Datum const&... datum) {
-    Tm_array array;
-    (array.add_member(datum), ...);
-    Bytes const bytes = encode(array);
-    return to_hex(Bytes(bytes.begin() + 1, bytes.end() - 1));
+    std::string const hex = to_hex(encode(array_of(datum...)));
+    return hex.substr(3, hex.size() - 6);
 }
 
 TEST(Encoder, WritesEveryKindInNetworkOrder) {
@@ -66,20 +64,25 @@ TEST(Encoder, CutsChunksOfEverySize) {
 
 TEST(Encoder, LeavesRoomForAHeaderAndServesManyMessages) {
     Tm_bin_encoder encoder(6, 8);
-    EXPECT_TRUE(encoder.header_size() == 8 && encoder.buffer() + 8 == encoder.data());
+    EXPECT_EQ(8, encoder.header_size());
+    EXPECT_EQ(encoder.buffer() + 8, encoder.data());
     for (int round = 0; round < 2; ++round) {
         std::memset(encoder.buffer(), 0xEE, 8);
         encoder.begin_fill();
         ASSERT_TRUE(Message().accept(encoder));
-        EXPECT_TRUE(encoder.fill_position() == 6 && !encoder.check_state());
+        EXPECT_EQ(6, encoder.fill_position());
+        EXPECT_FALSE(encoder.check_state());
         EXPECT_EQ(0xEE, encoder.buffer()[7]);
-        EXPECT_TRUE(encoder.continue_fill() && encoder.fill_position() == 0);
+        EXPECT_TRUE(encoder.continue_fill());
+        EXPECT_EQ(0, encoder.fill_position());
     }
     EXPECT_TRUE(encoder.visit_string_continue(std::string(1000, 'x').data(), 1000));
-    EXPECT_FALSE(encoder.visit_bool(true) || encoder.continue_fill());
+    EXPECT_FALSE(encoder.visit_bool(true));
+    EXPECT_FALSE(encoder.continue_fill());
     EXPECT_EQ(994, encoder.fill_position());
     encoder.init(1000, 0);
-    EXPECT_TRUE(encoder.buffer() == encoder.data() && encoder.chunk_size() == 1000);
+    EXPECT_EQ(encoder.buffer(), encoder.data());
+    EXPECT_EQ(1000, encoder.chunk_size());
 }
 
 TEST(Encoder, RefusesBadSizesAndFilesThatCannotBeRead) {

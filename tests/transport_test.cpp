@@ -4,20 +4,6 @@
 
 namespace {
 
-Bytes chunk(bool first, bool last, unsigned int seq_no, std::string const& payload_hex) {
-    Bytes const payload = from_hex(payload_hex);
-    Tm_header header;
-    header.set_first_chunk(first);
-    header.set_last_chunk(last);
-    header.set_tmport(3);
-    header.set_seq_no(seq_no);
-    header.set_length(static_cast<unsigned int>(payload.size()));
-    Bytes bytes(8 + payload.size());
-    std::copy_n(header.record().bytes, 8, bytes.begin());
-    std::copy(payload.begin(), payload.end(), bytes.begin() + 8);
-    return bytes;
-}
-
 std::string const whole = "02 04 84 04 84 82";
 
 TEST(Sender, FillsHeadersAndChunks) {
@@ -32,7 +18,7 @@ TEST(Sender, FillsHeadersAndChunks) {
             bool const last = &bytes == &chunks.back();
             Bytes const payload(bytes.begin() + 8, bytes.end());
             ASSERT_TRUE(last || payload.size() == chunk_size);
-            ASSERT_EQ(chunk(joined.empty(), last, 0x123456, to_hex(payload)), bytes);
+            ASSERT_EQ(chunk(joined.empty(), last, 0x123456, payload), bytes);
             joined.insert(joined.end(), payload.begin(), payload.end());
         }
         ASSERT_EQ(encoded, joined) << size;
@@ -57,35 +43,35 @@ TEST(Sender, RefusesWhatTheWireCannotCarryBeforeTheFirstChunk) {
     auto const send = [](Message const& message) {
         Tm_chunk_sender(10).send(message, 1, 0, [](auto...) -> bool { throw Tm_exception("a chunk was sent"); });
     };
-    std::string const text = "String length 65536 out of range 0..65535";
-    EXPECT_THROWS(text, send(*make_message(Message::TMT_REQUEST, too_long)));
-    Tm_struct inner(nullptr);
-    inner.add_member(too_long, 1);
-    Tm_array array;
-    array.add_member("before");
-    array.add_member(&inner);
-    Message nested;
+    // The name of a method, and those of members at any place, in structs of other classes, too.
+    Tm_struct const inner = struct_of(too_long, 1);
+    Tm_array const array = array_of("before", &inner);
+    Message nested, outer;
     nested.add_member(meta, "array", &array);
-    EXPECT_THROWS(text, send(nested));
-    Message outer;
     outer.add_member(body, "message", &nested);
-    EXPECT_THROWS(text, send(outer));
-    // Structs of other classes are looked at, too.
     char const* const names[] = {"short", too_long.c_str(), nullptr};
     char const* const short_names[] = {"a", "b", nullptr};
     Tm_prenamed_struct first(short_names, 2), last(short_names, 2), prenamed(names, 2);
-    for (int const i : {0, 1}) {
-        first.add_member(i, true);
-        last.add_member(i, true);
-        prenamed.add_member(i, i);
+    for (Tm_prenamed_struct* const one : {&first, &last, &prenamed}) {
+        for (int const i : {0, 1}) one->add_member(i, true);
     }
     first.add_member(0, &inner);
     last.add_member(1, &inner);
-    for (Tm_struct* const refused : {&first, &last, &prenamed}) {
-        Message message;
-        message.add_member_and_own(body, "prenamed", refused->clone());
-        EXPECT_THROWS(text, send(message));
+    struct Long_named : Tm_struct {
+        Long_named() : Tm_struct(of_ints({"stored"})) {}
+        Long_named* clone() const override { return new Long_named; }
+        char const* get_member_name(int) const override { return name_.c_str(); }
+        unsigned int get_member_name_length(int) const override { return 65536; }
+        std::string name_ = std::string(65536, 'n');
+    } const long_named;
+    std::vector<std::unique_ptr<Message>> refused;
+    refused.push_back(make_message(Message::TMT_REQUEST, too_long));
+    for (Message* const one : {&nested, &outer}) refused.emplace_back(one->clone());
+    for (Tm_struct const* const one : std::initializer_list<Tm_struct const*>{&first, &last, &prenamed, &long_named}) {
+        refused.push_back(make_message(Message::TMT_RESPONSE));
+        refused.back()->add_member(body, "prenamed", one);
     }
+    for (auto const& one : refused) EXPECT_THROWS("String length 65536 out of range 0..65535", send(*one));
     // The name of a response stays at home.
     EXPECT_EQ(1U, chunks_of(*make_message(Message::TMT_RESPONSE, too_long), 1, 100).size());
 
@@ -230,14 +216,11 @@ TEST(Receiver, DoesNotCountFilesAsHeld) {
         limits.max_held_bytes = limit;
         Receiver receiver(limits);
         for (Bytes const& bytes : chunks_of(message, 1, chunk_size)) (receiver.*take)(1, bytes);
-        if (receiver.messages.empty()) {
-            EXPECT_EQ(Names({"1/1 more than " + std::to_string(limit) + " bytes in unfinished messages"}),
-                      receiver.errors);
-            EXPECT_EQ(0, remove_received_files());
-            return false;
-        }
-        EXPECT_EQ(1, remove_received_files());
-        return true;
+        bool const has_room = !receiver.messages.empty();
+        std::string const error = "1/1 more than " + std::to_string(limit) + " bytes in unfinished messages";
+        EXPECT_EQ(has_room ? Names() : Names{error}, receiver.errors);
+        EXPECT_EQ(has_room ? 1 : 0, remove_received_files());
+        return has_room;
     };
     auto const first_fitting = [&](int chunk_size, auto take) {
         unsigned long limit = 20;
@@ -257,20 +240,17 @@ TEST(Receiver, DoesNotCountFilesAsHeld) {
     std::filesystem::resize_file(path, 12000000);
     Message large;
     large.add_member(body, "file", path, 0U);
-    std::string const blob(600, 'x');
-    large.add_member(body, "more", blob);
-    for (unsigned long const limit : {400UL, 900UL}) {
+    large.add_member(body, "more", std::string(600, 'x'));
+    for (auto const& [limit, arrived] : {std::pair(400UL, 0), {900UL, 1}}) {
         Tm_limits limits;
         limits.max_held_bytes = limit;
         Receiver receiver(limits);
-        for (Bytes const& bytes : chunks_of(large, 1, 100000)) receiver.take(1, bytes);
-        bool const has_room = limit == 900;
-        ASSERT_EQ(has_room, receiver.messages.size() == 1);
-        if (has_room) {
-            Tm_file const& file = *receiver.messages.at({1, 1})->get_member_file(body, "file");
-            EXPECT_TRUE(content_of(path) == content_of(file.path()));
+        receiver.take_all(1, chunks_of(large, 1, 100000));
+        ASSERT_EQ(arrived, static_cast<int>(receiver.messages.size()));
+        for (auto const& [key, received] : receiver.messages) {
+            EXPECT_TRUE(content_of(path) == content_of(received->get_member_file(body, "file")->path()));
         }
-        EXPECT_EQ(has_room ? 1 : 0, remove_received_files());
+        EXPECT_EQ(arrived, remove_received_files());
     }
 }
 

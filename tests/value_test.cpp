@@ -56,10 +56,9 @@ TEST(Scalars, CompareByTypeFirst) {
     EXPECT_EQ(1, answering_accessors(own));
     EXPECT_FALSE(own == Tm_int64(42));
     EXPECT_TRUE(Tm_int32(42) == own);
-    Tm_array array;
-    array.add_member(&own);
-    EXPECT_EQ(42, array.get_member_int32(0));
-    EXPECT_FALSE(Tm_int32(5) == Tm_int64(5) || Tm_int64(7).equals(Tm_uint64(7)));
+    EXPECT_EQ(42, array_of(&own).get_member_int32(0));
+    EXPECT_FALSE(Tm_int32(5) == Tm_int64(5));
+    EXPECT_FALSE(Tm_int64(7).equals(Tm_uint64(7)));
     EXPECT_TRUE(Tm_int8(1) != Tm_int16(1));
     Tm_double const nan(std::nan(""));
     EXPECT_FALSE(nan == *std::unique_ptr<Tm_value>(nan.clone()));
@@ -80,27 +79,25 @@ struct Date_value : Tm_date {
 };
 
 TEST(Date, SettersKeepTheirRanges) {
-    Date_value date;
-    date.set_year(0);
-    for (int const bad : {0, 13}) date.set_month(bad);
-    for (int const bad : {0, 32}) date.set_day(bad);
-    for (int const bad : {-1, 24}) date.set_hour(bad);
-    for (int const bad : {-1, 60}) date.set_minutes(bad);
-    for (int const bad : {-1, 60}) date.set_seconds(bad);
-    EXPECT_EQ((std::vector<int>{2001, 1, 1, 0, 0, 1}), date.fields());
-    Date_value const given(1999, 2, 31, 23, 59, 77);
-    EXPECT_EQ((std::vector<int>{1999, 2, 31, 23, 59, 0}), given.fields());
-    Date_value edge(1, 12, 31, 23, 59, 59);
-    EXPECT_EQ((std::vector<int>{1, 12, 31, 23, 59, 59}), edge.fields());
-    edge.set_month(1);
-    edge.set_day(1);
-    edge.set_hour(0);
-    edge.set_minutes(0);
-    edge.set_seconds(0);
-    EXPECT_EQ((std::vector<int>{1, 1, 1, 0, 0, 0}), edge.fields());
-    Tm_struct holder(nullptr);
-    holder.add_member("date", &given);
-    EXPECT_TRUE(holder.get_member_date("date") != nullptr);
+    using Fields = std::vector<int>;
+    Date_value date(1999, 2, 31, 23, 59, 77);
+    auto const set = [&](Fields const& to) {
+        date.set_year(to[0]);
+        date.set_month(to[1]);
+        date.set_day(to[2]);
+        date.set_hour(to[3]);
+        date.set_minutes(to[4]);
+        date.set_seconds(to[5]);
+        return date.fields();
+    };
+    EXPECT_EQ((Fields{2001, 1, 1, 0, 0, 1}), Date_value().fields());
+    EXPECT_EQ((Fields{1999, 2, 31, 23, 59, 0}), date.fields());
+    Fields const lowest = {1, 1, 1, 0, 0, 0}, highest = {9999, 12, 31, 23, 59, 59};
+    EXPECT_EQ(lowest, set(lowest));
+    EXPECT_EQ(lowest, set({0, 0, 0, -1, -1, -1}));
+    EXPECT_EQ(highest, set(highest));
+    EXPECT_EQ(highest, set({0, 13, 32, 24, 60, 60}));
+    EXPECT_NE(nullptr, struct_of("date", static_cast<Tm_value const*>(&date)).get_member_date("date"));
 }
 
 struct alignas(64) Aligned_date : Date_value {
@@ -135,15 +132,9 @@ TEST(Values, AreMadeByEveryFormOfNew) {
     };
     EXPECT_THROWS("not made", delete new (std::nothrow) Failing);
     EXPECT_THROWS("not made", delete new Aligned_struct(false));
-    expect_every_form_of_new(Tm_int32(7));
-    expect_every_form_of_new(Tm_bool(true));
-    expect_every_form_of_new(Tm_double(1.5));
-    expect_every_form_of_new(Tm_string("text"));
-    expect_every_form_of_new(Tm_binary(nullptr, 0));
-    expect_every_form_of_new(Tm_file("/dev/null", 0));
-    expect_every_form_of_new(Tm_array());
-    expect_every_form_of_new(Tm_struct(nullptr));
-    expect_every_form_of_new(Message());
+    auto const expect_for_each = [](auto const&... example) { (expect_every_form_of_new(example), ...); };
+    expect_for_each(Tm_int32(7), Tm_bool(true), Tm_double(1.5), Tm_string("text"), Tm_binary(nullptr, 0),
+                    Tm_file("/dev/null", 0), Tm_array(), Tm_struct(nullptr), Message());
 }
 
 TEST(String, ChecksItsLengthBeforeTheCatalogue) {
@@ -167,12 +158,13 @@ TEST(Binary, SharesItsBytesAmongCopies) {
 
     unsigned char more[] = {9, 8, 7, 6};
     first = tm_binary_cstruct{4, more};
-    EXPECT_TRUE(first == Tm_binary(more, 4) && *clone == first && assigned == first);
+    for (Tm_binary const* const one : {&first, clone.get(), &assigned}) EXPECT_TRUE(*one == Tm_binary(more, 4));
     assigned = *&assigned;
     assigned = tm_binary_cstruct{2, const_cast<unsigned char*>(assigned.get_buffer()) + 1};
     EXPECT_TRUE(first == Tm_binary(more + 1, 2));
     assigned = tm_binary_cstruct{0, nullptr};
-    EXPECT_TRUE(first.get_buffer() == nullptr && first == Tm_binary(nullptr, 0));
+    EXPECT_EQ(nullptr, first.get_buffer());
+    EXPECT_TRUE(first == Tm_binary(nullptr, 0));
     EXPECT_FALSE(Tm_string("") == first);
 }
 
@@ -184,7 +176,7 @@ TEST(Catalogue, KeepsItsEntriesInPlaceAndNeverRestarts) {
     for (unsigned int i = 0; i < 5000; ++i) entries.push_back(catalog.add(name(i)));
     Catalogue const copy(catalog);
     for (unsigned int i = 0; i < 5000; ++i) {
-        ASSERT_TRUE(entries[i] == catalog.find(name(i)) && entries[i] == catalog.add(name(i)));
+        for (auto const* const found : {catalog.find(name(i)), catalog.add(name(i))}) ASSERT_EQ(entries[i], found);
         ASSERT_EQ(Catalogue::entry(name(i), i), *entries[i]);
         ASSERT_EQ(i, copy.find(name(i))->second);
         ASSERT_NE(entries[i], copy.find(name(i)));
@@ -195,7 +187,8 @@ TEST(Catalogue, KeepsItsEntriesInPlaceAndNeverRestarts) {
     EXPECT_EQ(entries[17], other.find(name(17)));
     EXPECT_EQ(0U, catalog.next_index());
     other.clear();
-    EXPECT_TRUE(other.size() == 0 && other.find(name(17)) == nullptr);
+    EXPECT_EQ(0U, other.size());
+    EXPECT_EQ(nullptr, other.find(name(17)));
     EXPECT_EQ(5000U, other.add("after")->second);
     EXPECT_EQ(5001U, other.add("again")->second);
 }

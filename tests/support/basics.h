@@ -1,10 +1,12 @@
 /// Bytes as readable text and back, the texts of exceptions, and files.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <tmsg/tmsg.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -87,12 +89,25 @@ inline std::string content_of(std::string const& path) {
     return content.str();
 }
 
-/// How many received files of this process stand in /tmp; removes them.
+/// The number of the descriptor that is opened next.
+inline int next_descriptor() {
+    int const fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ::close(fd);
+    return fd;
+}
+
+/// Returns how many received files of this process stand in /tmp since the last call. Removes them.
+/// A probe tells the latest number, so that nobody lists /tmp, where many other files may stand.
 inline int remove_received_files() {
-    int removed = 0;
-    std::string const prefix = "/tmp/zab_tmp_" + std::to_string(::getpid()) + "_";
-    for (auto const& entry : std::filesystem::directory_iterator("/tmp")) {
-        if (entry.path().string().rfind(prefix, 0) == 0) removed += std::filesystem::remove(entry.path());
+    static int next = 0;
+    unsigned char const empty_file[] = {0x15, 0, 0, 0, 0};
+    Tm_bin_array_decoder probe(16);
+    probe.feed(empty_file, sizeof empty_file);
+    std::string const path = probe.received_files().at(0);
+    std::size_t const number_at = path.rfind('_') + 1;
+    int removed = -1;  // the probe's own
+    for (int const last = std::stoi(path.substr(number_at)); next <= last; ++next) {
+        removed += std::remove((path.substr(0, number_at) + std::to_string(next)).c_str()) == 0;
     }
     return removed;
 }

@@ -16,6 +16,24 @@ void add(Tm_struct& target, std::string const& name, Datum const& datum, More co
     if constexpr (sizeof...(more) > 0) add(target, more...);
 }
 
+template <class... Datum>
+Tm_struct struct_of(Datum const&... datum) {
+    Tm_struct value(nullptr);
+    add(value, datum...);
+    return value;
+}
+
+template <class... Datum>
+Tm_array array_of(Datum const&... datum) {
+    Tm_array array;
+    (array.add_member(datum), ...);
+    return array;
+}
+
+inline Tm_binary binary_of(std::string const& bytes) {
+    return Tm_binary(reinterpret_cast<unsigned char const*>(bytes.data()), static_cast<unsigned int>(bytes.size()));
+}
+
 template <class... Plain>
 void add_limits(Tm_array& array) {
     (array.add_member(std::numeric_limits<Plain>::min()), ...);

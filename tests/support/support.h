@@ -3,4 +3,5 @@
 
 #include "support/recorder.h"
 #include "support/samples.h"
+#include "support/text.h"
 #include "support/wire.h"

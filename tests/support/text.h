@@ -24,22 +24,22 @@ std::string text_in_pieces(Tm_value const& value, unsigned int limit, std::vecto
     return text + encoder.get_string();
 }
 
+/// The XML of a value, joined from pieces of that size.
+inline std::string xml_of(Tm_value const& value, int piece_size = 1 << 20, unsigned long max_text = tm_no_text_limit) {
+    Tm_xml_file_size_encoder encoder(piece_size, max_text);
+    std::string text;
+    tm_encode_pieces(value, encoder, [&](char const* data, std::size_t size, bool) {
+        text.append(data, size);
+        return true;
+    });
+    return text;
+}
+
 /// {"a": 1} in the first group, nothing in the second.
 inline std::unique_ptr<Message> add_message(Message::TMT kind = Message::TMT_REQUEST) {
     auto message = make_message(kind, "add");
     message->add_member(meta, "a", 1);
     return message;
-}
-
-template <class... Datum>
-Tm_array array_of(Datum const&... datum) {
-    Tm_array array;
-    (array.add_member(datum), ...);
-    return array;
-}
-
-inline Tm_binary binary_of(std::string const& bytes) {
-    return Tm_binary(reinterpret_cast<unsigned char const*>(bytes.data()), static_cast<unsigned int>(bytes.size()));
 }
 
 /// Returns the text that `write` prints on a stream. Closes the stream.

@@ -17,7 +17,11 @@ inline std::vector<Bytes> encode_chunks(Tm_value const& value, int chunk_size) {
     return chunks;
 }
 
-inline Bytes encode(Tm_value const& value) { return encode_chunks(value, 1 << 20).front(); }
+inline Bytes encode(Tm_value const& value) {
+    Bytes bytes;
+    tm_encode_into(bytes, value);
+    return bytes;
+}
 
 struct Decoded {
     std::unique_ptr<Message> message;
@@ -33,11 +37,29 @@ inline void feed(Tm_bin_decoder_base& decoder, Bytes const& bytes, std::size_t p
     }
 }
 
-inline Decoded decode(Bytes const& bytes, std::size_t piece = 0) {
-    Tm_bin_decoder decoder(piece == 0 ? static_cast<long>(bytes.size()) : 4096);
+inline Decoded decode(Bytes const& bytes, std::size_t piece = 0, Tm_limits const& limits = {}) {
+    Tm_bin_decoder decoder(piece == 0 ? static_cast<long>(bytes.size()) : 4096, limits);
     feed(decoder, bytes, piece);
     decoder.finalize();
     return {std::unique_ptr<Message>(decoder.release_msg()), decoder.error()};
+}
+
+/// One chunk of that content, with its header.
+inline Bytes chunk(bool is_first, bool is_last, unsigned int seq_no, Bytes const& payload) {
+    Tm_header header;
+    header.set_first_chunk(is_first);
+    header.set_last_chunk(is_last);
+    header.set_tmport(3);
+    header.set_seq_no(seq_no);
+    header.set_length(static_cast<unsigned int>(payload.size()));
+    Bytes bytes(sizeof(TM_HEADER) + payload.size());
+    std::copy_n(header.record().bytes, sizeof(TM_HEADER), bytes.begin());
+    std::copy(payload.begin(), payload.end(), bytes.begin() + sizeof(TM_HEADER));
+    return bytes;
+}
+
+inline Bytes chunk(bool is_first, bool is_last, unsigned int seq_no, std::string const& hex) {
+    return chunk(is_first, is_last, seq_no, from_hex(hex));
 }
 
 /// The chunks of a message, with headers.
@@ -71,6 +93,9 @@ struct Receiver : Tm_chunk_receiver {
               limits) {}
 
     void take(int originator, Bytes const& bytes) { receive(originator, bytes.data(), bytes.size()); }
+    void take_all(int originator, std::vector<Bytes> const& chunks) {
+        for (Bytes const& bytes : chunks) take(originator, bytes);
+    }
     void take_bytewise(int originator, Bytes const& bytes) {
         for (unsigned char const byte : bytes) receive(originator, &byte, 1);
     }
@@ -80,7 +105,7 @@ struct Receiver : Tm_chunk_receiver {
 inline std::unique_ptr<Message> deliver(Message const& message, int chunk_size = 100,
                                         Tm_chunk_sender::Names names = Tm_chunk_sender::Names::as_built) {
     Receiver receiver;
-    for (Bytes const& bytes : chunks_of(message, 1, chunk_size, names)) receiver.take(1, bytes);
+    receiver.take_all(1, chunks_of(message, 1, chunk_size, names));
     EXPECT_EQ(Names(), receiver.errors);
     return std::move(receiver.messages.at({1, 1}));
 }
