@@ -225,6 +225,12 @@ TEST(Composites, SurviveACloneThatThrows) {
     EXPECT_THROWS("no copy", other = array);
     EXPECT_THROWS("no copy", other.add_member(&array));
     EXPECT_THROWS("no copy", message.add_member(body, "s", &source));
+    char const* const names[] = {"a"};
+    Tm_prenamed_struct prenamed(names, 1), changed(names, 1);
+    changed.add_member(0, 5);
+    prenamed.add_member_and_own(0, new Uncopyable);
+    EXPECT_THROWS("no copy", changed = prenamed);
+    EXPECT_EQ(5, changed.get_member_int32(0));
     EXPECT_TRUE(target == of_ints({"old"}));
     EXPECT_TRUE(message == Message());
     other.add_member(2);

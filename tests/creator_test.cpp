@@ -111,6 +111,7 @@ TEST(Creator, RejectsPiecesThatDoNotFit) {
     EXPECT_EQ("ab", message.get_request_name()) << "an empty piece more";
     n.visit_struct_begin();
     n.visit_member_begin(2);
+    EXPECT_REFUSED(n, member_continue_with_index, (0));
     EXPECT_EQ(rows("unexpected bool in member", "taken", "member name longer than given length"),
               (Names{n.after(n.visit_bool(true)), n.after(n.visit_member_continue("a", 1)),
                      n.after(n.visit_member_continue("bc", 2))}));
@@ -152,6 +153,9 @@ TEST(Creator, AddsThroughAnOwnClass) {
     for (int i = 0; i < 3; ++i) expected.get_value(i)->accept(c);
     EXPECT_EQ("struct other other ", array.events);
     EXPECT_TRUE(array == expected);
+    array.add_member("text");
+    array.add_member(1);
+    EXPECT_EQ("struct other other other other ", array.events);
     EXPECT_EQ(0, c.pop_memento());
     for (int time = 0; time < 2; ++time) EXPECT_EQ("internal error in Tm_creator", c.after(c.process_state()));
     Tm_array other;

@@ -109,6 +109,7 @@ TEST(Decoder, ReportsBrokenAndCutInput) {
                        "02 04 05 08 00 01 -> member name not found: 08h at byte 3 should be 07h",
                        "02 04 05 07 00 01 61 85 -> no values found in member: 85h at byte 7",
                        "00 01 00 00 09 -> unexpected method name continue in method call: 09h at byte 4",
+                       "00 01 00 00 04 84 04 84 80 -> unexpected method name continue in method call: 04h at byte 4",
                        "-> decoder expecting more data after end of buffer",
                        "00 01 00 00 -> decoder expecting more data after end of buffer",
                        "00 01 00 02 61 62 04 84 04 84 -> decoder expecting more data after end of buffer",

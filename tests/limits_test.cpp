@@ -190,7 +190,10 @@ TEST(Limits, OfMemoryHoldWhileTheInputArrives) {
 TEST(Limits, OfMemoryRefuseTheValueAfterTheLastOne) {
     for (std::string const item : {"15 00 00 00 01 78 ", "04 84 ", "06 86 ", "02 04 84 04 84 82 "}) {
         Tm_bin_decoder measured(1000);
-        feed(measured, from_hex(start + "06 " + item));
+        feed(measured, from_hex(start + "06 "));
+        unsigned long const before = measured.memory();
+        feed(measured, from_hex(item));
+        EXPECT_LT(before + 100, measured.memory()) << item;
         std::string const error =
             decode(from_hex(start + "06 " + item + "0D 01 0D 02 "), 0, memory(measured.memory() - 16)).error;
         EXPECT_NE(std::string::npos, error.find("bytes of memory")) << item << ": " << error;

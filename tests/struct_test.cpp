@@ -42,6 +42,17 @@ TEST(Struct, LooksUpFromTheLastHitOnAndWrapsAround) {
     }
 }
 
+/// A struct shares the names of one before it that has more of them.
+TEST(Struct, LooksUpAmongItsOwnMembersOnly) {
+    Names names = numbered("own", 20);
+    names.push_back("own0");
+    of_ints(names).get_number("own19");
+    names.pop_back();
+    Tm_struct const value = of_ints(names);
+    EXPECT_EQ(10, value.get_number("own10"));
+    EXPECT_EQ(0, value.get_number("own0"));
+}
+
 TEST(Struct, CopiesOwnTheirCatalogue) {
     Catalogue shared;
     Tm_struct const source = of_ints({"a", "b"}, &shared);
@@ -110,6 +121,7 @@ TEST(Struct, SwapExchangesWithinOneMake) {
     EXPECT_STREQ("a", owner.get_member_name(0));
     for (Tm_struct const* const value : {&owner, &sharer}) EXPECT_EQ(-1, value->get_member_index("z"));
     EXPECT_THROWS("z not found in struct", owner.get_member_int32("z"));
+    EXPECT_THROWS("index 1 out of range 0..0", Tm_struct const copy(owner));
     EXPECT_EQ(0, owner.get_number("a"));
 }
 
@@ -341,6 +353,7 @@ TEST_F(Prenamed, KeepsItsNamesWhenItsMembersAreSwapped) {
     Tm_struct larger = of_ints({"a", "b", "c", "d"}, &catalogue);
     larger.swap(value);
     EXPECT_EQ(-1, value.get_member_index("d")) << "the fourth has no name";
+    EXPECT_THROWS("index 3 out of range 0..2", value.add_member(3, 1));
 }
 
 /// Back and forth, each kind by each other one, and by itself.
@@ -371,7 +384,7 @@ TEST_F(Prenamed, ReplacesValuesOfEveryKind) {
 
 TEST_F(Prenamed, LikeAllOthersRefusesNullPointers) {
     Tm_array array = array_of(1);
-    Tm_struct named = of_ints({"a"});
+    Tm_struct named = of_ints({"a", ""});
     Message message;
     Names texts;
     auto const attempt = [&](auto call) { texts.push_back(text_thrown_by(call)); };
@@ -401,7 +414,7 @@ TEST_F(Prenamed, LikeAllOthersRefusesNullPointers) {
     EXPECT_THROWS(" not found in struct", value.get_member_bool(no_name));
     EXPECT_THROWS(" not found in struct", message.get_member_text(body, no_name));
     EXPECT_TRUE(array == array_of(1));
-    EXPECT_TRUE(named == of_ints({"a"}));
+    EXPECT_TRUE(named == of_ints({"a", ""}));
     EXPECT_TRUE(value == plain);
     EXPECT_TRUE(message == Message());
 }
