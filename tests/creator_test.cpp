@@ -99,6 +99,7 @@ TEST(Creator, RejectsPiecesThatDoNotFit) {
     EXPECT_EQ("taken", c.after(c.visit_string_begin(65536)));
     EXPECT_EQ("String length 65536 out of range 0..65535",
               c.after(c.visit_string_continue(std::string(65536, 'x').data(), 65536)));
+    EXPECT_FALSE(c.visit_string_continue("", 0)) << "it stays refused";
 
     Message message;
     Driven n(&message);

@@ -1,4 +1,4 @@
-#include "support/text.h"
+#include "support/support.h"
 
 namespace {
 
@@ -55,7 +55,8 @@ TEST(Dump, CountsPiecesAndIndents) {
                   creator.visit_member_continue("x", 1);
                   creator.visit_string_begin(0);
                   EXPECT_STREQ("      ", creator.indent_c_str()) << "an empty string leaves its indent";
-                  EXPECT_TRUE(creator.done() && creator.indent_c_str()[0] == '\0');
+                  EXPECT_TRUE(creator.done());
+                  EXPECT_STREQ("", creator.indent_c_str());
                   EXPECT_FALSE(creator.support_member_with_index());
               }));
     EXPECT_STREQ("(date)", Tm_text_creator::type_to_c_str(static_cast<Tm_text_creator::Type>(8)));
@@ -112,8 +113,9 @@ TEST(Dump, EndsAtTheLimitOfItsText) {
             bool const is_whole = limit == whole.size();
             std::string const wanted = is_whole ? "" : "text longer than " + std::to_string(limit) + " bytes";
             ASSERT_EQ(wanted, error.substr(0, error.find(':')));
-            ASSERT_TRUE(text.size() <= limit && whole.compare(0, text.size(), text) == 0 &&
-                        is_whole == (text == whole));
+            ASSERT_LE(text.size(), limit);
+            ASSERT_EQ(whole.substr(0, text.size()), text);
+            ASSERT_EQ(is_whole, text == whole);
         }
     }
     auto const walk = [](std::size_t limit, bool is_whole) {
@@ -127,7 +129,9 @@ TEST(Dump, EndsAtTheLimitOfItsText) {
     for (std::size_t limit = 0; limit < size; ++limit) walk(limit, false);
     EXPECT_EQ("(bool)", printed_by([](FILE* stream) {
                   Tm_text_creator creator(stream, {}, 6);
-                  EXPECT_FALSE(creator.visit_bool(true) || creator.visit_array_begin() || creator.visit_array_end());
+                  EXPECT_FALSE(creator.visit_bool(true));
+                  EXPECT_FALSE(creator.visit_array_begin());
+                  EXPECT_FALSE(creator.visit_array_end());
                   EXPECT_EQ("text longer than 6 bytes", creator.error());
               }));
 }
@@ -137,7 +141,8 @@ TEST(Peek, FindsTheMethodNameAtTheHead) {
          rows("00 01 00 03 61 62 63 04 -> abc", "00 00 00 01 00 01 61 -> a", "01 00 00 -> ", "01 00 02 61 62 -> ab")) {
         auto const [bytes, name] = split(row);
         Tm_message_peek_decoder peek(bytes.data(), static_cast<long>(bytes.size()));
-        EXPECT_TRUE(peek.complete() && peek.decode()) << row;
+        EXPECT_TRUE(peek.complete()) << row;
+        EXPECT_TRUE(peek.decode()) << row;
         EXPECT_EQ(name, peek.method_name());
         EXPECT_EQ(name.size(), bytes[static_cast<std::size_t>(peek.read_position() - 1)]);
     }
@@ -145,12 +150,16 @@ TEST(Peek, FindsTheMethodNameAtTheHead) {
                                        "FF -> 1", "00 08 00 -> 2")) {
         auto const [bytes, position] = split(row);
         Tm_message_peek_decoder peek(bytes.data(), static_cast<long>(bytes.size()));
-        EXPECT_FALSE(peek.complete() || peek.decode() || !peek.method_name().empty()) << row;
+        EXPECT_FALSE(peek.complete()) << row;
+        EXPECT_FALSE(peek.decode()) << row;
+        EXPECT_EQ("", peek.method_name()) << row;
         EXPECT_EQ(position, std::to_string(peek.read_position())) << row;
     }
     Bytes const twice = from_hex("01 00 03 01 FF FF");
     Tm_message_peek_decoder peek(twice.data(), 6);
-    EXPECT_TRUE(peek.complete() && peek.decode() && !peek.complete()) << "the name is no second head";
+    EXPECT_TRUE(peek.complete());
+    EXPECT_TRUE(peek.decode());
+    EXPECT_FALSE(peek.complete()) << "the name is no second head";
     Bytes const cut = from_hex("00 01 00 03 61 62");
     EXPECT_FALSE(Tm_message_peek_decoder(cut.data(), 6).complete()) << "decode() would read behind it";
 }

@@ -45,23 +45,6 @@ TEST(Encoder, KnowsTheSizesOfItems) {
     }
 }
 
-/// Every chunk size: all chunks but the last are full, and joined they are the whole encoding.
-TEST(Encoder, CutsChunksOfEverySize) {
-    for (auto const& message : sample_messages()) {
-        Bytes const whole = encode(*message);
-        for (std::size_t size = 1; size <= 300; ++size) {
-            Bytes joined;
-            for (Bytes const& chunk : encode_chunks(*message, static_cast<int>(size))) {
-                ASSERT_EQ(0U, joined.size() % size) << "a chunk before is not full";
-                ASSERT_LE(chunk.size(), size);
-                joined.insert(joined.end(), chunk.begin(), chunk.end());
-            }
-            ASSERT_EQ(whole, joined) << size;
-            ASSERT_TRUE(*decode(joined, size).message == *message) << size;
-        }
-    }
-}
-
 TEST(Encoder, LeavesRoomForAHeaderAndServesManyMessages) {
     Tm_bin_encoder encoder(6, 8);
     EXPECT_EQ(8, encoder.header_size());

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <random>
 
-#include "support/text.h"
+#include "support/support.h"
 
 namespace {
 
@@ -21,15 +21,14 @@ TEST(Json, WritesMessagesAndEveryKind) {
     Tm_array const numbers = array_of(Tm_int8(-1).value(), 0L, Tm_uint8(255).value(), 0.1, 1e20, true, false);
     Tm_array const empty;
     auto const nested = add_message();
-    auto const bytes = binary_of("\1\xFF");
+    auto const bytes = binary_of("\1\xFF"), none = binary_of("");
     add(value, "s", "x\"y", "b", &bytes, "n", &numbers, "q\"", "", "e", &empty, "m", nested.get());
     value.add_member("f", scratch.file("f", "123"), 0U);
     EXPECT_EQ(R"({"s": "x\"y", "b": {"type": "binary", "size": 2, "hex": "01 ff "}, )"
               R"("n": [-1, 0, 255, 0.1, 1e+20, true, false], "q"": "", "e": [], )"
               R"("m": {"name": "add", "request": [{"a": 1}, {}]}, "f": {"type": "file", "size": 3}})",
               json(value));
-    EXPECT_EQ(R"([{"type": "binary", "size": 0, "hex": ""}, ""])",
-              json(array_of(std::make_unique<Tm_binary>(binary_of("")).get(), "")));
+    EXPECT_EQ(R"([{"type": "binary", "size": 0, "hex": ""}, ""])", json(array_of(&none, "")));
 }
 
 /// A nested message counts its own commas. Empty names are not closed. Names ignore the limit.
@@ -83,21 +82,20 @@ TEST(Json, EscapesEveryByteByItself) {
 
 TEST(Json, CutsAtMembersAndBytesAndClosesWhatIsOpen) {
     EXPECT_EQ(R"({"name": "add", "request": [{}], "__SNIPPED__" : true})", json(*add_message(), 10));
-    auto const bytes = binary_of(std::string(200, 'x'));
-    EXPECT_EQ(R"([{"type": "binary", "size": 200, "hex": "78 ])", json(array_of(&bytes, 5, "later"), 0))
-        << "cut in the first of two pieces";
-    auto const two = binary_of("ab");
     Scratch const scratch;
+    auto const many = binary_of(std::string(200, 'x')), two = binary_of("ab");
+    EXPECT_EQ(R"([{"type": "binary", "size": 200, "hex": "78 ])", json(array_of(&many, 5, "later"), 0))
+        << "cut in the first of two pieces";
+    std::string const whole = json(array_of(&many));
+    EXPECT_EQ(R"( 78 78 "}])", whole.substr(whole.size() - 10));
+    EXPECT_EQ(41U + 3 * 200 + 3, whole.size());
     Tm_array with_file = array_of(&two);
     with_file.add_member(scratch.file("f", "123"), 0U);
     EXPECT_EQ(std::string::npos, json(with_file, 0).find("file"));
-    auto const pieces = binary_of(std::string(130, 'x'));
-    std::string const whole = json(array_of(&pieces));
-    EXPECT_EQ(R"( 78 78 "}])", whole.substr(whole.size() - 10));
-    EXPECT_EQ(41U + 3 * 130 + 3, whole.size());
-    EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": "61 "}])", json(array_of(&two, 5), 42));
-    EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": "61 62 "}, 5])", json(array_of(&two, 5), 46));
-    EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": "61 62 "}])", json(array_of(&two, 5), 45)) << "cut by its end";
+    for (auto const& [limit, text] :
+         {std::pair(42U, R"("61 "}])"), {45U, R"("61 62 "}])"}, {46U, R"("61 62 "}, 5])"}}) {
+        EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": )" + std::string(text), json(array_of(&two, 5), limit));
+    }
 }
 
 /// At every limit what was opened is closed; and up to the cut the text is the whole one's.
@@ -148,7 +146,8 @@ TEST(Json, HandsItsTextOverInPieces) {
     encoder.set_sink([](std::string_view) { throw Tm_exception("broken"); });
     EXPECT_THROWS("broken", value.accept(encoder));
     std::string const kept = encoder.get_string();
-    EXPECT_TRUE(kept.size() >= 65536 && json(value).compare(0, kept.size(), kept) == 0) << "the piece was not lost";
+    EXPECT_LE(65536U, kept.size()) << "the piece was not lost";
+    EXPECT_EQ(json(value).substr(0, kept.size()), kept);
 }
 
 TEST(Json, LeavesNoCommasBehindForTheNextText) {
@@ -169,10 +168,8 @@ TEST(Json, LeavesNoCommasBehindForTheNextText) {
     EXPECT_EQ(R"({"response": [{}, {}]})", encoder.get_string()) << "the cut is forgotten, and all commas";
     Tm_json_comma_check commas;
     commas.push_in_type(true);
-    EXPECT_TRUE(!commas.needs_comma() && commas.needs_comma());
-    commas.pop_in_type();
-    commas.pop_in_type();
-    commas.pop_in_type();
+    for (bool const expected : {false, true}) EXPECT_EQ(expected, commas.needs_comma());
+    for (int i = 0; i < 3; ++i) commas.pop_in_type();
     EXPECT_FALSE(commas.needs_comma());
 }
 

@@ -47,29 +47,4 @@ TEST(Layouts, OfShapesInTurnAreRightAgainAndAgain) {
     }
 }
 
-/// Adding a name to one struct changes no other struct that shares its names.
-TEST(Layouts, OfCopiesAndOriginalsGoTheirOwnWays) {
-    Message message;
-    Tm_struct first = of_ints({"a", "b"}), second(first);
-    add(message.get_struct(body), "a", &first, "b", &first);
-    Decoded const decoded = decode(encode(message));
-    std::vector<Tm_struct*> all = {&first, &second};
-    for (Message* const owner : {&message, decoded.message.get()}) {
-        for (int at : {0, 1}) all.push_back(static_cast<Tm_struct*>(owner->get_struct(body).get_value(at)));
-    }
-    std::vector<Names> expected(all.size(), {"a", "b"});
-    for (int round = 0; round < 60; ++round) {
-        for (std::size_t i = 0; i < all.size(); ++i) {
-            Tm_struct copy(*all[i]);
-            expected[i].push_back(round % 4 == 0 ? "same" : "own" + std::to_string(i));
-            all[i]->add_member(expected[i].back(), round);
-            copy.add_member("of the copy", 1);
-            ASSERT_EQ("of the copy", names_of(copy).back());
-            ASSERT_EQ(round, all[i]->get_member_int32(round + 2));
-        }
-        for (std::size_t i = 0; i < all.size(); ++i) ASSERT_EQ(expected[i], names_of(*all[i]));
-    }
-    ASSERT_EQ((Names{"a", "b"}), names_of(decoded.message->get_const_struct(body)));
-}
-
 }  // namespace

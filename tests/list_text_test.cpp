@@ -1,6 +1,6 @@
 #include <locale>
 
-#include "support/text.h"
+#include "support/support.h"
 
 namespace {
 
@@ -96,13 +96,14 @@ TEST(ListText, EndsAtTheLimitWithoutClosing) {
         if (text == whole) continue;
         ASSERT_EQ(text.size() - 13, text.find("...SNIPPED..."));
         text.resize(text.size() - 13);
-        ASSERT_TRUE(text.size() >= limit && whole.compare(0, text.size(), text) == 0) << limit;
+        ASSERT_GE(text.size(), limit);
+        ASSERT_EQ(whole.substr(0, text.size()), text);
     }
 }
 
 TEST(ListText, ReadsBackWhatItCanWrite) {
-    auto const samples = [] {
-        std::vector<std::unique_ptr<Message>> messages;
+    std::vector<std::unique_ptr<Message>> messages;
+    {
         for (auto const kind : {Message::TMT_REQUEST, Message::TMT_RESPONSE, Message::TMT_FAULT}) {
             messages.push_back(add_message(kind));
             Tm_struct inner(nullptr);
@@ -112,9 +113,8 @@ TEST(ListText, ReadsBackWhatItCanWrite) {
             add(inner, "a b", "tab\tline\n\x80", std::string(300, 'n'), false, "{", &texts, "list", &list, "list", 1);
             add(messages.back()->get_struct(body), "inner", &inner, "message", messages.front().get());
         }
-        return messages;
-    }();
-    for (auto const& message : samples) {
+    }
+    for (auto const& message : messages) {
         std::ostringstream out;
         out << *message;
         bool const fits = list_text(*message).size() < 1024;
@@ -139,19 +139,24 @@ TEST(ListText, ReadsBlanksQuotesAndEscapes) {
                      "struct {\"a\" {response {fault {struct {} struct {} } } } \"b\" {bool true } } ",
                      "array {string \"a\\n\" string \"b\\n\"} -> array {string \"a\n\" string \"b\n\" } ",
                      "int8_t \v5 -> int8_t 5 ", "int8_t \v-5 -> bad number format parsing int8_t: \v-5"));
-    EXPECT_EQ("a b", string_in("\"a b\""));
-    EXPECT_EQ("abc", string_in("abc"));
-    EXPECT_EQ("a\"b", string_in("\"a\\\"b\""));
-    EXPECT_EQ("a\"b c", string_in("\"a\"b c\""));
-    EXPECT_EQ("a\" b\\", string_in(R"("a\" b\\")"));
-    EXPECT_EQ("a ", string_in(R"("a\ ")"));
-    EXPECT_EQ(" {\t}  \n", string_in("\" {\t}  \n\""));
-    EXPECT_EQ("AJ\n\r\t\b\\fq", string_in(R"("\x41\x4a\n\r\t\b\\\f\q")"));
-    EXPECT_EQ("\xFF\"\\", string_in(R"("\xfF\"\\")"));
-    EXPECT_EQ("a b", string_in(R"(a\x20b)"));
-    EXPECT_EQ(std::string("\0", 1), string_in(R"("\x00")"));
-    EXPECT_EQ("", string_in("\"\""));
-    EXPECT_EQ(std::string(65535, 'x'), string_in(std::string(65535, 'x')));
+    std::string const longest(65535, 'x');
+    for (auto const& [text, value] : std::vector<std::pair<std::string, std::string>>{
+             {R"("a b")", "a b"},
+             {"abc", "abc"},
+             {R"("a\"b")", "a\"b"},
+             {R"("a"b c")", "a\"b c"},
+             {R"("a\" b\\")", R"(a" b\)"},
+             {R"("a\ ")", "a "},
+             {"\" {\t}  \n\"", " {\t}  \n"},
+             {R"("\x41\x4a\n\r\t\b\\\f\q")", "AJ\n\r\t\b\\fq"},
+             {R"("\xfF\"\\")", "\xFF\"\\"},
+             {R"(a\x20b)", "a b"},
+             {R"("\x00")", std::string(1, '\0')},
+             {R"("")", ""},
+             {longest, longest},
+         }) {
+        EXPECT_EQ(value, string_in(text));
+    }
 }
 
 TEST(ListText, ReadsBytesAndFilesAsLengthAndContents) {
@@ -167,10 +172,8 @@ TEST(ListText, ReadsBytesAndFilesAsLengthAndContents) {
     EXPECT_EQ("ab", content_of(array.get_member_file(3)->path()));
     EXPECT_EQ(0U, array.get_member_file(4)->size());
     remove_received_files();
-    EXPECT_EQ(2, [&] {
-        decoder.decode("bool true bool false");
-        return decoder.values()->get_member_count();
-    }());
+    decoder.decode("bool true bool false");
+    EXPECT_EQ(2, decoder.values()->get_member_count());
 }
 
 /// The rows of one type: what it accepts, and as what.
@@ -260,7 +263,9 @@ TEST(ListText, SaysWhatIsWrong) {
 
 TEST(ListText, StartsAfreshWithEveryText) {
     Tm_tcl_decoder decoder;
-    EXPECT_TRUE(decoder.get_value() == nullptr && decoder.values() == nullptr && decoder.received_files().empty());
+    EXPECT_EQ(nullptr, decoder.get_value());
+    EXPECT_EQ(nullptr, decoder.values());
+    EXPECT_EQ(Names(), decoder.received_files());
     for (int round = 0; round < 2; ++round) {
         decoder.decode("struct {");
         EXPECT_EQ("decoder within member at end of buffer", decoder.error());
@@ -301,7 +306,8 @@ TEST(ListText, CutsTextIntoTokens) {
     EXPECT_EQ("a|{|b|", tokens(" a{ b ", " ", "{"));
     EXPECT_EQ("", tokens("  ", " ", "{"));
     Tm_tcl_decoder::IgnoreMap const blanks(" \t");
-    EXPECT_TRUE(blanks.contains("\t") && !blanks.contains("\n") && !blanks.contains(" \t") && !blanks.contains(""));
+    EXPECT_TRUE(blanks.contains("\t"));
+    for (char const* const other : {"\n", " \t", ""}) EXPECT_FALSE(blanks.contains(other));
 }
 
 }  // namespace

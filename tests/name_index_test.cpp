@@ -24,8 +24,8 @@ TEST(NameIndex, IsRecordedWhileTheFeatureIsOn) {
     message.create_send_member_string_meta();
     EXPECT_EQ(nullptr, message.get_send_member_string(body));
     message.set_use_send_member_string(true);
-    EXPECT_TRUE(message.get_send_member_string(body) != nullptr && message.get_send_member_string(meta) == nullptr);
-    EXPECT_EQ(message.get_send_member_string(body), std::as_const(message).get_send_member_string(body));
+    EXPECT_NE(nullptr, message.get_send_member_string(body));
+    EXPECT_EQ(nullptr, message.get_send_member_string(meta));
     for (char const* const name : {"a", "b", "a"}) message.add_member(body, name, true);
     for (int time = 0; time < 2; ++time) message.create_send_member_string_meta();
     EXPECT_EQ(
@@ -49,11 +49,9 @@ TEST(NameIndex, IsRecordedWhileTheFeatureIsOn) {
 TEST(NameIndex, ReplacesATableThatIsNone) {
     Tm_struct const item = of_ints({"a", "b"});
     Message inner;
-    add(inner.get_struct(meta), "catalog", &item);
-    add(inner.get_struct(body), "c", &item);
-    Tm_array items;
-    items.add_member(&item);
-    items.add_member(&inner);
+    inner.add_member(meta, "catalog", &item);
+    inner.add_member(body, "c", &item);
+    Tm_array const items = array_of(&item, &inner);
     for (Tm_value const* const value : std::initializer_list<Tm_value const*>{&item, &inner, &items}) {
         for (bool const is_restored : {false, true}) {
             Message message;
@@ -100,8 +98,7 @@ TEST(NameIndex, OfAWholeMessageReachesEveryStructButNestedMessages) {
 TEST(NameIndex, RestoresTheTableThatAMessageCameWith) {
     auto const inner = of_ints({"b", "c"});
     Message inner_message;
-    Tm_array inner_table;
-    for (char const* const name : {"x", "c", "c", "b"}) inner_table.add_member(name);
+    Tm_array const inner_table = array_of("x", "c", "c", "b");
     inner_message.add_member(meta, "catalog", &inner_table);
     inner_message.add_member(body, "b", &inner);
     Message message;
@@ -163,7 +160,8 @@ TEST(NameIndex, HoldsNoMoreNamesThanAnIndexTellsApart) {
     EXPECT_EQ(65536U, table_of(message).size());
     Message outer;
     outer.add_member(body, "inner", &message);
-    EXPECT_FALSE(outer.index_member_names() || outer.restore_member_indexes());
+    EXPECT_FALSE(outer.index_member_names());
+    EXPECT_FALSE(outer.restore_member_indexes());
     EXPECT_EQ(0, outer.get_member_count(meta));
 }
 

@@ -53,27 +53,6 @@ TEST(Threads, WorkOnTheirOwnMessagesWithoutALock) {
     EXPECT_EQ(0, remove_received_files());
 }
 
-/// A copy reads the names of its source, which goes on changing and may go first.
-TEST(Threads, CopiesAreIndependentOfTheirSource) {
-    auto source = every_kind_request();
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([copy = std::make_shared<Message>(*source), i] {
-            for (int round = 0; round < 50; ++round) {
-                Message mine(*copy);
-                mine.add_member(body, "round " + std::to_string(round * 8 + i), round);
-                EXPECT_EQ(round, mine.get_member_int32(body, 4));
-                EXPECT_TRUE(Message(mine) == mine);
-                EXPECT_NE(Bytes(), encode(mine));
-            }
-        });
-        source->add_member(body, "added " + std::to_string(i), i);
-        source->clear(body);
-        source = every_kind_request();
-    }
-    for (std::thread& thread : threads) thread.join();
-}
-
 /// Returns a built and a decoded message, with 200 members and structs that are alike.
 std::vector<std::unique_ptr<Message>> large_messages() {
     auto built = make_message(Message::TMT_REQUEST, "large");

@@ -1,27 +1,25 @@
-#include <random>
-
 #include "support/support.h"
 
 namespace {
 
 std::string const whole = "02 04 84 04 84 82";
 
+/// All chunks but the last are full, and joined they are the whole encoding.
 TEST(Sender, FillsHeadersAndChunks) {
-    auto const message = every_kind_request();
-    Bytes const encoded = encode(*message);
-    for (int const size : {1, 2, 7, 127, 128, 129, 1000, static_cast<int>(encoded.size()), 1048575}) {
-        auto const chunks = chunks_of(*message, 0x123456, size);
-        auto const chunk_size = static_cast<std::size_t>(size);
-        ASSERT_EQ((encoded.size() + chunk_size - 1) / chunk_size, chunks.size());
-        Bytes joined;
-        for (Bytes const& bytes : chunks) {
-            bool const last = &bytes == &chunks.back();
-            Bytes const payload(bytes.begin() + 8, bytes.end());
-            ASSERT_TRUE(last || payload.size() == chunk_size);
-            ASSERT_EQ(chunk(joined.empty(), last, 0x123456, payload), bytes);
-            joined.insert(joined.end(), payload.begin(), payload.end());
+    for (auto const& message : sample_messages()) {
+        Bytes const encoded = encode_chunks(*message, 1 << 20).front();
+        std::vector<std::size_t> sizes = {1000, encoded.size(), 1048575};
+        for (std::size_t size = 1; size <= 300; ++size) sizes.push_back(size);
+        for (std::size_t const size : sizes) {
+            std::vector<Bytes> expected;
+            for (std::size_t at = 0; at < encoded.size(); at += size) {
+                auto const from = encoded.begin() + static_cast<std::ptrdiff_t>(at);
+                std::size_t const left = encoded.size() - at;
+                Bytes const payload(from, from + static_cast<std::ptrdiff_t>(std::min(size, left)));
+                expected.push_back(chunk(at == 0, left <= size, 0x123456, payload));
+            }
+            ASSERT_EQ(expected, chunks_of(*message, 0x123456, static_cast<int>(size))) << size;
         }
-        ASSERT_EQ(encoded, joined) << size;
     }
 }
 
@@ -88,39 +86,6 @@ TEST(Sender, SendsNamesByIndexWhenAsked) {
     expected.index_member_names();
     EXPECT_TRUE(*deliver(*message, 100, Tm_chunk_sender::Names::by_index) == expected);
     EXPECT_FALSE(message->get_use_send_member_string());
-}
-
-/// 200 messages of several connections. Chunks of different messages are interleaved, and the stream
-/// of each connection is cut anywhere.
-TEST(Receiver, ReassemblesWhatComesInterleaved) {
-    std::mt19937 random(20);
-    auto const samples = sample_messages();
-    // The chunks that each message still has to send, in reverse, and the bytes that each connection
-    // has not passed on.
-    std::vector<std::pair<int, std::vector<Bytes>>> open;
-    std::map<int, Bytes> streams;
-    for (unsigned int i = 0; i < 200; ++i) {
-        open.emplace_back(i % 7, chunks_of(*samples[i % samples.size()], i / 7, 1 + static_cast<int>(random() % 400)));
-        std::reverse(open.back().second.begin(), open.back().second.end());
-    }
-    Receiver receiver;
-    while (!open.empty()) {
-        auto const next = open.begin() + static_cast<long>(random() % open.size());
-        auto& [originator, chunks] = *next;
-        Bytes& stream = streams[originator];
-        stream.insert(stream.end(), chunks.back().begin(), chunks.back().end());
-        auto const cut = stream.begin() + static_cast<long>(random() % (stream.size() + 1));
-        receiver.take(originator, Bytes(stream.begin(), cut));
-        stream.erase(stream.begin(), cut);
-        chunks.pop_back();
-        if (chunks.empty()) open.erase(next);
-    }
-    for (auto const& [originator, rest] : streams) receiver.take(originator, rest);
-    EXPECT_EQ(Names(), receiver.errors);
-    ASSERT_EQ(200U, receiver.messages.size());
-    for (unsigned int i = 0; i < 200; ++i) {
-        EXPECT_TRUE(*receiver.messages.at({static_cast<int>(i % 7), i / 7}) == *samples[i % samples.size()]);
-    }
 }
 
 TEST(Receiver, ReportsWhatFailsAndLeavesTheRestAlone) {

@@ -58,8 +58,8 @@ refuse_each() {
     done
 }
 
-# The files that messages brought to the process.
-files_of() { find /tmp -maxdepth 1 -name "zab_tmp_${1}_*"; }
+# The first files that messages brought to the process, found without a walk over /tmp.
+files_of() { ls "/tmp/zab_tmp_${1}_0" "/tmp/zab_tmp_${1}_1" 2>/dev/null || :; }
 
 # serve OPTION...: starts $server on a free $port, with at most $memory KiB of memory if that is set.
 serve() {

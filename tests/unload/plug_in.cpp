@@ -3,25 +3,10 @@
 
 namespace {
 
-Message sample() {
-    Tm_struct item(nullptr);
-    for (char const* const name : {"first", "second", "third"}) item.add_member(name, name);
-    Tm_array list;
-    for (int i = 0; i < 3; ++i) list.add_member(&item);
-    Message message;
-    message.add_member(Message::TMG_BODY, "list", &list);
-    message.add_member(Message::TMG_BODY, "number", 2.5);
-    return message;
-}
-
 std::unique_ptr<Message> deliver(Message const& message) {
     std::unique_ptr<Message> received;
-    Tm_chunk_receiver receiver([&](std::unique_ptr<Message> got, int, Tm_header const&) { received = std::move(got); },
-                               {});
-    auto const pass_on = [&](unsigned char const* data, std::size_t size) {
-        receiver.receive(1, data, size);
-        return true;
-    };
+    Tm_chunk_receiver receiver([&](auto got, int, Tm_header const&) { received = std::move(got); }, {});
+    auto const pass_on = [&](auto... bytes) { return receiver.receive(1, bytes...), true; };
     Tm_chunk_sender(50).send(message, 1, 0, pass_on, Tm_chunk_sender::Names::by_index);
     return received;
 }
@@ -44,7 +29,9 @@ bool receives_file() {
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) bool use_library() {
-    Message const message = sample();
+    Message const message = Message::from_string(
+        R"(response {struct {} struct {list {array {struct {a {bool true} b {bool true}} struct {a {bool true}}}})"
+        R"( number {double 2.5}}})");
     std::unique_ptr<Message> const received = deliver(message);
     received->restore_member_indexes();
     Tm_tcl_encoder text;
