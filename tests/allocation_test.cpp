@@ -490,13 +490,13 @@ TEST(Allocation, OfDecodedValuesIsAFewTimesTheirBytes) {
         int count;
         Add_item add_item;
     };
-    for (Row const &row : {
-             Row{4, 1000, add_record},
-             {4, 100000, add_number},
-             {4, 100000, [](Tm_array&integers, int i) { integers.add_member(i); }},
-             {1.5, 10000, [](Tm_array&texts, int) { texts.add_member(std::string(100, 'x')); }},
-             {50, 100000, [&](Tm_array&structs, int) { structs.add_member(&empty); }},
-         }) {
+    auto const add_int = [](Tm_array& integers, int i) { integers.add_member(i); };
+    auto const add_text = [](Tm_array& texts, int) { texts.add_member(std::string(100, 'x')); };
+    auto const add_empty = [&](Tm_array& structs, int) { structs.add_member(&empty); };
+    auto const add_large = [&](Tm_array& structs, int) { structs.add_member(&forty); };
+    std::vector<Row> const table = {{4, 1000, add_record},  {4, 100000, add_number}, {4, 100000, add_int},
+                                    {1.5, 10000, add_text}, {50, 100000, add_empty}, {3.2, 1000, add_large}};
+    for (Row const& row : table) {
         for (std::size_t const piece : {1U << 30, 4096U, 0U}) {
             EXPECT_LE(live_per_byte(row.count, row.add_item, piece), row.most)
                 << row.count << " in pieces of " << piece;

@@ -48,6 +48,8 @@ std::string nested_messages(unsigned int depth) { return nested("02 04 84 04 05 
 std::string nested_structs(unsigned int depth) { return nested("04 05 07 00 01 61 ", "85 84 ", depth); }
 
 TEST(Limits, HoldForOneMessage) {
+    std::string ints;
+    for (int i = 0; i < 10; ++i) ints += "11 00 00 00 01 ";
     std::vector<Row> rows = {
         {depth(5), nested_arrays(5), ""},
         {depth(5), nested_arrays(6), "nested deeper than 5 levels: 06h at byte 12"},
@@ -59,6 +61,8 @@ TEST(Limits, HoldForOneMessage) {
         {file_bytes(3), start + "15 00 00 00 04", "file longer than 3 bytes: 15h at byte 9"},
         {bytes(18), start + "06 0C 01 0C 01 86 85 84 82", ""},
         {bytes(13), start + "06 0C 01 0C 01 86 85 84 82", "message longer than 13 bytes: 0Ch at byte 12"},
+        {bytes(215), start + "06 " + ints + "0A 00 00 00 C8 " + to_hex(Bytes(200, 'x')) + " 86 85 84 82",
+         "message longer than 215 bytes"},
         {values(3), start + "06 0C 01 08 00 00 86 85 84 82", ""},
         {files(1), start + "06 15 00 00 00 00 15 00 00 00 00", "message with more than 1 files: 15h at byte 15"},
         {files(2), start + "06 15 00 00 00 00 15 00 00 00 00", "decoder expecting more data after end of buffer"},
@@ -107,7 +111,8 @@ TEST(Limits, CountEachTopLevelValueAnew) {
     for (Row const& row : {
              Row{depth(3), "06 06 06 06", "nested deeper than 3 levels", faults},
              {bytes(307), "06 0C 01 " + wire, "message longer than 307 bytes", wire},
-             {bytes(6), "06 11 00 00 00 01 86", "message longer than 6 bytes", "11 00 00 00 01"},
+             {bytes(8), "06 0C 01 0C 01 0C 01 0C 01", "message longer than 8 bytes",
+              "0C 01 0C 01 0C 01 06 0C 01 0C 01 0C 01 86"},
              {bytes(200), wire, "message longer than 200 bytes"},
              {values(3), "06 06 06 06", "message with more than 3 values", "06 0C 01 0C 01 86 0C 00"},
              {files(1), "06 15 00 00 00 00 15 00 00 00 00", "message with more than 1 files", "15 00 00 00 00"},
@@ -115,7 +120,7 @@ TEST(Limits, CountEachTopLevelValueAnew) {
          }) {
         Bytes const fits = from_hex(row.fits + " " + row.fits + " " + row.fits), beyond = from_hex(row.input);
         for (std::size_t const piece : {1U, 50U, 90U, 1000U, 5000U}) {
-            Tm_bin_array_decoder decoder(5000, row.limits);
+            Tm_bin_array_decoder decoder(piece < 100 ? 100 : 5000, row.limits);
             feed(decoder, fits, piece);
             EXPECT_EQ("", decoder.error()) << piece;
             feed(decoder, beyond, piece);
