@@ -257,8 +257,7 @@ TEST(Allocation, FailingWhileEncodingAndDecoding) {
                 EXPECT_TRUE(*decoder->message() == *message) << decoder->error();
             }),
         row(
-            "bad input", new_decoder,
-            [&](auto const& decoder) { EXPECT_FALSE(tm_feed(*decoder, hostile.data(), hostile.size())); },
+            "bad input", new_decoder, [&](auto const& decoder) { tm_feed(*decoder, hostile.data(), hostile.size()); },
             check_failed),
         row(
             "bad text", new_text_decoder,
