@@ -27,6 +27,15 @@ std::size_t announced_room(std::size_t arrived, std::size_t announced) {
 /// The bytes of the object that counts the owners of a byte string.
 constexpr std::size_t shared_count = 16;
 
+/// Returns the bytes of a file value, its path, its descriptor and its mapping, and of the path in
+/// the list of received files.
+std::size_t file_value_size(std::string const& path) {
+    constexpr std::size_t blocks = 5;
+    constexpr std::size_t small_objects = 2 * sizeof(void*) + sizeof(int);
+    return sizeof(Tm_file) + small_objects + sizeof(std::string) + 2 * (path.size() + 1) +
+           blocks * tm_block_overhead;
+}
+
 }  // namespace
 
 Tm_creator::Tm_creator(Message* target, Tm_limits const& limits) : limits_(limits) {
@@ -285,7 +294,7 @@ bool Tm_creator::visit_file_begin(unsigned int length) {
     file_ = std::make_unique<Tm_received_file>(length);
     ++files_;
     begin_leaf(State::file, length);
-    count_memory(sizeof(Tm_received_file) + sizeof(Tm_file));
+    count_memory(file_value_size(file_->path()));
     return true;
 }
 
