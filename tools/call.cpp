@@ -1,4 +1,4 @@
-/// The verb call: sends a message over TCP and prints the answer.
+/// The verb call: sends a message over TCP and prints the reply.
 #include <ace/INET_Addr.h>
 #include <ace/SOCK_Connector.h>
 #include <ace/SOCK_Stream.h>
@@ -18,14 +18,14 @@ namespace {
 
 constexpr unsigned int call_number = 1;
 
-/// The moment until which something must be done.
+/// The moment at which the time for the call ends.
 class Deadline {
 public:
     explicit Deadline(double seconds)
         : end_(Clock::now() + std::chrono::duration_cast<Clock::duration>(
                                   std::chrono::duration<double>(seconds))) {}
 
-    /// Not negative.
+    /// Returns the time that is left, which is never negative.
     ACE_Time_Value left() const {
         auto const left = std::max(end_ - Clock::now(), Clock::duration::zero());
         return ACE_Time_Value(std::chrono::duration_cast<std::chrono::microseconds>(left));
@@ -37,7 +37,7 @@ private:
     Clock::time_point end_;
 };
 
-/// The caller's end of a TCP connection over which messages go in chunks.
+/// The caller's end of a TCP connection. Messages travel over it in chunks.
 class Connection {
 public:
     Connection() = default;
@@ -48,12 +48,13 @@ public:
     ACE_SOCK_Stream& stream() { return stream_; }
     int handle() const { return stream_.get_handle(); }
 
-    /// Throws Failure when not all is sent in time, and what the sender throws.
+    /// Sends the message. Throws Failure when the time ends before all of it is sent, and what the
+    /// sender throws.
     void send(Message const& message, int chunk_size, unsigned int seq_no, unsigned char port,
               Deadline const& deadline);
-    /// Passes what comes next to the receiver. Returns false when the other end has closed the
-    /// connection.
-    /// Throws Failure when nothing comes in time, and what the receiver's handlers throw.
+    /// Passes the next bytes to the receiver. Returns false when the other end has closed the
+    /// connection. Throws Failure when no bytes come in time, and what the receiver's handlers
+    /// throw.
     bool receive(Tm_chunk_receiver& receiver, Deadline const& deadline);
 
 private:
@@ -66,7 +67,8 @@ private:
     throw Failure::of_system(what);
 }
 
-/// Throws when no time is left: a call of the system would then still do what can be done at once.
+/// Returns the time that is left, and throws Failure when there is none. Without time, a system
+/// call would still do the work that needs no waiting.
 ACE_Time_Value time_left(Deadline const& deadline, std::string const& what) {
     throw_if_interrupted();
     ACE_Time_Value left = deadline.left();
@@ -108,7 +110,7 @@ void connect(Connection& connection, std::string const& address, Deadline const&
     throw Failure::of_system("failed to connect to " + address);
 }
 
-/// Returns the answer to the call, and passes over other messages.
+/// Returns the reply to the call, and ignores other messages.
 std::unique_ptr<Message> wait_for_answer(Connection& connection, Temporary_files& files,
                                          Tm_limits const& limits, Deadline const& deadline) {
     std::unique_ptr<Message> answer;

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int chunk_size = 4096;
 constexpr std::size_t block_size = 1 << 16;
-/// Bytes that are passed on at a time. This bounds the answers that are made while the other end
+/// The bytes that are passed on at a time. They limit the replies that are made while the other end
 /// takes none.
 constexpr std::size_t slice_size = 1024;
 
@@ -52,7 +52,7 @@ bool Client::receive(Tm_chunk_receiver& receiver) {
     return true;
 }
 
-/// Returns how many bytes were passed on before an answer had to wait.
+/// Returns the number of bytes that were passed on before a reply had to wait.
 std::size_t Client::pass(unsigned char const* data, std::size_t size,
                          Tm_chunk_receiver& receiver) const {
     std::size_t passed = 0;

@@ -1,5 +1,5 @@
-/// The server's end of a connection. No operation waits. It keeps replies that the other end has
-/// not read, and reads no requests until the other end has read them.
+/// The server's end of a connection. No operation waits. The client keeps replies that the other
+/// end has not taken, and reads no requests until the other end has taken them.
 #pragma once
 
 #include <ace/SOCK_Acceptor.h>
@@ -34,18 +34,21 @@ public:
     bool accept(ACE_SOCK_Acceptor& acceptor);
 
     int handle() const { return stream_.get_handle(); }
-    /// Bytes of answers that the other end has not taken.
+    /// Returns the number of bytes of replies that the other end has not taken.
     std::size_t unsent() const { return unsent_.size() - sent_; }
-    /// The event of poll() after which go_on() does something.
+    /// Returns the event of poll() that must come before go_on() can do anything.
     short awaited() const { return unsent() > 0 ? POLLOUT : POLLIN; }
+    /// Returns whether that event has come.
     bool is_ready() const;
-    /// The time since bytes were sent or received.
+    /// Returns the time since bytes were sent or received.
     Clock::duration idle_time() const { return Clock::now() - last_active_; }
 
-    /// Goes on sending, or passes received bytes to the receiver. Returns false when the other end
-    /// has closed the connection. Throws Lost_connection, and what the receiver's handlers throw.
+    /// Sends more of the replies, or passes received bytes to the receiver. Returns false when the
+    /// other end has closed the connection. Throws Lost_connection, and what the receiver's
+    /// handlers throw.
     bool go_on(Tm_chunk_receiver& receiver);
-    /// Throws Lost_connection, and what a Tm_chunk_sender throws.
+    /// Sends the message, or keeps the bytes that the other end does not take yet. Throws
+    /// Lost_connection, and what a Tm_chunk_sender throws.
     void send(Message const& message, unsigned int seq_no, unsigned char port);
 
 private:
@@ -56,7 +59,7 @@ private:
 
     ACE_SOCK_Stream stream_;
     Clock::time_point last_active_ = Clock::now();
-    std::vector<unsigned char> unread_;  ///< came, but its turn is after the unsent answers
+    std::vector<unsigned char> unread_;  ///< input that waits until all replies are sent
     std::string unsent_;
-    std::size_t sent_ = 0;  ///< of unsent_
+    std::size_t sent_ = 0;  ///< the bytes of unsent_ that are sent already
 };

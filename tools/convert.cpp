@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Shows the bytes as they were read.
+/// Dumps the input itself, not a message that was made from it.
 void dump_wire(Input& input, Convert_options const& options) {
     Temporary_files files;
     Dump dump(options.limits, options.writing.max_text);

@@ -12,7 +12,7 @@ namespace {
 
 bool is_standard_input(std::string const& path) { return path.empty() || path == "-"; }
 
-/// 0 when it is not known.
+/// Returns the size of the file, and 0 for anything else.
 std::size_t size_of(int descriptor) {
     struct stat status = {};
     bool const is_file = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
@@ -26,7 +26,7 @@ Descriptor open_input(std::string const& path) {
     return above_standard(std::move(file));
 }
 
-/// Takes note of the files that a decoder has made, however its use ends.
+/// Adds the files that a decoder has made to `files`, also when an exception ends its use.
 template <class Decoder>
 class Files_of {
 public:
@@ -61,7 +61,8 @@ std::unique_ptr<Message> read_list_text(Input& input, Temporary_files& files,
 
 std::unique_ptr<Message> read_wire(Input& input, Temporary_files& files, Tm_limits const& limits,
                                    Dump* dump) {
-    // The undecoded rest fits into the room that a decoder has beyond its capacity.
+    // The bytes that wait for the next block fit into the room that a decoder has beyond its
+    // capacity.
     Tm_bin_decoder decoder(input_block, limits);
     Files_of const guard(decoder, files);
     unsigned char block[input_block];
@@ -75,7 +76,7 @@ std::unique_ptr<Message> read_wire(Input& input, Temporary_files& files, Tm_limi
     return std::unique_ptr<Message>(decoder.release_msg());
 }
 
-/// A chunk behind the first one must go on with the message that the first one began.
+/// Throws Failure unless a chunk after the first one continues the message of the first one.
 void check_continues(Tm_chunk_reader const& chunk, unsigned int seq_no) {
     if (chunk.header().get_seq_no() != seq_no) {
         throw Failure("another message in the chunk at byte " + std::to_string(chunk.offset()));
@@ -106,7 +107,7 @@ std::unique_ptr<Message> read_chunks(Input& input, Temporary_files& files, Tm_li
         receiver.receive(0, chunk.header().record().bytes, sizeof(TM_HEADER));
     }
     if (message == nullptr) throw Failure(Tm_chunk_reader::NO_LAST_CHUNK);
-    chunks.next();  // the end of the last chunk, which is there
+    chunks.next();  // takes the end of the last chunk, which needs no input
     if (chunks.is_at_end()) return message;
     throw Failure("data follows the message at byte " + std::to_string(chunk.offset()));
 }

@@ -1,4 +1,4 @@
-/// Reading input: its bytes, its chunks, or the one message in it.
+/// Reads input: its bytes, its chunks, or the one message in it.
 #pragma once
 
 #include <tmsg/tmsg.h>
@@ -37,15 +37,16 @@ private:
     Progress progress_;
 };
 
-/// Chunks, each behind its 8-byte header, out of an input.
+/// Reads the chunks of an input. Each chunk comes after its 8-byte header.
 class Chunk_input {
 public:
     using Step = Tm_chunk_reader::Step;
 
     explicit Chunk_input(Input& input) : input_(input) {}
 
-    /// Goes on by one step. reader() has the header or payload of the step. Returns need_input at
-    /// the end of the input. Throws Failure when it ends within a chunk, and what reading throws.
+    /// Takes the next step and returns it. reader() has the header or payload of the step. Returns
+    /// need_input at the end of the input. Throws Failure when the input ends within a chunk, and
+    /// what Input::read() throws.
     Step next();
     /// Returns true when no input is left.
     bool is_at_end() { return left_ == 0 && !read_block(); }
@@ -61,7 +62,7 @@ private:
     std::size_t left_ = 0;
 };
 
-/// Owns the files that messages brought along, and removes them.
+/// Owns the files that messages brought. The destructor removes them.
 class Temporary_files {
 public:
     Temporary_files() = default;
@@ -70,7 +71,7 @@ public:
     ~Temporary_files();
 
     void add(std::vector<std::string> const& paths);
-    /// The files of all file values within the message.
+    /// Adds the files of all file values in the message.
     void add(Message const& received);
 
 private:

@@ -17,8 +17,8 @@
 
 namespace {
 
-/// Texts that grow in turn and are written to standard output later. They wait in one temporary
-/// file.
+/// Holds texts that grow in turn, and writes them to standard output later. They wait in one
+/// temporary file.
 class Spool {
 public:
     class Text {
@@ -28,13 +28,13 @@ public:
             long offset;
             std::size_t size;
         };
-        std::vector<Part> parts_;  ///< in the file
-        std::string rest_;         ///< behind them
+        std::vector<Part> parts_;  ///< the parts in the file
+        std::string rest_;         ///< the text after them
     };
 
-    /// All throw Failure when the temporary file fails.
+    /// All throw Failure when the temporary file cannot be made, written or read.
     void append(Text& text, std::string_view more);
-    /// Leaves nothing of the text in memory.
+    /// Moves the text from memory to the file.
     void put_away(Text& text);
     void write(Text const& text);
 
@@ -43,7 +43,7 @@ private:
     long size_ = 0;
 };
 
-/// The bytes of each growing text that are not in the file yet.
+/// A text with this many bytes in memory moves to the file.
 constexpr std::size_t most_in_memory = 4096;
 
 void expect(bool is_done) {
@@ -79,20 +79,20 @@ void Spool::write(Text const& text) {
     write_output(text.rest_);
 }
 
-/// Chunks that were captured, of any number of messages: a table of the chunks as they are read,
+/// The captured chunks of any number of messages. It prints a table of the chunks as it reads them,
 /// then each message as a tree.
 class Capture {
 public:
     explicit Capture(Tm_limits const& limits) : limits_(limits) {}
 
-    /// Writes the table. Damage is noted, not thrown.
+    /// Reads all chunks and writes the table. Notes the first damage as error().
     void read(Input& input);
     void write_trees();
-    /// The first of all errors; empty when there was none.
+    /// Returns the text of the first error, which is empty when there was none.
     std::string const& error() const { return error_; }
 
 private:
-    /// A message in the order of the first chunks, with all that is printed of it.
+    /// The texts that are printed for a message. Messages are in the order of their first chunks.
     struct Tree {
         std::string title;
         Spool::Text lines;
@@ -103,7 +103,7 @@ private:
         Tree* tree = nullptr;
         std::size_t chunks = 0;
         std::size_t bytes = 0;
-        std::size_t last_offset = 0;  ///< of the chunk that was fed last
+        std::size_t last_offset = 0;  ///< the offset of the last chunk that was decoded
     };
     using Messages = std::map<unsigned int, Unfinished>;
     using Step = Tm_chunk_reader::Step;
@@ -112,12 +112,12 @@ private:
     void begin_chunk(Tm_chunk_reader const& chunk);
     void add_payload(Unfinished& message, Tm_chunk_reader const& chunk);
     void begin_message(unsigned int seq_no);
-    /// Notes the error if the decoder had none.
+    /// Ends the tree of a message. Notes the error that the decoder had before, or else `error`.
     void end_message(Messages::iterator message, std::string const& error);
     void note(std::string const& error);
 
     Tm_limits limits_;
-    Spool lines_;  ///< of all trees
+    Spool lines_;  ///< the lines of all trees
     Messages unfinished_;
     std::vector<std::unique_ptr<Tree>> trees_;
     std::size_t row_ = 0;
@@ -221,7 +221,7 @@ void Capture::write_trees() {
     }
 }
 
-/// Returns the error, or an empty text.
+/// Returns the error text, which is empty when there is no error.
 std::string inspect_wire(Input& input, Tm_limits const& limits) {
     Tree_decoder decoder(Tree_lines::Offsets::shown, write_output, limits);
     unsigned char block[input_block];

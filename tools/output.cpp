@@ -1,4 +1,4 @@
-/// Blocks of output, the dump, and messages in every form.
+/// Writes blocks of output, the dump, and messages in every form.
 #include "output.h"
 
 #include <fcntl.h>
@@ -21,7 +21,7 @@ std::string& waiting() {
     return text;
 }
 
-/// Does without stdio, which goes on writing when a signal comes.
+/// Uses no stdio, because stdio goes on writing when a signal comes.
 void write_now(std::string_view text) {
     while (!text.empty()) {
         throw_if_interrupted();
@@ -50,7 +50,7 @@ void write_chunks(Message const& message, Writing const& writing) {
 }
 
 void write_dump(Message const& message, Writing const& writing) {
-    Tm_limits none;  // it was read within its limits
+    Tm_limits none;  // the message was within its limits when it was read
     none.max_depth = ~0U;
     none.max_message_bytes = ~0UL;
     Dump dump(none, writing.max_text);
@@ -68,7 +68,7 @@ void encode_xml(Message const& message, Writing const& writing, Ship ship) {
     });
 }
 
-/// Finds a text that is too long before any of it is written.
+/// With a limit, encodes twice, so that a text that is too long throws before any of it is written.
 void write_xml(Message const& message, Writing const& writing) {
     if (writing.max_text != tm_no_text_limit) encode_xml(message, writing, [](auto) {});
     Progress progress("wrote", 0);
@@ -94,7 +94,7 @@ void remove_tables_within(Container& container) {
     for (int i = 0; i < container.get_member_count(); ++i) remove_tables(*container.get_value(i));
 }
 
-/// All members of its name: without the first one the next one would be the table.
+/// Removes all members with the name of the table. Otherwise the second one would become the table.
 void remove_table(Message& message) {
     if (message.name_table_position() < 0) return;
     Tm_struct& meta = message.get_struct(Message::TMG_META);

@@ -1,4 +1,4 @@
-/// Writing output: text and bytes on standard output, and a message there in any form.
+/// Writes output: text and bytes to standard output, and a message to it in any form.
 #pragma once
 
 #include <tmsg/tmsg.h>
@@ -19,7 +19,7 @@ inline std::map<std::string, Form> const output_forms = {
 
 bool is_text(Form form);
 
-/// Ends the server too, which survives other failures.
+/// A failure to write output. It also ends the server, which goes on after other failures.
 class Output_failure : public Failure {
 public:
     using Failure::Failure;
@@ -29,20 +29,21 @@ public:
 void write_output(std::string_view text);
 /// Writes the bytes that wait for their block to be full. Throws what write_output() throws.
 void flush_output();
-/// Returns how many bytes went into write_output() so far.
+/// Returns the number of bytes that write_output() has got so far.
 std::size_t output_size();
 
-/// Flushes a message that was written in this form. Behind a text comes a line feed, on a terminal
-/// only.
+/// Flushes a message that was written in this form. Writes a line feed after a text if standard
+/// output is a terminal.
 void end_output(Form form);
 /// Returns false when the program was started without a standard output.
 bool output_is_open();
 
-/// The dump of a message's wire form. A temporary file holds it until all of it is there, because a
-/// failed conversion prints nothing.
+/// The dump of a message in the wire form. A temporary file holds the dump until it is complete,
+/// because a failed conversion prints nothing.
 class Dump {
 public:
-    /// At most `max_text` bytes of dump. Throws Failure when there is no temporary file.
+    /// Makes a dump of at most `max_text` bytes. Throws Failure when it cannot make a temporary
+    /// file.
     Dump(Tm_limits const& limits, unsigned long max_text);
 
     /// Takes the next bytes of the wire form. Returns false when write() will throw.
@@ -56,31 +57,31 @@ private:
     Tm_bin_decoder_to_text decoder_;
 };
 
-/// How the names of a message's members are written in the binary forms.
+/// The way in which the names of members are written in the binary forms.
 enum class Names {
-    as_received,  ///< by index where the message came by index
+    as_received,  ///< by index if the message came with names by index
     by_index,
     as_text
 };
 
 struct Writing {
     int chunk_size = 4096;  ///< payload bytes
-    /// All sizes make the same text. A few large pieces are best, for each takes a walk over the
-    /// message.
+    /// The text is the same for all sizes. A few large pieces take the least time, because each
+    /// piece needs a walk over the message.
     int xml_piece_size = 1 << 22;
-    unsigned int limit = Tm_text_encoder::DEFAULT_LIMIT;  ///< of JSON and list text
-    /// At the limit JSON and list text are cut, and XML and the dump are not written.
+    unsigned int limit = Tm_text_encoder::DEFAULT_LIMIT;  ///< the limit of JSON and list text
+    /// Longer JSON and list text is cut. Longer XML and a longer dump are not written.
     unsigned long max_text = tm_no_text_limit;
     unsigned int seq_no = 1;
-    unsigned int port = 0;  ///< a byte
+    unsigned int port = 0;  ///< the port byte, 0 to 255
     Names names = Names::as_received;
 };
 
-/// Gives the message the indexes and the name table that the choice demands. Throws Failure when
-/// the names cannot be indexed.
+/// Adds or removes the indexes and the name table of the message, as `names` says. Throws Failure
+/// when the names cannot be indexed.
 void prepare_names(Message& message, Names names);
 
-/// Writes the message, in the binary forms with its names as prepared. Throws Failure, and
-/// Tm_out_of_range_exception for a name too long for the binary forms and Tm_exception for XML too
-/// long, before anything is written.
+/// Writes the message. Call prepare_names() before for the binary forms. Throws Failure. Before it
+/// writes anything, throws Tm_out_of_range_exception for a name that is too long for the binary
+/// forms, and Tm_exception for XML that is too long.
 void write_message(Message const& message, Form form, Writing const& writing);

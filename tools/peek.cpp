@@ -9,7 +9,7 @@
 #include "system.h"
 #include "verbs.h"
 
-/// Reads little more than the head of the input. Passes over the call tags in front of the name.
+/// Reads little more than the head of the input. Skips all request tags before the name.
 void peek(std::string const& file) {
     constexpr char call_tag = 0;
     constexpr char name_tag = 1;

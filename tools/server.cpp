@@ -1,4 +1,4 @@
-/// Waits for clients, serves and drops them, answers and prints their messages.
+/// Waits for clients, serves and drops them, prints their messages and replies to them.
 #include "server.h"
 
 #include <ace/INET_Addr.h>
@@ -18,17 +18,17 @@
 namespace {
 
 constexpr std::chrono::seconds interval(1);
-/// A client that was active so recently is not closed to make room: the new one waits.
+/// A client that is idle for less than this time is not closed to make room. The new client waits.
 constexpr std::chrono::milliseconds grace(20);
-/// Connections that wait to be accepted; the system may allow fewer.
+/// The number of connections that may wait to be accepted. The system may allow fewer.
 constexpr int backlog = 4096;
-/// New connections that are accepted before the others are served again.
+/// The number of new connections that are accepted before the other clients are served again.
 constexpr int accepted_at_once = 256;
-/// The code of the fault that goes in the place of an answer that cannot be made.
+/// The code of the fault that is sent when a reply cannot be made.
 constexpr int no_answer = 1;
 
-/// Signals come while the server waits for events, and not between asking for them and waiting, so
-/// that none is missed.
+/// Blocks signals while it lives. The server makes one before it asks for signals, and ppoll() lets
+/// signals in only while it waits. So no signal is missed between the question and the wait.
 class Blocked_signals {
 public:
     Blocked_signals() {
@@ -41,15 +41,15 @@ public:
     Blocked_signals(Blocked_signals const&) = delete;
     Blocked_signals& operator=(Blocked_signals const&) = delete;
 
-    /// The mask to wait with.
+    /// Returns the signal mask from before, which ppoll() uses while it waits.
     sigset_t const& before() const { return before_; }
 
 private:
     sigset_t before_;
 };
 
-/// Returns how many clients may be served: one for every second descriptor, for the files that
-/// messages bring need descriptors, too.
+/// Returns the number of clients that the server may have at a time. It is half the number of
+/// descriptors, because the files that messages bring need descriptors, too.
 std::size_t count_places() {
     constexpr rlim_t wanted = 2 * Server::most_clients;
     rlimit limit = {};
@@ -122,7 +122,8 @@ bool Server::wait(std::vector<pollfd>& handles) {
     return !is_interrupted();
 }
 
-/// New connections come last, so that a client that is ready counts as active before they arrive.
+/// The acceptor is the last handle, so that each client that is ready counts as active before the
+/// server accepts new ones.
 std::vector<pollfd> Server::watched() const {
     std::vector<pollfd> handles;
     handles.reserve(clients_.size() + 1);
@@ -159,7 +160,8 @@ void Server::accept_all() {
     }
 }
 
-/// Returns false when nobody waits, or everybody must wait longer.
+/// Accepts one client, or makes room for one. Returns false when no client waits, and when there
+/// can be no room yet.
 bool Server::accept() {
     while (clients_.size() >= places_) {
         if (!make_room()) return false;
@@ -175,7 +177,7 @@ bool Server::accept() {
     return make_room();
 }
 
-/// Returns false when nobody has been idle for long enough.
+/// Closes the longest idle client. Returns false when that client is not idle for long enough.
 bool Server::make_room() {
     auto const idle_time = clients_.front().idle_time();
     if (idle_time < grace) {
@@ -193,7 +195,7 @@ void Server::serve(Clients::iterator client) {
     } catch (Lost_connection const& loss) {
         report(loss.what());
     } catch (std::bad_alloc const& failure) {
-        // The bytes from this client may be most of them.
+        // The messages of this client may take most of the memory.
         report(text_of(failure));
     }
     drop(client);
@@ -205,7 +207,7 @@ void Server::drop(Clients::iterator client) {
     clients_.erase(client);
 }
 
-/// Closes an idle client, but serves one that is ready: others kept it waiting.
+/// Closes an idle client. Serves it instead when it is ready, because it only waited for its turn.
 void Server::retire(Clients::iterator client) {
     if (client->is_ready()) return serve(client);
     if (client->unsent() > 0) return drop_unsent(client);
@@ -258,7 +260,7 @@ void Server::take(std::unique_ptr<Message> message, int handle, Tm_header const&
     }
 }
 
-/// A text that fails halfway is ended by a line feed, too.
+/// Writes a line feed also after a text that fails halfway.
 void Server::print(Message& message, Tm_header const& header) {
     if (!form_) return;
     writing_.seq_no = header.get_seq_no();
@@ -279,7 +281,8 @@ void Server::end_message() const {
     flush_output();
 }
 
-/// When there are too many unsent bytes, other clients that do not take theirs are dropped first.
+/// Sends the message. When there are too many unsent bytes then, drops other clients that have
+/// unsent bytes, the longest idle one first.
 void Server::send(Message const& message, Client& client, Tm_header const& header) {
     client.send(message, header.get_seq_no(), static_cast<unsigned char>(header.get_tmport()));
     if (client.unsent() == 0) return;
@@ -293,7 +296,8 @@ void Server::send(Message const& message, Client& client, Tm_header const& heade
     }
 }
 
-/// The echo is the request itself, made a response without the first group.
+/// Replies to a request. Without a reply of the user, makes the request a response without group 0
+/// and sends it back.
 void Server::answer(Message& request, Client& client, Tm_header const& header) {
     if (reply_ != nullptr) return send(*reply_, client, header);
     request.set_msg_type(Message::TMT_RESPONSE);

@@ -16,25 +16,26 @@
 
 class Server {
 public:
-    /// The largest number of clients at a time; fewer where descriptors are short.
+    /// The largest number of clients at a time. A limit on descriptors can make it smaller.
     static constexpr std::size_t most_clients = 8192;
-    /// For how long an answer may stand still before its client is dropped.
+    /// A client that takes no byte of its reply for this time is dropped.
     static constexpr std::chrono::seconds patience = std::chrono::seconds(2);
-    /// The most unsent bytes of all answers. Beyond, the clients that stand still longest are
-    /// dropped.
+    /// The most unsent bytes of all replies. When there are more, the server drops clients that
+    /// have unsent bytes, the longest idle one first.
     static constexpr std::size_t most_unsent = 1UL << 28;
 
-    /// Listens on the loopback address; port 0 picks a free one. Throws Failure.
+    /// Listens on the loopback address. With port 0, listens on a free port. Throws Failure.
     Server(unsigned short port, Tm_limits const& limits);
     ~Server();
 
     unsigned short port() const;
 
-    /// Prints what arrives in this form. Nothing is printed without this call.
+    /// Makes the server print each message in this form. Without this call it prints none.
     void print_as(Form form, Writing const& writing);
-    /// The answer to every request, in the place of the echo.
+    /// Makes the server send this reply to every request. With null, it replies with the request's
+    /// own body. The caller owns the reply, which must outlive the server.
     void answer_with(Message const* reply) { reply_ = reply; }
-    /// For how long a client may be idle.
+    /// Makes the server close each connection that is idle for this time.
     void close_after(double seconds);
 
     /// Serves until SIGINT, SIGTERM or SIGHUP comes. Throws Failure when standard output fails.
@@ -66,10 +67,10 @@ private:
 
     ACE_SOCK_Acceptor acceptor_;
     std::size_t places_;
-    Clients clients_;  ///< the one idle longest first
+    Clients clients_;  ///< the longest idle one first
     std::unordered_map<int, Clients::iterator> by_handle_;
     Tm_chunk_receiver receiver_;
-    Clock::time_point next_accept_;  ///< there is no room before
+    Clock::time_point next_accept_;  ///< the server accepts no connection before this time
     Clock::time_point next_house_keeping_;
     Clock::duration most_idle_ = Clock::duration::max();
     std::optional<Form> form_;

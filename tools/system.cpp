@@ -1,4 +1,4 @@
-/// Errors of the system, signals and descriptors.
+/// Handles errors of the system, signals and descriptors.
 #include "system.h"
 
 #include <fcntl.h>

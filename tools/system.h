@@ -1,4 +1,4 @@
-/// Handles calls of the system that fail, signals, and descriptors.
+/// Handles system calls that fail, signals and descriptors.
 #pragma once
 
 #include <cstdio>
@@ -13,28 +13,29 @@ class Failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 
-    /// The text is "WHAT: " and what the system says about the call that has just failed.
+    /// Returns a failure with the text "WHAT: ERROR". ERROR is the system's text for errno.
     static Failure of_system(std::string const& what);
 };
 
-/// The text of the error, in plain words for std::bad_alloc.
+/// Returns the text of the error. Returns "out of memory" for std::bad_alloc.
 char const* text_of(std::exception const& error);
 
-// SIGINT, SIGTERM and SIGHUP end the program only after it has cleaned up: a call of the system
-// that blocks fails with EINTR, and its caller calls throw_if_interrupted().
+// SIGINT, SIGTERM and SIGHUP end the program only after it has cleaned up. A system call that
+// blocks fails with EINTR, and its caller calls throw_if_interrupted().
 
-/// Thrown to unwind; end_by_interrupt() follows.
+/// Unwinds the stack after a signal. main() then calls end_by_interrupt().
 struct Interrupted {};
 
 void watch_interrupts();
 bool is_interrupted();
 void throw_if_interrupted();
 
-/// Ends the process by the signal that came, as if it had not been watched.
+/// Ends the process by the signal that came, as the signal does by default.
 [[noreturn]] void end_by_interrupt();
 
-/// A descriptor that the program opened. None is 0, 1 or 2, even where the program was started
-/// without standard input, output and error. Else output for these would go into a file or socket.
+/// Owns a descriptor that the program opened. above_standard() makes sure that it is not 0, 1 or 2,
+/// also when the program was started without standard input, output and error. Otherwise output for
+/// these would go into a file or a socket.
 class Descriptor {
 public:
     Descriptor() = default;
@@ -53,11 +54,11 @@ private:
     int number_ = -1;
 };
 
-/// Returns a descriptor above 2 of the same file or socket, and closes the one given if it is
-/// another. Throws Failure when there is no descriptor left.
+/// Returns a descriptor above 2 of the same file or socket. Closes the given descriptor if it is 0,
+/// 1 or 2. Throws Failure when there is no descriptor left.
 Descriptor above_standard(Descriptor descriptor);
 
-/// The same for an ACE socket that has just been opened.
+/// Does the same for an ACE socket that has just been opened.
 template <class Socket>
 void move_above_standard(Socket& socket) {
     Descriptor descriptor(socket.get_handle());

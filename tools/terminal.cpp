@@ -1,4 +1,4 @@
-/// Escapes, colours and the lines on standard error.
+/// Escapes and colours texts, and writes lines to standard error.
 #include "terminal.h"
 
 #include <unistd.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Some texts quote the input, which may be long.
+/// A line is cut at this many bytes, because some error texts quote long input.
 constexpr std::size_t longest_line = 2000;
 constexpr std::chrono::milliseconds interval(300);
 constexpr std::size_t megabyte = 1000000;
@@ -23,7 +23,8 @@ std::string hex_of(unsigned int byte) {
     return {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
 }
 
-/// Returns the bytes of the character at the front, or 0 if it is not valid or a control character.
+/// Returns the number of bytes of the first character. Returns 0 when it is not valid or is a
+/// control character.
 std::size_t size_of_character(std::string_view text) {
     unsigned int const first = byte_at(text, 0);
     if (first < 0x80) return first >= ' ' && first <= '~' ? 1 : 0;
@@ -36,7 +37,7 @@ std::size_t size_of_character(std::string_view text) {
     }
     constexpr unsigned int smallest[] = {0, 0, 0xA0, 0x800, 0x10000};
     bool const is_surrogate = code >= 0xD800 && code <= 0xDFFF;
-    // Marks that change the direction or the lines of what stands around them.
+    // These marks change the direction or the lines of the text around them.
     bool const is_mark = (code >= 0x200B && code <= 0x200F) || (code >= 0x2028 && code <= 0x202E) ||
                          (code >= 0x2066 && code <= 0x2069);
     return code < smallest[size] || code > 0x10FFFF || is_surrogate || is_mark ? 0 : size;
@@ -49,7 +50,7 @@ std::string escaped(unsigned int byte) {
     return "\\x" + hex_of(byte);
 }
 
-/// Escapes the `special` characters too.
+/// Does what printable() does, and puts a backslash before each character of `special`.
 std::string escape(std::string_view text, std::string_view special) {
     std::string result;
     while (!text.empty()) {
@@ -65,7 +66,7 @@ std::string escape(std::string_view text, std::string_view special) {
     return result;
 }
 
-/// Returns the first `most` bytes, or a few less where a character would be cut.
+/// Returns the first `most` bytes, or up to 3 fewer, so that no character is cut.
 std::string_view first_of(std::string_view text, std::size_t most) {
     std::size_t end = std::min(text.size(), most);
     auto const is_within_character = [&] {

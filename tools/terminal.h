@@ -1,4 +1,4 @@
-/// Output for people: text that does no harm to a terminal, colours, errors and progress.
+/// Makes output for people: text that does no harm to a terminal, colours, errors and progress.
 #pragma once
 
 #include <chrono>
@@ -6,33 +6,35 @@
 #include <string>
 #include <string_view>
 
-/// Valid UTF-8 without control characters: every other byte becomes \n, \t and the like or \xNN.
+/// Returns the text as valid UTF-8 without control characters. Every other byte becomes an escape
+/// such as \n or \xNN.
 std::string printable(std::string_view text);
 
-/// The same of the first `most` bytes, and "..." when there are more.
+/// Does the same for the first `most` bytes. Appends "..." when there are more.
 std::string shortened(std::string_view text, std::size_t most);
 
-/// The same in quotes, with quotes and backslashes escaped too.
+/// Does the same and puts the text in quotes. Escapes quotes and backslashes too.
 std::string quoted(std::string_view text, std::size_t most);
 
-/// The first `most` bytes as "01 ff", and "..." when there are more.
+/// Returns the first `most` bytes in hexadecimal, as in "01 ff". Appends "..." when there are more.
 std::string hexadecimal(std::string_view bytes, std::size_t most);
 
 enum class Colour { none = 0, dim = 2, red = 31, green = 32, cyan = 36 };
 
 bool output_is_terminal();
 
-/// The text in that colour if standard output is a terminal and NO_COLOR is not set.
+/// Returns the text in that colour. Returns it without a colour when standard output is no terminal
+/// or NO_COLOR is set.
 std::string painted(Colour colour, std::string_view text);
 
-/// Writes "tmsg: TEXT" to standard error, on one line.
+/// Writes "tmsg: TEXT" to standard error as one line.
 void report(std::string_view text);
 
-/// How far a long conversion is, on standard error if that is a terminal and the output goes to
-/// another place. A short conversion shows nothing.
+/// Shows the progress of a long conversion on standard error, if that is a terminal and standard
+/// output is none. Shows nothing for a short conversion.
 class Progress {
 public:
-    /// Bytes in all; 0 when that is not known.
+    /// `total` is the number of bytes in all, or 0 when that is not known.
     Progress(std::string what, std::size_t total);
     Progress(Progress const&) = delete;
     Progress& operator=(Progress const&) = delete;

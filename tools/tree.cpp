@@ -1,5 +1,5 @@
-/// Prints the tree of a message value by value, so that a damaged message shows everything up to
-/// the damage.
+/// Prints the tree of a message value by value, so that all values before the damage of a message
+/// are shown.
 #include "tree.h"
 
 #include <algorithm>
@@ -13,10 +13,10 @@
 
 namespace {
 
-/// From here on the indent does not grow, so that a deep tree does not flood the terminal.
+/// The indent grows up to this depth only, so that a deep tree does not flood the terminal.
 constexpr int deepest_indent = 40;
 constexpr long capacity = 4096;
-/// Longer texts and bytes are cut.
+/// Texts and byte strings with more bytes than these are cut.
 constexpr std::size_t most_text = 64;
 constexpr std::size_t most_bytes = 16;
 
@@ -46,10 +46,10 @@ void Tree_lines::close() {
     rest_.clear();
 }
 
-/// A creator that passes each event to another one and prints what that one builds.
+/// A creator that passes each event to another creator and prints the values that it builds.
 class Tree_printer : public Tm_creator_base {
 public:
-    /// The offsets come from the decoder that drives the printer.
+    /// `decoder` is the decoder that sends the events. The printer gets the offsets from it.
     Tree_printer(Tm_creator& builder, Tree_lines& lines, Tm_bin_decoder_base const& decoder);
 
     // clang-format off
@@ -91,7 +91,7 @@ public:
     bool visit_member_begin_with_index(unsigned short index) override;
     bool visit_member_continue_with_index(unsigned short index) override;
 
-    /// Prints what is there of a value that was not finished.
+    /// Prints the part of an incomplete value that has arrived.
     void finish();
 
 private:
@@ -120,7 +120,7 @@ private:
     Tm_bin_decoder_base const& decoder_;
     std::vector<Level> levels_;
     std::vector<std::vector<std::string>> name_tables_;  ///< one for each open message
-    std::string name_;                                   ///< of the current member
+    std::string name_;                                   ///< the name of the current member
     long member_offset_ = 0;
     TMV bytes_type_ = TMV_STRING;
     unsigned int bytes_left_ = 0;
@@ -132,7 +132,8 @@ Tree_printer::Tree_printer(Tm_creator& builder, Tree_lines& lines,
                            Tm_bin_decoder_base const& decoder)
     : builder_(builder), lines_(lines), decoder_(decoder) {}
 
-/// Returns true when the builder took the event, which is then to be printed.
+/// Passes the event to the builder. Returns true when the builder took it, so that it must be
+/// printed.
 template <auto Event, class... Datum>
 bool Tree_printer::pass(Datum... datum) {
     (builder_.*Event)(datum...);
@@ -273,7 +274,7 @@ bool Tree_printer::begin_bytes(TMV type, unsigned int length) {
     return true;
 }
 
-/// Strings are kept whole, for they may be in the name table.
+/// Keeps all of a string, because the string may be a name of the name table.
 bool Tree_printer::add_bytes(char const* data, unsigned int length) {
     if (bytes_type_ == TMV_STRING || bytes_.size() <= most_bytes) bytes_.append(data, length);
     bytes_left_ -= length;
@@ -316,7 +317,7 @@ void Tree_decoder::feed(unsigned char const* data, std::size_t size) {
     try {
         tm_feed(*this, data, size);
     } catch (std::bad_alloc const&) {
-        // Its text has become the error.
+        // The text of the exception is the error text of the decoder now.
     }
     error_offset_ = item_offset();
 }

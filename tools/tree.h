@@ -1,4 +1,4 @@
-/// A message as a tree of lines, for eyes.
+/// Prints a message as a tree of lines, for people.
 #pragma once
 
 #include <tmsg/tmsg.h>
@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-/// The lines of a tree: offset, indent, label, type and value. The last line stays open, for what
-/// follows may still belong to it.
+/// Writes the lines of a tree. A line has an offset, an indent, a label, a type and a value. The
+/// last line stays open, because the next event may add to it.
 class Tree_lines {
 public:
     using Sink = std::function<void(std::string_view text)>;
@@ -18,7 +18,7 @@ public:
 
     Tree_lines(Offsets offsets, Sink sink);
 
-    /// Ends the open line and opens another.
+    /// Ends the open line and opens the next one.
     void open(long offset, int depth, std::string_view label, std::string_view type);
     void set_type(std::string_view type) { type_ = type; }
     void add(std::string_view text) { rest_ += text; }
@@ -36,7 +36,7 @@ private:
 
 class Tree_printer;
 
-/// Decodes one message in the wire form and prints it as a tree meanwhile.
+/// Decodes one message in the wire form and prints it as a tree at the same time.
 class Tree_decoder : public Tm_bin_decoder_base {
 public:
     Tree_decoder(Tree_lines::Offsets offsets, Tree_lines::Sink sink, Tm_limits const& limits);
@@ -45,19 +45,20 @@ public:
 
     void init() override;
 
-    /// Decodes what it can; afterwards error() tells how it went, after an exception too.
+    /// Decodes the bytes. Sets the error text for damage, also after std::bad_alloc.
     void feed(unsigned char const* data, std::size_t size);
-    /// No more input comes: an incomplete message becomes an error, and its last line is printed.
+    /// Call it after the last input. It sets an error text when the message is incomplete, and
+    /// prints the last line.
     void finish();
 
-    /// Where in the message the damage is.
+    /// Returns the position of the damage in the message.
     long error_offset() const { return error_offset_; }
 
 private:
     Tree_lines lines_;
     Message message_;
     std::unique_ptr<Tm_creator> builder_;
-    Tree_printer* printer_ = nullptr;  ///< creator_ itself
+    Tree_printer* printer_ = nullptr;  ///< the object that creator_ owns
     long fed_ = 0;
     long error_offset_ = 0;
 };

@@ -1,5 +1,5 @@
-/// The verbs of the program, one function for each. All throw Failure, and what the library
-/// throws, after which nothing more is written.
+/// The verbs of the program, one function for each. All throw Failure, and what the library throws.
+/// They write nothing after an exception.
 #pragma once
 
 #include <string>
@@ -27,7 +27,7 @@ struct Call_options {
     Form to = Form::tcl;
     Writing writing;
     Tm_limits limits;
-    double timeout = 10;  ///< seconds, for the whole call
+    double timeout = 10;  ///< seconds for the whole call
 };
 
 struct Serve_options {
@@ -43,5 +43,5 @@ void convert(Convert_options const& options);
 void inspect(Inspect_options const& options);
 void peek(std::string const& file);
 void call(Call_options const& options);
-/// Returns when SIGINT, SIGTERM or SIGHUP comes. Without a standard output nothing is printed.
+/// Returns when SIGINT, SIGTERM or SIGHUP comes. Prints nothing when there is no standard output.
 void serve(Serve_options const& options);
