@@ -1,4 +1,5 @@
-/// Command lines: --help, --version, one option with a value, and what stands behind the options.
+/// Reads command lines: --help, --version, one option with a value, and the arguments after the
+/// options.
 #pragma once
 
 #include <getopt.h>
@@ -12,17 +13,17 @@
 #include <vector>
 
 struct Arguments {
-    char const* value = nullptr;  ///< of the option; null when it was not given
+    char const* value = nullptr;  ///< the value of the option, or null without the option
     std::vector<char const*> rest;
 };
 
-/// One line and the exit status 2.
+/// Writes one line to standard error and ends the program with the exit status 2.
 [[noreturn]] inline void refuse_arguments(std::string const& why) {
     std::cerr << program_invocation_short_name << ": " << why << "; see --help\n";
     std::exit(2);
 }
 
-/// Ends the program where there is nothing else to do.
+/// Returns the arguments. Ends the program after --help, after --version and for a bad option.
 inline Arguments read_arguments(int argc, char** argv, char const* option_name, char const* usage) {
     option const options[] = {{"help", no_argument, nullptr, 'h'},
                               {"version", no_argument, nullptr, 'v'},

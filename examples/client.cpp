@@ -1,4 +1,4 @@
-/// Sends one request with every kind of value and a file, and checks the answer.
+/// Sends one request with every kind of value and a file, and checks the reply.
 #include <ace/INET_Addr.h>
 #include <ace/SOCK_Connector.h>
 #include <ace/SOCK_Stream.h>
@@ -29,7 +29,7 @@ char const usage[] =
     "prints the answer. NAME is demo.store unless told; the server answers others with a fault.\n"
     "Ends with 1 when the call failed, with 2 for bad arguments. Also: --help, --version.\n";
 
-/// One value of every kind but the file; the type of what is added decides the kind.
+/// Adds one value of every kind but the file. The type of the argument decides the kind.
 void add_values(Message& message) {
     message.add_member(body, "int8", std::numeric_limits<signed char>::min());
     message.add_member(body, "uint8", std::numeric_limits<unsigned char>::max());
@@ -65,7 +65,7 @@ void add_values(Message& message) {
     message.add_member(body, "message", &note);
 }
 
-/// Reads until the answer is whole.
+/// Reads until the reply is complete.
 std::unique_ptr<Message> receive_answer(ACE_SOCK_Stream const& stream, std::size_t& bytes) {
     std::unique_ptr<Message> answer;
     auto const on_message = [&](std::unique_ptr<Message> message, int, Tm_header const& header) {
@@ -99,7 +99,8 @@ std::unique_ptr<Message> call(Message const& request, unsigned short port) {
     return answer;
 }
 
-/// The answer that the server owes: the file's size and CRC, and all other values as they were.
+/// Returns whether the reply has the size and CRC of the file, and all other values as they were
+/// sent.
 bool is_expected(Message const& answer, Message const& request) {
     Message expected;
     expected.add_member(body, "size", request.get_member_file(body, "file")->size());

@@ -12,12 +12,12 @@
 #include "tmsg/tmsg.h"
 
 char const host[] = "127.0.0.1";
-/// Payload bytes of a chunk.
+/// The payload bytes of a chunk.
 constexpr int chunk_size = 1024;
 /// The time to wait for the other end, in seconds.
 constexpr int patience = 10;
 
-/// Throws the system's text about the call that has just failed.
+/// Throws an exception with `what` and the system's text for errno.
 [[noreturn]] inline void fail(std::string const& what) {
     throw std::system_error(errno, std::generic_category(), what);
 }
@@ -46,7 +46,7 @@ inline Traffic send_message(ACE_SOCK_Stream const& stream, Message const& messag
     return traffic;
 }
 
-/// One read from the socket. False: the other end has closed the connection.
+/// Reads once from the socket. Returns false when the other end has closed the connection.
 inline bool receive_some(ACE_SOCK_Stream const& stream, Tm_chunk_receiver& receiver,
                          std::size_t& bytes) {
     ACE_Time_Value const timeout(patience);

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Calls the server with a small file, with one too large to be mapped, and with an unknown method,
-# and checks what comes back. The argument is the folder of the built programs.
+# Calls the server with a small file, with a file that is too large to be mapped, and with an
+# unknown method. Checks the replies. The argument is the folder of the built programs.
 set -eu
 
 if [ $# -ne 1 ] || [ ! -x "$1/tmsg_demo_server" ] || [ ! -x "$1/tmsg_demo_client" ]; then
@@ -37,7 +37,8 @@ start_server() {
     read -r port <&3 || fail "the server did not start"
 }
 
-# Expects the exit status $1 of a call with the other arguments.
+# call STATUS ARGUMENT...: calls the server, and fails when the exit status of the client is
+# another.
 call() {
     expected=$1
     shift
@@ -54,7 +55,7 @@ show() {
     echo
 }
 
-# Without the lines on members and kinds, which are the same for every call.
+# Leaves out the lines on members and kinds, which are the same for every call.
 show_briefly() {
     grep -v "^    " "$work/answer" >"$work/brief"
     mv "$work/brief" "$work/answer"

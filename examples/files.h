@@ -10,7 +10,7 @@
 
 #include "tmsg/tmsg.h"
 
-/// Reads a file that is too large to be mapped through its descriptor.
+/// Returns the CRC of a file that is too large to be mapped. Reads the file through its descriptor.
 inline uLong unmapped_crc(Tm_file const& file) {
     uLong crc = 0;
     unsigned char block[64 * 1024];
@@ -24,7 +24,7 @@ inline uLong unmapped_crc(Tm_file const& file) {
     return crc;
 }
 
-/// CRC-32 of the file's bytes.
+/// Returns the CRC-32 of the bytes of the file.
 inline unsigned int crc_of(Tm_file const& file) {
     auto const* const bytes = static_cast<unsigned char const*>(file.mapping());
     uLong const crc = bytes != nullptr ? ::crc32_z(0, bytes, file.size()) : unmapped_crc(file);

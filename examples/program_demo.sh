@@ -1,6 +1,6 @@
 #!/bin/sh
-# Shows the program tmsg at work: a request written by hand is converted, inspected and called. The
-# argument is the program.
+# Shows the program tmsg at work: converts a request that was written by hand, inspects it and sends
+# it to a server. The argument is the program.
 set -eu
 
 if [ $# -ne 1 ] || [ ! -x "$1" ]; then

@@ -1,4 +1,4 @@
-/// Answers calls at a port of this machine, one connection after another.
+/// Replies to calls at a port of this machine. Serves one connection after another.
 #include <ace/INET_Addr.h>
 #include <ace/SOCK_Acceptor.h>
 #include <ace/SOCK_Stream.h>
@@ -21,7 +21,7 @@
 namespace {
 
 constexpr auto body = Message::TMG_BODY;
-/// The system picks one.
+/// For this port the system chooses a free one.
 constexpr unsigned short free_port = 0;
 
 char const usage[] =
@@ -37,8 +37,8 @@ void make_fault(Message& answer, Fault code, std::string const& text) {
     answer.set_fault_string(text.substr(0, 200).c_str());
 }
 
-/// Answers the file's size and CRC and every other value as it was. Each getter throws where the
-/// request has no such member, or one of another kind.
+/// Puts the size and CRC of the file, and a copy of every other value, into the reply. Each getter
+/// throws when the request has no such member, and when the member has another type.
 void store(Message const& request, Message& answer) {
     Tm_file const& file = *request.get_member_file(body, "file");
     unsigned int const crc = crc_of(file);
@@ -74,7 +74,8 @@ void make_answer(Message const& request, Message& answer) {
     }
 }
 
-/// The signals that end the server, as a descriptor to wait for along with a socket.
+/// Returns a descriptor that becomes readable when a signal must end the server. wait_for() waits
+/// for it and for a socket at the same time.
 int open_stop_signals() {
     std::signal(SIGPIPE, SIG_IGN);
     sigset_t signals;
@@ -85,7 +86,8 @@ int open_stop_signals() {
     return ::signalfd(-1, &signals, SFD_CLOEXEC);
 }
 
-/// False: the server is to end, or nothing came in time; a negative time never runs out.
+/// Waits until the handle is readable. Returns false when a signal must end the server, or when the
+/// time ends before. With a negative time, waits without a limit.
 bool wait_for(int handle, int stop, int seconds) {
     pollfd watched[] = {{handle, POLLIN, 0}, {stop, POLLIN, 0}};
     return ::poll(watched, 2, seconds * 1000) > 0 && watched[1].revents == 0;

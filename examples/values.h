@@ -1,4 +1,4 @@
-/// Walking and printing the values of a message.
+/// Walks over the values of a message, counts them and prints them.
 #pragma once
 
 #include <iomanip>
@@ -8,7 +8,7 @@
 
 #include "tmsg/tmsg.h"
 
-/// Hands every value of a tree to `visit`, the root and the values of nested messages included.
+/// Calls `visit` with every value of a tree, the root and the values of nested messages included.
 template <class Visit>
 void for_each_value(Tm_value const& value, Visit const& visit) {
     visit(value);
@@ -33,7 +33,7 @@ inline std::string kind_name(TMV kind) {
     return kind == TMV_MESSAGE ? "message" : Tm_value::tmv_to_string(kind);
 }
 
-/// How many values of each kind stand in a message, its own two structs included.
+/// Returns the number of values of each kind in a message, its own two structs included.
 inline std::map<TMV, int> count_kinds(Message const& message) {
     std::map<TMV, int> counts;
     auto const count = [&](Tm_value const& value) { ++counts[value.get_value_type()]; };
@@ -118,7 +118,7 @@ inline void print(std::ostream& out, Tm_value const& value) {
 }
 // clang-format on
 
-/// A line for every member: its name, kind and value.
+/// Prints a line for each member: its name, kind and value.
 inline void print_members(std::ostream& out, Tm_struct const& members) {
     out << std::left;
     for (int i = 0; i < members.get_member_count(); ++i) {
