@@ -1,5 +1,6 @@
-# What makes faults harder to exploit, for the library and the program, in optimised builds. The
-# sanitizers find what these flags guard against, and do not work with all of them.
+# These flags make faults harder to exploit. Optimised builds of the library and the program use
+# them. Builds with sanitizers do not: the sanitizers find the same faults, and do not work with all
+# flags.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 
@@ -13,7 +14,7 @@ if(TMSG_HARDENING AND NOT "${CMAKE_CXX_FLAGS} ${${flags_of_build}}" MATCHES "-fs
     check_pie_supported(LANGUAGES CXX)
     list(JOIN TMSG_HARDENED_CONFIGS "," configs)
 
-    # The last one is for processors of one family.
+    # Only compilers for one family of processors have the last flag.
     foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
         string(MAKE_C_IDENTIFIER "TMSG_HAS${flag}" has_flag)
         check_cxx_compiler_flag(${flag} ${has_flag})

@@ -1,5 +1,5 @@
-# The library, its public headers, the program, and what find_package(tmsg) and pkg-config need. Nothing of it
-# holds an absolute path: the installed tree can be moved.
+# Installs the library, its public headers, the program, and the files that find_package(tmsg) and
+# pkg-config need. No installed file holds an absolute path, so the installed tree can be moved.
 include(CMakePackageConfigHelpers)
 
 set(TMSG_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/tmsg)
@@ -26,7 +26,7 @@ install(FILES
     DESTINATION ${TMSG_PACKAGE_DIR}
 )
 
-# As many steps up as the folder has.
+# The path from the folder of tmsg.pc to the prefix has one ".." for each part of the folder.
 string(REGEX REPLACE "[^/]+" ".." TMSG_PREFIX_FROM_PC ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 configure_file(cmake/tmsg.pc.in tmsg.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tmsg.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

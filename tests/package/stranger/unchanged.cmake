@@ -1,4 +1,4 @@
-# What a project that adds the library must find as it was.
+# A project that adds the library must find these variables and properties unchanged.
 set(SURROUNDINGS
     BUILD_SHARED_LIBS BUILD_TESTING CMAKE_BUILD_TYPE CMAKE_CXX_EXTENSIONS CMAKE_CXX_FLAGS
     CMAKE_CXX_STANDARD CMAKE_CXX_VISIBILITY_PRESET CMAKE_POSITION_INDEPENDENT_CODE)
