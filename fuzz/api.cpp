@@ -1,5 +1,5 @@
-/// The input as a program that builds structs, arrays and messages, values of each other. What the
-/// messages are in the end comes back from the wire form and from list text.
+/// Runs the input as a program that builds structs, arrays and messages out of each other. Checks
+/// that the messages at the end come back equal from the wire form and from list text.
 #include <algorithm>
 
 #include "building.h"
@@ -32,14 +32,15 @@ public:
 private:
     static constexpr unsigned int slots = 3;
 
-    /// One of its own, or the group of a message.
+    /// Returns one of structs_, or a group of a message.
     Tm_struct& pick_struct(Fuzz_input& input) {
         unsigned int const choice = input.below(3 * slots);
         unsigned int const i = choice % slots;
         if (choice < slots) return structs_[i];
         return messages_[i].get_struct(choice < 2 * slots ? Message::TMG_META : Message::TMG_BODY);
     }
-    /// Any of them, or a value within, maybe of the one that is being changed.
+    /// Returns one of the values or a value within one. It may be a part of the value that is being
+    /// changed.
     Tm_value const& pick_any(Fuzz_input& input) {
         unsigned int const kind = input.below(3);
         if (kind == 1) return arrays_[input.below(slots)];
@@ -62,7 +63,7 @@ private:
         } else if (call == 0) {
             add_several(target, input.byte());
         } else if (call == 1) {
-            // List text of an empty string runs into the value behind it.
+            // In list text, no blank comes after an empty string, so it joins the next word.
             target.add_member(name, std::string(1 + input.byte(), 't'));
         } else {
             Tm_value const& child = pick_any(input);

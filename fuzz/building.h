@@ -1,4 +1,4 @@
-/// The parts shared by the targets that build messages.
+/// The parts that the targets that build messages share.
 #pragma once
 
 #include <string>
@@ -17,21 +17,21 @@ inline std::string const& name_of(unsigned int number) {
     return names[number % names.size()];
 }
 
-/// How many values a value has in all.
+/// Returns the number of values in a tree, the root included.
 inline std::size_t weight_of(Tm_value const& value) {
     std::size_t sum = 1;
     tm_for_each_child(value, [&](Tm_value const& child) { sum += weight_of(child); });
     return sum;
 }
 
-/// So many that a look-up needs a table of the names.
+/// Adds so many members that a look-up needs a table of the names.
 inline void add_several(Tm_struct& target, unsigned int first) {
     for (unsigned int i = first; i < first + 20; ++i) {
         target.add_member(name_of(i), static_cast<int>(i));
     }
 }
 
-/// A look-up finds the name itself, exactly where there is one.
+/// Checks that a look-up finds a member with the name exactly when there is one.
 inline void check_lookup(Tm_struct const& value, std::string const& name) {
     int const position = value.get_member_index(name.c_str());
     if (position >= 0) FUZZ_CHECK(value.get_member_name(position) == name);
@@ -43,7 +43,8 @@ inline void check_lookup(Tm_struct const& value, std::string const& name) {
     FUZZ_CHECK((position >= 0) == is_there);
 }
 
-/// A struct may have come with the table of another message: the names must fit it first.
+/// Checks that the message comes back equal from the wire form. A copied struct may have brought
+/// the name table of another message, so the indexes are renewed first.
 inline void check_wire_form(Message const& message, int chunk_size) {
     Message sent(message);
     FUZZ_CHECK(sent.restore_member_indexes());

@@ -1,6 +1,6 @@
-/// The input as a program of changes: structs of each kind, an array and messages are built,
-/// assigned, swapped, moved and indexed. Thorough inputs keep a list of each one's members beside
-/// it, the values as text.
+/// Runs the input as a program of changes: builds, assigns, swaps, moves and indexes structs of
+/// each kind, an array and messages. For thorough inputs, keeps a list of the members of each
+/// struct as a model, with the values as text.
 #include <algorithm>
 #include <utility>
 
@@ -24,7 +24,7 @@ struct Register {
 
 std::string describe(Tm_value const* value, bool has_catalogs = true);
 
-/// The getter of a type throws for every other one.
+/// Checks that the getter of a type throws for a value of any other type.
 template <class Container>
 void check_getters(Container& container) {
     for (int i = 0; i < container.get_member_count(); ++i) {
@@ -41,7 +41,8 @@ void check_getters(Container& container) {
     }
 }
 
-/// Only what gives write access tells of empty slots.
+/// Returns the names and values of a struct. Only the get_value() that is not const returns null
+/// for an empty slot.
 Members members_of(Tm_struct const& value, bool has_catalogs = true) {
     Members members;
     for (int i = 0; i < value.get_member_count(); ++i) {
@@ -53,7 +54,7 @@ Members members_of(Tm_struct const& value, bool has_catalogs = true) {
     return members;
 }
 
-/// Null is an empty slot.
+/// Returns the value as text. Null means an empty slot.
 std::string describe(Tm_value const* value, bool has_catalogs) {
     if (value == nullptr) return "none";
     std::string text = std::to_string(value->get_value_type()) + '{';
@@ -77,7 +78,7 @@ std::string describe(Tm_value const* value, bool has_catalogs) {
     return text + '}';
 }
 
-/// Empty slots can neither be compared nor sent.
+/// Returns false when the struct has empty slots. Such a struct can be neither compared nor sent.
 bool is_whole(Tm_struct& value) {
     for (int i = 0; i < value.get_member_count(); ++i) {
         if (value.get_value(i) == nullptr) return false;
@@ -129,7 +130,7 @@ private:
     }
     Register pick(Fuzz_input& input) { return at(input.below(registers)); }
     Register pick_prenamed(Fuzz_input& input) { return at(4 + input.below(2)); }
-    /// One to which members can be added.
+    /// Returns a struct to which members can be added.
     Register pick_growing(Fuzz_input& input) {
         Register const picked = pick(input);
         Register const target = picked.prenamed == nullptr ? picked : at(0);
@@ -146,7 +147,7 @@ private:
                           : nullptr;
     }
 
-    // Record in the model what a change did to the members of a struct.
+    // These operations record a change of a struct's members in the model.
 
     static void note(Register target, std::string const& name, Tm_value const& value) {
         if (is_thorough()) target.members->emplace_back(name, describe(&value));
@@ -169,7 +170,7 @@ private:
         }
     }
 
-    /// A name that waits for its value is in no copy.
+    /// Checks that a copy does not have a name that waits for its value.
     void add_in_halves(Fuzz_input& input) {
         Register const target = pick_growing(input);
         std::string const name = name_from(input);
@@ -180,7 +181,7 @@ private:
         note(target, name, Tm_string(name));
     }
 
-    /// The name and the text are the struct's own.
+    /// Adds a member with a name and a text that the struct itself owns.
     void add_own_part(Fuzz_input& input) {
         Register const target = pick_growing(input);
         int const count = target.value->get_member_count();
@@ -189,7 +190,7 @@ private:
         char const* const name = target.value->get_member_name(i);
         bool const is_text = target.value->get_member_value_type(i) == TMV_STRING;
         char const* const text = is_text ? target.value->get_member_string(i) : name;
-        // List text of an empty string runs into the value behind it.
+        // In list text, no blank comes after an empty string, so it joins the next word.
         if (*text == 0) return;
         note(target, name, Tm_string(text));
         target.value->add_member(name, text, pick_index(input));
@@ -229,7 +230,8 @@ private:
         return value != nullptr && weight_of(*value) < most_values ? value : nullptr;
     }
 
-    /// To itself, too. A prenamed struct takes the names of another prenamed one.
+    /// Assigns a struct to another one or to itself. A prenamed struct takes the names of another
+    /// prenamed struct.
     void assign(Fuzz_input& input) {
         Register const target = pick(input);
         Register const source = target.prenamed != nullptr ? pick_prenamed(input) : pick(input);
@@ -275,7 +277,7 @@ private:
         FUZZ_CHECK(!is_thorough() || are_equal == (*left.members == *right.members));
     }
 
-    /// With any value, with a copy of the one there, or with itself.
+    /// Fills a slot with any value, with a copy of its own value, or with its own value itself.
     void fill_slot(Fuzz_input& input) {
         Register const target = pick_prenamed(input);
         int const i = static_cast<int>(input.byte()) % target.value->get_member_count();
@@ -344,7 +346,7 @@ private:
         note_from(first_of_messages);
     }
 
-    /// Nothing but tables of names may change.
+    /// Checks that indexing a message changes only name tables.
     void index_message(Fuzz_input& input) {
         Message& message = messages_[input.below(2)];
         std::string const before = is_thorough() ? describe(&message, false) : "";
@@ -395,7 +397,7 @@ private:
 void run_target(Fuzz_input input) {
     input = Fuzz_input(input.data(), std::min(input.size(), most_bytes));
     Machine machine;
-    // To compare everything takes far longer than a step.
+    // Comparing all members takes far longer than a step.
     constexpr unsigned int steps_between_checks = 8;
     for (unsigned int step = 1; !input.empty(); ++step) {
         machine.step(input);

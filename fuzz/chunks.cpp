@@ -1,5 +1,5 @@
-/// A receiver under a storm: bytes that are no chunks, chunks of random headers, connections that
-/// vanish. Good messages between them are delivered, each whole and once.
+/// Puts a receiver under a storm of bytes that are no chunks, of chunks with random headers and of
+/// connections that vanish. Checks that it delivers each good message between them whole and once.
 #include <algorithm>
 #include <map>
 
@@ -7,9 +7,9 @@
 
 namespace {
 
-constexpr int raw_connections = 3;       ///< of bytes that are cut and mixed as the input likes
-constexpr int shared = raw_connections;  ///< good messages among chunks of random headers
-constexpr int honest = shared + 1;       ///< good messages alone
+constexpr int raw_connections = 3;       ///< they carry any bytes, cut anywhere
+constexpr int shared = raw_connections;  ///< carries good messages and chunks with random headers
+constexpr int honest = shared + 1;       ///< carries only good messages
 constexpr unsigned int first_good_number = 1000;
 
 Message const& good_message() {
@@ -24,7 +24,8 @@ Message const& good_message() {
 
 using Chunks = std::vector<std::vector<unsigned char>>;
 
-/// The good message in chunks of that size. They are kept: to send takes longer than to receive.
+/// Returns the good message in chunks of that size. Keeps the chunks, because sending takes longer
+/// than receiving.
 Chunks const& sent_chunks(unsigned int chunk_size, unsigned int number) {
     static std::map<std::pair<unsigned int, unsigned int>, Chunks> kept;
     Chunks& chunks = kept[{chunk_size, number}];
@@ -43,7 +44,7 @@ public:
     Good_sender(Tm_chunk_receiver& receiver, int connection)
         : receiver_(receiver), connection_(connection) {}
 
-    /// In two pieces, the first of up to `cut` bytes.
+    /// Sends the next chunk in two pieces. The first has at most `cut` bytes.
     void send_next(unsigned int chunk_size, std::size_t cut) {
         if (next_ == chunks_->size()) begin_message(chunk_size);
         auto const& chunk = (*chunks_)[next_++];
@@ -52,7 +53,7 @@ public:
         receiver_.receive(connection_, chunk.data() + first, chunk.size() - first);
         if (next_ == chunks_->size()) ++finished_;
     }
-    /// How many messages were sent whole.
+    /// Returns the number of messages that were sent completely.
     unsigned int finished() const { return finished_; }
 
 private:
@@ -72,7 +73,8 @@ private:
 
 class Storm {
 public:
-    /// Tight limits hold for each connection: what shares one with hostile chunks may be refused.
+    /// Limits hold for each connection. With tight limits, the receiver may refuse good messages
+    /// that share a connection with hostile chunks.
     explicit Storm(bool is_tight)
         : is_tight_(is_tight), receiver_(on_message(), on_error(), limits(is_tight)) {}
 
@@ -96,7 +98,7 @@ public:
     }
 
     void check(std::size_t input_size) const {
-        constexpr std::size_t smallest_message = 9;  // input of a step, its payload included
+        constexpr std::size_t smallest_message = 9;  // bytes of input that a message needs
         FUZZ_CHECK(delivered_.at(honest) == honest_.finished());
         FUZZ_CHECK(is_tight_ || delivered_.at(shared) == shared_.finished());
         FUZZ_CHECK(others_ <= input_size / smallest_message);
@@ -138,7 +140,7 @@ private:
         input.skip(size);
     }
 
-    /// A chunk with flags and a number of the input's choice, one of 4 numbers.
+    /// Receives a chunk. The input chooses its flags and its sequence number, 0 to 3.
     void receive_chunk(Fuzz_input& input) {
         unsigned int const flags = input.byte();
         std::size_t const wanted = input.byte();

@@ -1,11 +1,12 @@
-/// Bytes to a message, which is copied, compared and destroyed; the limits hold to the byte.
+/// Decodes the input to a message, then copies, compares and destroys the message. Checks that the
+/// limits hold to the byte.
 #include <algorithm>
 
 #include "target.h"
 
 namespace {
 
-/// How many structs, arrays and messages are open at the deepest value.
+/// Returns the number of structs, arrays and messages that are open at the deepest value.
 unsigned int depth_of(Tm_value const& value) {
     unsigned int below = 0;
     tm_for_each_child(value,
@@ -29,21 +30,22 @@ void check_copy(Message const& message) {
     FUZZ_CHECK(copy->get_msg_type() == message.get_msg_type());
 }
 
-/// Through the decoder's own buffer it is the same.
+/// Checks that decoding through the buffer of the decoder gives the same error text.
 void check_buffered(Fuzz_input input, std::string const& error) {
     Fuzz_result const buffered = decode_whole(input);
     tm_remove_received_files(buffered.files);
     FUZZ_CHECK(buffered.error == error);
 }
 
-/// Whether the input decodes within these limits.
+/// Returns whether the input decodes within these limits.
 bool fits(Fuzz_input input, Tm_limits const& limits) {
     Fuzz_result const result = decode_pieces(input, whole_piece, limits);
     tm_remove_received_files(result.files);
     return result.error.empty();
 }
 
-/// Limits that a message just meets accept it. Limits that are lower by one refuse it.
+/// Checks that a message decodes within limits that it just meets, and is refused when one of them
+/// is lower by one.
 void check_limits(Fuzz_input input, Message const& message) {
     Tm_limits exact;
     exact.max_depth = depth_of(message);

@@ -1,9 +1,10 @@
-/// List text to values: an error or values, the same each time, and printable.
+/// Decodes the input as list text. Checks that the result is the same each time, and that values
+/// can be printed.
 #include "target.h"
 
 namespace {
 
-/// The error, or the first value as list text.
+/// Returns the error text, or the first value as list text.
 std::string decoded(Tm_tcl_decoder& decoder, std::string const& text) {
     std::string outcome;
     try {
@@ -22,12 +23,14 @@ std::string decoded(Tm_tcl_decoder& decoder, std::string const& text) {
     return decoder.error().empty() ? outcome : decoder.error();
 }
 
-/// Temporary files are numbered: their names differ each time.
+/// Returns whether the text names a received file. Such a name is different each time, because
+/// received files are numbered.
 bool names_a_file(std::string const& outcome) {
     return outcome.find("/tmp/zab_tmp_") != std::string::npos;
 }
 
-/// A second decoder reads the same, and so does what makes a message of it.
+/// Checks that a second decoder reads the same, and that Message::from_string() accepts only text
+/// that it accepts.
 void check_again(std::string const& text, std::string const& first) {
     Tm_tcl_decoder other;
     FUZZ_CHECK(names_a_file(first) || decoded(other, text) == first);
@@ -36,7 +39,7 @@ void check_again(std::string const& text, std::string const& first) {
         FUZZ_CHECK(other.error().empty());
         tm_remove_received_files(message);
     } catch (std::exception const&) {
-        // No message, or an error that was seen above.
+        // The text is no message, or it has an error that was checked above.
     }
 }
 

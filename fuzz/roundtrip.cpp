@@ -1,5 +1,5 @@
-/// A message that decodes also encodes, to bytes that decode to an equal message, and prints in
-/// every form.
+/// Checks that each message that decodes also encodes, to bytes that decode to the same message.
+/// Checks that it prints in every form.
 #include <string_view>
 
 #include "target.h"
@@ -44,7 +44,8 @@ void print_list(Message const& message, unsigned int limit) {
     tm_remove_received_files(decoder.received_files());
 }
 
-/// A request without a name item decodes; it is sent with an empty name, which no receiver takes.
+/// Returns whether a request has no name. Such a request decodes, but it is sent with an empty
+/// name, which no receiver accepts.
 bool has_request_without_name(Tm_value const& value) {
     if (value.get_value_type() == TMV_MESSAGE) {
         auto const& message = static_cast<Message const&>(value);
@@ -57,8 +58,8 @@ bool has_request_without_name(Tm_value const& value) {
     return found;
 }
 
-/// A bool may be any byte, a fault may begin again and again, a table of names may have more than
-/// it needs; everything else has one form.
+/// Returns whether encoding must give the bytes of the input again. Several forms decode to the
+/// same bool, to the same fault or to the same name table. Any other item has one form.
 bool is_canonical(Fuzz_input input) {
     std::string_view const bytes(reinterpret_cast<char const*>(input.data()), input.size());
     return bytes.find('\x03') == bytes.npos && bytes.find('\x0C') == bytes.npos &&
@@ -69,7 +70,7 @@ bool can_be_sent_on(Message& received) {
     return !has_request_without_name(received) && received.restore_member_indexes();
 }
 
-/// Encoded bytes decode, and the message encodes to the same bytes.
+/// Checks that encoded bytes decode, and that the decoded message encodes to the same bytes.
 void check_again(std::vector<std::uint8_t> const& bytes) {
     Fuzz_result const result = decode_whole(bytes);
     FUZZ_CHECK(result.error.empty());

@@ -1,4 +1,5 @@
-/// Writes the first corpora into a folder: the messages of the tests, in every form that is read.
+/// Writes the first corpora into a folder: the messages of the tests, in every form that the
+/// library reads.
 #include <filesystem>
 #include <fstream>
 
@@ -14,8 +15,8 @@ void write(std::filesystem::path const& folder, std::size_t number, std::string 
 
 std::string as_string(Bytes const& bytes) { return {bytes.begin(), bytes.end()}; }
 
-/// For the target "chunks": as bytes of one connection and as chunks with a number, good messages
-/// between them.
+/// Returns an input for the target "chunks". It has each chunk of the message twice, as bytes of
+/// one connection and as a chunk with a number. A good message comes between the two.
 std::string storm_of(Message const& message, unsigned int number) {
     std::string storm(1, static_cast<char>(number));
     for (Bytes const& chunk : chunks_of(message, number, 100)) {
@@ -55,7 +56,7 @@ int main(int, char** argv) {
     }
     write(root / "list_text", number,
           R"(response {struct {a {binary 3 "\x01b\\"} f {file 2 "ab"}} struct {}} bool true)");
-    // Two dozen members, looked up by name, cleared and looked up again.
+    // This program adds members, looks them up by name, clears the struct, and does all that again.
     std::string const add = {0, 0, 0, 0, 1};
     std::string const add_others = {0, 0, 0, 0, 5};
     std::string const look_up = {0, 0, 5, 0, 1};

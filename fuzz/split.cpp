@@ -1,4 +1,5 @@
-/// The same bytes whole and in pieces that the input chooses: the same message, error and events.
+/// Decodes the same bytes whole and in pieces that the input chooses. Checks that message, error
+/// and events are the same.
 #include <algorithm>
 #include <utility>
 
@@ -6,7 +7,7 @@
 
 namespace {
 
-/// Sizes that look random and are always the same for one seed.
+/// Returns sizes of pieces that look random, but are always the same for one seed.
 class Cuts {
 public:
     Cuts(unsigned int seed, unsigned int largest) : state_(seed), largest_(largest + 1) {}
@@ -21,7 +22,7 @@ private:
     unsigned int largest_;
 };
 
-/// Every second seed has limits that short inputs reach.
+/// Returns limits. For every second seed they are so low that short inputs reach them.
 Tm_limits limits_of(unsigned int seed, unsigned int largest) {
     Tm_limits limits;
     if (seed % 2 == 1) {
@@ -48,7 +49,8 @@ void check_dump(Fuzz_input input, Cuts const& cuts, Tm_limits const& limits) {
     FUZZ_CHECK(dump_pieces(input, whole_piece, limits) == dump_pieces(input, cuts, limits));
 }
 
-/// The values of an input that is no message, those before a fault included, and the error.
+/// Returns the encoded values of an input of top-level values, and the error text. The values
+/// before a fault are included.
 template <class Next_piece>
 std::pair<std::string, std::string> decode_values(Fuzz_input input, Next_piece next_piece,
                                                   Tm_limits const& limits, std::size_t capacity) {
@@ -59,12 +61,14 @@ std::pair<std::string, std::string> decode_values(Fuzz_input input, Next_piece n
     return {std::string(bytes.begin(), bytes.end()), decoder.error()};
 }
 
-/// Positions count in the buffer, which is packed more often the smaller it is.
+/// Returns the error text without its position. Positions count in the buffer, and a smaller buffer
+/// is packed more often.
 std::string without_position(std::string const& error) {
     return error.substr(0, error.find(" at byte "));
 }
 
-/// In a buffer that holds everything, and in one that hardly holds two pieces.
+/// Decodes in a buffer that holds the whole input, and in one that is hardly larger than a piece.
+/// Checks that values and error are the same.
 void check_values(Fuzz_input input, Cuts const& cuts, Tm_limits const& limits) {
     constexpr std::size_t small = 256;
     auto const whole = decode_values(input, whole_piece, limits, input.size());

@@ -1,4 +1,4 @@
-/// The frame around each target: it chooses the checks, and keeps received files in memory.
+/// The frame around each target. It chooses the checks, and keeps received files in memory.
 #include "target.h"
 
 #include <fcntl.h>
@@ -13,7 +13,7 @@
 namespace {
 
 bool is_every_check_run = std::getenv("FUZZ_EVERY_CHECK") != nullptr;
-std::size_t hash = 0;  ///< of the current input
+std::size_t hash = 0;  ///< the hash of the current input
 
 /// A descriptor for the contents of each received file that was not removed.
 std::map<std::string, int, std::less<>> files;
@@ -30,7 +30,8 @@ int make_file(char const* path) {
 
 extern "C" {
 
-/// In place of the system's: received files stand in memory, which is faster than any disk.
+/// Replaces the open() of the system. It keeps received files in memory, which is faster than any
+/// disk.
 int open(char const* path, int flags, ...) {
     constexpr unsigned int mode = 0600;
     auto const file = is_received(path) ? files.find(path) : files.end();
@@ -38,7 +39,7 @@ int open(char const* path, int flags, ...) {
         if (is_received(path) && (flags & O_CREAT) != 0) return make_file(path);
         return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
     }
-    // Not a duplicate, which would share its position.
+    // This opens the file again, because a duplicate of the descriptor would share its position.
     std::string const contents = "/proc/self/fd/" + std::to_string(file->second);
     return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, contents.c_str(), flags, mode));
 }

@@ -1,4 +1,4 @@
-/// The parts shared by all fuzz targets. Each target defines run_target(). A check that fails ends
+/// The parts that all fuzz targets share. Each target defines run_target(). A check that fails ends
 /// the process.
 #pragma once
 
@@ -16,15 +16,16 @@
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size);
 
-/// Runs every check on every input, as where the environment has FUZZ_EVERY_CHECK. To be called
+/// Makes every check run on every input, as the environment variable FUZZ_EVERY_CHECK does. Call it
 /// before the first input.
 void run_every_check();
 
-/// Whether the current input is put to this one of `count` checks. It gets one of them, chosen from
-/// its bytes.
+/// Returns whether check `number` of `count` checks must run on the current input. Each input gets
+/// one of the checks, which its bytes choose.
 bool gets_check(unsigned int number, unsigned int count);
 
-/// Returns true for every 16th input, which gets the checks that take far longer than the rest.
+/// Returns true for one input in 16. Such an input gets the checks that take far longer than the
+/// others.
 inline bool is_thorough() { return gets_check(0, 16); }
 
 #define FUZZ_CHECK(condition) \
@@ -35,7 +36,7 @@ inline bool is_thorough() { return gets_check(0, 16); }
     std::abort();
 }
 
-/// The input as a source of small numbers; its end gives zeros.
+/// Reads the input as small numbers. After its end it returns zeros.
 class Fuzz_input {
 public:
     Fuzz_input(std::uint8_t const* data, std::size_t size) : data_(data), size_(size) {}
@@ -46,7 +47,7 @@ public:
         --size_;
         return *data_++;
     }
-    /// 0 to `end` - 1.
+    /// Returns a number from 0 to `end` - 1.
     unsigned int below(unsigned int end) { return byte() % end; }
     void skip(std::size_t count) {
         data_ += count;
@@ -79,10 +80,10 @@ void feed_pieces(Tm_bin_decoder_base& decoder, Fuzz_input input, Next_piece next
     decoder.finalize();
 }
 
-/// More than any input has.
+/// No input has so many bytes.
 constexpr long most_input = 1 << 20;
 
-/// Feeds the input from where it stands, so that no byte behind it can be read unseen.
+/// Feeds the input without a copy, so that a sanitizer sees each read after its end.
 inline void feed_whole(Tm_bin_decoder_base& decoder, Fuzz_input input) {
     try {
         decoder.feed(input.data(), input.size());
@@ -101,7 +102,7 @@ struct Fuzz_result {
     std::vector<std::string> files;
 };
 
-/// The capacity of the decoder is that of the input.
+/// Decodes the input in pieces. The capacity of the decoder is the size of the input.
 template <class Next_piece>
 Fuzz_result decode_pieces(Fuzz_input input, Next_piece next_piece, Tm_limits const& limits = {}) {
     Tm_bin_decoder decoder(static_cast<long>(input.size()), limits);
@@ -119,7 +120,7 @@ inline Fuzz_result decode_whole(std::vector<std::uint8_t> const& bytes) {
     return decode_whole(Fuzz_input(bytes.data(), bytes.size()));
 }
 
-/// All events as text, and the error, if any, behind them.
+/// Returns all events as text, and after them the error text.
 template <class Next_piece>
 std::string dump_pieces(Fuzz_input input, Next_piece next_piece, Tm_limits const& limits = {}) {
     char* text = nullptr;
@@ -137,7 +138,7 @@ std::string dump_pieces(Fuzz_input input, Next_piece next_piece, Tm_limits const
     return dumped + error;
 }
 
-/// The wire form, in chunks of that size.
+/// Returns the wire form, encoded in chunks of that size.
 inline std::vector<std::uint8_t> encode(Tm_value const& value, int chunk_size) {
     std::vector<std::uint8_t> bytes;
     Tm_bin_encoder encoder(chunk_size);
