@@ -1,8 +1,9 @@
-/// A file that travels against one that is copied, in turn, in the smallest of some rounds:
+/// Compares the time to send and receive a file with the time to copy it. Does both in turn in each
+/// round, and prints the smallest times of all rounds:
 ///
 ///     files [MIB [ROUNDS]]
 ///
-/// The files stand in the folder for temporary ones and under /tmp.
+/// The sent files and the copies are in the folder for temporary files, the received files in /tmp.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <tmsg/tmsg.h>
@@ -37,7 +38,7 @@ void make(std::string const& path, std::size_t mib) {
     check(file.good(), "the file cannot be made");
 }
 
-/// With the calls and steps of a simple copying program.
+/// Copies the file with the system calls and steps of a simple copying program.
 void copy(std::string const& path) {
     std::string const target = path + ".copy";
     int const from = ::open(path.c_str(), O_RDONLY);

@@ -1,6 +1,6 @@
-/// Measures time against size. Every line has twice the input of the line above it. The ratio of
-/// their times is near 2 when time is linear in the bytes, which holds except for XML in small
-/// pieces. Google Benchmark's options apply.
+/// Measures time against size. Each line has twice the input of the line above it. The ratio of
+/// their times is near 2 when time is linear in the bytes. It is so for all lines but XML in small
+/// pieces. The program takes the options of Google Benchmark.
 #include <benchmark/benchmark.h>
 #include <tmsg/tmsg.h>
 
@@ -47,7 +47,7 @@ void dump(std::string const& input) {
     std::fclose(nowhere);
 }
 
-/// In pieces of the encoder's size.
+/// Encodes the message in pieces of the encoder's size.
 template <class Encoder>
 void write(Message const& message, Encoder& encoder) {
     while (!message.accept(encoder)) {
@@ -56,7 +56,7 @@ void write(Message const& message, Encoder& encoder) {
     }
 }
 
-/// Copies, compares, destroys and encodes what was decoded, in every form.
+/// Copies, compares and destroys a decoded message, and encodes it in every form.
 void walk(std::string const& input) {
     Tm_bin_decoder decoder(4096);
     feed(decoder, input, 4096);
@@ -74,7 +74,7 @@ void walk(std::string const& input) {
     forwarded.index_member_names();
 }
 
-/// Each piece walks the message anew.
+/// Encodes a decoded message as XML. Each piece walks the message again.
 void write_xml_pieces(std::string const& input) {
     Tm_bin_decoder decoder(4096);
     feed(decoder, input, 4096);

@@ -12,7 +12,7 @@ std::string named(std::string const& name, std::string const& value) {
     return "\x05\x07" + big_endian(name.size()) + name + value + "\x85";
 }
 
-/// A response with these members in the body.
+/// Returns a response with these members in the body.
 std::string response(std::string const& members, std::string const& meta = "") {
     return "\x02\x04" + meta + "\x84\x04" + members + "\x84\x82";
 }

@@ -1,38 +1,38 @@
-/// Inputs as strangers may send them, in the wire form, in chunks and as list text. Each grows in
-/// proportion to its count.
+/// Makes inputs that strangers may send, in the wire form, in chunks and as list text. Each input
+/// grows in proportion to its count.
 #pragma once
 
 #include <string>
 
-/// `count` members with names of their own.
+/// Returns `count` members with different names.
 std::string members(int count);
-/// `count` members of one name.
+/// Returns `count` members with the same name.
 std::string one_name(int count);
-/// Names of 60,000 bytes, all but their end alike.
+/// Returns members with names of 60,000 bytes that differ only at their end.
 std::string long_names(int count);
-/// `count` names in the message's table, and as many members that use them.
+/// Returns a message with `count` names in its name table, and as many members that use them.
 std::string names_by_index(int count);
 std::string structs_by_index(int count);
 std::string empty_arrays(int count);
 std::string empty_structs(int count);
 std::string empty_messages(int count);
-/// Each within the one before.
+/// Each of these returns `depth` values, each within the one before.
 std::string nested_arrays(int depth);
 std::string nested_structs(int depth);
 std::string nested_messages(int depth);
-/// One string value after another, each as long as one may be.
+/// Returns strings of the greatest length that a string may have.
 std::string long_strings(int count);
 
-/// Chunks, each the first of a message of its own.
+/// Returns chunks that each begin another message.
 std::string first_chunks(int count);
-/// Chunks of no known message.
+/// Returns chunks that continue no known message.
 std::string stray_chunks(int count);
-/// One message in chunks of one byte.
+/// Returns one message in chunks of one byte.
 std::string one_byte_chunks(int count);
 
 std::string list_members(int count);
 std::string list_escapes(int count);
-/// Each within the one before.
+/// Returns `depth` arrays, each within the one before.
 std::string list_arrays(int depth);
-/// Values that never end: a quoted one holds `count` opening quotes more.
+/// Returns a quoted string that never ends. It holds `count` further quotes.
 std::string list_open_quotes(int count);

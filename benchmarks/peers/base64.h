@@ -1,4 +1,4 @@
-/// For the peers whose values hold text only.
+/// Converts bytes to base64 and back, for the peers whose values hold only text.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-/// libbson: the document is its own bytes, so a tree is a bson_t and decoding is taking a checked
-/// copy.
+/// libbson: the document is its own bytes. So a tree is a bson_t, and decoding checks and copies
+/// the bytes.
 #include <bson/bson.h>
 
 #include "operations.h"
@@ -48,7 +48,7 @@ public:
 
     static bool equal(Tree const& a, Tree const& b) { return bson_equal(a.get(), b.get()); }
 
-    // The JSON reader nests 100 deep at most.
+    // The JSON reader accepts at most 100 levels of nesting.
     static bool has_text(Kind kind) { return kind != Kind::deep; }
 
     static void text(Tree const& tree, std::string& out) {

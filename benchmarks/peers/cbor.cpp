@@ -35,7 +35,7 @@ public:
     }
 
     static void encode(Tree const& tree, Output& out) {
-        // The library does not tell the size beforehand; a reused buffer soon fits.
+        // The library does not tell the size before. A reused buffer is soon large enough.
         while ((out.size_ = cbor_serialize(tree.get(), out.bytes_.data(), out.bytes_.size())) ==
                0) {
             auto const larger = 2 * out.bytes_.size();

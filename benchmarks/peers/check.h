@@ -1,4 +1,4 @@
-/// The check: every peer gives every value back, through every operation.
+/// Checks that every peer returns every value after every operation.
 #pragma once
 
 #include <algorithm>
@@ -60,7 +60,7 @@ std::string encoded(Kind kind) {
     return std::string(view(out));
 }
 
-/// Depends on every byte of every value and on their order.
+/// A total that depends on every byte of every value and on their order.
 class Digest {
 public:
     void add(std::string_view text) {
@@ -89,7 +89,7 @@ private:
     std::uint64_t total_ = 0xcbf29ce484222325u;
 };
 
-/// A writer that hands on to a total what it is given.
+/// A writer that adds each value to a total.
 template <class Total>
 class TotalWriter {
 public:
@@ -128,8 +128,9 @@ std::uint64_t expected_total(Kind kind) {
     return total.total();
 }
 
-/// Looks up only a part of the names of W7, and every name in one tree only. A library that
-/// searches its members one by one would take seconds for all.
+/// Returns whether the tree has all values. Looks up only a part of the names of W7, because a
+/// library that searches its members one by one would take seconds for all. finds_every_name()
+/// looks up all names, in one tree only.
 template <class P, class Total>
 bool has_all_values(Kind kind, typename P::Tree const& tree) {
     Total found;

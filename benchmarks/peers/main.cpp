@@ -1,11 +1,11 @@
-/// tmsg beside other libraries: the same operations on the same data.
+/// Compares tmsg with other libraries: all do the same operations on the same data.
 ///
-///   peers check               every peer gives every value back
-///   peers sizes               encoded sizes: workload, peer, bytes
-///   peers measure [FILTER]    times: operation, workload, peer, nanoseconds of each round
+///   peers check               checks that every peer returns every value
+///   peers sizes               prints encoded sizes: workload, peer, bytes
+///   peers measure [FILTER]    prints times: operation, workload, peer, nanoseconds of each round
 ///
-/// Lines of words separated by tabs go to the standard output. The filter is OPERATION/WORKLOAD,
-/// each the beginning of a name, or nothing for all.
+/// The output is lines of words separated by tabs. The filter is OPERATION/WORKLOAD. Each of the
+/// two is the beginning of a name. Without a filter, all operations are measured.
 #include <malloc.h>
 
 #include <cstdio>

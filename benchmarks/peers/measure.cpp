@@ -11,11 +11,12 @@ namespace peers {
 namespace {
 
 constexpr int rounds = 9;
-constexpr double long_enough = 20e6;  // nanoseconds of one time
-/// A run this long is not repeated to be warm.
+constexpr double long_enough = 20e6;  // the least nanoseconds of a run whose time counts
+/// A run that takes this long is not repeated to warm up.
 constexpr double very_long = 200e6;
 
-/// On a shared machine the wall clock counts the neighbours, too.
+/// Returns the processor time of the process, in nanoseconds. On a shared machine the wall clock
+/// counts the neighbours, too.
 double processor_time() {
     timespec now{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
@@ -28,8 +29,8 @@ double time_of(Run const& run, long times) {
     return processor_time() - start;
 }
 
-/// Nanoseconds of one call. The runs that are too short bring buffers to size, and caches and
-/// allocator to a steady state.
+/// Returns the nanoseconds of one call. Runs that are too short to count bring the buffers to their
+/// size, and caches and allocator to a steady state.
 double measure(Run const& run) {
     long times = 1;
     double taken = time_of(run, times);

@@ -36,7 +36,7 @@ public:
 
     static bool equal(Tree const& a, Tree const& b) { return a.get() == b.get(); }
 
-    // Of binary it prints the size only.
+    // The library prints only the size of binary.
     static bool has_text(Kind kind) { return kind != Kind::blob; }
 
     static void text(Tree const& tree, std::string& out) {
@@ -164,7 +164,7 @@ private:
         msgpack::object_map const& map_;
     };
 
-    // The library's own conversions of views refer to the text; an owned tree must copy it.
+    // The library's own conversion of a view refers to the text, but an owned tree must copy it.
     static msgpack::object to_object(std::string_view s, msgpack::zone& zone) {
         return msgpack::object(std::string_view(copied(s, zone), s.size()));
     }

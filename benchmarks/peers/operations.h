@@ -15,7 +15,7 @@ void keep(T const& value) {
     asm volatile("" : : "r"(&value) : "memory");
 }
 
-/// What the operation returns is destroyed at once.
+/// Returns a run of the operation. The run destroys each result at once.
 template <class Operation>
 Run repeat(Operation operation) {
     return [operation = std::move(operation)](long times) {
@@ -23,7 +23,7 @@ Run repeat(Operation operation) {
     };
 }
 
-/// Owned by runs, which are copied.
+/// Returns a tree that runs share, because a run can be copied.
 template <class P>
 std::shared_ptr<typename P::Tree const> shared_tree(Kind kind) {
     return std::make_shared<typename P::Tree const>(P::build(kind, the_data()));
@@ -106,7 +106,7 @@ void add_measurement(Suite& suite, char const* operation, Kind kind, Run (*prepa
         {operation, kind, P::name, [prepare, kind] { return prepare(kind); }});
 }
 
-/// Encoding and decoding, and the check of a peer.
+/// Adds the measurements of encoding and decoding, and the check of a peer.
 template <class P>
 void add_wire_form(Suite& suite) {
     suite.peers.push_back(
@@ -131,7 +131,7 @@ void add_tree_operations(Suite& suite, Kind kind) {
     }
 }
 
-/// Everything that the peer has.
+/// Adds all measurements of a peer, and its check.
 template <class P>
 void add_peer(Suite& suite) {
     add_wire_form<P>(suite);

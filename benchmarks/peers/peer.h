@@ -7,13 +7,13 @@
 ///   static void encode(Tree const&, Output&);       tree -> bytes, replaces what Output held
 ///   static Tree decode(std::string_view);           bytes -> owned tree
 ///   static ... body(Tree const&);                   a struct reader (see workloads.h)
-/// and, where the library has it:
+/// If the library has the operation, also:
 ///   static Tree copy(Tree const&);                  deep copy
 ///   static bool equal(Tree const&, Tree const&);
 ///   static void text(Tree const&, std::string&);    text form, replaces what the string held
 ///   static bool has_text(Kind);                     false where a limit of the library forbids it
 ///   static Tree parse(std::string const&);          text form -> owned tree
-/// and, if what it parses is not what text() writes:
+/// If the library cannot parse the text that text() writes, also:
 ///   static void parsable_text(Tree const&, std::string&);
 ///   static bool has_parse(Kind);
 #pragma once

@@ -11,7 +11,7 @@ COLUMNS = 2
 WIDTH = 920
 PANEL = (WIDTH - 12) // COLUMNS
 LABELS = 146  # width of the labels at the left of a panel
-VALUES = 58  # and of the figures at its right
+VALUES = 58  # width of the numbers at its right
 LINE = 22  # height of a bar's row
 HEAD = 32
 FOOT = 30
@@ -23,7 +23,7 @@ FASTER, SLOWER, PEER, INK, PALE = "#1a7f8e", "#d9822b", "#6b7280", "#1f2937", "#
 @dataclass
 class Bar:
     label: str
-    value: float | None  # tmsg's ratio, None where it was not measured
+    value: float | None  # the ratio of tmsg, or None when it was not measured
     text: str
     trees: list[float]  # ratios of the other peers
     flat: list[float]
@@ -53,7 +53,7 @@ def dot(x, y, hollow):
 
 
 def arrow(x, y, direction, color, hollow=False):
-    """Its point is at x; -1 points to the left."""
+    """Returns an arrow whose point is at x. With the direction -1 it points to the left."""
     back = x - 6 * direction
     return (f'<path d="M{x:.1f} {y:.1f} L{back:.1f} {y - 4:.1f} L{back:.1f} {y + 4:.1f} Z" '
             f'{paint(color, hollow)}/>\n')
@@ -117,7 +117,7 @@ def draw_legend(top):
 
 
 def picture(panels):
-    """The SVG text of {title: bars}."""
+    """Returns the SVG text of {title: bars}."""
     titles = list(panels)
     out = draw_legend(0)
     top = LEGEND

@@ -1,4 +1,4 @@
-/// google.protobuf.Struct on the heap or on an arena. Every number is a double; binary goes as
+/// google.protobuf.Struct on the heap or on an arena. Every number is a double, and binary is
 /// base64.
 #include <google/protobuf/arena.h>
 #include <google/protobuf/io/coded_stream.h>
@@ -60,7 +60,7 @@ public:
         Tree tree;
         auto const* data = reinterpret_cast<std::uint8_t const*>(bytes.data());
         google::protobuf::io::CodedInputStream in(data, static_cast<int>(bytes.size()));
-        in.SetRecursionLimit(10'000);  // the default of 100 forbids W6
+        in.SetRecursionLimit(10'000);  // the default of 100 is too low for W6
         if (!tree->ParseFromCodedStream(&in)) fail("protobuf: parse");
         return tree;
     }
@@ -75,7 +75,7 @@ public:
         return google::protobuf::util::MessageDifferencer::Equals(*a, *b);
     }
 
-    // The JSON writer and reader nest 64 and 100 deep at most.
+    // The JSON writer accepts at most 64 levels of nesting, and the reader at most 100.
     static bool has_text(Kind kind) { return kind != Kind::deep; }
 
     static void text(Tree const& tree, std::string& out) {

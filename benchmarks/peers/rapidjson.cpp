@@ -1,4 +1,4 @@
-/// RapidJSON: a tree in a pool. Its bytes are JSON text; binary goes as base64.
+/// RapidJSON: a tree in a pool. Its bytes are JSON text, and binary is base64.
 #define RAPIDJSON_HAS_STDSTRING 1
 #define RAPIDJSON_SSE2
 #include <rapidjson/document.h>

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Makes tables and pictures of what the program peers measured.
+"""Makes tables and pictures of the times that the program peers measured.
 
 report.py table MEASURED
     prints tmsg's ratios to the fastest peer.
 report.py document MEASURED SIZES BUILD DOCS
     writes DOCS/performance.md and the pictures in DOCS/performance/. BUILD is the build folder.
-    What stands in performance.md between the two marks of text written by hand stays.
+    It keeps the text between the two marks in performance.md, which is written by hand.
 """
 
 import datetime
@@ -28,7 +28,7 @@ WORKLOADS = {
     "W6": "200 levels deep",
     "W7": "10,000 members",
 }
-# Title, operation, and which variant of tmsg stands beside the peers.
+# Title, operation, and the variant of tmsg that is compared with the peers.
 ROWS = [
     ("build", "build", "tmsg"),
     ("encode", "encode", "tmsg"),
@@ -48,7 +48,7 @@ MESSAGES = ["build", "read", "encode", "encode in chunks", "decode and destroy",
             "decode and destroy, chunks"]
 OPERATIONS = list(dict.fromkeys(operation for _, operation, _ in ROWS))
 OWN = ("tmsg", "tmsg/4K")
-# Its document is its own bytes: it is no tree, and what it does is not what the others do.
+# The document of this peer is its own bytes. It is no tree, so its operations are not comparable.
 FLAT = "bson"
 PACKAGES = {
     "msgpack": "libmsgpack-cxx-dev",
@@ -63,7 +63,7 @@ HAND_END = "<!-- Written by report.py from here on. -->"
 
 
 def load_times(path):
-    """{(operation, workload): {peer: [nanoseconds of each round]}}"""
+    """Returns {(operation, workload): {peer: [nanoseconds of each round]}}."""
     times = {}
     for line in Path(path).read_text().splitlines():
         operation, workload, peer, *rounds = line.split("\t")
@@ -72,7 +72,7 @@ def load_times(path):
 
 
 def ratio(own, peer):
-    """What disturbs a round disturbs both of its times, so the rounds are compared one by one."""
+    """Returns the median of the ratios of single rounds: what slows a round slows both its times."""
     return statistics.median(a / b for a, b in zip(own, peer))
 
 
@@ -146,7 +146,7 @@ def size_table(path):
 
 
 def bars(times, rows):
-    """What a picture shows of (label, operation, workload, own) each."""
+    """Returns the bars of a picture, one for each (label, operation, workload, own)."""
     result = []
     for label, operation, workload, own in rows:
         cell = times.get((operation, workload), {})

@@ -11,14 +11,14 @@
 
 namespace peers {
 
-/// Does an operation so many times.
+/// Does an operation `times` times.
 using Run = std::function<void(long times)>;
 
 struct Measurement {
     std::string operation;
     Kind kind;
     std::string peer;
-    std::function<Run()> prepare;  // makes what the operation starts from
+    std::function<Run()> prepare;  // makes the input of the operation
 };
 
 struct Peer {

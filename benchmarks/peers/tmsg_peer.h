@@ -1,5 +1,5 @@
-/// tmsg as a program uses it: a tree is a Message, whose structs share its names. Everything that
-/// is measured of the library stands here.
+/// Uses tmsg as a program does. A tree is a Message, whose structs share its names. All measured
+/// code of the library is called from here.
 #pragma once
 
 #include <tmsg/tmsg.h>
@@ -79,7 +79,7 @@ private:
     class StructReader;
     class ArrayReader;
 
-    /// A member by its name, or an array's element by its position.
+    /// A member, found by its name, or an element of an array, found by its position.
     template <class Container, class Key>
     class Element {
     public:
@@ -161,7 +161,7 @@ void TmsgTrees::ArrayWriter::add_struct(std::size_t, Fill fill) {
     target_.add_member_and_own(made.release());
 }
 
-/// The whole message in one buffer. It writes JSON, and parses its list text.
+/// Encodes a whole message into one buffer. It writes JSON, and parses list text.
 class TmsgPeer : public TmsgTrees {
 public:
     static constexpr char const* name = "tmsg";
@@ -208,8 +208,8 @@ public:
         out = encoder.get_string();
     }
 
-    // Binary does not come back from list text, and doubles come back with 6 digits: too few for
-    // the numbers of W3.
+    // Binary does not come back from list text. Doubles come back with 6 digits, which is too few
+    // for the numbers of W3.
     static bool has_parse(Kind kind) { return kind != Kind::blob && kind != Kind::numbers; }
 
     static Tree parse(std::string const& text) {
@@ -220,7 +220,7 @@ public:
     }
 };
 
-/// Chunks of 4,096 bytes, each behind its header, through sender and receiver.
+/// Sends and receives chunks of 4,096 bytes, each after its header.
 class TmsgChunksPeer : public TmsgTrees {
 public:
     static constexpr char const* name = "tmsg/4K";

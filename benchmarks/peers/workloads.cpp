@@ -7,10 +7,11 @@ namespace peers {
 
 namespace {
 
-/// Many libraries hold integers as doubles; 64-bit values stay within what a double holds exactly.
+/// The largest 64-bit value. Many libraries hold integers as doubles, which cannot hold all greater
+/// values exactly.
 constexpr std::uint64_t largest_exact = (std::uint64_t{1} << 53) - 1;
 
-/// splitmix64
+/// The random numbers of splitmix64.
 class Random {
 public:
     explicit Random(std::uint64_t seed) : state_(seed) {}

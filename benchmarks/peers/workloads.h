@@ -1,19 +1,20 @@
-/// The seven workloads that every library is measured with, as plain typed data, and the code that
-/// hands them to a library (writing) or takes them back out of one (reading).
+/// The seven workloads with which every library is measured, as plain typed data. Functions pass
+/// them to a library (writing) and take them back out of one (reading).
 ///
-/// Writing drives a struct writer, which a library's adapter supplies:
+/// Writing calls a struct writer, which the adapter of a library supplies:
 ///   struct writer:  add(name, value)   add_struct(name, members, fill)
 ///                   add_array(name, elements, fill)
 ///   array writer:   add(value)         add_struct(members, fill)
-/// `value` is any of the eight integers, double, bool, std::string_view or BytesView; `fill` is
-/// called once with the writer of the new struct or array. Counts are exact and may be ignored.
+/// `value` is any of the eight integers, a double, a bool, a std::string_view or a BytesView.
+/// `fill` is called once with the writer of the new struct or array. The counts are exact, and a
+/// writer may ignore them.
 ///
-/// Reading drives a struct reader and hands every value to a total:
+/// Reading calls a struct reader and passes every value to a total:
 ///   struct reader:  get(name) -> element
 ///   array reader:   each(f), which calls f(element) in order
 ///   element:        as<T>()   structure() -> struct reader   array() -> array reader
 ///                   bytes(f), which calls f(BytesView)
-/// A name that is given to a library is followed by a zero byte.
+/// A zero byte follows each name that is passed to a library.
 #pragma once
 
 #include <array>
@@ -69,12 +70,12 @@ struct Data {
     BytesView blob_view() const { return {blob.data(), blob.size()}; }
 };
 
-/// "W1" to "W7".
+/// Returns "W1" to "W7".
 char const* label(Kind kind);
 
 std::string_view request_name(Kind kind);
 
-/// Made from a fixed seed: the same on every machine.
+/// Returns the data, which is made from a fixed seed, so that it is the same on every machine.
 Data const& the_data();
 
 // Writing
@@ -107,7 +108,7 @@ void write_record(Record const& record, Struct& target) {
     target.add("city", std::string_view(record.city));
 }
 
-/// Level n holds its number and, except for the last, the next level.
+/// Level n holds its number. Each level but the last also holds the next level.
 template <class Struct>
 void write_level(int level, Struct& target) {
     target.add("level", std::int32_t{level});
@@ -168,7 +169,7 @@ void write_body(Kind kind, Data const& data, Struct& body) {
     }
 }
 
-/// The whole message for a library that has no message of its own: a struct of three members.
+/// A library without a message of its own uses a struct of three members as the message.
 inline constexpr std::size_t message_size = 3;
 
 template <class Struct>
@@ -261,8 +262,8 @@ void read_body(Kind kind, Data const& data, Struct const& body, Total& total) {
     }
 }
 
-/// Depends on every value and costs little. Doubles lose their fraction, so that a text form that
-/// is off in the last digits agrees.
+/// A total that depends on every value and costs little. It ignores the fraction of doubles, so
+/// that it is the same for a text form that changes the last digits.
 class Sum {
 public:
     void add(bool value) { total_ += value ? 3 : 5; }
