@@ -29,9 +29,9 @@ public:
     /// Returns the paths of the files that were received completely since init(). The decoder does
     /// not remove these files: pass the paths to tm_remove_received_files().
     std::vector<std::string> const& received_files() const;
-    /// Returns the bytes of files received so far, also of files that are not complete.
+    /// Returns the number of bytes of files received so far, incomplete files included.
     unsigned long file_bytes() const;
-    /// Returns the bytes of memory that the message takes so far.
+    /// Returns the number of bytes of memory that the message takes so far.
     unsigned long memory() const;
 
 private:

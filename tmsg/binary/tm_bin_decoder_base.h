@@ -60,9 +60,9 @@ public:
     /// Makes room in the buffer: moves the bytes that are not decoded yet to its front.
     /// add_to_buffer() calls it when it needs room.
     void pack_buffer();
-    /// Sends the events of all complete items in the buffer to the creator, and of the complete
-    /// pieces of the last item. Returns false when bytes are left that wait for more input, and
-    /// true in all other cases, also after an error.
+    /// Sends the events of all complete items in the buffer to the creator. When the last item is
+    /// incomplete, also sends its complete pieces. Returns false when bytes are left that wait for
+    /// more input, and true in all other cases, also after an error.
     bool decode();
 
     /// Sets the error text, so that the decoder ignores all further input.
@@ -79,8 +79,8 @@ public:
     long read_position() const { return read_; }
     /// Returns the position after the last byte in the buffer. pack_buffer() changes it.
     long end_position() const { return end_; }
-    /// Returns the position of the first byte of the last item that was begun, or of the item that
-    /// failed, in the whole input since init().
+    /// Returns the position of the first byte of an item in the whole input since init(). The item
+    /// is the last one that was begun, or the one that failed.
     long item_offset() const { return item_offset_; }
 
 protected:

@@ -8,15 +8,16 @@
 ///     // ship the rest, fill_position() bytes; the last event may have passed the chunk size
 ///
 /// Tm_chunk_sender and tm_encode_pieces() do all that.
-/// The encoder writes the whole of an event that begins before the chunk size, so the fill position
+/// The encoder writes all of an event that begins before the end of the chunk. So the fill position
 /// may pass the chunk size.
 /// The encoder does not check lengths: it writes a wrong length for a string or name longer than
 /// 65,535 bytes.
 ///
 /// A file that is not mapped is read through its descriptor. The encoder does not use or move the
 /// position of the descriptor. Only an object of a class that you derive sets the position to 0
-/// when a file begins, so that the class can read from there. A piece that cannot be read throws
-/// Tm_file_read_exception. A piece after the end of the file writes nothing.
+/// when a file begins, so that the class can read from there. The encoder throws
+/// Tm_file_read_exception for a piece that it cannot read. It writes nothing for a piece after the
+/// end of the file.
 #pragma once
 
 #include <memory>
@@ -31,9 +32,9 @@ class Tm_read_ahead;
 
 class TMSG_API Tm_bin_encoder : public Tm_visitor {
 public:
-    /// `chunk_size` is the payload bytes of a chunk, at least 1. `header_size` is the bytes in
-    /// front of them that the caller fills, at least 0. Throws Tm_out_of_range_exception for other
-    /// sizes.
+    /// `chunk_size` is the number of payload bytes of a chunk, at least 1. `header_size` is the
+    /// number of bytes before them that the caller fills, at least 0. Throws
+    /// Tm_out_of_range_exception for other sizes.
     explicit Tm_bin_encoder(int chunk_size, int header_size = 0);
     Tm_bin_encoder(Tm_bin_encoder const&) = delete;
     Tm_bin_encoder& operator=(Tm_bin_encoder const&) = delete;
@@ -54,9 +55,9 @@ public:
 
     /// Returns the first wire byte. The pointer is valid until the next event.
     unsigned char const* data() const { return chunk_.data(); }
-    /// Returns the header room, directly in front of data(). It is valid until the next event.
+    /// Returns the room for the header, directly before data(). It is valid until the next event.
     unsigned char* buffer() { return chunk_.header(); }
-    /// Returns the wire bytes in the buffer. They may be more than the chunk size.
+    /// Returns the number of wire bytes in the buffer. It may be greater than the chunk size.
     int fill_position() const { return chunk_.fill(); }
     int chunk_size() const { return chunk_.chunk_size(); }
     int header_size() const { return chunk_.header_size(); }
@@ -102,8 +103,9 @@ public:
     bool is_support_member_index() override;
 
 protected:
-    /// Lets values of the library write straight into the chunk of objects of exactly `for_class`.
-    /// A derived class may call it if it does not override any operation on bytes in memory.
+    /// Lets values of the library write straight into the chunk, but only for an object of exactly
+    /// the class `for_class`. A derived class may call it if it overrides no operation on bytes in
+    /// memory.
     void take_wire_room(std::type_info const& for_class) { offer_wire_room(&chunk_, for_class); }
 
 private:
@@ -111,5 +113,5 @@ private:
 
     Tm_chunk_buffer chunk_;
     std::vector<int> mementos_;
-    std::unique_ptr<Tm_read_ahead> file_;  ///< the file whose pieces come, unless it is mapped
+    std::unique_ptr<Tm_read_ahead> file_;  ///< reads a file that is not mapped
 };

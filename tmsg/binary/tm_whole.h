@@ -7,8 +7,9 @@
 ///         return write(data, size);
 ///     });
 ///
-/// Both write the wire form, and throw for names that are too long for it. Tm_chunk_sender adds
-/// chunk headers. tm_encode_pieces() uses an encoder of the caller, which may be one for XML:
+/// tm_encode_into() and tm_encode() write the wire form, and throw for names that are too long for
+/// it. Tm_chunk_sender adds chunk headers. tm_encode_pieces() uses an encoder of the caller, which
+/// may be one for XML:
 ///
 ///     Tm_xml_file_size_encoder encoder(65536);
 ///     tm_encode_pieces(message, encoder, [&](char const* data, std::size_t size, bool) {

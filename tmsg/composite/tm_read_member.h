@@ -1,5 +1,5 @@
-/// The reading of values by the typed getters, which need one entry for each result type. Each
-/// getter asks for one type code and converts nothing:
+/// Reads values for the typed getters. It has one entry for each result type. Each getter requires
+/// one type code and converts nothing:
 ///
 ///     int number = tm_read_member<int>(value);                   // get_member_int32()
 ///     Tm_array const* array = tm_read_member<Tm_array const*>(value);  // get_member_array()

@@ -12,9 +12,9 @@
 /// The message owns both structs and everything in them. tm_struct.h says how long pointers from
 /// getters are valid.
 ///
-/// There are two sorts of messages, which cannot be swapped with each other. In one, the structs
-/// share names: a Message(). In the other, each struct owns its names: a copy, and a message from
-/// the other constructor.
+/// There are two sorts of messages, which cannot be swapped with each other. In a Message(), the
+/// two structs share names. In a copy, and in a message from the other constructor, each struct
+/// owns its names.
 #pragma once
 
 #include <memory>
@@ -111,9 +111,10 @@ public:
 
     /// Switches names by index on or off. While they are on, each member that is added to the body
     /// gets a wire index, which is sent instead of its name.
-    /// Does nothing when the environment forbids indexes: when the variable
-    /// QEL_INIT_DISABLE_SEND_MEMBER_STRING was set, to any value, at the first call in the process
-    /// of this or one of the two operations below that index names.
+    /// Does nothing when the environment forbids indexes. It forbids them when the variable
+    /// QEL_INIT_DISABLE_SEND_MEMBER_STRING is set, to any value. The process reads the variable
+    /// only once: at the first call of this operation or of one of the two operations below that
+    /// index names.
     void set_use_send_member_string(bool use);
     bool get_use_send_member_string() const { return use_send_names_; }
     /// Returns the index catalogue of the body, which the message owns. Returns null while names by
@@ -136,8 +137,8 @@ public:
     /// for messages that have a name table: this one, and those nested in it. Returns true when
     /// there is no table, and otherwise what index_member_names() returns.
     bool restore_member_indexes();
-    /// Returns whether a member of TMG_META with this name is the name table: whether the name is
-    /// "catalog". When names repeat, only the first such member is.
+    /// Returns whether the name is "catalog", the name of the name table in TMG_META. When several
+    /// members have this name, only the first one is the table.
     static bool is_name_table(std::string_view name);
     /// Returns the position in TMG_META of the name table. Returns -1 when there is none.
     int name_table_position() const;

@@ -5,8 +5,9 @@
 /// The encoder escapes nothing. It writes byte strings in hexadecimal, and only the size of a file.
 /// So the decoder cannot read a text with a byte string, with a file, or with a quote or backslash
 /// in a name or string.
-/// When the text has reached the size limit, the next member, or the next byte of a byte string,
-/// adds "...SNIPPED..." and stops the walk, so that accept() returns false.
+/// When the text has reached the size limit, the encoder writes "...SNIPPED..." in the place of the
+/// next member, or of the rest of a byte string. It then stops the walk, so that accept() returns
+/// false.
 #pragma once
 
 #include <iosfwd>

@@ -57,7 +57,7 @@ public:
     /// Returns the label of a type, and "???" for any other number.
     static char const* type_to_c_str(Type type);
 
-    /// Flushes the stream and sets the indent to nothing. Always returns true.
+    /// Flushes the stream and empties the indent. Always returns true.
     bool done() override;
     /// Always returns false: names are read as text.
     bool support_member_with_index() override;
@@ -114,8 +114,8 @@ private:
 ///     decoder.finalize();
 ///     if (!decoder.error().empty()) report(decoder.error());
 ///
-/// It takes wire indexes for lengths of names, and so misreads a message with names by index.
-/// Of the limits, only max_depth and max_message_bytes have an effect. The second one counts for
+/// It takes wire indexes for lengths of names, and so misreads a message with names by index. Of
+/// the limits, only max_depth and max_message_bytes have an effect. max_message_bytes counts for
 /// one top-level value.
 class TMSG_API Tm_bin_decoder_to_text : public Tm_bin_decoder_base {
 public:

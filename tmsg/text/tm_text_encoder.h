@@ -22,7 +22,7 @@
 
 class TMSG_API Tm_text_encoder : public Tm_visitor {
 public:
-    /// The size limit without an argument, in bytes of text.
+    /// The default size limit, in bytes of text.
     static constexpr unsigned int DEFAULT_LIMIT = 0x7FFFFFFF;
 
     /// Takes the next piece of the text, which is valid during the call.

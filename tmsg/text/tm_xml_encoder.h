@@ -25,9 +25,9 @@
 /// A derived class writes the files: Tm_xml_file_size_encoder writes their sizes.
 class TMSG_API Tm_xml_encoder : public Tm_folded_events<Tm_xml_encoder> {
 public:
-    /// `chunk_size` is the bytes of a chunk, at least 1. Throws Tm_out_of_range_exception for other
-    /// sizes. An event that would make the text of a message longer than `max_text` bytes throws
-    /// Tm_exception; begin_fill() then begins the next message.
+    /// `chunk_size` is the number of bytes of a chunk, at least 1. Throws Tm_out_of_range_exception
+    /// for other sizes. An event that would make the text of a message longer than `max_text` bytes
+    /// throws Tm_exception. After that, begin_fill() begins the next message.
     explicit Tm_xml_encoder(int chunk_size, unsigned long max_text = tm_no_text_limit);
     Tm_xml_encoder(Tm_xml_encoder const&) = delete;
     Tm_xml_encoder& operator=(Tm_xml_encoder const&) = delete;
@@ -46,7 +46,7 @@ public:
 
     /// Returns the text of the chunk. The pointer is valid until the next event.
     char const* data() const { return reinterpret_cast<char const*>(chunk_.data()); }
-    /// Returns the bytes of text in the buffer. They may be more than the chunk size.
+    /// Returns the number of bytes of text in the buffer. It may be greater than the chunk size.
     int fill() const { return chunk_.fill(); }
     /// Returns the same. Tm_bin_encoder uses this name.
     int fill_position() const { return fill(); }

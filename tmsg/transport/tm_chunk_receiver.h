@@ -40,8 +40,9 @@ public:
     /// Message::header.
     using Message_handler = std::function<void(std::unique_ptr<Message> message, int originator,
                                                Tm_header const& last_chunk)>;
-    /// Gets the error text of a message that cannot be decoded, is incomplete, is beyond a limit or
-    /// was dropped because it got no more data, or of a chunk that continues no known message.
+    /// Gets the error text of a message that cannot be decoded, is incomplete, is beyond a limit,
+    /// or was dropped because it got no more data. Also gets the error text of a chunk that
+    /// continues no known message.
     using Error_handler =
         std::function<void(int originator, unsigned int seq_no, std::string const& text)>;
 

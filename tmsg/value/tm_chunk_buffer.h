@@ -1,5 +1,5 @@
-/// The buffer of an encoder that passes its output on in chunks of one size. The bytes behind the
-/// end of a full chunk begin the next one.
+/// The buffer of an encoder that passes its output on in chunks of one size. The bytes after the
+/// end of a full chunk begin the next chunk.
 #pragma once
 
 #include <cstddef>
@@ -9,19 +9,19 @@
 
 class Tm_chunk_buffer : public Tm_wire_room {
 public:
-    /// Changes the sizes and empties the buffer. `header_size` is the bytes in front of the chunk.
-    /// Throws Tm_out_of_range_exception for a chunk size below 1 or a header size below 0. When it
-    /// throws, the buffer is as before.
+    /// Changes the sizes and empties the buffer. `header_size` is the number of bytes before the
+    /// chunk. Throws Tm_out_of_range_exception for a chunk size below 1 or a header size below 0.
+    /// When it throws, the buffer is as before.
     void init(int chunk_size, int header_size);
     void clear() { set_fill(0); }
     /// Begins the next chunk. Returns false when that one is full, too.
     bool next_chunk();
-    /// Makes memory for an item of any size, which begins before the end of the chunk.
+    /// Allocates memory for the next `bytes` bytes of output, also after the end of the chunk.
     void make_memory(std::size_t bytes);
 
     unsigned char* header() { return bytes_.data(); }
     unsigned char const* data() const { return bytes_.data() + header_size_; }
-    /// Returns the bytes of output, which may be more than the chunk size.
+    /// Returns the number of bytes of output, which may be greater than the chunk size.
     int fill() const { return static_cast<int>(at() - data()); }
     int chunk_size() const { return chunk_size_; }
     int header_size() const { return header_size_; }

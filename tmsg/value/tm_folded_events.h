@@ -36,7 +36,7 @@ public:
     }
     /// Counts a piece of `length` bytes. Returns true when it completes the sequence.
     bool take(unsigned int length) { return (received_ += length) == expected_; }
-    /// Returns whether at least `length` bytes are still to come.
+    /// Returns whether at least `length` bytes of the sequence are missing.
     bool fits(unsigned int length) const { return length <= expected_ - received_; }
 
 private:

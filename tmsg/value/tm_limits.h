@@ -20,7 +20,8 @@ struct Tm_limits {
     unsigned int max_files = 256;
     /// The most values of one message.
     unsigned long max_values = 16'000'000;
-    /// The most bytes that the values of one message take in memory as they arrive, within a tenth.
+    /// The most bytes that the values of one message take in memory as they arrive. The count is
+    /// right within a tenth.
     unsigned long max_memory = 1UL << 32;
     /// The most unfinished messages of one originator.
     unsigned int max_unfinished = 1024;

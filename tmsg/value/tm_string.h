@@ -25,7 +25,8 @@ public:
     TMV get_value_type() const override;
     bool accept(Tm_visitor& visitor) const override;
 
-    /// Returns the text. A zero byte follows it in memory. It is valid as long as the value lives.
+    /// Returns the text, which is valid as long as the value lives. A zero byte follows it in
+    /// memory.
     std::string_view value() const { return tm_text_view(text_); }
 
     /// Checks the length of a text. Throws Tm_out_of_range_exception when it is over MAX_LENGTH.

@@ -93,8 +93,9 @@ inline std::string_view tm_view(char const* text) {
     return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
-/// Stores texts in a few blocks of memory, which it owns. No operation moves a text. It is valid
-/// until clear() or the destructor of its owner. Single texts cannot be removed.
+/// Stores texts in a few blocks of memory, which it owns. No operation moves a text. A text is
+/// valid until clear() or the destructor of the Tm_texts that owns it. Single texts cannot be
+/// removed.
 class Tm_texts {
 public:
     /// Owns no block. Allocates nothing.
@@ -127,14 +128,15 @@ public:
         return sum;
     }
 
-    /// Returns the bytes that add(length) would allocate: 0 when the last block has room.
+    /// Returns the number of bytes that add(length) would allocate. It is 0 when the last block has
+    /// room.
     std::size_t growth(std::size_t length) const {
         std::size_t const size = tm_text_size(length);
         bool const has_room = last_ != nullptr && size <= last_->room - last_->used;
         return has_room ? 0 : sizeof(Block) + room_for(size);
     }
 
-    /// Returns the bytes of all blocks that this has allocated.
+    /// Returns the number of bytes of all blocks that this object has allocated.
     std::size_t allocated() const;
 
     /// Makes room, in one block, for texts whose tm_text_size() adds up to `bytes`.

@@ -90,8 +90,8 @@ inline double tm_get_double(unsigned char const* at) {
 /// which write their items straight into it instead of sending events.
 ///
 /// The room takes the whole of an item that begins before the end of the chunk, and refuses an item
-/// that begins at the end or after it. So the last item may pass the end, for which 128 bytes of
-/// memory follow there. Each put operation that returns bool returns false to refuse.
+/// that begins at the end or after it. So the last item may pass the end, and 128 bytes of memory
+/// must follow the end. Each put operation that returns bool returns false to refuse.
 class Tm_wire_room {
 public:
     /// Makes a room that refuses everything.

@@ -33,9 +33,9 @@ public:
 
     /// Returns the low 32 bits of the number of payload bytes added so far.
     unsigned int getTotalBufferLength() const { return static_cast<unsigned int>(total_length_); }
-    /// Returns the bytes that the message counts for Tm_limits::max_held_bytes: its payload bytes
-    /// without the contents of files, or the memory of its values. Returns the larger number, but
-    /// ignores memory up to FREE_MEMORY.
+    /// Returns the number of bytes that the message counts for Tm_limits::max_held_bytes. It is the
+    /// number of payload bytes without the contents of files, or the memory of the values when that
+    /// is larger. Memory up to FREE_MEMORY does not count.
     unsigned long heldBytes() const {
         unsigned long const payload = total_length_ - decoder_.file_bytes();
         unsigned long const memory = decoder_.memory();
