@@ -37,7 +37,7 @@ private:
     Progress progress_;
 };
 
-/// Reads the chunks of an input. Each chunk comes after its 8-byte header.
+/// Reads the chunks of an input, each with its 8-byte header.
 class Chunk_input {
 public:
     using Step = Tm_chunk_reader::Step;

@@ -220,7 +220,7 @@ public:
     }
 };
 
-/// Sends and receives chunks of 4,096 bytes, each after its header.
+/// Sends and receives chunks with 4,096 bytes of payload.
 class TmsgChunksPeer : public TmsgTrees {
 public:
     static constexpr char const* name = "tmsg/4K";

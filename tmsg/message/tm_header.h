@@ -1,4 +1,4 @@
-/// The header of 8 bytes before every chunk of a message on the wire:
+/// The header of a chunk, 8 bytes before the payload:
 ///
 ///     byte 0     version, always 0
 ///     byte 1     first chunk (bit 7), last chunk (6), discard eligible (4), length bits 19..16
