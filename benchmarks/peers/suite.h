@@ -1,5 +1,5 @@
-/// The list of measurements and checks. It names no type of a library, so that each peer is
-/// compiled alone.
+/// The list of measurements and checks. It names no type of a library, so that each peer can be
+/// compiled by itself.
 #pragma once
 
 #include <cstddef>

@@ -118,7 +118,8 @@ bool Tm_bin_encoder::visit_file_continue(char const* data, unsigned int length) 
     return put_piece(data, length);
 }
 
-/// A file that was not begun here, or has no positions, is read from where its descriptor stands.
+/// Reads a file that was not begun here, or that has no positions, from the position of its
+/// descriptor.
 bool Tm_bin_encoder::visit_file_continue(int fd, std::string const& path, unsigned int length) {
     if (!check_state()) return false;
     chunk_.make_memory(length);

@@ -9,8 +9,8 @@
 
 namespace {
 
-/// The memory behind the end of the chunk, enough for an item of the library. An item of a caller's
-/// own can be larger.
+/// The bytes of memory after the end of the chunk. They are enough for an item of the library. A
+/// caller can write a larger item.
 constexpr std::size_t slack = 128;
 
 void check_at_least(char const* label, int value, int low) {

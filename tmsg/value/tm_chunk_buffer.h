@@ -16,7 +16,8 @@ public:
     void clear() { set_fill(0); }
     /// Begins the next chunk. Returns false when that one is full, too.
     bool next_chunk();
-    /// Allocates memory for the next `bytes` bytes of output, also after the end of the chunk.
+    /// Allocates memory for the next `bytes` bytes of output. They must begin before the end of the
+    /// chunk, and may pass it.
     void make_memory(std::size_t bytes);
 
     unsigned char* header() { return bytes_.data(); }

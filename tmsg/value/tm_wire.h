@@ -107,7 +107,7 @@ public:
     /// Moves at() forward by bytes that the caller has written there.
     void advance(long bytes) { at_ += bytes; }
 
-    /// Writes an item that is a tag alone.
+    /// Writes an item that is only a tag.
     bool put_tag(unsigned char tag) {
         if (left() <= 0) return false;
         *at_++ = tag;

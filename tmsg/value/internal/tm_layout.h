@@ -111,7 +111,7 @@ private:
 struct Tm_next_name {
     std::string_view text;
     std::uint64_t place = 0;                ///< a number for the struct's place in the tree
-    Tm_layout::Ref const* table = nullptr;  ///< in which the text stands; null for none
+    Tm_layout::Ref const* table = nullptr;  ///< the table that has the text, or null
     std::vector<Tm_layout::Ref> const* recent = nullptr;  ///< layouts with names in the table
 
     Tm_layout const* table_layout() const { return table == nullptr ? nullptr : table->get(); }
