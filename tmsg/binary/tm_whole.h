@@ -19,8 +19,9 @@
 ///
 /// tm_decode() decodes input that is in memory as a whole:
 ///
+///     std::string const input = read_all();
 ///     Tm_bin_decoder decoder(4096);
-///     tm_decode(decoder, bytes);  // throws unless this is one message
+///     tm_decode(decoder, input);  // throws unless this is one message
 ///     use(std::unique_ptr<Message>(decoder.release_msg()));
 ///
 /// tm_feed() decodes input that comes in pieces. finalize() then checks that it is complete:

@@ -5,9 +5,10 @@
 #include <cstddef>
 #include <vector>
 
+#include "tmsg/export.h"
 #include "tmsg/value/tm_wire.h"
 
-class Tm_chunk_buffer : public Tm_wire_room {
+class TMSG_API Tm_chunk_buffer : public Tm_wire_room {
 public:
     /// Changes the sizes and empties the buffer. `header_size` is the number of bytes before the
     /// chunk. Throws Tm_out_of_range_exception for a chunk size below 1 or a header size below 0.
