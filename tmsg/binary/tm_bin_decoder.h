@@ -19,8 +19,8 @@ public:
     /// Destroys the message unless it was released, and begins a new one.
     void init() override;
 
-    /// Returns the message as far as it has arrived. It must not be changed before it is complete.
-    /// It is valid until init() or the destructor. Returns null after release_msg().
+    /// Returns the message with the members that have arrived. Do not change it before it is
+    /// complete. It is valid until init() or the destructor. Returns null after release_msg().
     Message* message() const { return message_.get(); }
     /// Returns the message, which the caller owns from now on. The decoder ignores all further
     /// input until init().

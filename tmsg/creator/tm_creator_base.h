@@ -20,7 +20,7 @@ public:
     /// Returns whether the top-level value is complete.
     virtual bool done() = 0;
     /// Returns whether the next member comes by index. The decoder then calls the two operations
-    /// below with the wire index, in the place of the two events of a name.
+    /// below with the wire index, in place of the two events of a name.
     virtual bool support_member_with_index() = 0;
     /// By default both return false.
     virtual bool visit_member_begin_with_index(unsigned short index);

@@ -5,7 +5,7 @@
 /// The encoder escapes nothing. It writes byte strings in hexadecimal, and only the size of a file.
 /// So the decoder cannot read a text with a byte string, with a file, or with a quote or backslash
 /// in a name or string.
-/// When the text has reached the size limit, the encoder writes "...SNIPPED..." in the place of the
+/// When the text has reached the size limit, the encoder writes "...SNIPPED..." in place of the
 /// next member, or of the rest of a byte string. It then stops the walk, so that accept() returns
 /// false.
 #pragma once

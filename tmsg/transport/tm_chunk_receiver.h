@@ -8,10 +8,10 @@
 ///     while (std::size_t const size = read_some(data)) receiver.receive(connection, data, size);
 ///     receiver.forget(connection);
 ///
-/// An originator is any number that distinguishes the connections. A stream may be cut anywhere,
-/// and chunks of several messages may alternate on one connection. An error in one message is
-/// reported, and the receiver removes the files that the message brought. Other messages do not
-/// change.
+/// An originator is any number that distinguishes the connections. Pass the bytes of a stream in
+/// pieces of any size. One connection may carry chunks of several messages in turn.
+/// When a message has an error, the receiver reports it and removes the files of that message. It
+/// goes on with all other messages.
 /// Only one thread at a time may use a receiver.
 ///
 /// Handlers may call forget(), but must not call receive() for the same originator. An exception of

@@ -1,6 +1,6 @@
 /// The exception classes of the library. There are no error codes: what() returns a text for
 /// people. Decoders and creators keep an error text for bad input, and do not throw.
-/// In the texts below, a word in capitals stands for the argument of that name.
+/// In the texts below, a word in capitals means the argument of that name.
 #pragma once
 
 #include <exception>

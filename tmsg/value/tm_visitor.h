@@ -75,7 +75,7 @@ public:
     virtual int pop_memento();
     virtual void push_memento(int step);
 
-    /// Returns whether the visitor takes wire indexes in the place of names, for a struct that has
+    /// Returns whether the visitor takes wire indexes in place of names, for a struct that has
     /// them. By default returns false.
     virtual bool is_support_member_index();
 

@@ -48,8 +48,8 @@ public:
     unsigned int getSeqNo() const { return seq_no_; }
     int getOriginator() const { return originator_; }
 
-    /// Returns the message as far as it has arrived. This object still owns it. It must not be
-    /// changed before it is complete. Returns null after releaseMessage().
+    /// Returns the message with the members that have arrived. This object still owns it. Do not
+    /// change it before it is complete. Returns null after releaseMessage().
     Message* getMessage() const { return decoder_.message(); }
     /// Returns the message, which the caller owns from now on.
     Message* releaseMessage() { return decoder_.release_msg(); }
