@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <typeinfo>
+#include <utility>
 
 #include "tmsg/composite/tm_struct.h"
 #include "tmsg/value/internal/tm_walk.h"
@@ -19,7 +20,17 @@ Tm_array::Tm_array(Tm_value_container* values) {
 Tm_array::Tm_array(Tm_array const& other) = default;
 
 Tm_array& Tm_array::operator=(Tm_array const& other) {
-    values_ = other.values_;
+    Tm_array copy(other);
+    values_.swap(copy.values_);
+    return *this;
+}
+
+Tm_array::Tm_array(Tm_array&& other) noexcept : Tm_value(other) { values_.take(other.values_); }
+
+/// The old elements may contain `other`. They live until the end.
+Tm_array& Tm_array::operator=(Tm_array&& other) noexcept {
+    Tm_array taken(std::move(other));
+    values_.swap(taken.values_);
     return *this;
 }
 

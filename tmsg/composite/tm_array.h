@@ -27,9 +27,11 @@ public:
     explicit Tm_array(Tm_value_container* values);
     /// Clones every element, as clone() does.
     Tm_array(Tm_array const& other);
-    /// Destroys its own elements first, so `other` must not be in this array. When copying throws,
-    /// the array has the elements copied so far.
+    /// When copying throws, the array is as before.
     Tm_array& operator=(Tm_array const& other);
+    /// Both take the elements of `other`, which then has none.
+    Tm_array(Tm_array&& other) noexcept;
+    Tm_array& operator=(Tm_array&& other) noexcept;
 
     Tm_array* clone() const override;
     ~Tm_array() override;

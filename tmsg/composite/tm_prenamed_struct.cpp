@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include "tmsg/value/tm_exception.h"
 
@@ -23,13 +25,42 @@ Tm_prenamed_struct::Tm_prenamed_struct(Tm_prenamed_struct const& other)
 
 Tm_prenamed_struct& Tm_prenamed_struct::operator=(Tm_prenamed_struct const& other) {
     if (this == &other) return *this;
-    Tm_value_container values(other.values_);
-    copy_indexes(other);
-    values_.swap(values);
-    names_ = other.names_;
-    name_count_ = other.name_count_;
+    Tm_prenamed_struct copy(other);
+    swap_values(copy);
+    names_ = copy.names_;
+    name_count_ = copy.name_count_;
     hint_ = 0;
     return *this;
+}
+
+Tm_prenamed_struct::Tm_prenamed_struct(Tm_prenamed_struct&& other) noexcept
+    : Tm_struct(Tm_shared_names()), Tm_member_adders<Tm_prenamed_struct, int>(other) {
+    take_slots(other);
+}
+
+/// The old values may contain `other`. They live until the end.
+Tm_prenamed_struct& Tm_prenamed_struct::operator=(Tm_prenamed_struct&& other) noexcept {
+    if (this == &other) return *this;
+    Tm_prenamed_struct taken(std::move(other));
+    Tm_value_container old;
+    old.take(values_);
+    extras_ = {};
+    take_slots(taken);
+    hint_ = 0;
+    return *this;
+}
+
+/// This struct must have no values and no wire indexes.
+void Tm_prenamed_struct::take_slots(Tm_prenamed_struct& other) noexcept {
+    values_.take(other.values_);
+    extras_ = std::move(other.extras_);
+    names_ = other.names_;
+    name_count_ = other.name_count_;
+    try {
+        other.values_.size_and_clear(values_.size());
+    } catch (std::bad_alloc const&) {
+        return;
+    }
 }
 
 Tm_prenamed_struct* Tm_prenamed_struct::clone() const { return new Tm_prenamed_struct(*this); }

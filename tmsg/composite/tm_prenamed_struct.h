@@ -26,7 +26,12 @@ public:
     /// Makes a slot for each of the first `count` names. A negative count makes no slots.
     Tm_prenamed_struct(char const* const* names, int count);
     Tm_prenamed_struct(Tm_prenamed_struct const& other);
+    /// When copying throws, the struct is as before.
     Tm_prenamed_struct& operator=(Tm_prenamed_struct const& other);
+    /// Both take the values of `other`, which keeps its names. Its slots are empty then. If there
+    /// is no memory for them, it has no slots until clear(names) makes some.
+    Tm_prenamed_struct(Tm_prenamed_struct&& other) noexcept;
+    Tm_prenamed_struct& operator=(Tm_prenamed_struct&& other) noexcept;
 
     Tm_prenamed_struct* clone() const override;
     ~Tm_prenamed_struct() override;
@@ -66,6 +71,7 @@ private:
 
     void place(int i, Tm_new_value&& value, Index* index);
     void check_place(int i) const;
+    void take_slots(Tm_prenamed_struct& other) noexcept;
 
     char const* const* names_ = nullptr;
     int name_count_ = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <utility>
 
 #include "tmsg/composite/tm_prenamed_struct.h"
@@ -16,11 +17,11 @@ constexpr int steps_per_member = 3;
 }  // namespace
 
 Tm_struct::Tm_struct(Tm_catalog<std::string>* catalog)
-    : name_count_(0), shares_names_(catalog == nullptr ? 0 : 1) {
+    : name_count_(0), shares_names_(catalog == nullptr ? 0 : 1), is_made_(0) {
     if (catalog != nullptr) extras().catalog = catalog;
 }
 
-Tm_struct::Tm_struct(Tm_shared_names const&) : name_count_(0), shares_names_(1) {}
+Tm_struct::Tm_struct(Tm_shared_names const&) : name_count_(0), shares_names_(1), is_made_(0) {}
 
 Tm_struct::Tm_struct(Tm_struct const& other)
     : Tm_value(other),
@@ -28,7 +29,8 @@ Tm_struct::Tm_struct(Tm_struct const& other)
       Tm_member_adders(other),
       values_(other.values_),
       name_count_(0),
-      shares_names_(0) {
+      shares_names_(0),
+      is_made_(0) {
     copy_names(other);
     copy_indexes(other);
 }
@@ -47,32 +49,128 @@ Tm_struct& Tm_struct::operator=(Tm_struct const& other) {
     return *this;
 }
 
-/// The layout of the block that make() allocates: the struct, its slots, its texts.
-struct Tm_struct::Room {
-    Room(std::size_t members, std::size_t text_bytes)
-        : text_at(sizeof(Tm_struct) + aligned(Tm_value_container::bytes_of(members))),
-          size(text_at + (text_bytes == 0 ? 0 : Tm_texts::lent_size(text_bytes))) {}
-    static std::size_t aligned(std::size_t bytes) {
-        constexpr std::size_t alignment = alignof(Tm_struct);
-        return (bytes + alignment - 1) / alignment * alignment;
+Tm_struct::Tm_struct(Tm_struct&& other) noexcept
+    : Tm_value(other),
+      Tm_member_getters(other),
+      Tm_member_adders(other),
+      name_count_(0),
+      shares_names_(other.shares_names_),
+      is_made_(0) {
+    take_members(other);
+}
+
+/// The members of `other` move twice, because this struct may contain `other`.
+Tm_struct& Tm_struct::operator=(Tm_struct&& other) noexcept {
+    if (this == &other) return *this;
+    Tm_struct taken{Tm_shared_names()};
+    if (!taken.take_members(other)) return *this;
+    drop_names();
+    Tm_value_container old;
+    old.take(values_);
+    take_members(taken);
+    fill_catalog();
+    return *this;
+}
+
+/// This struct must have no members. Returns false when there is no memory for a copy.
+bool Tm_struct::take_members(Tm_struct& other) noexcept {
+    if (!other.is_plain()) return copy_members(other);
+    values_.take(other.values_);
+    layout_ = std::move(other.layout_);
+    name_count_ = other.name_count_;
+    other.name_count_ = 0;
+    hint_.store(other.hint_.exchange(0, std::memory_order_relaxed), std::memory_order_relaxed);
+    if (other.extras_ == nullptr) return true;
+    bool const has_catalog = other.extras_->catalog != nullptr;
+    if (extras_ != nullptr && !has_catalog) {
+        extras_->indexes.swap(other.extras_->indexes);
+    } else if (!has_catalog) {
+        extras_ = std::move(other.extras_);
     }
-    std::size_t text_at;
-    std::size_t size;
+    if (other.extras_ != nullptr) other.extras_->indexes.clear();
+    return true;
+}
+
+bool Tm_struct::copy_members(Tm_struct const& other) noexcept {
+    try {
+        Tm_struct copy(other);
+        return take_members(copy);
+    } catch (std::exception const&) {
+        return false;
+    }
+}
+
+void Tm_struct::drop_names() noexcept {
+    keep_layout();
+    layout_ = {};
+    name_count_ = 0;
+    hint_.store(0, std::memory_order_relaxed);
+    if (extras_ != nullptr) extras_->indexes.clear();
+}
+
+/// Adds the names to the catalogue, unless there is no memory.
+void Tm_struct::fill_catalog() noexcept {
+    if (extras_ == nullptr || extras_->catalog == nullptr) return;
+    try {
+        for (unsigned int i = 0; i < name_count_; ++i) {
+            extras_->catalog->add(tm_text_view((*layout_)[i]));
+        }
+    } catch (std::exception const&) {
+        return;
+    }
+}
+
+/// A struct in one block of memory with its first slots and texts, behind the block's head. They
+/// may outlive it, when another struct takes its values.
+class Tm_struct::Made final : public Tm_struct {
+public:
+    /// The places of the parts in the block.
+    struct Room {
+        Room(std::size_t members, std::size_t text_bytes)
+            : text_at(slots_at + (members == 0 ? 0 : aligned(Container::lent_size(members)))),
+              size(text_at + (text_bytes == 0 ? 0 : Tm_texts::lent_size(text_bytes))) {}
+        static std::size_t aligned(std::size_t bytes) {
+            constexpr std::size_t alignment = alignof(Made);
+            return (bytes + alignment - 1) / alignment * alignment;
+        }
+        std::size_t text_at;
+        std::size_t size;
+    };
+    using Container = Tm_value_container;
+    static constexpr std::size_t object_at = sizeof(Tm_shared_block);
+    static constexpr std::size_t slots_at = object_at + sizeof(Tm_struct);
+
+    static Tm_struct* make(std::size_t members, std::size_t text_bytes) {
+        Room const room(members, text_bytes);
+        auto* const memory = static_cast<char*>(::operator new(room.size));
+        auto& block = *::new (memory) Tm_shared_block;
+        auto* const made = new (memory + object_at) Made;
+        auto& values = made->values_;
+        if (members > 0) {
+            values.lend(memory + slots_at, static_cast<unsigned int>(members), block);
+        }
+        if (text_bytes > 0) values.texts_.lend(memory + room.text_at, text_bytes, block);
+        return made;
+    }
+
+    static void* operator new(std::size_t, void* place) { return place; }
+    static void operator delete(void*, void*) {}
+    static void operator delete(void* object) {
+        char* const block = static_cast<char*>(object) - object_at;
+        std::launder(reinterpret_cast<Tm_shared_block*>(block))->drop();
+    }
+
+private:
+    Made() : Tm_struct(nullptr) { is_made_ = 1; }
 };
 
 std::size_t Tm_struct::made_size(std::size_t members, std::size_t text_bytes) {
-    return Room(members, text_bytes).size;
+    return Made::Room(members, text_bytes).size;
 }
 
 std::unique_ptr<Tm_struct> Tm_struct::make(Tm_counted_ptr<Tm_layout> layout, std::size_t members,
                                            std::size_t text_bytes) {
-    Room const room(members, text_bytes);
-    auto* const memory = static_cast<char*>(::operator new(room.size));
-    std::unique_ptr<Tm_struct> made(::new (memory) Tm_struct(nullptr));
-    if (members > 0) {
-        made->values_.lend(memory + sizeof(Tm_struct), static_cast<unsigned int>(members));
-    }
-    if (text_bytes > 0) made->values_.texts_.lend(memory + room.text_at, text_bytes);
+    std::unique_ptr<Tm_struct> made(Made::make(members, text_bytes));
     made->layout_ = std::move(layout);
     return made;
 }
@@ -157,12 +255,8 @@ bool Tm_struct::accept_value(std::size_t i, Tm_visitor& visitor, Tm_wire_room* r
 }
 
 void Tm_struct::clear() {
-    keep_layout();
-    layout_ = {};
-    name_count_ = 0;
+    drop_names();
     values_.delete_and_remove_all();
-    if (extras_ != nullptr) extras_->indexes.clear();
-    hint_.store(0, std::memory_order_relaxed);
 }
 
 void Tm_struct::add_value_and_own(int position, Tm_value* value) {
@@ -217,8 +311,6 @@ void Tm_struct::swap(Tm_struct& other) {
 
 /// Exchanges everything except the names. When it throws, it has exchanged nothing.
 void Tm_struct::swap_values(Tm_struct& other) {
-    values_.own_memory();
-    other.values_.own_memory();
     swap_indexes(other);
     values_.swap(other.values_);
     hint_.store(other.hint_.exchange(hint_.load(std::memory_order_relaxed)),

@@ -55,6 +55,15 @@ public:
     /// Keeps the catalogue that was given to the constructor. When copying throws, the members are
     /// as before.
     Tm_struct& operator=(Tm_struct const& other);
+    /// Both take the members of `other`, which then has none, and keeps its sort and its catalogue.
+    /// The new struct is of the same sort, without a catalogue. The assignment keeps the catalogue
+    /// of this struct and adds the names to it, as far as there is memory. Neither takes the wire
+    /// indexes of a struct with a catalogue.
+    /// A class of your own is copied instead, because it may name its members in another way. If
+    /// there is no memory for the copy, the constructor makes an empty struct, and the assignment
+    /// changes nothing.
+    Tm_struct(Tm_struct&& other) noexcept;
+    Tm_struct& operator=(Tm_struct&& other) noexcept;
 
     Tm_struct* clone() const override;
     ~Tm_struct() override;
@@ -101,15 +110,6 @@ public:
     /// Otherwise, exchanges the values but not the names, and throws Tm_exception.
     void swap(Tm_struct& other);
 
-    // A struct and its first slots may be in one block of memory.
-    static void operator delete(void* memory) { ::operator delete(memory); }
-    static void operator delete(void* memory, std::align_val_t alignment) {
-        ::operator delete(memory, alignment);
-    }
-    static void operator delete(void* memory, std::nothrow_t const&) noexcept {
-        ::operator delete(memory);
-    }
-
 private:
     friend class Message;
     friend class Tm_creator;
@@ -125,7 +125,7 @@ private:
         std::vector<unsigned short> indexes;
     };
 
-    struct Room;
+    class Made;
     /// Makes a struct in a block of memory that also has room for `members` slots and for
     /// `text_bytes` bytes of the texts of strings.
     static std::unique_ptr<Tm_struct> make(Tm_counted_ptr<Tm_layout> layout, std::size_t members,
@@ -134,11 +134,11 @@ private:
     /// Returns the number of bytes that make() allocates.
     static std::size_t made_size(std::size_t members, std::size_t text_bytes);
 
-    /// Returns whether the object is of the class Tm_struct, not of a derived one, which may name
-    /// its members in another way.
+    /// Returns whether the object is of one of the library's two classes that name their members as
+    /// this class does. A derived class of a user may name them in another way.
     bool is_plain() const {
 #ifdef __GXX_RTTI
-        return &typeid(*this) == &typeid(Tm_struct);
+        return is_made_ != 0 || &typeid(*this) == &typeid(Tm_struct);
 #else
         return is_plain_without_rtti();
 #endif
@@ -185,6 +185,10 @@ private:
     void keep_layout() const noexcept;
     void note_extent() const noexcept;
     void copy_names(Tm_struct const& other);
+    bool take_members(Tm_struct& other) noexcept;
+    bool copy_members(Tm_struct const& other) noexcept;
+    void drop_names() noexcept;
+    void fill_catalog() noexcept;
     void swap_names(Tm_struct& other) noexcept;
     void swap_values(Tm_struct& other);
     void swap_indexes(Tm_struct& other);
@@ -194,7 +198,8 @@ private:
     Tm_counted_ptr<Tm_layout> layout_;  ///< null while there is no name
     Tm_value_container values_;
     Tm_owned<Extras> extras_;
-    std::uint32_t name_count_ : 31;  ///< one more than values while a name waits for its value
+    std::uint32_t name_count_ : 30;  ///< one more than values while a name waits for its value
     std::uint32_t shares_names_ : 1;
+    std::uint32_t is_made_ : 1;  ///< the object is a Made
     mutable std::atomic<std::uint32_t> hint_{0};
 };

@@ -108,7 +108,7 @@ void Tm_struct::swap_names(Tm_struct& other) noexcept {
     std::swap(layout_, other.layout_);
     std::uint32_t const count = name_count_;
     name_count_ = other.name_count_;
-    other.name_count_ = count & 0x7FFFFFFFU;
+    other.name_count_ = count & Tm_value_container::most_slots;
 }
 
 /// Takes the names of the struct whose values were copied.
@@ -117,7 +117,7 @@ void Tm_struct::copy_names(Tm_struct const& other) {
     if (other.is_plain() && !has_catalog && other.name_count_ >= values_.size_) {
         other.keep_layout();
         layout_ = other.layout_;
-        name_count_ = values_.size_ & 0x7FFFFFFFU;
+        name_count_ = values_.size_ & Tm_value_container::most_slots;
         return;
     }
     for (int i = 0; i < values_.size(); ++i) record_name(other.name_at(i), nullptr);

@@ -1,7 +1,7 @@
 #include "tmsg/composite/tm_value_container.h"
 
 #include <algorithm>
-#include <limits>
+#include <utility>
 
 #include "tmsg/composite/tm_struct.h"
 #include "tmsg/value/internal/tm_walk.h"
@@ -37,8 +37,6 @@ bool visit_in_place(unsigned char kind, Tm_slot& slot, Visit visit) {
     // clang-format on
 }
 
-constexpr std::size_t most_slots = std::numeric_limits<int>::max();
-
 }  // namespace
 
 Tm_value_container::Tm_value_container(Tm_value_container const& other) : Tm_value_container() {
@@ -57,15 +55,25 @@ Tm_value_container::~Tm_value_container() {
     free_slots();
 }
 
-void Tm_value_container::swap(Tm_value_container& other) {
-    own_memory();
-    other.own_memory();
-    std::swap(slots_, other.slots_);
-    std::swap(size_, other.size_);
-    std::uint32_t const capacity = capacity_;
+void Tm_value_container::swap(Tm_value_container& other) noexcept {
+    Tm_value_container mine;
+    mine.take(*this);
+    take(other);
+    other.take(mine);
+}
+
+void Tm_value_container::take(Tm_value_container& other) noexcept {
+    bool const becomes_user = other.is_lent_ != 0 && other.uses_lender_ == 0;
+    if (becomes_user) other.lender().keep();
+    slots_ = std::exchange(other.slots_, nullptr);
+    size_ = std::exchange(other.size_, 0);
     capacity_ = other.capacity_;
-    other.capacity_ = capacity & 0x7FFFFFFFU;
-    texts_.swap(other.texts_);
+    is_lent_ = other.is_lent_;
+    uses_lender_ = other.is_lent_;
+    other.capacity_ = 0;
+    other.is_lent_ = 0;
+    other.uses_lender_ = 0;
+    texts_.take(other.texts_);
 }
 
 void Tm_value_container::reserve(int count) {
@@ -89,28 +97,19 @@ void Tm_value_container::change_capacity(std::size_t count) {
     }
     free_slots();
     slots_ = slots;
-    capacity_ = static_cast<std::uint32_t>(count) & 0x7FFFFFFFU;
-}
-
-/// Moves slots and texts out of memory that the container does not own.
-void Tm_value_container::own_memory() {
-    if (!has_lent_memory()) return;
-    Tm_texts texts;
-    texts.reserve(string_bytes());
-    change_capacity(size_);
-    for (std::size_t i = 0; i < size_; ++i) {
-        if (kinds()[i] != TMV_STRING) continue;
-        char const* const text = texts.add(in_place<Tm_string>(i)->value());
-        ::new (slots_[i].bytes) Tm_string(Tm_string::In_place(), text);
-    }
-    texts_.swap(texts);
+    capacity_ = static_cast<std::uint32_t>(count) & most_slots;
 }
 
 void Tm_value_container::free_slots() noexcept {
-    if (is_lent_ == 0) ::operator delete(slots_);
+    if (is_lent_ == 0) {
+        ::operator delete(slots_);
+    } else if (uses_lender_ != 0) {
+        lender().drop();
+    }
     slots_ = nullptr;
     capacity_ = 0;
     is_lent_ = 0;
+    uses_lender_ = 0;
 }
 
 void Tm_value_container::destroy(std::size_t i) noexcept {

@@ -21,14 +21,14 @@ class Tm_wire_room;
 
 class TMSG_API Tm_value_container {
 public:
-    Tm_value_container() : capacity_(0), is_lent_(0) {}
+    Tm_value_container() : capacity_(0), is_lent_(0), uses_lender_(0) {}
     /// Clones every value.
     Tm_value_container(Tm_value_container const& other);
     /// Destroys its own values first. When copying throws, it has the values copied so far.
     Tm_value_container& operator=(Tm_value_container const& other);
     ~Tm_value_container();
 
-    void swap(Tm_value_container& other);
+    void swap(Tm_value_container& other) noexcept;
     /// Returns the number of slots, also of empty ones.
     int size() const { return static_cast<int>(size_); }
     /// Makes room for `count` slots in all.
@@ -68,6 +68,7 @@ private:
     friend class Tm_struct;
 
     static constexpr std::size_t first_capacity = 4;
+    static constexpr std::uint32_t most_slots = 0x3FFFFFFFU;
     /// Returns the bytes of memory that `count` slots and their kinds take.
     static constexpr std::size_t bytes_of(std::size_t count) {
         return count * (sizeof(Tm_slot) + 1);
@@ -79,15 +80,22 @@ private:
     std::size_t grown_slot_bytes() const { return bytes_of(grown_capacity()); }
     /// Returns the bytes that the container would allocate for the text of a string of this length.
     std::size_t text_growth(std::size_t length) const { return texts_.growth(length); }
-    /// Makes an empty container use bytes_of(count) bytes of memory until it needs more. The caller
-    /// still owns the memory.
-    void lend(void* memory, unsigned int count) {
-        slots_ = static_cast<Tm_slot*>(memory);
-        capacity_ = count & 0x7FFFFFFFU;
+    /// Returns the bytes of memory that lend() needs for `count` slots.
+    static constexpr std::size_t lent_size(std::size_t count) {
+        return sizeof(Tm_shared_block*) + bytes_of(count);
+    }
+    /// Makes an empty container use lent_size(count) bytes of memory, a part of the lender, until
+    /// it needs more. The lender must outlive this, but not the slots: take() makes their new owner
+    /// a user of the lender.
+    void lend(void* memory, unsigned int count, Tm_shared_block& lender) {
+        slots_ = reinterpret_cast<Tm_slot*>(::new (memory) Tm_shared_block*(&lender) + 1);
+        capacity_ = count & most_slots;
         is_lent_ = 1;
     }
-    /// Returns whether slots or texts are in memory that the container does not own.
-    bool has_lent_memory() const { return is_lent_ != 0 || texts_.has_lent_memory(); }
+    Tm_shared_block& lender() const { return *reinterpret_cast<Tm_shared_block**>(slots_)[-1]; }
+    /// Takes all values of `other`, which has none afterwards. This must have no value and no room.
+    /// Only pointers to scalar and string values become invalid.
+    void take(Tm_value_container& other) noexcept;
 
     unsigned char* kinds() const { return reinterpret_cast<unsigned char*>(slots_ + capacity_); }
     Tm_value* at(std::size_t i) const {
@@ -158,7 +166,6 @@ private:
         return capacity_ - size_ > first_capacity + size_ / 8U && is_lent_ == 0;
     }
     void give_up_spare() { change_capacity(size_); }
-    void own_memory();
     void destroy(std::size_t i) noexcept;
     void destroy_all() noexcept;
     void free_slots() noexcept;
@@ -174,7 +181,8 @@ private:
 
     Tm_slot* slots_ = nullptr;  ///< the slots, then a kind for each
     std::uint32_t size_ = 0;
-    std::uint32_t capacity_ : 31;
-    std::uint32_t is_lent_ : 1;
+    std::uint32_t capacity_ : 30;
+    std::uint32_t is_lent_ : 1;      ///< the slots are memory of a lender
+    std::uint32_t uses_lender_ : 1;  ///< counts as a user of that lender
     Tm_texts texts_;
 };

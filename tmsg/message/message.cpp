@@ -32,6 +32,49 @@ Message::Message(Message const& other)
       use_send_names_(other.use_send_names_),
       send_names_(other.send_names_) {}
 
+Message& Message::operator=(Message const& other) {
+    if (this == &other) return *this;
+    Message copy(other);
+    copy.header = other.header;
+    take(copy);
+    return *this;
+}
+
+Message::Message(Message&& other) noexcept
+    : Tm_value(other),
+      Tm_message_kind(other),
+      Tm_member_getters(other),
+      groups_{empty_like(other.groups_[0]), empty_like(other.groups_[1])} {
+    take(other);
+}
+
+/// The content moves twice, because this message may contain `other`.
+Message& Message::operator=(Message&& other) noexcept {
+    if (this == &other) return *this;
+    Message taken(std::move(other));
+    take(taken);
+    return *this;
+}
+
+Tm_struct Message::empty_like(Tm_struct const& group) {
+    return group.is_string_catalog_from_internal() ? Tm_struct(nullptr)
+                                                   : Tm_struct(Tm_shared_names());
+}
+
+/// `other` must not be in this message.
+void Message::take(Message& other) noexcept {
+    type_ = std::exchange(other.type_, TMT_RESPONSE);
+    request_name_ = std::exchange(other.request_name_, {});
+    message_set_name_ = std::exchange(other.message_set_name_, {});
+    method_name_ = std::exchange(other.method_name_, {});
+    for (int group : {TMG_META, TMG_BODY}) groups_[group] = std::move(other.groups_[group]);
+    use_send_names_ = std::exchange(other.use_send_names_, false);
+    Tm_catalog<std::string> no_names;
+    send_names_.swap(no_names);
+    send_names_.swap(other.send_names_);
+    header = std::exchange(other.header, Tm_header());
+}
+
 Message* Message::clone() const { return new Message(*this); }
 
 Message::~Message() = default;

@@ -43,6 +43,12 @@ public:
     explicit Message(Tm_catalog<std::string>* ignored);
     /// Copies everything but `header`, as clone() does. Opens the files of `other` again.
     Message(Message const& other);
+    /// Copies `header`, too. When copying throws, the message is as before.
+    Message& operator=(Message const& other);
+    /// Both take the content of `other`, `header` included. `other` is an empty response then. The
+    /// new message is of the same sort. The assignment keeps the sort of this message.
+    Message(Message&& other) noexcept;
+    Message& operator=(Message&& other) noexcept;
 
     /// Reads a message from list text (see Tm_tcl_decoder). Throws Tm_exception for any other text,
     /// Tm_out_of_range_exception for a text without values, and the exceptions of the decoder.
@@ -189,6 +195,9 @@ private:
     std::string request_name_;
     std::string message_set_name_;
     std::string method_name_;
+    static Tm_struct empty_like(Tm_struct const& group);
+    void take(Message& other) noexcept;
+
     Tm_shared_names shared_names_;
     Tm_struct groups_[2];
     bool use_send_names_ = false;

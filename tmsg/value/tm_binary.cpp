@@ -34,6 +34,19 @@ public:
     explicit Storage(std::vector<unsigned char>&& bytes)
         : Storage(std::make_unique<std::vector<unsigned char>>(std::move(bytes))) {}
 
+    Storage(Storage const&) = default;
+    Storage& operator=(Storage const&) = default;
+    Storage(Storage&& other) noexcept : Storage(static_cast<Storage const&>(other)) {
+        other.leave();
+    }
+
+    /// Returns whether there is a vector, which another storage has not taken.
+    bool is_there() const { return rep_ != nullptr; }
+    void leave() noexcept {
+        if (is_there()) release();
+    }
+    bool is_empty() const { return !is_there() || get()->empty(); }
+
 private:
     explicit Storage(std::unique_ptr<std::vector<unsigned char>>&& owned)
         : ACE_Refcounted_Auto_Ptr(owned.get()) {
@@ -68,8 +81,11 @@ Tm_binary::~Tm_binary() { storage().~Storage(); }
 Tm_binary* Tm_binary::clone() const { return new Tm_binary(*this); }
 
 bool Tm_binary::equals(Tm_value const& other) const {
-    return other.get_value_type() == TMV_BINARY &&
-           *static_cast<Tm_binary const&>(other).storage() == *storage();
+    if (other.get_value_type() != TMV_BINARY) return false;
+    Storage const& left = storage();
+    Storage const& right = static_cast<Tm_binary const&>(other).storage();
+    if (left.is_empty() || right.is_empty()) return left.is_empty() == right.is_empty();
+    return *left == *right;
 }
 
 TMV Tm_binary::get_value_type() const { return TMV_BINARY; }
@@ -84,7 +100,19 @@ Tm_binary& Tm_binary::operator=(Tm_binary const& other) noexcept {
     return *this;
 }
 
+Tm_binary::Tm_binary(Tm_binary&& other) noexcept : Tm_value(other) {
+    new (room_) Storage(std::move(other.storage()));
+}
+
+Tm_binary& Tm_binary::operator=(Tm_binary&& other) noexcept {
+    if (this == &other) return *this;
+    storage() = other.storage();
+    other.storage().leave();
+    return *this;
+}
+
 Tm_binary& Tm_binary::operator=(tm_binary_cstruct const& source) {
+    if (!storage().is_there()) storage() = Storage(std::vector<unsigned char>());
     auto& bytes = *storage();
     if (holds(bytes, source.data)) {
         bytes = copy_bytes(source.data, source.size);
@@ -96,9 +124,9 @@ Tm_binary& Tm_binary::operator=(tm_binary_cstruct const& source) {
 }
 
 unsigned int Tm_binary::get_buffer_size() const {
-    return static_cast<unsigned int>(storage()->size());
+    return storage().is_empty() ? 0 : static_cast<unsigned int>(storage()->size());
 }
 
 unsigned char const* Tm_binary::get_buffer() const {
-    return storage()->empty() ? nullptr : storage()->data();
+    return storage().is_empty() ? nullptr : storage()->data();
 }

@@ -32,6 +32,9 @@ public:
     bool accept(Tm_visitor& visitor) const override;
 
     Tm_binary& operator=(Tm_binary const& other) noexcept;
+    /// Both take the storage of `other`, which then has no bytes and shares no storage.
+    Tm_binary(Tm_binary&& other) noexcept;
+    Tm_binary& operator=(Tm_binary&& other) noexcept;
     /// Copies the bytes into the shared storage, and so changes all copies. `source.data` may be
     /// null when `source.size` is 0, and may point into the storage itself.
     Tm_binary& operator=(tm_binary_cstruct const& source);

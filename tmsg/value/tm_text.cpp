@@ -1,7 +1,7 @@
 #include "tmsg/value/tm_text.h"
 
 #include <algorithm>
-#include <new>
+#include <utility>
 
 namespace {
 
@@ -19,15 +19,15 @@ std::size_t Tm_texts::room_for(std::size_t size) const {
 Tm_texts::Block* Tm_texts::make_block(std::size_t size) const {
     std::size_t const room = room_for(size);
     auto* const block = static_cast<Block*>(::operator new(sizeof(Block) + room));
-    *block = {last_, 0, room};
+    *block = {last_, 0, room, nullptr};
     return block;
 }
 
 /// Keeps the last block in use if it has more room left than the new one.
 Tm_texts::Block* Tm_texts::add_block(std::size_t size) {
     Block* const block = make_block(size);
-    bool const goes_behind =
-        last_ != nullptr && !last_->is_lent() && block->room - size < last_->room - last_->used;
+    bool const goes_behind = last_ != nullptr && last_->lender == nullptr &&
+                             block->room - size < last_->room - last_->used;
     if (goes_behind) {
         block->previous = last_->previous;
         last_->previous = block;
@@ -39,7 +39,8 @@ Tm_texts::Block* Tm_texts::add_block(std::size_t size) {
 
 std::size_t Tm_texts::allocated() const {
     std::size_t sum = 0;
-    for (Block* block = last_; block != nullptr && !block->is_lent(); block = block->previous)
+    for (Block* block = last_; block != nullptr && block->lender == nullptr;
+         block = block->previous)
         sum += sizeof(Block) + block->room;
     return sum;
 }
@@ -49,23 +50,31 @@ void Tm_texts::reserve(std::size_t bytes) {
     last_ = make_block(bytes);
 }
 
-void Tm_texts::lend(void* memory, std::size_t room) {
-    auto* const block = static_cast<Block*>(memory);
-    *block = {block, 0, room};
-    last_ = block;
+void Tm_texts::lend(void* memory, std::size_t room, Tm_shared_block& lender) {
+    last_ = ::new (memory) Block{nullptr, 0, room, &lender};
 }
 
-bool Tm_texts::has_lent_memory() const {
-    Block const* block = last_;
-    while (block != nullptr && !block->is_lent()) block = block->previous;
-    return block != nullptr;
+void Tm_texts::take(Tm_texts& other) noexcept {
+    Block* const lent = other.lent_block();
+    if (lent != nullptr && lent->previous == nullptr) {
+        lent->lender->keep();
+        lent->previous = lent;
+    }
+    last_ = std::exchange(other.last_, nullptr);
+}
+
+Tm_texts::Block* Tm_texts::lent_block() const {
+    Block* block = last_;
+    while (block != nullptr && block->lender == nullptr) block = block->previous;
+    return block;
 }
 
 void Tm_texts::free_blocks() noexcept {
-    while (last_ != nullptr && !last_->is_lent()) {
+    while (last_ != nullptr && last_->lender == nullptr) {
         Block* const block = last_;
         last_ = block->previous;
         ::operator delete(block);
     }
+    if (last_ != nullptr && last_->previous == last_) last_->lender->drop();
     last_ = nullptr;
 }

@@ -8,9 +8,11 @@
 /// A parameter with the name `text` is such a pointer, unless its function says otherwise.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 /// The number of bytes before a text that hold its length.
@@ -93,6 +95,22 @@ inline std::string_view tm_view(char const* text) {
     return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
+/// The head of a block of memory that has several users. It counts them, and the last one frees the
+/// block.
+class Tm_shared_block {
+public:
+    void keep() noexcept { users_.fetch_add(1, std::memory_order_relaxed); }
+    /// The object must have come from the global operator new.
+    void drop() noexcept {
+        bool const is_last = users_.load(std::memory_order_acquire) == 1 ||
+                             users_.fetch_sub(1, std::memory_order_acq_rel) == 1;
+        if (is_last) ::operator delete(this);
+    }
+
+private:
+    std::atomic<std::size_t> users_{1};
+};
+
 /// Stores texts in a few blocks of memory, which it owns. No operation moves a text. A text is
 /// valid until clear() or the destructor of the Tm_texts that owns it. Single texts cannot be
 /// removed.
@@ -144,35 +162,32 @@ public:
 
     /// Returns the bytes of memory that lend() needs for `room` bytes of texts.
     static constexpr std::size_t lent_size(std::size_t room) { return sizeof(Block) + room; }
-    /// Uses lent_size(room) bytes of memory as the first block. Call it before anything is added.
-    /// The caller still owns the memory, which must outlive all texts in it.
-    void lend(void* memory, std::size_t room);
-    /// Returns whether one of the blocks came from lend().
-    bool has_lent_memory() const;
+    /// Uses lent_size(room) bytes of memory, a part of the lender, as the first block. Call it
+    /// before anything is added. The lender must outlive this, but not the texts: take() makes the
+    /// new owner of the texts a user of the lender.
+    void lend(void* memory, std::size_t room, Tm_shared_block& lender);
 
-    /// Exchanges the blocks. All texts stay valid.
-    void swap(Tm_texts& other) noexcept {
-        Block* const mine = last_;
-        last_ = other.last_;
-        other.last_ = mine;
-    }
+    /// Takes all texts of `other`, which has none afterwards. This must have none. All texts stay
+    /// valid.
+    void take(Tm_texts& other) noexcept;
     /// Frees all texts, and all blocks but a lent one.
     void clear() noexcept {
         if (last_ != nullptr) free_blocks();
     }
 
 private:
-    /// The head of a block. The texts come after it. A lent block is its own `previous`, and ends
-    /// the list.
+    /// The head of a block. The texts come after it. A lent block ends the list. It is its own
+    /// `previous` when it counts as a user of its lender.
     struct Block {
         Block* previous;
         std::size_t used;
         std::size_t room;
-        bool is_lent() const { return previous == this; }
-        Block* next() const { return is_lent() ? nullptr : previous; }
+        Tm_shared_block* lender;  ///< null unless the block is lent
+        Block* next() const { return lender == nullptr ? previous : nullptr; }
         char* bytes() { return reinterpret_cast<char*>(this + 1); }
     };
 
+    Block* lent_block() const;
     void free_blocks() noexcept;
     std::size_t room_for(std::size_t size) const;
     Block* make_block(std::size_t size) const;
