@@ -341,6 +341,11 @@ void Tm_bin_decoder_base::finalize() {
     }
 }
 
+std::string Tm_bin_decoder_base::item_path() const {
+    bool const has_tree = !sealed_ && own_creator_ != nullptr && own_creator_ == creator_.get();
+    return has_tree ? own_creator_->path() : std::string();
+}
+
 void Tm_bin_decoder_base::set_error(std::string const& text) {
     state_ = State::failed;
     error_ = text;

@@ -82,6 +82,10 @@ public:
     /// Returns the position of the first byte of an item in the whole input since init(). The item
     /// is the last one that was begun, or the one that failed.
     long item_offset() const { return item_offset_; }
+    /// Returns the place in the tree where decoding goes on, or of the value that was refused, as
+    /// tm_path.h writes it: "body.server.ports[2]". The path is empty outside the groups of a
+    /// message, and in a decoder that builds no tree. Do not call it after the result was released.
+    std::string item_path() const;
 
 protected:
     /// Makes the decoder ignore all further input until init(). A derived class calls it when it

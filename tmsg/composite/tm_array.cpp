@@ -113,6 +113,19 @@ Tm_binary const* Tm_array::get_member_binary(int i) const { return read<Tm_binar
 Tm_file const* Tm_array::get_member_file(int i) const { return read<Tm_file const*>(i); }
 Message const* Tm_array::get_member_message(int i) const { return read<Message const*>(i); }
 
+Tm_value const* Tm_array::typed_value(int i, TMV type) const {
+    try {
+        return tm_check_member_type(values_.get_value(i), type);
+    } catch (Tm_exception& failure) {
+        add_path(failure, i);
+        throw;
+    }
+}
+
+void Tm_array::add_path(Tm_exception& failure, int i) const noexcept {
+    if (i >= 0 && i < values_.size()) failure.add_position_before(i);
+}
+
 Tm_value const* Tm_array::get_member_value(TMV type, int i) const {
     return tm_check_member_type(get_value(i), type);
 }

@@ -15,13 +15,32 @@
 #include <string>
 #include <string_view>
 
+#include "tmsg/composite/tm_finders.h"
+#include "tmsg/composite/tm_make_value.h"
 #include "tmsg/composite/tm_value_container.h"
 #include "tmsg/value/tm_value.h"
 
-class TMSG_API Tm_array : public Tm_value {
+class TMSG_API Tm_array : public Tm_value, public Tm_finders<Tm_array> {
 public:
     /// Makes an array without elements.
     Tm_array();
+    /// Makes an array of these elements, which are converted as by add_member(). A single Tm_array
+    /// is copied instead; use of() for an array whose only element is an array.
+    template <class First, class = std::enable_if_t<tm_is_only_element<First>>>
+    explicit Tm_array(First&& first) {
+        add_member_of(std::forward<First>(first));
+    }
+    template <class First, class Second, class... More>
+    Tm_array(First&& first, Second&& second, More&&... more) {
+        add_members_of(std::forward<First>(first), std::forward<Second>(second),
+                       std::forward<More>(more)...);
+    }
+    template <class... Elements>
+    static Tm_array of(Elements&&... elements) {
+        Tm_array made;
+        made.add_members_of(std::forward<Elements>(elements)...);
+        return made;
+    }
     /// Moves the values out of the container, and deletes the container, which must have been made
     /// with new. Null makes an array without elements.
     explicit Tm_array(Tm_value_container* values);
@@ -71,6 +90,39 @@ public:
     /// Takes ownership of the value, and deletes it when the call throws.
     virtual void add_member_and_own(Tm_value* value);
     void add_member(std::string_view text);
+    void add_member(long long value) { add_member(static_cast<long>(value)); }
+    void add_member(unsigned long long value) { add_member(static_cast<unsigned long>(value)); }
+    /// Appends a copy of an lvalue and moves an rvalue: a value, the elements of a std::vector as
+    /// an array (unsigned char: as a byte string), a value that a std::unique_ptr owns, or what a
+    /// std::optional has. An empty optional appends nothing.
+    template <class Compound, class = std::enable_if_t<tm_is_compound<Compound>>>
+    void add_member(Compound&& value) {
+        add_member_of(std::forward<Compound>(value));
+    }
+    /// No pointer becomes a bool.
+    template <class Unlisted, class = std::enable_if_t<tm_is_unlisted<Unlisted>>>
+    void add_member(Unlisted const* pointer) = delete;
+    /// Appends a file, which is opened for reading.
+    void add_file(std::string const& path) { add_member(path, 0U); }
+
+    /// Each changes one element. When it throws, the array is as before. A null value throws
+    /// Tm_exception.
+    template <class Value>
+    void set_value(int i, Value&& value) {
+        values_.replace(i, tm_make_value(std::forward<Value>(value)));
+    }
+    void replace_value(int i, std::unique_ptr<Tm_value> value) { set_value(i, std::move(value)); }
+    /// Moves the elements from i on up by one. The position get_member_count() is allowed, too.
+    void insert_value(int i, std::unique_ptr<Tm_value> value) {
+        values_.insert(i, tm_make_value(std::move(value)));
+    }
+    /// Removes the element and returns it. An empty slot returns null.
+    std::unique_ptr<Tm_value> take_value(int i) { return values_.take(i); }
+    void remove_values(int first, int count = 1) { values_.remove(first, count); }
+    /// Return the element for changes, and throw what the getters throw.
+    Tm_struct* edit_struct(int i) { return const_cast<Tm_struct*>(get_member_struct(i)); }
+    Tm_array* edit_array(int i) { return const_cast<Tm_array*>(get_member_array(i)); }
+    Message* edit_message(int i) { return const_cast<Message*>(get_member_message(i)); }
 
     // clang-format off
     virtual int get_member_count() const { return values_.size(); }
@@ -107,6 +159,7 @@ public:
 
 private:
     friend class Tm_creator;
+    friend class Tm_finders<Tm_array>;
     friend class Tm_own_creator;
     friend struct Tm_name_lengths;
 
@@ -115,10 +168,61 @@ private:
     template <class Plain>
     void append_plain(Plain value);
     void append(Tm_new_value value);
+    Tm_value const* find_value(int i) const {
+        return i < 0 || i >= values_.size() ? nullptr : values_.get_value(i);
+    }
+    template <class T>
+    T number_at(int i) const {
+        try {
+            return tm_number<T>(*tm_present(values_.get_value(i)));
+        } catch (Tm_exception& failure) {
+            add_path(failure, i);
+            throw;
+        }
+    }
+    Tm_value const* typed_value(int i, TMV type) const;
+    void add_path(Tm_exception& failure, int i) const noexcept;
+
+    template <class... Elements>
+    void add_members_of(Elements&&... elements) {
+        reserve(static_cast<int>(sizeof...(elements)));
+        (add_member_of(std::forward<Elements>(elements)), ...);
+    }
+    template <class Element>
+    void add_member_of(Element&& element) {
+        if constexpr (Tm_is_optional<std::decay_t<Element>>::value) {
+            if (element) add_member_of(*std::forward<Element>(element));
+        } else {
+            append(tm_make_value(std::forward<Element>(element)));
+        }
+    }
     template <class Result>
     Result read(int i) const {
-        return values_.read<Result>(values_.checked(i));
+        using Reading = Tm_reading<Result>;
+        return values_.has(i, Reading::code) ? values_.read_in_place<Result>(i)
+                                             : Reading::read(typed_value(i, Reading::code));
     }
 
     Tm_value_container values_;
 };
+
+/// Makes an array of the elements, or a byte string of unsigned chars.
+template <class Vector>
+std::unique_ptr<Tm_value> tm_own_elements(Vector&& elements) {
+    using Plain = std::decay_t<Vector>;
+    if constexpr (std::is_same_v<typename Plain::value_type, unsigned char>) {
+        return std::make_unique<Tm_binary>(
+            std::vector<unsigned char>(std::forward<Vector>(elements)));
+    } else {
+        auto array = std::make_unique<Tm_array>();
+        array->reserve(static_cast<int>(elements.size()));
+        for (auto&& element : elements) {
+            if constexpr (std::is_lvalue_reference_v<Vector>) {
+                array->add_member(element);
+            } else {
+                array->add_member(std::move(element));
+            }
+        }
+        return array;
+    }
+}

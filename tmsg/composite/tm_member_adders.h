@@ -16,6 +16,7 @@
 #include <string_view>
 #include <utility>
 
+#include "tmsg/composite/tm_make_value.h"
 #include "tmsg/composite/tm_slot.h"
 #include "tmsg/value/tm_binary.h"
 #include "tmsg/value/tm_catalog.h"
@@ -52,7 +53,28 @@ public:
     void add_member(Where where, unsigned char const* data, unsigned int length, Index* index = nullptr) { place(where, index, data, length); }
     /// Adds a file, which is opened for reading. The open mode, the third argument, has no effect.
     void add_member(Where where, std::string const& path, unsigned int, Index* index = nullptr) { place(where, index, path, 0U); }
+    void add_member(Where where, long long value, Index* index = nullptr) { owner().place(where, static_cast<long>(value), index); }
+    void add_member(Where where, unsigned long long value, Index* index = nullptr) { owner().place(where, static_cast<unsigned long>(value), index); }
     // clang-format on
+    /// Adds a copy of an lvalue and moves an rvalue: a value, the elements of a std::vector as an
+    /// array (unsigned char: as a byte string), a value that a std::unique_ptr owns, or what a
+    /// std::optional has. An empty optional adds nothing.
+    template <class Compound, class = std::enable_if_t<tm_is_compound<Compound>>>
+    void add_member(Where where, Compound&& value, Index* index = nullptr) {
+        owner().check_place(where);
+        if constexpr (Tm_is_optional<std::decay_t<Compound>>::value) {
+            if (value) add_member(where, *std::forward<Compound>(value), index);
+        } else {
+            owner().place(where, tm_make_value(std::forward<Compound>(value)), index);
+        }
+    }
+    /// No pointer becomes a bool.
+    template <class Unlisted, class = std::enable_if_t<tm_is_unlisted<Unlisted>>>
+    void add_member(Where where, Unlisted const* pointer, Index* index = nullptr) = delete;
+    /// Adds a file, which is opened for reading.
+    void add_file(Where where, std::string const& path, Index* index = nullptr) {
+        place(where, index, path, 0U);
+    }
     /// Takes ownership of the value, and deletes it when the call throws.
     void add_member_and_own(Where where, Tm_value* value, Index* index = nullptr) {
         Tm_new_value owned{std::unique_ptr<Tm_value>(tm_present(value))};

@@ -69,6 +69,7 @@ public:
     Tm_struct const* get_member_struct(Group... group, char const* name) const { return read<Tm_struct const*>(group..., name); }
     Message const*   get_member_message(Group... group, char const* name) const { return read<Message const*>(group..., name); }
     std::string_view get_member_text(Group... group, char const* name) const { return read<std::string_view>(group..., name); }
+    std::string_view get_member_text(Group... group, std::string_view name) const { return read<std::string_view>(group..., name); }
     // clang-format on
 
 protected:

@@ -7,6 +7,7 @@
 /// The result of a class type is the value itself, not a copy. Its container still owns it.
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <type_traits>
 
@@ -74,6 +75,15 @@ struct Tm_reading<char const*> {
 
 /// Casts to Message, whose class this layer does not know. `member` must be a message.
 TMSG_API Message const* tm_as_message(Tm_value const* member);
+
+/// Reads a string as a copy.
+template <>
+struct Tm_reading<std::string> {
+    static constexpr TMV code = TMV_STRING;
+    static std::string read(Tm_value const* value) {
+        return std::string(Tm_reading<std::string_view>::read(value));
+    }
+};
 
 /// Reads a message as the object of its class.
 template <>

@@ -16,6 +16,11 @@ constexpr int steps_per_member = 3;
 
 }  // namespace
 
+Tm_struct::Tm_struct(std::initializer_list<Tm_member> members) : Tm_struct(nullptr) {
+    values_.reserve(static_cast<int>(members.size()));
+    for (Tm_member const& member : members) place(member.name_, std::move(member.value_), nullptr);
+}
+
 Tm_struct::Tm_struct(Tm_catalog<std::string>* catalog)
     : name_count_(0), shares_names_(catalog == nullptr ? 0 : 1), is_made_(0) {
     if (catalog != nullptr) extras().catalog = catalog;

@@ -17,6 +17,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <new>
 #include <string>
@@ -24,6 +25,8 @@
 #include <typeinfo>
 #include <vector>
 
+#include "tmsg/composite/tm_finders.h"
+#include "tmsg/composite/tm_member.h"
 #include "tmsg/composite/tm_member_adders.h"
 #include "tmsg/composite/tm_member_getters.h"
 #include "tmsg/composite/tm_value_container.h"
@@ -40,10 +43,15 @@ struct Tm_shared_names {};
 
 class TMSG_API Tm_struct : public Tm_value,
                            public Tm_member_getters<Tm_struct>,
+                           public Tm_finders<Tm_struct>,
                            public Tm_member_adders<Tm_struct, Tm_name> {
 public:
     using Index = Tm_catalog<std::string>;
 
+    /// Makes a struct that owns its names, with these members:
+    ///
+    ///     Tm_struct{{"article", "bolt M8"}, {"count", 250}, {"weights", Tm_array{0.25, 1.5}}}
+    Tm_struct(std::initializer_list<Tm_member> members = {});
     /// With null, makes a struct that owns its names. With a catalogue, makes a struct that shares
     /// names: it adds each of its names to the catalogue, which must outlive it.
     explicit Tm_struct(Tm_catalog<std::string>* catalog);
@@ -98,6 +106,48 @@ public:
     /// another type than `type`.
     Tm_value const* get_member_value(TMV type, int i) const;
 
+    using Tm_finders::get_number;
+    /// Returns the value of the first member with that name, or null. find() starts at the member
+    /// that the last look-up found.
+    Tm_value const* find_first(std::string_view name) const {
+        return find_value(first_position_of(name));
+    }
+
+    /// Replaces the value of the first member with that name, or adds a member. The value is
+    /// converted as by add_member(). Returns the position. An empty optional removes the member and
+    /// returns -1.
+    template <class Value>
+    int set_member(std::string_view name, Value&& value) {
+        return set_any(name, std::forward<Value>(value), nullptr);
+    }
+    int set_member(std::string_view name, unsigned char const* data, unsigned int length) {
+        return set(name, Tm_new_value(data, length), nullptr);
+    }
+    /// Takes ownership of the value, and deletes it when the call throws.
+    int set_member_and_own(std::string_view name, Tm_value* value) {
+        return set_member(name, std::unique_ptr<Tm_value>(value));
+    }
+    void replace_value(int i, std::unique_ptr<Tm_value> value);
+    /// Removes the member and returns its value.
+    std::unique_ptr<Tm_value> take_member(int i);
+    void remove_member(int i);
+    /// Removes the first member with that name. Returns false when there is none.
+    bool remove_member(std::string_view name);
+    void rename_member(int i, std::string_view name);
+    /// Return the value for changes, and throw what the getters throw.
+    template <class Key>
+    Tm_struct* edit_struct(Key const& key) {
+        return const_cast<Tm_struct*>(read_member<Tm_struct const*>(key));
+    }
+    template <class Key>
+    Tm_array* edit_array(Key const& key) {
+        return const_cast<Tm_array*>(read_member<Tm_array const*>(key));
+    }
+    template <class Key>
+    Message* edit_message(Key const& key) {
+        return const_cast<Message*>(read_member<Message const*>(key));
+    }
+
     /// Both return the position of the member with that name. Without such a member get_number()
     /// throws Tm_name_not_found_exception, and get_member_index() returns -1.
     int get_number(char const* name) const;
@@ -114,6 +164,7 @@ private:
     friend class Message;
     friend class Tm_creator;
     friend class Tm_own_creator;
+    friend class Tm_finders<Tm_struct>;
     friend class Tm_member_getters<Tm_struct>;
     friend class Tm_member_adders<Tm_struct, Tm_name>;
     friend class Tm_prenamed_struct;
@@ -147,14 +198,48 @@ private:
     bool equals_plain(Tm_struct const& right) const;
     std::string_view name_at(int i) const;
     unsigned int named_members() const;
-    /// find() returns -1 for a name that no member has, and number_of() throws
+    /// position_of() returns -1 for a name that no member has, and number_of() throws
     /// Tm_name_not_found_exception. A view of null is such a name.
-    int find(std::string_view name) const;
+    int position_of(std::string_view name) const;
+    int first_position_of(std::string_view name) const;
     int find_far(std::string_view name) const;
     int find_plain(std::string_view name) const;
     int find_by_asking(std::string_view name) const;
     int number_of(std::string_view name) const;
     [[noreturn]] static void fail_name(std::string_view name);
+
+    Tm_value const* find_value(int i) const;
+    Tm_value const* find_value(std::string_view name) const;
+    Tm_value const* typed_value(int i, TMV type) const;
+    void add_path(Tm_exception& failure, int i) const noexcept;
+    template <class T>
+    T number_at(int i) const {
+        try {
+            return tm_number<T>(*tm_present(get_value(i)));
+        } catch (Tm_exception& failure) {
+            add_path(failure, i);
+            throw;
+        }
+    }
+    template <class T>
+    T number_at(std::string_view name) const {
+        return number_at<T>(number_of(name));
+    }
+    template <class Value>
+    int set_any(std::string_view name, Value&& value, Index* index) {
+        if constexpr (Tm_is_optional<std::decay_t<Value>>::value) {
+            if (value) return set_any(name, *std::forward<Value>(value), index);
+            remove_member(name);
+            return -1;
+        } else {
+            return set(name, tm_make_value(std::forward<Value>(value)), index);
+        }
+    }
+    int set(std::string_view name, Tm_new_value value, Index* index);
+    void check_has_own_names(char const* operation) const;
+    Tm_struct changed_names(int i, std::string_view const* new_name) const;
+    void adopt_names(Tm_struct& names) noexcept;
+    void forget_indexes() noexcept;
 
     void check_place(Tm_name const&) const {}
     template <class Plain>
@@ -167,13 +252,19 @@ private:
     void place(std::string_view name, Tm_new_value&& value, Index* index);
     template <class Result>
     Result read_member(int i) const {
-        return is_plain() ? values_.read<Result>(values_.checked(i))
-                          : tm_read_member<Result>(get_value(i));
+        using Reading = Tm_reading<Result>;
+        bool const is_in_slot = is_plain() && values_.has(i, Reading::code);
+        return is_in_slot ? values_.read_in_place<Result>(i)
+                          : Reading::read(typed_value(i, Reading::code));
     }
     /// Inline, so that the compiler knows the length of a literal.
     template <class Result>
     Result read_member(char const* name) const {
         return read_member<Result>(number_of(tm_view(name)));
+    }
+    template <class Result>
+    Result read_member(std::string_view name) const {
+        return read_member<Result>(number_of(name));
     }
 
     Extras& extras();

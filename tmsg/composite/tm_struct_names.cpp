@@ -125,20 +125,22 @@ void Tm_struct::copy_names(Tm_struct const& other) {
 
 int Tm_struct::get_number(char const* name) const { return number_of(tm_view(name)); }
 
-int Tm_struct::get_member_index(char const* name) const { return find(tm_view(name)); }
+int Tm_struct::get_member_index(char const* name) const { return position_of(tm_view(name)); }
 
 int Tm_struct::number_of(std::string_view name) const {
-    int const position = find(name);
+    int const position = position_of(name);
     if (position < 0) fail_name(name);
     return position;
 }
 
 void Tm_struct::fail_name(std::string_view name) {
-    throw Tm_name_not_found_exception(std::string(name));
+    Tm_name_not_found_exception failure{std::string(name)};
+    failure.add_name_before(name);
+    throw failure;
 }
 
 /// Short names near the hint are found without a call.
-int Tm_struct::find(std::string_view name) const {
+int Tm_struct::position_of(std::string_view name) const {
     bool const is_short = name.data() != nullptr && name.size() <= tm_short_text;
     if (!is_plain() || !is_short) return find_far(name);
     std::uint32_t const hint = hint_.load(std::memory_order_relaxed);
@@ -169,6 +171,16 @@ int Tm_struct::find_plain(std::string_view name) const {
     for (unsigned int step = 0; step < count; ++step) {
         unsigned int const i = hint + step < count ? hint + step : hint + step - count;
         if (tm_text_equals((*layout_)[i], name)) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+int Tm_struct::first_position_of(std::string_view name) const {
+    int const count = get_member_count();
+    bool const is_hashed = is_plain() && named_members() > few_members;
+    if (is_hashed) return layout_->find(name, 0, named_members());
+    for (int i = 0; i < count; ++i) {
+        if (name_at(i) == name) return i;
     }
     return -1;
 }

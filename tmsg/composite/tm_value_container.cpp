@@ -174,6 +174,54 @@ Tm_value* Tm_value_container::set_and_own(int position, Tm_value* value) {
     return value;
 }
 
+/// A string becomes an object on the heap, because the texts of replaced strings stay in memory.
+void Tm_value_container::replace(int position, Tm_new_value value) {
+    std::size_t const i = checked(position);
+    bool const is_text = value.kind_ == Tm_new_value::UNKEPT;
+    if (is_text) return replace(position, Tm_new_value(value.release()));
+    std::unique_ptr<Tm_value> const old(kinds()[i] >= tm_on_heap ? at(i) : nullptr);
+    put(i, std::move(value));
+}
+
+void Tm_value_container::insert(int position, Tm_new_value value) {
+    if (position < 0 || position > size()) throw Tm_out_of_range_exception(position, 0, size());
+    prepare(value);
+    auto const i = static_cast<std::size_t>(position);
+    move_slots(i, i + 1, size_ - i);
+    ++size_;
+    put(i, std::move(value));
+}
+
+std::unique_ptr<Tm_value> Tm_value_container::take(int position) {
+    std::size_t const i = checked(position);
+    std::unique_ptr<Tm_value> taken(kinds()[i] >= tm_on_heap ? at(i) : at(i)->clone());
+    close_slots(i, 1);
+    return taken;
+}
+
+void Tm_value_container::remove(int first, int count) {
+    if (first < 0 || first > size()) throw Tm_out_of_range_exception(first, 0, size() - 1);
+    if (count < 0 || count > size() - first) {
+        throw Tm_out_of_range_exception("count", count, 0, size() - first);
+    }
+    auto const i = static_cast<std::size_t>(first);
+    auto const removed = static_cast<std::size_t>(count);
+    for (std::size_t k = i; k < i + removed; ++k) destroy(k);
+    close_slots(i, removed);
+}
+
+/// Removes slots whose values are gone.
+void Tm_value_container::close_slots(std::size_t i, std::size_t count) noexcept {
+    move_slots(i + count, i, size_ - i - count);
+    size_ -= static_cast<std::uint32_t>(count);
+}
+
+void Tm_value_container::move_slots(std::size_t from, std::size_t to, std::size_t count) noexcept {
+    if (count == 0) return;
+    std::memmove(static_cast<void*>(slots_ + to), slots_ + from, count * sizeof(Tm_slot));
+    std::memmove(kinds() + to, kinds() + from, count);
+}
+
 void Tm_value_container::delete_all() {
     destroy_all();
     if (size_ > 0) std::memset(kinds(), tm_no_value, size_);
@@ -207,12 +255,6 @@ TMV Tm_value_container::type_at(std::size_t i) const {
 Tm_struct const* Tm_value_container::last_struct() const {
     bool const is_struct = size_ > 0 && kinds()[size_ - 1] == tm_plain_struct;
     return is_struct ? static_cast<Tm_struct const*>(at(size_ - 1)) : nullptr;
-}
-
-Tm_value const* Tm_value_container::at(std::size_t i, TMV type) const {
-    TMV const actual = type_at(i);
-    if (actual != type) throw Tm_type_mismatch_exception(actual, type);
-    return at(i);
 }
 
 std::size_t Tm_value_container::string_bytes() const {

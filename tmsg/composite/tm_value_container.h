@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string_view>
 #include <type_traits>
 
@@ -47,6 +48,15 @@ public:
     Tm_value* set_and_copy(int position, Tm_value const* value);
     /// Does nothing when the value is in the slot already.
     Tm_value* set_and_own(int position, Tm_value* value);
+    /// Replaces the value.
+    void replace(int position, Tm_new_value value);
+    /// Moves the values from `position` on up by one. The position size() is allowed, too.
+    void insert(int position, Tm_new_value value);
+    /// Removes the slot. Returns its value, which may be null.
+    std::unique_ptr<Tm_value> take(int position);
+    /// Destroys `count` values and removes their slots. The label of the range error of a wrong
+    /// count is "count".
+    void remove(int first, int count);
 
     /// Both return null for an empty slot.
     Tm_value* get_value(int position) { return at(checked(position)); }
@@ -82,7 +92,7 @@ private:
     std::size_t text_growth(std::size_t length) const { return texts_.growth(length); }
     /// Returns the bytes of memory that lend() needs for `count` slots.
     static constexpr std::size_t lent_size(std::size_t count) {
-        return sizeof(Tm_shared_block*) + bytes_of(count);
+        return Tm_slot::pointer_size + bytes_of(count);
     }
     /// Makes an empty container use lent_size(count) bytes of memory, a part of the lender, until
     /// it needs more. The lender must outlive this, but not the slots: take() makes their new owner
@@ -117,21 +127,20 @@ private:
     Tm_struct const* last_struct() const;
     /// Returns the type code of a value. Throws Tm_exception for an empty slot.
     TMV type_at(std::size_t i) const;
-    /// Returns the value. Throws Tm_type_mismatch_exception when it has another type.
-    Tm_value const* at(std::size_t i, TMV type) const;
-    /// Reads the value in slot i for a typed getter.
+    /// Returns whether a value of that type is in the slot itself.
+    bool has(int position, TMV type) const {
+        auto const i = static_cast<std::size_t>(static_cast<unsigned int>(position));
+        return i < size_ && kinds()[i] == type;
+    }
+    /// Reads such a value for a typed getter. It needs no virtual call.
     template <class Result>
-    Result read(std::size_t i) const {
-        using Reading = Tm_reading<Result>;
-        if (kinds()[i] == Reading::code) {
-            // A value of the library's own class needs no virtual call.
-            if constexpr (std::is_arithmetic_v<Result>) {
-                return in_place<typename Tm_plain<Result>::value const>(i)->value();
-            } else {
-                return Reading::read(in_place<Tm_value const>(i));
-            }
+    Result read_in_place(int position) const {
+        auto const i = static_cast<std::size_t>(static_cast<unsigned int>(position));
+        if constexpr (std::is_arithmetic_v<Result>) {
+            return in_place<typename Tm_plain<Result>::value const>(i)->value();
+        } else {
+            return Tm_reading<Result>::read(in_place<Tm_value const>(i));
         }
-        return Reading::read(at(i, Reading::code));
     }
 
     /// Makes room for the value, and stores the text of a string.
@@ -167,6 +176,8 @@ private:
     }
     void give_up_spare() { change_capacity(size_); }
     void destroy(std::size_t i) noexcept;
+    void close_slots(std::size_t i, std::size_t count) noexcept;
+    void move_slots(std::size_t from, std::size_t to, std::size_t count) noexcept;
     void destroy_all() noexcept;
     void free_slots() noexcept;
     std::size_t string_bytes() const;

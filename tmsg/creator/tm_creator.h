@@ -98,6 +98,10 @@ public:
     /// Returns the bytes of memory that the current message, or top-level value, takes so far.
     unsigned long memory() const { return memory_; }
 
+    /// Returns the path of the value that is open, or that comes next in an array (see tm_path.h).
+    /// After an error it is the path of the refused value.
+    std::string path() const;
+
     /// Call it when an event has returned false. It sets an error text if there is none yet. Always
     /// returns false.
     bool process_state();
@@ -151,6 +155,7 @@ private:
         std::vector<Layout_ref> layouts;  ///< with names in the table, of recent structs
     };
     static char const* name_of(State state);
+    void add_step(std::string& path, Frame const& frame, Frame const* within) const;
     /// Returns the innermost open message.
     Open_message& message() { return nested_.empty() ? root_ : nested_.back(); }
     Open_message const& message() const { return nested_.empty() ? root_ : nested_.back(); }

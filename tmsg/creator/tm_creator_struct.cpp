@@ -6,6 +6,7 @@
 #include "tmsg/creator/internal/tm_own_creator.h"
 #include "tmsg/message/message.h"
 #include "tmsg/value/internal/tm_limit_error.h"
+#include "tmsg/value/tm_path.h"
 
 bool Tm_creator::visit_struct_begin() {
     if (!may_nest()) return refuse_level();
@@ -168,4 +169,33 @@ void Tm_creator::finish_layout(Frame const& frame) {
     auto& recent = message().layouts;
     if (recent.size() == most_recent) recent.pop_back();
     recent.insert(recent.begin(), layout);
+}
+
+std::string Tm_creator::path() const {
+    std::string path;
+    for (Frame const* frame = &outermost_; frame != frame_; frame = frame->within.get()) {
+        add_step(path, *frame, frame->within.get());
+    }
+    add_step(path, *frame_, nullptr);
+    return path;
+}
+
+/// Adds the step from a frame to the open value within it.
+void Tm_creator::add_step(std::string& path, Frame const& frame, Frame const* within) const {
+    if (frame.state == State::array || frame.state == State::base_array) {
+        return tm_append_position(path, frame.values->size());
+    }
+    if (frame.state == State::method) {
+        if (within == nullptr) return;
+        auto const* const message =
+            frame.around == nullptr ? root_.target : static_cast<Message const*>(frame.owned.get());
+        bool const is_meta = message != nullptr &&
+                             within->structure == &message->get_const_struct(Message::TMG_META);
+        return tm_append_name(path, is_meta ? "meta" : "body");
+    }
+    bool const has_value = within == nullptr && frame.state == State::valued;
+    bool const is_in_member = within != nullptr || has_value || frame.state == State::named;
+    if (!is_in_member || frame.structure == nullptr) return;
+    unsigned int const position = frame.structure->name_count_ - (has_value ? 1U : 0U);
+    tm_append_name(path, tm_text_view((*frame.structure->layout_)[position]));
 }

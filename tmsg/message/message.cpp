@@ -75,6 +75,23 @@ void Message::take(Message& other) noexcept {
     header = std::exchange(other.header, Tm_header());
 }
 
+Message Message::request(Tm_name name) {
+    Message made;
+    made.set_msg_type(TMT_REQUEST);
+    made.set_request_name(name);
+    return made;
+}
+
+Message Message::response() { return Message(); }
+
+Message Message::fault(int code, std::string_view text) {
+    Message made;
+    made.set_msg_type(TMT_FAULT);
+    made.add_member(TMG_BODY, fault_code, code);
+    made.add_member(TMG_BODY, fault_string, text);
+    return made;
+}
+
 Message* Message::clone() const { return new Message(*this); }
 
 Message::~Message() = default;
@@ -257,4 +274,43 @@ void Message::add_member_and_own(TMG group, Tm_name name, Tm_value* value) {
     std::unique_ptr<Tm_value> owned(value);
     Tm_struct& target = get_struct(group);
     target.add_member_and_own(name, owned.release(), get_send_member_string(group));
+}
+
+void Message::add_file(TMG group, Tm_name name, std::string const& path) {
+    add_member(group, name, path, 0U);
+}
+
+void Message::add_member(TMG group, Tm_name name, long long value) {
+    add(group, name, static_cast<long>(value));
+}
+
+void Message::add_member(TMG group, Tm_name name, unsigned long long value) {
+    add(group, name, static_cast<unsigned long>(value));
+}
+
+int Message::set_member(TMG group, std::string_view name, unsigned char const* data,
+                        unsigned int length) {
+    return get_struct(group).set(name, Tm_new_value(data, length), get_send_member_string(group));
+}
+
+int Message::set_member_and_own(TMG group, std::string_view name, Tm_value* value) {
+    return set_member(group, name, std::unique_ptr<Tm_value>(value));
+}
+
+void Message::replace_value(TMG group, int i, std::unique_ptr<Tm_value> value) {
+    get_struct(group).replace_value(i, std::move(value));
+}
+
+std::unique_ptr<Tm_value> Message::take_member(TMG group, int i) {
+    return get_struct(group).take_member(i);
+}
+
+void Message::remove_member(TMG group, int i) { get_struct(group).remove_member(i); }
+
+bool Message::remove_member(TMG group, std::string_view name) {
+    return get_struct(group).remove_member(name);
+}
+
+void Message::rename_member(TMG group, int i, std::string_view name) {
+    get_struct(group).rename_member(i, name);
 }

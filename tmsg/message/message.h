@@ -35,8 +35,14 @@ struct message_context;
 
 class TMSG_API Message : public Tm_value,
                          public Tm_message_kind,
-                         public Tm_member_getters<Message, Tm_message_kind::TMG> {
+                         public Tm_member_getters<Message, Tm_message_kind::TMG>,
+                         public Tm_finders<Message, Tm_message_kind::TMG> {
 public:
+    /// Make a message of that type.
+    static Message request(Tm_name name);
+    static Message response();
+    static Message fault(int code, std::string_view text);
+
     /// Makes an empty response whose structs share names.
     Message();
     /// Makes an empty response whose structs own their names. The argument has no effect.
@@ -93,8 +99,46 @@ public:
     void add_member(TMG group, Tm_name name, unsigned char const* data, unsigned int length);
     /// Adds a file, which is opened for reading. The open mode has no effect.
     void add_member(TMG group, Tm_name name, std::string const& path, unsigned int open_mode);
+    void add_member(TMG group, Tm_name name, long long value);
+    void add_member(TMG group, Tm_name name, unsigned long long value);
+    /// Does what add_member() of Tm_struct does with values, vectors, owners and optionals.
+    template <class Compound, class = std::enable_if_t<tm_is_compound<Compound>>>
+    void add_member(TMG group, Tm_name name, Compound&& value) {
+        get_struct(group).add_member(name, std::forward<Compound>(value),
+                                     get_send_member_string(group));
+    }
+    template <class Unlisted, class = std::enable_if_t<tm_is_unlisted<Unlisted>>>
+    void add_member(TMG group, Tm_name name, Unlisted const* pointer) = delete;
+    void add_file(TMG group, Tm_name name, std::string const& path);
     /// Takes ownership of the value, and deletes it when the call throws.
     void add_member_and_own(TMG group, Tm_name name, Tm_value* value);
+
+    /// Each does what the operation of Tm_struct with that name does, in the group.
+    template <class Value>
+    int set_member(TMG group, std::string_view name, Value&& value) {
+        return get_struct(group).set_any(name, std::forward<Value>(value),
+                                         get_send_member_string(group));
+    }
+    int set_member(TMG group, std::string_view name, unsigned char const* data,
+                   unsigned int length);
+    int set_member_and_own(TMG group, std::string_view name, Tm_value* value);
+    void replace_value(TMG group, int i, std::unique_ptr<Tm_value> value);
+    std::unique_ptr<Tm_value> take_member(TMG group, int i);
+    void remove_member(TMG group, int i);
+    bool remove_member(TMG group, std::string_view name);
+    void rename_member(TMG group, int i, std::string_view name);
+    template <class Key>
+    Tm_struct* edit_struct(TMG group, Key const& key) {
+        return get_struct(group).edit_struct(key);
+    }
+    template <class Key>
+    Tm_array* edit_array(TMG group, Key const& key) {
+        return get_struct(group).edit_array(key);
+    }
+    template <class Key>
+    Message* edit_message(TMG group, Key const& key) {
+        return get_struct(group).edit_message(key);
+    }
 
     int get_member_count(TMG group) const;
     TMV get_member_value_type(TMG group, int i) const;
@@ -174,13 +218,36 @@ public:
     Tm_header header;
 
 private:
+    friend class Tm_finders<Message, TMG>;
     friend class Tm_member_getters<Message, TMG>;
 
     template <class... Datum>
     void add(TMG group, Tm_name name, Datum const&... datum);
+    template <class Key>
+    Tm_value const* find_value(TMG group, Key key) const {
+        return get_const_struct(group).find_value(key);
+    }
+    template <class T, class Key>
+    T number_at(TMG group, Key key) const {
+        return in_group(
+            group, [&](Tm_struct const& members) { return members.template number_at<T>(key); });
+    }
     template <class Result, class Key>
     Result read_member(TMG group, Key key) const {
-        return get_const_struct(group).template read_member<Result>(key);
+        return in_group(group, [&](Tm_struct const& members) {
+            return members.template read_member<Result>(key);
+        });
+    }
+    /// Adds the group to the path of an exception.
+    template <class Operation>
+    auto in_group(TMG group, Operation operation) const {
+        Tm_struct const& members = get_const_struct(group);
+        try {
+            return operation(members);
+        } catch (Tm_exception& failure) {
+            failure.add_name_before(group == TMG_META ? "meta" : "body");
+            throw;
+        }
     }
 
     void place_name_table(std::unique_ptr<Tm_array> table);

@@ -36,9 +36,6 @@ public:
 
     Storage(Storage const&) = default;
     Storage& operator=(Storage const&) = default;
-    Storage(Storage&& other) noexcept : Storage(static_cast<Storage const&>(other)) {
-        other.leave();
-    }
 
     /// Returns whether there is a vector, which another storage has not taken.
     bool is_there() const { return rep_ != nullptr; }
@@ -101,7 +98,8 @@ Tm_binary& Tm_binary::operator=(Tm_binary const& other) noexcept {
 }
 
 Tm_binary::Tm_binary(Tm_binary&& other) noexcept : Tm_value(other) {
-    new (room_) Storage(std::move(other.storage()));
+    new (room_) Storage(other.storage());
+    other.storage().leave();
 }
 
 Tm_binary& Tm_binary::operator=(Tm_binary&& other) noexcept {

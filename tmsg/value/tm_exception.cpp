@@ -1,7 +1,9 @@
 #include "tmsg/value/tm_exception.h"
 
 #include <cstdio>
+#include <utility>
 
+#include "tmsg/value/tm_path.h"
 #include "tmsg/value/tm_value.h"
 
 namespace {
@@ -20,10 +22,46 @@ Tm_exception::~Tm_exception() = default;
 
 char const* Tm_exception::what() const noexcept { return message_.c_str(); }
 
+void Tm_exception::add_before(std::string step) {
+    bool const is_name_next = !path_.empty() && path_.front() != '[';
+    path_ = std::move(step) + (is_name_next ? "." : "") + path_;
+}
+
+void Tm_exception::add_name_before(std::string_view name) noexcept {
+    try {
+        std::string step;
+        tm_append_name(step, name);
+        add_before(std::move(step));
+    } catch (std::exception const&) {
+        return;
+    }
+}
+
+void Tm_exception::add_position_before(int position) noexcept {
+    try {
+        std::string step;
+        tm_append_position(step, position);
+        add_before(std::move(step));
+    } catch (std::exception const&) {
+        return;
+    }
+}
+
+void Tm_exception::add_path_to_text() noexcept {
+    try {
+        message_ = path_ + ": " + message_;
+    } catch (std::exception const&) {
+        return;
+    }
+}
+
 Tm_out_of_range_exception::Tm_out_of_range_exception(char const* label, int value, int low,
                                                      int high) {
     construct(label, value, low, high);
 }
+
+Tm_out_of_range_exception::Tm_out_of_range_exception(std::string const& text)
+    : Tm_exception(text) {}
 
 Tm_out_of_range_exception::Tm_out_of_range_exception(int value, int low, int high) {
     construct("index", value, low, high);

@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <string>
+#include <string_view>
 
 #include "tmsg/export.h"
 #include "tmsg/value/tm_type_code.h"
@@ -22,9 +23,22 @@ public:
 
     /// Returns the text, which is valid as long as this object lives.
     char const* what() const noexcept override;
+    /// Returns the place of the value in its tree, as tm_path.h writes it: "body.count" from a
+    /// getter of a message. The path is empty where the place is not known.
+    std::string const& path() const noexcept { return path_; }
+    /// Both add a step in front of the path, unless there is no memory.
+    void add_name_before(std::string_view name) noexcept;
+    void add_position_before(int position) noexcept;
+    /// Puts the path and a colon in front of the text, unless there is no memory.
+    void add_path_to_text() noexcept;
 
 protected:
     std::string message_;
+
+private:
+    void add_before(std::string step);
+
+    std::string path_;
 };
 
 /// A position, group, size or length is outside the range from `low` to `high`, both included.
@@ -34,6 +48,8 @@ public:
     Tm_out_of_range_exception(char const* label, int value, int low, int high);
     /// Does the same with the label "index".
     Tm_out_of_range_exception(int value, int low, int high);
+    /// Copies the text.
+    explicit Tm_out_of_range_exception(std::string const& text);
 
 private:
     void construct(char const* label, int value, int low, int high);
