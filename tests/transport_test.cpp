@@ -88,6 +88,57 @@ TEST(Sender, SendsNamesByIndexWhenAsked) {
     EXPECT_FALSE(message->get_use_send_member_string());
 }
 
+TEST(Source, GivesTheChunksOfTheSender) {
+    Scratch const scratch;
+    std::string const path = scratch.file("large", "");
+    std::filesystem::resize_file(path, 12000000);
+    auto samples = sample_messages();
+    samples.push_back(make_message(Message::TMT_RESPONSE));
+    samples.back()->add_member(body, "file", path, 0U);
+    for (auto const& message : samples) {
+        std::size_t const whole_size = tm_encoded_size(*message);
+        auto const size = static_cast<int>(std::min<std::size_t>(whole_size, 1048574));
+        std::vector<int> sizes = {size - 1, size, size + 1, 1048575};
+        for (int i = 1; i < 300 && whole_size < 100000; ++i) sizes.push_back(i);
+        for (int const chunk_size : sizes) {
+            Bytes joined;
+            unsigned char const* chunk = nullptr;
+            std::size_t count = 0;
+            Tm_chunk_source source(*message, 0x123456, 3, chunk_size);
+            while (source.next(chunk, count)) joined.insert(joined.end(), chunk, chunk + count);
+            EXPECT_FALSE(source.next(chunk, count));
+            Bytes expected;
+            for (Bytes const& bytes : chunks_of(*message, 0x123456, chunk_size)) {
+                expected.insert(expected.end(), bytes.begin(), bytes.end());
+            }
+            ASSERT_TRUE(expected == joined) << chunk_size;
+        }
+    }
+    Receiver receiver;
+    std::string const chunks = tm_to_chunks(*samples[0], 9, 10);
+    receiver.take(1, Bytes(chunks.begin(), chunks.end()));
+    EXPECT_TRUE(*receiver.messages.at({1, 9}) == *samples[0]);
+    EXPECT_EQ(0U, receiver.messages.at({1, 9})->header.get_tmport());
+}
+
+TEST(Source, RefusesWhatTheSenderRefusesAndEndsAfterAnError) {
+    EXPECT_THROWS("chunk size 0 out of range 1..1048575", Tm_chunk_source(Message(), 1, 0, 0));
+    EXPECT_THROWS("String length 65536 out of range 0..65535",
+                  Tm_chunk_source(Message::request(std::string(65536, 'n')), 1, 0, 10));
+    Scratch const scratch;
+    std::string const path = scratch.file("shrinks", "");
+    std::filesystem::resize_file(path, 12000000);
+    Message cut;
+    cut.add_member(body, "file", path, 0U);
+    std::filesystem::resize_file(path, 1000000);
+    Tm_chunk_source source(cut, 1, 0, 100000);
+    unsigned char const* chunk = nullptr;
+    std::size_t size = 0;
+    for (int i = 0; i < 9; ++i) EXPECT_TRUE(source.next(chunk, size));
+    EXPECT_THROWS("failed to read from " + path, source.next(chunk, size));
+    EXPECT_FALSE(source.next(chunk, size));
+}
+
 TEST(Receiver, ReportsWhatFailsAndLeavesTheRestAlone) {
     std::string const incomplete = "1/5 decoder expecting more data after end of buffer";
     std::string const unknown_tag = "1/5 unknown tag found: 09h at byte 1";
@@ -133,6 +184,34 @@ TEST(Receiver, DropsIdleMessagesAndForgetsConnections) {
     receiver.take(2, chunk(false, true, 5, "84 04 84 82"));
     receiver.take(3, chunk(true, true, 5, whole));
     EXPECT_EQ(2U, receiver.messages.size());
+}
+
+TEST(Receiver, ReportsWhatTheEndOfAStreamLeavesUnfinished) {
+    std::string const file = "02 04 84 04 05 07 00 01 66 15 00 00 00 01 78 ";
+    Receiver receiver;
+    receiver.take(1, chunk(true, false, 9, file));
+    receiver.take(1, chunk(true, false, 7, whole));
+    receiver.take(1, chunk(true, false, 8, "02 09"));
+    receiver.take(1, {0x00, 0x80, 0x00});
+    receiver.take(2, chunk(true, false, 7, "02 04 84"));
+    receiver.finish(1);
+    receiver.finish(1);
+    receiver.finish(3);
+    EXPECT_EQ(
+        rows("1/8 unknown tag found: 09h at byte 1", "1/7 message without a last chunk",
+             "1/9 decoder expecting more data after end of buffer", "1/0 stream ends within the header of a chunk"),
+        receiver.errors);
+    EXPECT_EQ(0, remove_received_files());
+    receiver.take(1, chunk(false, true, 9, "82"));
+    EXPECT_EQ("1/9 chunk continues no known message", receiver.errors.back()) << "the connection is new";
+    receiver.take(2, chunk(false, true, 7, "04 84 82"));
+    EXPECT_EQ(1U, receiver.messages.size()) << "others go on";
+    // A chunk of which the end is missing.
+    Bytes cut = chunk(true, true, 7, whole);
+    cut.pop_back();
+    receiver.take(1, cut);
+    receiver.finish(1);
+    EXPECT_EQ("1/7 decoder expecting more data after end of buffer", receiver.errors.back());
 }
 
 /// Its further chunks are ignored while they keep coming, and are unknown after that.

@@ -149,4 +149,58 @@ TEST(ReceivedFiles, AreRemovedFromTheWholeTree) {
     EXPECT_EQ("content", content_of(path)) << "it was not received";
 }
 
+TEST(Bytes, OfAMessageComeBackAndHaveTheSizeThatIsAnnounced) {
+    Scratch const scratch;
+    for (std::size_t const size : {0UL, 1000UL, 12000000UL}) {
+        std::string const path = scratch.file("f", "");
+        std::filesystem::resize_file(path, size);
+        auto const message = every_kind_request();
+        message->add_member(body, "file", path, 0U);
+        std::string out = "before";
+        tm_append_bytes(out, *message);
+        std::string const bytes = tm_to_bytes(*message);
+        EXPECT_EQ("before" + bytes, out);
+        EXPECT_EQ(bytes.size(), tm_encoded_size(*message));
+        auto const came = tm_from_bytes(bytes);
+        EXPECT_EQ(size, came->get_member_file(body, "file")->size());
+        EXPECT_EQ(bytes, tm_to_bytes(*came));
+        EXPECT_EQ(1, remove_received_files());
+    }
+}
+
+TEST(Bytes, ThatAreNoMessageThrowAndLeaveNothingBehind) {
+    std::string const file = "02 04 84 04 05 07 00 01 66 15 00 00 00 01 78 85 ";
+    std::string const more = "decoder expecting more data after end of buffer";
+    for (std::string const& row : {"-> " + more, file + "-> " + more,
+                                   file + "84 82 00 -> unexpected method call begin in method response: 00h at byte 18",
+                                   std::string("0C 01 -> unexpected bool in method: 0Ch at byte 0")}) {
+        Bytes const bytes = split(row).first;
+        EXPECT_THROWS(split(row).second, tm_from_bytes(std::string(bytes.begin(), bytes.end())));
+        EXPECT_EQ(0, remove_received_files());
+    }
+    Tm_limits limits;
+    limits.max_depth = 2;
+    EXPECT_THROWS("nested deeper than 2 levels: 06h at byte 55",
+                  tm_from_bytes(tm_to_bytes(*every_kind_request()), limits));
+
+    Scratch const scratch;
+    std::string const path = scratch.file("shrinks", "");
+    std::filesystem::resize_file(path, 12000000);
+    Message cut;
+    cut.add_member(body, "file", path, 0U);
+    std::filesystem::resize_file(path, 1000000);
+    std::string out = "before";
+    EXPECT_THROWS("failed to read from " + path, tm_append_bytes(out, cut));
+    EXPECT_EQ("before", out);
+}
+
+TEST(Text, OfAWholeValueIsThatOfTheEncoders) {
+    Message message = Message::request("add");
+    message.add_member(body, "a", 1);
+    EXPECT_EQ("request {name \"add\" struct {} struct {\"a\" {int32_t 1 } } } ", tm_to_text(message));
+    EXPECT_EQ("{\"name\": \"add\", \"request\": [{}, {\"a\": 1}]}", tm_to_json(message));
+    EXPECT_EQ("int32_t 7 ", tm_to_text(Tm_int32(7)));
+    EXPECT_EQ("[1, \"x\"]", tm_to_json(Tm_array{1, "x"}));
+}
+
 }  // namespace

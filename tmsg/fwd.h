@@ -12,7 +12,7 @@
 ///  - tmsg/text/: Tm_text_encoder, the encoders of JSON, XML and list text, Tm_tcl_decoder,
 ///    Tm_text_creator, Tm_bin_decoder_to_text
 ///  - tmsg/creator/: Tm_creator, Tm_creator_base
-///  - tmsg/transport/: Tm_chunk_sender, Tm_chunk_receiver, Tm_chunk_reader
+///  - tmsg/transport/: Tm_chunk_sender, Tm_chunk_source, Tm_chunk_receiver, Tm_chunk_reader
 #pragma once
 
 class Message;
@@ -29,6 +29,7 @@ class Tm_bool;
 class Tm_chunk_reader;
 class Tm_chunk_receiver;
 class Tm_chunk_sender;
+class Tm_chunk_source;
 class Tm_creator;
 class Tm_creator_base;
 class Tm_date;

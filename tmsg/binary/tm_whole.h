@@ -1,7 +1,13 @@
 /// Encodes or decodes a whole value or message in one call.
 ///
+///     std::string bytes = tm_to_bytes(message);
+///     std::unique_ptr<Message> same = tm_from_bytes(bytes);  // throws unless it is one message
+///
+/// The functions below do the same for values, for other containers of bytes, in pieces and with
+/// an encoder or a decoder of the caller.
+///
 ///     std::vector<unsigned char> bytes;
-///     tm_encode_into(bytes, message);
+///     tm_encode_into(bytes, value);
 ///
 ///     tm_encode(message, [&](unsigned char const* data, std::size_t size) {
 ///         return write(data, size);
@@ -36,14 +42,34 @@
 #include <algorithm>
 #include <cstddef>
 #include <functional>
+#include <memory>
+#include <string>
 #include <string_view>
 
 #include "tmsg/export.h"
 #include "tmsg/message/tm_children.h"
 #include "tmsg/value/tm_exception.h"
+#include "tmsg/value/tm_limits.h"
 #include "tmsg/value/tm_value.h"
 
+class Message;
 class Tm_bin_decoder_base;
+
+/// Both write the wire form of the message, with the names that it has: if the name table or a wire
+/// index is wrong, they send a corrected copy of the message, as Tm_chunk_sender does. They throw
+/// what tm_encode() and copying throw. tm_append_bytes() then leaves `out` as before.
+TMSG_API std::string tm_to_bytes(Message const& message);
+TMSG_API void tm_append_bytes(std::string& out, Message const& message);
+
+/// Returns the number of bytes that tm_to_bytes() returns, and throws the same exceptions. Does not
+/// read large files.
+TMSG_API std::size_t tm_encoded_size(Message const& message);
+
+/// Decodes one message. Throws Tm_exception with the error text of Tm_bin_decoder for all other
+/// bytes, also when bytes come after the message, and std::bad_alloc. Before it throws, removes the
+/// files that the message brought.
+TMSG_API std::unique_ptr<Message> tm_from_bytes(std::string_view bytes,
+                                                Tm_limits const& limits = {});
 
 /// Encodes the value with a Tm_bin_encoder or a Tm_xml_encoder, which the caller owns.
 /// Calls `ship(data, size, is_last)` with each piece. The data is valid during the call. Every

@@ -42,7 +42,7 @@ void Tm_text_encoder::grow(std::size_t size) {
 
 void Tm_text_encoder::hand_over() {
     sink_(std::string_view(output_).substr(0, size_));
-    limit_left_ -= static_cast<unsigned int>(std::min<std::size_t>(size_, limit_left_));
+    limit_left_ -= std::min(size_, limit_left_);
     size_ = 0;
 }
 

@@ -11,6 +11,7 @@
 #include <charconv>
 #include <cstddef>
 #include <functional>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -24,6 +25,8 @@ class TMSG_API Tm_text_encoder : public Tm_visitor {
 public:
     /// The default size limit, in bytes of text.
     static constexpr unsigned int DEFAULT_LIMIT = 0x7FFFFFFF;
+    /// As the size limit: there is none.
+    static constexpr unsigned int NO_LIMIT = 0xFFFFFFFF;
 
     /// Takes the next piece of the text, which is valid during the call.
     using Sink = std::function<void(std::string_view text)>;
@@ -43,7 +46,9 @@ public:
     virtual std::string const& get_string() const = 0;
 
 protected:
-    explicit Tm_text_encoder(unsigned int limit) : limit_(limit), limit_left_(limit) {}
+    explicit Tm_text_encoder(unsigned int limit)
+        : limit_(limit == NO_LIMIT ? std::numeric_limits<std::size_t>::max() / 2 : limit),
+          limit_left_(limit_) {}
     Tm_text_encoder(Tm_text_encoder const&) = default;
     Tm_text_encoder& operator=(Tm_text_encoder const&) = default;
 
@@ -96,7 +101,7 @@ private:
 
     mutable std::string output_;  ///< the text and spare room, which text() cuts off
     std::size_t size_ = 0;        ///< the bytes of the text
-    unsigned int limit_;
-    unsigned int limit_left_;  ///< the limit less the bytes that the sink has got
+    std::size_t limit_;
+    std::size_t limit_left_;  ///< the limit less the bytes that the sink has got
     Sink sink_;
 };

@@ -13,6 +13,7 @@
 namespace {
 
 char const idle_text[] = "message dropped: no data since 20 collections of garbage";
+char const cut_header_text[] = "stream ends within the header of a chunk";
 
 /// Corrects the sum of held bytes when a message has got bytes, also after an exception.
 class Recount {
@@ -149,9 +150,13 @@ void Tm_chunk_receiver::begin_chunk(Connection& connection, Outcome& outcome) {
 /// or an empty text when there is none.
 std::string Tm_chunk_receiver::break_off(Connection& connection) {
     Unfinished const message = take_message(connection);
-    if (message == nullptr) return {};
-    message->finalize();
-    return message->hasError() ? message->error() : Tm_chunk_reader::NO_LAST_CHUNK;
+    return message == nullptr ? std::string() : text_of_unfinished(*message);
+}
+
+/// Returns the error text of a message that gets no further chunks.
+std::string Tm_chunk_receiver::text_of_unfinished(MessageChunk& message) {
+    message.finalize();
+    return message.hasError() ? message.error() : Tm_chunk_reader::NO_LAST_CHUNK;
 }
 
 void Tm_chunk_receiver::begin_message(Connection& connection) {
@@ -245,6 +250,21 @@ void Tm_chunk_receiver::forget(int originator) {
     messages_.takeAllOf(originator,
                         [](std::unique_ptr<MessageChunk> one) { Unfinished(one.release()); });
     connections_.erase(known);
+}
+
+/// Makes all texts first, so that a failing allocation forgets nothing.
+void Tm_chunk_receiver::finish(int originator) {
+    auto const known = connections_.find(originator);
+    if (known == connections_.end()) return;
+    std::vector<std::pair<unsigned int, std::string>> reports;
+    messages_.forEach([&](MessageChunk& message) {
+        if (message.getOriginator() != originator) return;
+        reports.emplace_back(message.getSeqNo(), text_of_unfinished(message));
+    });
+    if (known->second->reader.is_within_header()) reports.emplace_back(0U, cut_header_text);
+    forget(originator);
+    if (!on_error_) return;
+    for (auto const& [seq_no, text] : reports) on_error_(originator, seq_no, text);
 }
 
 /// Allocates everything first, so that a failing allocation drops no message without a report.

@@ -6,7 +6,7 @@
 ///         },
 ///         [](int, unsigned int, std::string const& text) { report(text); });
 ///     while (std::size_t const size = read_some(data)) receiver.receive(connection, data, size);
-///     receiver.forget(connection);
+///     receiver.finish(connection);  // or forget(), which reports nothing
 ///
 /// An originator is any number that distinguishes the connections. Pass the bytes of a stream in
 /// pieces of any size. One connection may carry chunks of several messages in turn.
@@ -14,10 +14,10 @@
 /// goes on with all other messages.
 /// Only one thread at a time may use a receiver.
 ///
-/// Handlers may call forget(), but must not call receive() for the same originator. An exception of
-/// a handler passes through receive() after the rest of the input has been read. When several
-/// handlers throw, the first exception passes. std::bad_alloc passes in the same way, and the
-/// receiver drops the message that needed the memory. Only at the first input of an originator,
+/// Handlers may call forget() and finish(), but must not call receive() for the same originator. An
+/// exception of a handler passes through receive() after the rest of the input has been read. When
+/// several handlers throw, the first exception passes. std::bad_alloc passes in the same way, and
+/// the receiver drops the message that needed the memory. Only at the first input of an originator,
 /// std::bad_alloc may pass before the input is read.
 #pragma once
 
@@ -63,6 +63,12 @@ public:
     /// nothing.
     void forget(int originator);
 
+    /// Does the same at the end of a stream, but reports each unfinished message, in the order of
+    /// the sequence numbers. Then reports a header of which the last bytes are missing, with the
+    /// sequence number 0. When a handler throws, does not report the rest. When there is no memory,
+    /// throws std::bad_alloc and forgets nothing.
+    void finish(int originator);
+
     /// Drops and reports each unfinished message that got no data during the last 20 calls. When a
     /// handler throws, drops the other messages too, but does not report them.
     void collect_garbage();
@@ -89,6 +95,7 @@ private:
     void end_chunk(Connection& connection, Outcome& outcome);
     MessageChunk* message_of(Connection const& connection);
     Unfinished take_message(Connection& connection);
+    static std::string text_of_unfinished(MessageChunk& message);
 
     Message_handler on_message_;
     Error_handler on_error_;

@@ -7,16 +7,14 @@
 ///
 /// A chunk is header and payload in one piece, ready for a socket. One sender sends any number of
 /// messages, one after another, also after an exception. Its buffer has the size of one chunk.
+/// For a socket that does not block, use Tm_chunk_source.
 #pragma once
 
 #include <cstddef>
 #include <functional>
 
 #include "tmsg/export.h"
-#include "tmsg/value/tm_owners.h"
-
-class Message;
-class Tm_bin_encoder;
+#include "tmsg/transport/tm_chunk_source.h"
 
 class TMSG_API Tm_chunk_sender {
 public:
@@ -25,9 +23,12 @@ public:
 
     /// The form in which the names of the body's members are sent.
     enum class Names {
-        as_built,  ///< the form that the message has
+        /// The form that the message has. If its name table or a wire index is wrong, because it
+        /// was changed, the sender sends a corrected copy, as Tm_chunk_source does.
+        as_built,
         /// By index. The sender indexes a copy of the message and sends the copy. When the copy
-        /// cannot be indexed, it is sent as it is. Copying opens the files of the message again,
+        /// cannot be indexed, it is sent as with as_built. Copying opens the files of the message
+        /// again,
         /// and empties a file that was opened for writing.
         by_index
     };
@@ -43,7 +44,7 @@ public:
     /// Returns false when the sink returned false.
     /// Before the first chunk, throws Tm_out_of_range_exception for a method or member name longer
     /// than 65,535 bytes. Throws Tm_file_read_exception when a file cannot be read or has become
-    /// shorter, and what the sink throws. With by_index, copying the message can throw, too.
+    /// shorter, and what the sink throws. Where the message is copied, copying can throw, too.
     bool send(Message const& message, unsigned int seq_no, unsigned char tmport, Sink const& sink,
               Names names = Names::as_built);
 
@@ -51,5 +52,5 @@ private:
     bool send_as_it_is(Message const& message, Sink const& sink, unsigned int seq_no,
                        unsigned char tmport);
 
-    Tm_owned<Tm_bin_encoder> encoder_;
+    Tm_chunk_source source_;
 };
