@@ -15,7 +15,8 @@ layer_of() {
         binary/*) echo 5 ;;
         text/*) echo 6 ;;
         transport/*) echo 8 ;;
-        tmsg.h) echo 9 ;;
+        rpc/*) echo 9 ;;
+        tmsg.h) echo 10 ;;
         *) echo unknown ;;
     esac
 }

@@ -13,6 +13,7 @@
 ///    Tm_text_creator, Tm_bin_decoder_to_text
 ///  - tmsg/creator/: Tm_creator, Tm_creator_base
 ///  - tmsg/transport/: Tm_chunk_sender, Tm_chunk_source, Tm_chunk_receiver, Tm_chunk_reader
+///  - tmsg/rpc/: Tm_caller, Tm_service, Tm_fault_exception
 #pragma once
 
 class Message;
@@ -26,6 +27,7 @@ class Tm_bin_decoder_to_text;
 class Tm_bin_encoder;
 class Tm_binary;
 class Tm_bool;
+class Tm_caller;
 class Tm_chunk_reader;
 class Tm_chunk_receiver;
 class Tm_chunk_sender;
@@ -35,12 +37,14 @@ class Tm_creator_base;
 class Tm_date;
 class Tm_double;
 class Tm_exception;
+class Tm_fault_exception;
 class Tm_file;
 class Tm_header;
 class Tm_int;
 class Tm_json_encoder;
 class Tm_message_peek_decoder;
 class Tm_prenamed_struct;
+class Tm_service;
 class Tm_string;
 class Tm_struct;
 class Tm_tcl_decoder;

@@ -14,7 +14,7 @@
 ///  - Different threads may use and change different objects. Two copies of one message are
 ///    different objects.
 ///  - Only one thread at a time may use an object that is not a value, such as an encoder, a
-///    decoder, a receiver or a catalogue.
+///    decoder, a receiver, a caller or a catalogue.
 #pragma once
 
 #include "tmsg/binary/tm_bin_decoder.h"
@@ -35,6 +35,8 @@
 #include "tmsg/message/tm_children.h"
 #include "tmsg/message/tm_header.h"
 #include "tmsg/message/tm_tree.h"
+#include "tmsg/rpc/tm_caller.h"
+#include "tmsg/rpc/tm_service.h"
 #include "tmsg/text/tm_json_encoder.h"
 #include "tmsg/text/tm_tcl_decoder.h"
 #include "tmsg/text/tm_tcl_encoder.h"
