@@ -21,7 +21,6 @@
 namespace {
 
 constexpr auto body = Message::TMG_BODY;
-constexpr unsigned int request_no = 1;
 
 char const usage[] =
     "Usage: tmsg_demo_client [--method NAME] PORT FILE\n"
@@ -65,21 +64,19 @@ void add_values(Message& message) {
     message.add_member(body, "message", &note);
 }
 
-/// Reads until the reply is complete.
-std::unique_ptr<Message> receive_answer(ACE_SOCK_Stream const& stream, std::size_t& bytes) {
-    std::unique_ptr<Message> answer;
-    auto const on_message = [&](std::unique_ptr<Message> message, int, Tm_header const& header) {
-        if (header.get_seq_no() != request_no) throw std::runtime_error("answer to another call");
-        answer = std::move(message);
+/// Reads until no call waits.
+void receive_answers(ACE_SOCK_Stream const& stream, Tm_caller& caller, std::size_t& bytes) {
+    auto const on_message = [&](std::unique_ptr<Message> answer, int, Tm_header const& header) {
+        bool const is_wanted = caller.take(std::move(answer), header.get_seq_no());
+        if (!is_wanted) throw std::runtime_error("answer to another call");
     };
     auto const on_error = [](int, unsigned int, std::string const& text) {
         throw std::runtime_error("broken answer: " + text);
     };
     Tm_chunk_receiver receiver(on_message, on_error);
-    while (answer == nullptr) {
+    while (caller.waiting() > 0) {
         if (!receive_some(stream, receiver, bytes)) throw std::runtime_error("connection closed");
     }
-    return answer;
 }
 
 std::unique_ptr<Message> call(Message const& request, unsigned short port) {
@@ -88,10 +85,16 @@ std::unique_ptr<Message> call(Message const& request, unsigned short port) {
     if (ACE_SOCK_Connector().connect(stream, ACE_INET_Addr(port, host), &timeout) != 0) {
         fail("cannot connect to port " + std::to_string(port));
     }
+    std::unique_ptr<Message> answer;
+    Tm_caller caller;
+    // There is no deadline, because each read has its own.
+    unsigned int const seq_no =
+        caller.start(Tm_caller::time_point::max(),
+                     [&](std::unique_ptr<Message> message) { answer = std::move(message); });
     auto const start = std::chrono::steady_clock::now();
-    Traffic const sent = send_message(stream, request, request_no);
+    Traffic const sent = send_message(stream, request, seq_no);
     std::size_t received = 0;
-    auto answer = receive_answer(stream, received);
+    receive_answers(stream, caller, received);
     auto const time = std::chrono::steady_clock::now() - start;
     stream.close();
     std::cout << "  sent " << traffic_text(sent) << ", received " << received << " bytes, took "

@@ -29,22 +29,18 @@ char const usage[] =
     "Answers calls of demo.store at PORT of this machine, or at a free one, which it prints.\n"
     "SIGINT and SIGTERM end it. Ends with 2 for bad arguments. Also: --help, --version.\n";
 
-enum Fault { unknown_method = 1, bad_request = 2, broken_message = 3 };
-
-void make_fault(Message& answer, Fault code, std::string const& text) {
-    answer.set_msg_type(Message::TMT_FAULT);
-    answer.set_fault_code(code);
-    answer.set_fault_string(text.substr(0, 200).c_str());
-}
+/// The code of the answer to a message that cannot be decoded. Tm_service uses 1 and 2.
+constexpr int broken_message = 3;
 
 /// Puts the size and CRC of the file, and a copy of every other value, into the reply. Each getter
 /// throws when the request has no such member, and when the member has another type.
-void store(Message const& request, Message& answer) {
+Message store(Message const& request) {
     Tm_file const& file = *request.get_member_file(body, "file");
     unsigned int const crc = crc_of(file);
     if (crc != request.get_member_uint32(body, "crc32")) {
         throw std::runtime_error("the file arrived with another CRC than it was sent with");
     }
+    Message answer;
     answer.add_member(body, "size", file.size());
     answer.add_member(body, "crc32", crc);
     answer.add_member(body, "int8", request.get_member_int8(body, "int8"));
@@ -62,16 +58,7 @@ void store(Message const& request, Message& answer) {
     answer.add_member(body, "array", request.get_member_array(body, "array"));
     answer.add_member(body, "struct", request.get_member_struct(body, "struct"));
     answer.add_member(body, "message", request.get_member_message(body, "message"));
-}
-
-void make_answer(Message const& request, Message& answer) {
-    std::string const& method = request.get_request_name();
-    if (method != "demo.store") return make_fault(answer, unknown_method, "no method " + method);
-    try {
-        store(request, answer);
-    } catch (std::exception const& error) {
-        make_fault(answer, bad_request, error.what());
-    }
+    return answer;
 }
 
 /// Returns a descriptor that becomes readable when a signal must end the server. wait_for() waits
@@ -93,7 +80,7 @@ bool wait_for(int handle, int stop, int seconds) {
     return ::poll(watched, 2, seconds * 1000) > 0 && watched[1].revents == 0;
 }
 
-void serve(ACE_SOCK_Stream const& stream, int stop) {
+void serve(ACE_SOCK_Stream const& stream, Tm_service const& service, int stop) {
     std::size_t received = 0;
     auto const send = [&](Message const& answer, unsigned int seq_no, std::string const& what) {
         Traffic const sent = send_message(stream, answer, seq_no);
@@ -103,15 +90,12 @@ void serve(ACE_SOCK_Stream const& stream, int stop) {
         received = 0;
     };
     auto const on_request = [&](std::unique_ptr<Message> request, int, Tm_header const& header) {
-        Message answer;
-        make_answer(*request, answer);
+        Message const answer = service.answer(*request);
         tm_remove_received_files(*request);
         send(answer, header.get_seq_no(), kinds_text(*request));
     };
     auto const on_error = [&](int, unsigned int seq_no, std::string const& text) {
-        Message answer;
-        make_fault(answer, broken_message, text);
-        send(answer, seq_no, text);
+        send(Message::fault(broken_message, text), seq_no, text);
     };
     Tm_chunk_receiver receiver(on_request, on_error);
     while (wait_for(stream.get_handle(), stop, patience) &&
@@ -127,11 +111,13 @@ void run(unsigned short port) {
     acceptor.get_local_addr(address);
     std::cout << address.get_port_number() << std::endl;
 
+    Tm_service service;
+    service.on("demo.store", store);
     while (wait_for(acceptor.get_handle(), stop, -1)) {
         ACE_SOCK_Stream stream;
         if (acceptor.accept(stream) != 0) continue;
         try {
-            serve(stream, stop);
+            serve(stream, service, stop);
         } catch (std::exception const& error) {
             std::cerr << "tmsg_demo_server: a client was dropped: " << error.what() << std::endl;
         }

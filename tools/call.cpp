@@ -16,8 +16,6 @@
 
 namespace {
 
-constexpr unsigned int call_number = 1;
-
 /// The moment at which the time for the call ends.
 class Deadline {
 public:
@@ -25,6 +23,7 @@ public:
         : end_(Clock::now() + std::chrono::duration_cast<Clock::duration>(
                                   std::chrono::duration<double>(seconds))) {}
 
+    std::chrono::steady_clock::time_point end() const { return end_; }
     /// Returns the time that is left, which is never negative.
     ACE_Time_Value left() const {
         auto const left = std::max(end_ - Clock::now(), Clock::duration::zero());
@@ -110,27 +109,25 @@ void connect(Connection& connection, std::string const& address, Deadline const&
     throw Failure::of_system("failed to connect to " + address);
 }
 
-/// Returns the reply to the call, and ignores other messages.
-std::unique_ptr<Message> wait_for_answer(Connection& connection, Temporary_files& files,
-                                         Tm_limits const& limits, Deadline const& deadline) {
-    std::unique_ptr<Message> answer;
+/// Receives until no call waits, and ignores messages that are no reply. Throws Failure when the
+/// reply to `seq_no` is damaged.
+void receive_answer(Connection& connection, Tm_caller& caller, unsigned int seq_no,
+                    Temporary_files& files, Tm_limits const& limits, Deadline const& deadline) {
     std::string error;
     Tm_chunk_receiver receiver(
         [&](std::unique_ptr<Message> message, int, Tm_header const& header) {
             files.add(*message);
-            if (header.get_seq_no() == call_number && answer == nullptr)
-                answer = std::move(message);
+            caller.take(std::move(message), header.get_seq_no());
         },
-        [&](int, unsigned int seq_no, std::string const& text) {
-            if (seq_no == call_number) error = text;
+        [&](int, unsigned int damaged, std::string const& text) {
+            if (damaged == seq_no) error = text;
         },
         limits);
-    while (answer == nullptr && error.empty()) {
+    while (caller.waiting() > 0 && error.empty()) {
         if (!connection.receive(receiver, deadline))
             throw Failure("connection closed without an answer");
     }
-    if (answer == nullptr) throw Failure(error);
-    return answer;
+    if (caller.waiting() > 0) throw Failure(error);
 }
 
 void write_answer(Message& answer, Call_options const& options) {
@@ -153,8 +150,12 @@ void call(Call_options const& options) {
     Deadline const deadline(options.timeout);
     Connection connection;
     connect(connection, options.address, deadline);
-    connection.send(*message, options.writing.chunk_size, call_number, 0, deadline);
-    auto const answer = wait_for_answer(connection, files, options.limits, deadline);
+    std::unique_ptr<Message> answer;
+    Tm_caller caller;
+    unsigned int const seq_no = caller.start(
+        deadline.end(), [&](std::unique_ptr<Message> got) { answer = std::move(got); });
+    connection.send(*message, options.writing.chunk_size, seq_no, 0, deadline);
+    receive_answer(connection, caller, seq_no, files, options.limits, deadline);
     write_answer(*answer, options);
     if (answer->get_msg_type() != Message::TMT_FAULT) return;
     throw Failure("fault " + std::to_string(answer->get_fault_code()) + ": " +

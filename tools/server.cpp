@@ -252,11 +252,7 @@ void Server::take(std::unique_ptr<Message> message, int handle, Tm_header const&
     } catch (std::exception const& error) {
         report(text_of(error));
         if (!is_request) return;
-        Message fault;
-        fault.set_msg_type(Message::TMT_FAULT);
-        fault.set_fault_code(no_answer);
-        fault.set_fault_string(text_of(error));
-        send(fault, client, header);
+        send(Message::fault(no_answer, text_of(error)), client, header);
     }
 }
 
