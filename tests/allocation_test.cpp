@@ -386,7 +386,58 @@ TEST(Allocation, FailingWhileReassembling) {
         receiver.receive(1, begun.data(), begun.size());
         EXPECT_EQ(0, refused) << "there is room again";
     };
-    expect_each_allocation_may_fail({{"reassembled", reassembled}, {"idle ones dropped", idle}});
+    auto const ended = [&](Attempt const& attempt) {
+        int errors = 0;
+        Tm_chunk_receiver receiver({}, [&](int, unsigned int, std::string const&) { ++errors; });
+        receiver.receive(1, begun.data(), begun.size());
+        receiver.receive(1, begun.data(), 3);
+        EXPECT_EQ(attempt([&] { receiver.finish(1); }) ? 2 : 0, errors);
+        receiver.finish(1);
+        EXPECT_EQ(2, errors);
+        EXPECT_EQ(0, remove_received_files());
+    };
+    expect_each_allocation_may_fail(
+        {{"reassembled", reassembled}, {"idle ones dropped", idle}, {"stream ended", ended}});
+}
+
+TEST(Allocation, FailingWhileCallsStartAndAreAnswered) {
+    auto const started = [](Attempt const& attempt) {
+        Tm_caller caller;
+        caller.start({}, [](auto&&) {});
+        bool const done = attempt([&] { caller.start({}, [](auto&&) {}); });
+        EXPECT_EQ(done ? 2U : 1U, caller.waiting());
+        EXPECT_EQ(done ? 3U : 2U, caller.start({}, [](auto&&) {}));
+        caller.expire({});
+        EXPECT_EQ(0U, caller.waiting());
+    };
+    Tm_service service;
+    service.on("known", [](Message const& request) { return Message::request(request.get_request_name()); });
+    auto const answered = [&](Attempt const& attempt) {
+        for (char const* const name : {"known", "unknown"}) {
+            Message const request = Message::request(name);
+            attempt([&] { service.answer(request); });
+        }
+    };
+    expect_each_allocation_may_fail({{"started", started}, {"answered", answered}});
+}
+
+/// Of a message whose wire indexes are wrong, so that a copy is sent.
+TEST(Allocation, FailingWhileACorrectedCopyIsSent) {
+    auto const message = sample();
+    message->add_member(body, "not indexed", 1);
+    std::string const bytes = "before" + tm_to_bytes(*message);
+    std::string const chunks = tm_to_chunks(*message, 1, 100);
+    auto const appended = [&](Attempt const& attempt) {
+        std::string out = "before";
+        bool const done = attempt([&] { tm_append_bytes(out, *message); });
+        EXPECT_EQ(done ? bytes : "before", out);
+    };
+    auto const cut = [&](Attempt const& attempt) {
+        std::string out;
+        bool const done = attempt([&] { out = tm_to_chunks(*message, 1, 100); });
+        EXPECT_EQ(done ? chunks : "", out);
+    };
+    expect_each_allocation_may_fail({{"appended", appended}, {"cut", cut}});
 }
 
 TEST(Allocation, OfAClearedContainerIsUsedAgain) {

@@ -11,11 +11,10 @@
 ///     // when caller.next_deadline() has come:
 ///     caller.expire(std::chrono::steady_clock::now());
 ///
-/// Each handler is called once at most, and not after cancel() or the end of the caller. Its call
-/// does not wait any more then. Handlers may call all operations, but must not destroy the caller.
-/// An exception of a handler passes through take() or expire(). expire() then leaves the other
-/// calls for the next expire().
-/// Only one thread at a time may use a caller.
+/// Each handler is called once at most, and not after cancel() or the end of the caller. While it
+/// runs, its call does not wait any more. Handlers may call all operations, but must not destroy
+/// the caller. An exception of a handler passes through take() or expire(). expire() then leaves
+/// the other calls for the next expire(). Only one thread at a time may use a caller.
 #pragma once
 
 #include <chrono>

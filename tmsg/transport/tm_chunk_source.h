@@ -1,8 +1,8 @@
 /// Gives the chunks of one message, one at a time, when the caller has room for the next one. So a
-/// socket that does not block can send a message of any size, whose files too need no memory:
+/// socket that does not block can send a message of any size. Files in the message take no memory:
 ///
 ///     Tm_chunk_source source(message, seq_no, port, 4096);
-///     while (socket_has_room() && source.next(chunk, size)) send_some(chunk, size);
+///     while (has_room(socket) && source.next(chunk, size)) write_all(socket, chunk, size);
 ///
 /// A chunk is header and payload in one piece. The memory of a source is one chunk.
 /// tm_to_chunks() returns all chunks of a message at once.
