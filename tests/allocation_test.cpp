@@ -244,6 +244,7 @@ TEST(Allocation, FailingWhileEncodingAndDecoding) {
     Bytes const hostile = from_hex("02 04 05 07 00 07 63 61 74 61 6C 6F 67 06 86 85 84 04 05 07 00 09");
     std::string const text =
         R"(request {name "a b" struct {} struct {"a \"name\"" {array {string "a\nb" double +1}}}})";
+    std::string const json = text_of<Tm_typed_json_encoder>(*message);
     std::string const bad_text = "request {name a struct {catalog {int32_t 1}} struct {}}";
     auto const ignore = [](unsigned char const*, std::size_t) { return true; };
     auto const new_decoder = [] { return std::make_unique<Tm_bin_decoder>(4096); };
@@ -256,6 +257,14 @@ TEST(Allocation, FailingWhileEncodingAndDecoding) {
         row("JSON", [&] { text_of<Tm_json_encoder>(*message); }),
         row("list text", [&] { text_of<Tm_tcl_encoder>(*message); }),
         row("read from text", [&] { Message::from_string(text); }),
+        row("typed JSON", [&] { text_of<Tm_typed_json_encoder>(*message, 1); }),
+        row(
+            "typed JSON decoded", [] { return std::make_unique<Tm_typed_json_decoder>(); },
+            [&](auto const& decoder) { decoder->decode(json); },
+            [&](auto const& decoder, bool done) {
+                EXPECT_TRUE(done == decoder->error().empty() && done == (decoder->get_value() != nullptr));
+                EXPECT_TRUE(decoder->decode(json) && *decoder->get_value() == *message);
+            }),
         row(
             "decoded", new_decoder,
             [&](auto const& decoder) {

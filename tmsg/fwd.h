@@ -9,8 +9,8 @@
 ///  - tmsg/composite/: Tm_struct, Tm_prenamed_struct, Tm_array, Tm_value_container
 ///  - tmsg/value/: the other values, Tm_visitor, Tm_catalog, Tm_limits, Tm_exception
 ///  - tmsg/binary/: Tm_bin_encoder, the Tm_bin_ decoders, Tm_message_peek_decoder
-///  - tmsg/text/: Tm_text_encoder, the encoders of JSON, XML and list text, Tm_tcl_decoder,
-///    Tm_text_creator, Tm_bin_decoder_to_text
+///  - tmsg/text/: Tm_text_encoder, the encoders of JSON, typed JSON, XML and list text,
+///    Tm_tcl_decoder, Tm_typed_json_decoder, Tm_text_creator, Tm_bin_decoder_to_text
 ///  - tmsg/creator/: Tm_creator, Tm_creator_base
 ///  - tmsg/transport/: Tm_chunk_sender, Tm_chunk_source, Tm_chunk_receiver, Tm_chunk_reader
 ///  - tmsg/rpc/: Tm_caller, Tm_service, Tm_fault_exception
@@ -51,6 +51,8 @@ class Tm_tcl_decoder;
 class Tm_tcl_encoder;
 class Tm_text_creator;
 class Tm_text_encoder;
+class Tm_typed_json_decoder;
+class Tm_typed_json_encoder;
 class Tm_value;
 class Tm_value_container;
 class Tm_visitor;

@@ -43,6 +43,8 @@
 #include "tmsg/text/tm_tcl_tokenizer.h"
 #include "tmsg/text/tm_text_creator.h"
 #include "tmsg/text/tm_to_text.h"
+#include "tmsg/text/tm_typed_json_decoder.h"
+#include "tmsg/text/tm_typed_json_encoder.h"
 #include "tmsg/text/tm_xml_encoder.h"
 #include "tmsg/transport/tm_chunk_reader.h"
 #include "tmsg/transport/tm_chunk_receiver.h"

@@ -55,8 +55,8 @@
 class Message;
 class Tm_bin_decoder_base;
 
-/// Both write the wire form of the message. If its name table or a wire index is wrong, they write a
-/// corrected copy, as Tm_chunk_source does. They throw what tm_encode() and copying throw.
+/// Both write the wire form of the message. If its name table or a wire index is wrong, they write
+/// a corrected copy, as Tm_chunk_source does. They throw what tm_encode() and copying throw.
 /// tm_append_bytes() then leaves `out` as before.
 TMSG_API std::string tm_to_bytes(Message const& message);
 TMSG_API void tm_append_bytes(std::string& out, Message const& message);

@@ -53,12 +53,13 @@
 
 #define TM_FIELD(name) tm_field(std::string_view(#name), &Tm_type::name);
 
-/// Lists the fields of a struct by their names, at most 64. Write it in the namespace of the struct.
-#define TM_FIELDS(Type, ...)                                      \
-    template <class Tm_field_function>                            \
+/// Lists the fields of a struct by their names, at most 64. Write it in the namespace of the
+/// struct.
+#define TM_FIELDS(Type, ...)                                        \
+    template <class Tm_field_function>                              \
     void tm_visit_fields(Type const*, Tm_field_function tm_field) { \
-        using Tm_type = Type;                                     \
-        TM_MAP(TM_FIELD, __VA_ARGS__)                             \
+        using Tm_type = Type;                                       \
+        TM_MAP(TM_FIELD, __VA_ARGS__)                               \
     }
 
 struct Tm_ignore_field {
@@ -69,8 +70,9 @@ struct Tm_ignore_field {
 template <class T, class = void>
 constexpr bool tm_has_fields = false;
 template <class T>
-constexpr bool tm_has_fields<T, std::void_t<decltype(tm_visit_fields(
-                                    static_cast<T const*>(nullptr), Tm_ignore_field()))>> = true;
+constexpr bool tm_has_fields<
+    T, std::void_t<decltype(tm_visit_fields(static_cast<T const*>(nullptr), Tm_ignore_field()))>> =
+    true;
 
 template <class T>
 Tm_struct tm_to_struct(T const& from);

@@ -12,7 +12,7 @@ constexpr unsigned long tm_no_text_limit = std::numeric_limits<unsigned long>::m
 struct Tm_limits {
     /// The most structs, arrays and messages that are open at a time.
     unsigned int max_depth = 1000;
-    /// The most bytes of one message in the wire form, or of a whole list text.
+    /// The most bytes of one message in the wire form, or of a whole text.
     unsigned long max_message_bytes = 0x7FFFFFFF;
     /// The most bytes of one file value, counted by its announced length.
     unsigned long max_file_bytes = 0xFFFFFFFF;
