@@ -34,10 +34,6 @@ public:
     int size() const { return static_cast<int>(size_); }
     /// Makes room for `count` slots in all.
     void reserve(int count);
-    /// Makes room for one more slot, so that the next push_and_own() does not throw.
-    void reserve_next() {
-        if (size_ == capacity_) grow();
-    }
 
     /// `push_...` appends a slot, and `set_...` replaces and destroys the value in a slot.
     /// `..._own` takes ownership of the value, which may be null, and deletes it when the call
@@ -82,6 +78,10 @@ private:
     /// Returns the bytes of memory that `count` slots and their kinds take.
     static constexpr std::size_t bytes_of(std::size_t count) {
         return count * (sizeof(Tm_slot) + 1);
+    }
+    /// Makes room for one more slot, so that the next push_and_own() does not throw.
+    void reserve_next() {
+        if (size_ == capacity_) grow();
     }
     bool is_full() const { return size_ == capacity_; }
     /// Returns the bytes of memory that this container has allocated for slots.
