@@ -68,11 +68,11 @@ struct Tm_ignore_field {
 };
 
 template <class T, class = void>
-constexpr bool tm_has_fields = false;
+struct Tm_has_fields : std::false_type {};
 template <class T>
-constexpr bool tm_has_fields<
-    T, std::void_t<decltype(tm_visit_fields(static_cast<T const*>(nullptr), Tm_ignore_field()))>> =
-    true;
+struct Tm_has_fields<
+    T, std::void_t<decltype(tm_visit_fields(static_cast<T const*>(nullptr), Tm_ignore_field()))>>
+    : std::true_type {};
 
 template <class T>
 Tm_struct tm_to_struct(T const& from);
@@ -82,11 +82,11 @@ template <class Field>
 decltype(auto) tm_sent_field(Field const& field) {
     if constexpr (std::is_enum_v<Field>) {
         return static_cast<std::underlying_type_t<Field>>(field);
-    } else if constexpr (tm_has_fields<Field>) {
+    } else if constexpr (Tm_has_fields<Field>::value) {
         return tm_to_struct(field);
     } else if constexpr (Tm_is_vector<Field>::value) {
         using Element = typename Field::value_type;
-        if constexpr (std::is_enum_v<Element> || tm_has_fields<Element> ||
+        if constexpr (std::is_enum_v<Element> || Tm_has_fields<Element>::value ||
                       Tm_is_vector<Element>::value) {
             Tm_array array;
             array.reserve(static_cast<int>(field.size()));
@@ -126,7 +126,7 @@ void tm_read_field(Field& to, Tm_value const& from) {
         to = static_cast<Field>(tm_number<double>(from));
     } else if constexpr (std::is_integral_v<Field> && !std::is_same_v<Field, bool>) {
         to = tm_number<Field>(from);
-    } else if constexpr (tm_has_fields<Field>) {
+    } else if constexpr (Tm_has_fields<Field>::value) {
         tm_read_fields(to, *tm_read_member<Tm_struct const*>(&from));
     } else if constexpr (std::is_same_v<Field, std::vector<unsigned char>>) {
         Tm_binary const& bytes = *tm_read_member<Tm_binary const*>(&from);

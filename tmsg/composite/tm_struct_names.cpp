@@ -17,6 +17,12 @@ constexpr unsigned int few_members = 16;
 /// The place, for tm_recall_layout(), of all structs that a program builds.
 constexpr std::uint64_t built_by_program = 0;
 
+Tm_name_not_found_exception not_found(std::string_view name) {
+    Tm_name_not_found_exception failure{std::string(name)};
+    failure.add_name_before(name);
+    return failure;
+}
+
 }  // namespace
 
 char const* Tm_struct::get_member_name(int i) const {
@@ -133,11 +139,7 @@ int Tm_struct::number_of(std::string_view name) const {
     return position;
 }
 
-void Tm_struct::fail_name(std::string_view name) {
-    Tm_name_not_found_exception failure{std::string(name)};
-    failure.add_name_before(name);
-    throw failure;
-}
+void Tm_struct::fail_name(std::string_view name) { throw not_found(name); }
 
 /// Short names near the hint are found without a call.
 int Tm_struct::position_of(std::string_view name) const {

@@ -173,7 +173,8 @@ void Tm_creator::finish_layout(Frame const& frame) {
 
 std::string Tm_creator::path() const {
     std::string path;
-    for (Frame const* frame = &outermost_; frame != frame_; frame = frame->within.get()) {
+    for (Frame const* frame = &outermost_; frame != nullptr && frame != frame_;
+         frame = frame->within.get()) {
         add_step(path, *frame, frame->within.get());
     }
     add_step(path, *frame_, nullptr);
