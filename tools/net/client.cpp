@@ -1,5 +1,5 @@
 /// One client of the server.
-#include "client.h"
+#include "net/client.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,39 +1,15 @@
-/// Writes blocks of output, the dump, and messages in every form.
-#include "output.h"
-
-#include <fcntl.h>
-#include <unistd.h>
+/// Writes the dump, and messages in every form.
+#include "forms/writer.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <cstdio>
+#include <string_view>
 
-#include "terminal.h"
+#include "io/terminal.h"
 
 namespace {
 
-constexpr std::size_t output_block = 1 << 16;
 constexpr std::size_t dump_capacity = 1 << 16;
-
-std::size_t written = 0;
-
-std::string& waiting() {
-    static std::string text;
-    return text;
-}
-
-/// Uses no stdio, because stdio goes on writing when a signal comes.
-void write_now(std::string_view text) {
-    while (!text.empty()) {
-        throw_if_interrupted();
-        ssize_t const done =
-            ::write(STDOUT_FILENO, text.data(), std::min(text.size(), output_block));
-        if (done >= 0) {
-            text.remove_prefix(static_cast<std::size_t>(done));
-        } else if (errno != EINTR) {
-            throw Output_failure(Failure::of_system("failed to write to standard output").what());
-        }
-    }
-}
 
 std::string_view as_text(unsigned char const* data, std::size_t size) {
     return {reinterpret_cast<char const*>(data), size};
@@ -126,31 +102,10 @@ void remove_tables(Tm_value& value) {
 
 }  // namespace
 
-bool is_text(Form form) { return form != Form::wire && form != Form::chunks; }
-
-void write_output(std::string_view text) {
-    written += text.size();
-    if (waiting().size() + text.size() >= output_block) {
-        flush_output();
-        if (text.size() >= output_block) return write_now(text);
-    }
-    waiting() += text;
-}
-
-void flush_output() {
-    std::string const text = std::move(waiting());
-    waiting().clear();
-    write_now(text);
-}
-
 void end_output(Form form) {
     if (is_text(form) && output_is_terminal()) write_output("\n");
     flush_output();
 }
-
-std::size_t output_size() { return written; }
-
-bool output_is_open() { return ::fcntl(STDOUT_FILENO, F_GETFD) != -1; }
 
 Dump::Dump(Tm_limits const& limits, unsigned long max_text)
     : file_(open_temporary_file()), decoder_(dump_capacity, file_.get(), limits, max_text) {}

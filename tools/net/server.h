@@ -11,8 +11,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "client.h"
-#include "output.h"
+#include "forms/writer.h"
+#include "net/client.h"
 
 class Server {
 public:

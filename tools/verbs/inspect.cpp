@@ -8,14 +8,21 @@
 #include <string_view>
 #include <vector>
 
-#include "input.h"
-#include "output.h"
-#include "system.h"
-#include "terminal.h"
-#include "tree.h"
-#include "verbs.h"
+#include "forms/reader.h"
+#include "forms/tree.h"
+#include "forms/writer.h"
+#include "io/system.h"
+#include "io/terminal.h"
+#include "verbs/options.h"
+#include "verbs/verbs.h"
 
 namespace {
+
+struct Inspect_options {
+    std::string file;
+    Form from = Form::chunks;
+    Tm_limits limits;
+};
 
 /// Holds texts that grow in turn, and writes them to standard output later. They wait in one
 /// temporary file.
@@ -243,12 +250,23 @@ std::string inspect_chunks(Input& input, Tm_limits const& limits) {
     return capture.error();
 }
 
-}  // namespace
-
-void inspect(Inspect_options const& options) {
+int inspect(Inspect_options const& options) {
     Input input(options.file);
     std::string const error = options.from == Form::wire ? inspect_wire(input, options.limits)
                                                          : inspect_chunks(input, options.limits);
     flush_output();
     if (!error.empty()) throw Failure(error);
+    return exit_good;
+}
+
+}  // namespace
+
+void add_inspect(CLI::App& app, Work& work) {
+    auto const chosen = std::make_shared<Inspect_options>();
+    CLI::App& verb = *app.add_subcommand("inspect", "Show the chunks and messages of a capture");
+    Forms static const forms = {{"wire", Form::wire}, {"chunks", Form::chunks}};
+    add_form(verb, "--from", "form of the input, by default chunks", chosen->from, forms);
+    add_limits(verb, chosen->limits);
+    add_file(verb, chosen->file, "file with the capture");
+    set_work(verb, work, chosen, inspect);
 }

@@ -1,5 +1,5 @@
 /// Waits for clients, serves and drops them, prints their messages and replies to them.
-#include "server.h"
+#include "net/server.h"
 
 #include <ace/INET_Addr.h>
 #include <sys/resource.h>
@@ -11,9 +11,9 @@
 #include <exception>
 #include <new>
 
-#include "input.h"
-#include "system.h"
-#include "terminal.h"
+#include "forms/reader.h"
+#include "io/system.h"
+#include "io/terminal.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 /// Escapes and colours texts, and writes lines to standard error.
-#include "terminal.h"
+#include "io/terminal.h"
 
 #include <unistd.h>
 

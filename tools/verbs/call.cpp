@@ -9,12 +9,23 @@
 #include <chrono>
 #include <memory>
 
-#include "input.h"
-#include "output.h"
-#include "system.h"
-#include "verbs.h"
+#include "forms/reader.h"
+#include "forms/writer.h"
+#include "io/system.h"
+#include "verbs/options.h"
+#include "verbs/verbs.h"
 
 namespace {
+
+struct Call_options {
+    std::string address;
+    std::string file;
+    Form from = Form::tcl;
+    Form to = Form::tcl;
+    Writing writing;
+    Tm_limits limits;
+    double timeout = 10;  ///< seconds for the whole call
+};
 
 /// The moment at which the time for the call ends.
 class Deadline {
@@ -139,9 +150,7 @@ void write_answer(Message& answer, Call_options const& options) {
     end_output(options.to);
 }
 
-}  // namespace
-
-void call(Call_options const& options) {
+int call(Call_options const& options) {
     Temporary_files files;
     Input input(options.file);
     auto const message = read_message(input, options.from, files, options.limits);
@@ -157,7 +166,23 @@ void call(Call_options const& options) {
     connection.send(*message, options.writing.chunk_size, seq_no, 0, deadline);
     receive_answer(connection, caller, seq_no, files, options.limits, deadline);
     write_answer(*answer, options);
-    if (answer->get_msg_type() != Message::TMT_FAULT) return;
+    if (answer->get_msg_type() != Message::TMT_FAULT) return exit_good;
     throw Failure("fault " + std::to_string(answer->get_fault_code()) + ": " +
                   answer->get_fault_string());
+}
+
+}  // namespace
+
+void add_call(CLI::App& app, Work& work) {
+    auto const chosen = std::make_shared<Call_options>();
+    CLI::App& verb = *app.add_subcommand("call", "Send a message over TCP and print the reply");
+    add_address(verb, chosen->address, "address of the receiver");
+    add_form(verb, "--from", "form of the input, by default tcl", chosen->from, input_forms);
+    add_form(verb, "--to", "form of the output, by default tcl", chosen->to, output_forms);
+    add_chunk_size(verb, chosen->writing);
+    add_seconds(verb, "--timeout", "time that the whole call may take", chosen->timeout);
+    add_max_text(verb, chosen->writing.max_text, "none");
+    add_limits(verb, chosen->limits);
+    add_file(verb, chosen->file, "file with the message");
+    set_work(verb, work, chosen, call);
 }

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "system.h"
+#include "io/system.h"
 
 /// The other end is gone, or too slow.
 class Lost_connection : public Failure {

@@ -1,5 +1,5 @@
 /// Handles errors of the system, signals and descriptors.
-#include "system.h"
+#include "io/system.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
 /// Prints the tree of a message value by value, so that all values before the damage of a message
 /// are shown.
-#include "tree.h"
+#include "forms/tree.h"
 
 #include <algorithm>
 #include <charconv>
@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "terminal.h"
+#include "io/terminal.h"
 
 namespace {
 

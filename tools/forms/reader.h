@@ -1,41 +1,16 @@
-/// Reads input: its bytes, its chunks, or the one message in it.
+/// Reads messages: the chunks of an input, or the one message in it.
 #pragma once
 
 #include <tmsg/tmsg.h>
 
 #include <cstddef>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "output.h"
-#include "system.h"
-#include "terminal.h"
-
-inline std::map<std::string, Form> const input_forms = {
-    {"tcl", Form::tcl}, {"wire", Form::wire}, {"chunks", Form::chunks}};
-
-/// The bytes that are read at a time.
-constexpr std::size_t input_block = 1 << 16;
-
-/// The bytes of a file or of standard input, in one pass.
-class Input {
-public:
-    /// Opens the file, or standard input when the path is empty or "-". Throws Failure.
-    explicit Input(std::string const& path);
-
-    /// Reads at most `size` bytes, as many as there are. Returns 0 at the end. Throws Failure.
-    std::size_t read(void* data, std::size_t size);
-    /// Reads to the end, but no further than the first piece that goes beyond `most` bytes.
-    std::string read_all(std::size_t most);
-
-private:
-    std::string name_;
-    Descriptor file_;  ///< none for standard input
-    int descriptor_;
-    Progress progress_;
-};
+#include "forms/form.h"
+#include "forms/writer.h"
+#include "io/input.h"
 
 /// Reads the chunks of an input, each with its 8-byte header.
 class Chunk_input {

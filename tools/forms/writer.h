@@ -1,42 +1,16 @@
-/// Writes output: text and bytes to standard output, and a message to it in any form.
+/// Writes a message to standard output in any form.
 #pragma once
 
 #include <tmsg/tmsg.h>
 
 #include <cstddef>
-#include <map>
-#include <string>
-#include <string_view>
 
-#include "system.h"
-
-/// The forms in which the program reads and writes messages.
-enum class Form { tcl, wire, chunks, json, xml, dump };
-
-inline std::map<std::string, Form> const output_forms = {
-    {"tcl", Form::tcl},   {"wire", Form::wire}, {"chunks", Form::chunks},
-    {"json", Form::json}, {"xml", Form::xml},   {"dump", Form::dump}};
-
-bool is_text(Form form);
-
-/// A failure to write output. It also ends the server, which goes on after other failures.
-class Output_failure : public Failure {
-public:
-    using Failure::Failure;
-};
-
-/// Writes in blocks. Throws Output_failure when writing fails, and Interrupted.
-void write_output(std::string_view text);
-/// Writes the bytes that wait for their block to be full. Throws what write_output() throws.
-void flush_output();
-/// Returns the number of bytes that write_output() has got so far.
-std::size_t output_size();
+#include "forms/form.h"
+#include "io/output.h"
 
 /// Flushes a message that was written in this form. Writes a line feed after a text if standard
 /// output is a terminal.
 void end_output(Form form);
-/// Returns false when the program was started without a standard output.
-bool output_is_open();
 
 /// The dump of a message in the wire form. A temporary file holds the dump until it is complete,
 /// because a failed conversion prints nothing.

@@ -1,0 +1,44 @@
+/// Adds options to the verbs. Verbs that have an option of the same name describe it in the same
+/// way.
+#pragma once
+
+#include <tmsg/tmsg.h>
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <string>
+
+#include "forms/form.h"
+#include "forms/writer.h"
+#include "verbs/verbs.h"
+
+CLI::Option* add_form(CLI::App& verb, std::string const& name, std::string const& what, Form& form,
+                      Forms const& forms);
+/// Adds FILE, the last argument.
+void add_file(CLI::App& verb, std::string& file, std::string const& what);
+/// Adds HOST:PORT, an argument that must be given.
+void add_address(CLI::App& verb, std::string& address, std::string const& what);
+void add_seconds(CLI::App& verb, std::string const& name, std::string const& what, double& seconds);
+void add_chunk_size(CLI::App& verb, Writing& writing);
+/// Adds the limits on input.
+void add_limits(CLI::App& verb, Tm_limits& limits);
+/// Adds --max-text. `usual` describes the default.
+void add_max_text(CLI::App& verb, unsigned long& limit, std::string const& usual);
+
+/// Adds the option of a number from `low` to `high`.
+template <class Number>
+void add_number(CLI::App& verb, std::string const& name, std::string const& what, Number& number,
+                Number low, Number high) {
+    std::string const range = ", " + std::to_string(low) + " to " + std::to_string(high);
+    verb.add_option(name, number, what + range)
+        ->check(CLI::Range(low, high).description(""))
+        ->capture_default_str()
+        ->type_name("N");
+}
+
+/// Makes `run` the work when the user chooses the verb.
+template <class Options>
+void set_work(CLI::App& verb, Work& work, std::shared_ptr<Options> chosen,
+              int (*run)(Options const&)) {
+    verb.callback([&work, chosen, run] { work = [chosen, run] { return run(*chosen); }; });
+}
