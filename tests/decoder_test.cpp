@@ -43,6 +43,59 @@ TEST(Decoder, DoesNotMindHowItsInputIsCut) {
     EXPECT_FALSE(plain.visit_member_continue_with_index(1));
 }
 
+/// Feeds messages in a row, pieces of `piece` bytes at a time, to a decoder of this capacity. Returns how
+/// many of them came back, and `error` says what the last bytes were.
+std::size_t messages_in_a_row(std::vector<std::unique_ptr<Message>> const& sent, Bytes const& bytes, std::size_t piece,
+                              long capacity) {
+    Tm_bin_decoder decoder(capacity);
+    std::size_t count = 0;
+    for (std::size_t at = 0; at < bytes.size();) {
+        at += decoder.feed_message(bytes.data() + at, std::min(piece, bytes.size() - at));
+        if (!decoder.is_complete()) continue;
+        EXPECT_EQ("", decoder.error());
+        decoder.finalize();
+        EXPECT_EQ("", decoder.error());
+        if (*decoder.message() == *sent.at(count % sent.size())) ++count;
+        decoder.init();
+    }
+    decoder.finalize();
+    EXPECT_EQ("decoder expecting more data after end of buffer", decoder.error());
+    return count;
+}
+
+TEST(Decoder, StopsBehindEachMessageInARow) {
+    auto const sent = sample_messages();
+    Bytes row;
+    for (int i = 0; i < 2; ++i) {
+        for (auto const& message : sent) {
+            Bytes const bytes = encode(*message);
+            row.insert(row.end(), bytes.begin(), bytes.end());
+        }
+    }
+    for (std::size_t piece = 1; piece < 300; piece += 1 + piece / 20) {
+        ASSERT_EQ(2 * sent.size(), messages_in_a_row(sent, row, piece, 64)) << piece;
+        ASSERT_EQ(2 * sent.size(), messages_in_a_row(sent, row, piece, 4096)) << piece;
+    }
+    EXPECT_EQ(2 * sent.size(), messages_in_a_row(sent, row, row.size(), 0));
+    EXPECT_EQ(2 * sent.size(), messages_in_a_row(sent, row, row.size(), 1 << 20));
+    // Damage takes the rest. feed() still refuses a second message.
+    Bytes const damaged = from_hex("02 04 84 04 84 82 02 16 02 04");
+    Tm_bin_decoder decoder(4096);
+    EXPECT_EQ(6U, decoder.feed_message(damaged.data(), damaged.size()));
+    decoder.init();
+    EXPECT_EQ(4U, decoder.feed_message(damaged.data() + 6, 4));
+    EXPECT_FALSE(decoder.is_complete());
+    EXPECT_EQ("unknown tag found: 16h at byte 1", decoder.error());
+    decoder.init();
+    decoder.feed(damaged.data(), damaged.size());
+    EXPECT_FALSE(decoder.is_complete());
+    EXPECT_EQ(6, decoder.item_offset());
+    // A top-level value of any kind ends a message for the array decoder.
+    Tm_bin_array_decoder values(4096);
+    EXPECT_EQ(5U, values.feed_message(from_hex("11 00 00 00 07 05 84").data(), 7));
+    EXPECT_TRUE(values.is_complete());
+}
+
 TEST(Decoder, PassesAPieceWhenAllOfItIsThere) {
     Bytes bytes = from_hex("08 00 C8");
     bytes.resize(203, 'x');

@@ -261,6 +261,30 @@ TEST(ListText, SaysWhatIsWrong) {
         "string " + std::string(65536, 'x') + " -> String length 65536 out of range 0..65535"));
 }
 
+/// Each row has | before the word that is refused.
+TEST(ListText, SaysWhereItIsWrong) {
+    Tm_tcl_decoder decoder;
+    for (std::string row :
+         rows("|x", "|}", "request |x", "request |", "struct {\n a {\r\n\tint32_t 1 |x",
+              "struct {\"a b\" {bool |maybe} }", "struct {\"ä\" {bool |maybe} }", "struct {\"a\" {int32_t 1 }\n|",
+              "array {\n\n|", "array {int8_t |200 }", "binary |x", "binary 3 |\"ab\"", "string |\"a {\n",
+              "string |\"\\xZZ\"", "array {\n int8_t 1\n |name x", "request {|int32_t 1", "request {\n  |binary 1 a",
+              "request {|request x", "struct {a {|}}", "bool true |}", "string |" + std::string(65536, 'x'),
+              "request {name a struct {} struct {} |struct x", "response {fault {struct {} struct {} } |x")) {
+        std::size_t const mark = row.find('|');
+        row.erase(mark, 1);
+        decoder.decode(row);
+        std::string const before = row.substr(0, mark);
+        EXPECT_EQ(std::count(before.begin(), before.end(), '\n') + 1, decoder.error_line()) << row.substr(0, 60);
+        EXPECT_EQ(static_cast<int>(mark - (before.rfind('\n') + 1)) + 1, decoder.error_column()) << row.substr(0, 60);
+    }
+    text_thrown_by([&] { decoder.decode("request {name a struct {\ncatalog {int32_t 1}} struct {}}"); });
+    EXPECT_EQ(2, decoder.error_line());
+    decoder.decode("int32_t 1");
+    decoder.set_error("enough");
+    EXPECT_EQ(0, decoder.error_line() + decoder.error_column());
+}
+
 TEST(ListText, StartsAfreshWithEveryText) {
     Tm_tcl_decoder decoder;
     EXPECT_EQ(nullptr, decoder.get_value());

@@ -40,6 +40,7 @@ void Tm_bin_decoder_base::init() {
     depth_ = 0;
     state_ = State::between_items;
     sealed_ = false;
+    is_complete_ = false;
     error_.clear();
 }
 
@@ -98,43 +99,62 @@ void Tm_bin_decoder_base::pack_buffer() {
 }
 
 bool Tm_bin_decoder_base::decode() {
+    is_complete_ = false;
+    stops_at_end_ = false;
     failing_with_exceptions([&] { decode_buffer(); });
     return !is_waiting_;
 }
 
 bool Tm_bin_decoder_base::feed(unsigned char const* data, std::size_t size) {
-    failing_with_exceptions([&] {
-        while (size > 0) {
-            std::size_t const most = static_cast<std::size_t>(std::max(capacity_, 1L));
-            std::size_t const slice = std::min(size, most);
-            count_in(static_cast<long>(slice));
-            feed_slice(data, slice);
-            data += slice;
-            size -= slice;
-        }
-    });
+    is_complete_ = false;
+    stops_at_end_ = false;
+    failing_with_exceptions([&] { feed_slices(data, size); });
     return !is_waiting_;
+}
+
+std::size_t Tm_bin_decoder_base::feed_message(unsigned char const* data, std::size_t size) {
+    std::size_t taken = 0;
+    is_complete_ = false;
+    stops_at_end_ = true;
+    failing_with_exceptions([&] { taken = feed_slices(data, size); });
+    return taken;
+}
+
+/// Returns the number of bytes that were taken. Bytes that wait for more input are among them.
+std::size_t Tm_bin_decoder_base::feed_slices(unsigned char const* data, std::size_t size) {
+    auto const most = static_cast<std::size_t>(std::max(capacity_, 1L));
+    std::size_t taken = 0;
+    while (taken < size && !is_complete_) {
+        std::size_t const slice = std::min(size - taken, most);
+        count_in(static_cast<long>(slice));
+        std::size_t const done = feed_slice(data + taken, slice);
+        end_ -= static_cast<long>(slice - done);
+        taken += done;
+    }
+    return taken;
 }
 
 void Tm_bin_decoder_base::decode_buffer() {
     front_ += decode_at(buffer_.data() + front_, buffer_.size() - front_);
 }
 
-void Tm_bin_decoder_base::feed_slice(unsigned char const* data, std::size_t size) {
+std::size_t Tm_bin_decoder_base::feed_slice(unsigned char const* data, std::size_t size) {
+    std::size_t taken = 0;
     // An item whose first part is in the buffer is completed there.
-    while (front_ < buffer_.size() && size > 0) {
-        std::size_t const added = std::min(size, longest_rest);
-        keep(data, added);
+    while (front_ < buffer_.size() && taken < size) {
+        std::size_t const added = std::min(size - taken, longest_rest);
+        keep(data + taken, added);
         decode_buffer();
         std::size_t const left = buffer_.size() - front_;
-        std::size_t const done = left <= added ? added - left : added;
+        taken += left <= added ? added - left : added;
         if (left <= added) front_ = buffer_.size();
-        data += done;
-        size -= done;
+        if (is_complete_) return taken;
     }
-    if (front_ < buffer_.size() || size == 0) return;
-    std::size_t const done = decode_at(data, size);
-    keep(data + done, size - done);
+    if (front_ < buffer_.size() || taken == size) return taken;
+    taken += decode_at(data + taken, size - taken);
+    if (is_complete_) return taken;
+    keep(data + taken, size - taken);
+    return size;
 }
 
 /// Returns the number of bytes that were decoded. The others wait for more input.
@@ -167,14 +187,22 @@ bool Tm_bin_decoder_base::is_too_long(long length) const { return at_ - from_ + 
 void Tm_bin_decoder_base::decode_items() {
     while (at_ < stop_) {
         if (own_creator_ != nullptr && state_ == State::between_items) {
+            bool const is_inside = depth_ > 0;
             decode_whole_items(*own_creator_);
-            if (at_ == stop_) return;
+            if ((is_inside && note_end()) || at_ == stop_) return;
         }
         Step const step = take_step();
         is_waiting_ = step == Step::needs_bytes;
         if (is_waiting_) return;
         if (step == Step::failed) at_ = stop_;
+        if (note_end()) return;
     }
+}
+
+/// Returns whether decoding stops here, because a top-level value has ended.
+bool Tm_bin_decoder_base::note_end() {
+    is_complete_ = stops_at_end_ && depth_ == 0 && state_ == State::between_items;
+    return is_complete_;
 }
 
 /// Decodes complete items that the creator takes in one step. Stops before the first other item.
@@ -183,7 +211,7 @@ void Tm_bin_decoder_base::decode_whole_items(Tm_own_creator& creator) {
     unsigned char const* at = at_;
     unsigned char const* item = nullptr;
     unsigned char const* const stop = room_ < stop_ - from_ ? from_ + std::max(room_, 0L) : stop_;
-    while (at < stop && !(limits_each_value_ && depth_ == 0)) {
+    while (at < stop && !(depth_ == 0 && (limits_each_value_ || stops_at_end_))) {
         long const size = tm_take_whole_item(at, stop - at, creator);
         if (size == 0) break;
         item = at;

@@ -7,6 +7,16 @@
 ///     decoder.finalize();
 ///     if (decoder.error().empty()) use(std::unique_ptr<Message>(decoder.release_msg()));
 ///
+/// Messages that follow each other, for example in a file, are read with feed_message():
+///
+///     for (std::size_t taken = 0; size > 0 && decoder.error().empty(); data += taken, size -=
+///     taken) {
+///         taken = decoder.feed_message(data, size);
+///         if (!decoder.is_complete()) continue;  // the rest comes with the next input
+///         use(std::unique_ptr<Message>(decoder.release_msg()));
+///         decoder.init();
+///     }
+///
 /// add_to_buffer() and decode() do the same as feed() in two steps, with one more copy of the
 /// input. When a piece ends within an item, the decoder keeps the first part of the item in its
 /// buffer.
@@ -53,6 +63,14 @@ public:
     /// Decodes input of any length without copying it first. `data` must be valid during the call
     /// only. Returns what decode() returns.
     bool feed(unsigned char const* data, std::size_t size);
+
+    /// Does the same up to the end of the first message. Returns the number of bytes that it took,
+    /// which are all bytes when no message ends in the input, and after an error. The bytes behind
+    /// them begin the next message: call init() before you pass them on.
+    /// For a decoder of values of any kind, a message is each top-level value.
+    std::size_t feed_message(unsigned char const* data, std::size_t size);
+    /// Returns whether the last call of feed_message() came to the end of a message.
+    bool is_complete() const { return is_complete_; }
 
     /// Copies the bytes into the buffer. Returns false, and copies nothing, when they do not fit or
     /// `length` is negative.
@@ -111,7 +129,9 @@ private:
     template <class Operation>
     void failing_with_exceptions(Operation operation);
     void decode_buffer();
-    void feed_slice(unsigned char const* data, std::size_t size);
+    std::size_t feed_slices(unsigned char const* data, std::size_t size);
+    std::size_t feed_slice(unsigned char const* data, std::size_t size);
+    bool note_end();
     std::size_t decode_at(unsigned char const* data, std::size_t size);
     void count_room();
     bool is_too_long(long length) const;
@@ -147,8 +167,10 @@ private:
     unsigned char item_tag_ = 0;
     unsigned int depth_ = 0;  ///< open brackets
     bool limits_each_value_ = false;
-    std::uint32_t passed_ = 0;  ///< bytes of the current item passed on so far
-    std::uint32_t total_ = 0;   ///< all bytes of the current item
+    bool stops_at_end_ = false;  ///< after each top-level value
+    bool is_complete_ = false;   ///< stopped there
+    std::uint32_t passed_ = 0;   ///< bytes of the current item passed on so far
+    std::uint32_t total_ = 0;    ///< all bytes of the current item
     State state_ = State::between_items;
     bool is_waiting_ = false;  ///< for the rest of an item
     bool sealed_ = false;

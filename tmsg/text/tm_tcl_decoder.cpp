@@ -9,6 +9,7 @@
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/creator/internal/tm_own_creator.h"
 #include "tmsg/text/internal/tm_tcl_words.h"
+#include "tmsg/text/internal/tm_text_place.h"
 #include "tmsg/text/tm_tcl_tokenizer.h"
 #include "tmsg/value/internal/tm_limit_error.h"
 #include "tmsg/value/internal/tm_walk.h"
@@ -46,28 +47,45 @@ Tm_tcl_decoder::~Tm_tcl_decoder() = default;
 void Tm_tcl_decoder::init() {
     state_ = State::expects_value;
     error_.clear();
+    error_line_ = 0;
+    error_column_ = 0;
+    refuses_value_ = false;
     creator_.reset();
     result_ = std::make_unique<Tm_array>();
     creator_ = std::make_unique<Tm_own_creator>(result_.get(), limits_);
 }
 
 void Tm_tcl_decoder::decode(std::string const& text) {
+    Tokenizer tokens(text, blanks.characters(), braces);
     try {
         init();
-        if (text.size() > limits_.max_message_bytes) {
-            return set_error(tm_message_too_long(limits_));
-        }
-        Tokenizer tokens(text, blanks.characters(), braces);
-        while (state_ != State::failed && tokens.has_more_tokens()) {
-            state_ == State::expects_member ? read_member(tokens) : read_value(tokens);
-        }
-        read_end();
+        read_text(text, tokens);
     } catch (std::exception const& failure) {
         // This text stays if there is no memory for the other one.
         set_error(std::bad_alloc().what());
         set_error(failure.what());
+        refuses_value_ = true;
+        note_place(text, tokens);
         throw;
     }
+    if (state_ == State::failed) note_place(text, tokens);
+}
+
+void Tm_tcl_decoder::read_text(std::string const& text, Tokenizer& tokens) {
+    value_ = text.data();
+    if (text.size() > limits_.max_message_bytes) return set_error(tm_message_too_long(limits_));
+    while (state_ != State::failed && tokens.has_more_tokens()) {
+        state_ == State::expects_member ? read_member(tokens) : read_value(tokens);
+    }
+    read_end(tokens);
+}
+
+void Tm_tcl_decoder::note_place(std::string_view text, Tokenizer const& tokens) {
+    char const* const refused = refuses_value_ ? value_ : tokens.last();
+    auto const before = static_cast<std::size_t>(refused - text.data());
+    Tm_text_place const place = tm_place_behind(text.substr(0, before));
+    error_line_ = place.line;
+    error_column_ = place.column;
 }
 
 /// The keywords. The length and the middle character of a keyword give its slot.
@@ -123,6 +141,7 @@ private:
 
 inline void Tm_tcl_decoder::read_value(Tokenizer& tokens) {
     static constexpr Keywords keywords;
+    value_ = tokens.next();
     if (tokens.take('}')) return read_closing_brace(tokens);
     std::string_view const token = tokens.next_token();
     Keyword const& keyword = keywords.candidate(token);
@@ -194,12 +213,12 @@ void Tm_tcl_decoder::read_contents(Contents const& kind, Tokenizer& tokens) {
 bool Tm_tcl_decoder::emit_pieces(Contents const& kind, std::string_view bytes) {
     (creator_.get()->*kind.begin)(length_of(bytes));
     do {
-        if (!creator_->error().empty()) return fail(creator_->error());
+        if (!creator_->error().empty()) return refuse_value();
         std::string_view const piece = bytes.substr(0, tm_piece_size);
         (creator_.get()->*kind.piece)(piece.data(), length_of(piece));
         bytes.remove_prefix(piece.size());
     } while (!bytes.empty());
-    return creator_->error().empty() || fail(creator_->error());
+    return creator_->error().empty() || refuse_value();
 }
 
 void Tm_tcl_decoder::read_string(std::string_view keyword, Tokenizer& tokens) {
@@ -254,6 +273,7 @@ bool Tm_tcl_decoder::close_innermost(Tokenizer& tokens) {
 }
 
 inline void Tm_tcl_decoder::read_member(Tokenizer& tokens) {
+    value_ = tokens.next();
     if (tokens.take('}')) {
         if (emit<&Tm_creator::visit_struct_end>()) next_state_after_brace(tokens);
         return;
@@ -283,8 +303,9 @@ inline void Tm_tcl_decoder::next_state_after_value(Tokenizer& tokens) {
     }
 }
 
-void Tm_tcl_decoder::read_end() {
+void Tm_tcl_decoder::read_end(Tokenizer& tokens) {
     if (state_ == State::failed) return;
+    tokens.take_end();
     if (state_ == State::expects_member) {
         fail("decoder within member at end of buffer");
     } else if (!creator_->done()) {
@@ -296,6 +317,7 @@ template <class... Part>
 inline Tm_tcl_decoder::Word Tm_tcl_decoder::get_additional_token(Tokenizer& tokens,
                                                                  Part const&... what) {
     if (tokens.has_more_tokens()) return tokens.next_token();
+    tokens.take_end();
     fail("premature end of input: expected ", what...);
     return {};
 }
@@ -325,12 +347,16 @@ Tm_tcl_decoder::Word Tm_tcl_decoder::unescape_string(Word text) {
 
 // Both pass a whole text to the creator. They return false when the creator refused it, and the
 // error text of the creator becomes the decoder's. A text that is too long is sent as events, so
-// that the creator sets its error text.
+// that the creator sets its error text. Then the text is refused, not its type.
 
 inline bool Tm_tcl_decoder::put_text(std::string_view text) {
     if (text.size() <= Tm_string::MAX_LENGTH && creator_->take_text(text)) return true;
-    return emit<&Tm_creator::visit_string_begin>(length_of(text)) &&
-           emit<&Tm_creator::visit_string_continue>(text.data(), length_of(text));
+    if (emit<&Tm_creator::visit_string_begin>(length_of(text)) &&
+        emit<&Tm_creator::visit_string_continue>(text.data(), length_of(text))) {
+        return true;
+    }
+    refuses_value_ = text.size() <= Tm_string::MAX_LENGTH;
+    return false;
 }
 
 inline bool Tm_tcl_decoder::put_name(std::string_view name) {
@@ -344,7 +370,13 @@ inline bool Tm_tcl_decoder::put_name(std::string_view name) {
 template <auto Event, class... Datum>
 bool Tm_tcl_decoder::emit(Datum... datum) {
     (creator_.get()->*Event)(datum...);
-    return creator_->error().empty() || fail(creator_->error());
+    return creator_->error().empty() || refuse_value();
+}
+
+/// Fails with the error text of the creator.
+bool Tm_tcl_decoder::refuse_value() {
+    refuses_value_ = true;
+    return fail(creator_->error());
 }
 
 void Tm_tcl_decoder::set_error(std::string const& text) {

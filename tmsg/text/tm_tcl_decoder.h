@@ -42,6 +42,11 @@ public:
 
     /// Returns the error text, which is empty when there is no error.
     std::string const& error() const { return error_; }
+    /// Return where the word begins that was refused, counted from 1, columns in bytes. When a
+    /// value is not allowed where it stands, that word is its type. When a word is missing, the
+    /// place is the end of the text. Without an error, and after set_error(), return 0.
+    int error_line() const { return error_line_; }
+    int error_column() const { return error_column_; }
     /// Returns the first value of the text. The decoder owns it. It is valid until the next
     /// decode(). Returns null after an error and before the first decode(). Throws
     /// Tm_out_of_range_exception after a text without values.
@@ -95,7 +100,9 @@ private:
     void read_closing_brace(Tokenizer& tokens);
     bool close_innermost(Tokenizer& tokens);
     void read_contents(Contents const& kind, Tokenizer& tokens);
-    void read_end();
+    void read_text(std::string const& text, Tokenizer& tokens);
+    void read_end(Tokenizer& tokens);
+    void note_place(std::string_view text, Tokenizer const& tokens);
 
     template <auto Event, class... Datum>
     bool emit(Datum... datum);
@@ -105,12 +112,18 @@ private:
     void open_brace(Tokenizer& tokens, State inside);
     void next_state_after_brace(Tokenizer& tokens);
     void next_state_after_value(Tokenizer& tokens);
+    [[gnu::cold]] bool refuse_value();
     template <class... Part>
     [[gnu::cold]] bool fail(Part const&... text);
 
     Tm_limits limits_;
     State state_ = State::failed;
     std::string error_;
+    int error_line_ = 0;
+    int error_column_ = 0;
+    char const* value_ =
+        nullptr;                  ///< where the type of the last value begins, or its closing brace
+    bool refuses_value_ = false;  ///< and not the last word
     Tm_owned<Tm_array> result_;
     Tm_owned<Tm_own_creator> creator_;
     std::string unescaped_;  ///< the last string that held a backslash

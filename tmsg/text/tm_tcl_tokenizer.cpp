@@ -6,13 +6,14 @@
 
 Tm_tcl_decoder::Tokenizer::Tokenizer(std::string_view text, std::string_view skipped,
                                      std::string_view returned)
-    : at_(text.data()), end_(text.data() + text.size()) {
+    : at_(text.data()), end_(text.data() + text.size()), last_(text.data()) {
     for (char const c : skipped) roles_[static_cast<unsigned char>(c)] = Role::skipped;
     for (char const c : returned) roles_[static_cast<unsigned char>(c)] = Role::returned;
     skip_from(at_);
 }
 
 Tm_tcl_decoder::Word Tm_tcl_decoder::Tokenizer::next_quoted() {
+    last_ = at_;
     char const* const begin = ++at_;
     for (char const* next = begin; next != end_;) {
         auto const* const quote =

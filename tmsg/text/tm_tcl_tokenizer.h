@@ -38,6 +38,7 @@ private:
     /// characters. Otherwise returns false and takes nothing.
     bool take(char returned) {
         if (at_ == end_ || *at_ != returned) return false;
+        last_ = at_;
         skip_from(at_ + 1);
         return true;
     }
@@ -51,9 +52,14 @@ private:
     Word next_quoted();
     /// Returns the rest of the text, after the tokens that were taken.
     std::string_view rest() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
+    /// Return where the next token begins, and where the last one that was taken began.
+    char const* next() const { return at_; }
+    char const* last() const { return last_; }
+    /// Makes the end of the text the last token.
+    void take_end() { last_ = end_; }
 
     std::string_view split_and_return_delims() {
-        char const* const begin = at_;
+        char const* const begin = last_ = at_;
         char const* const end = role_of(*begin) == Role::word ? past(Role::word, begin) : begin + 1;
         skip_from(end);
         return {begin, static_cast<std::size_t>(end - begin)};
@@ -67,6 +73,7 @@ private:
 
     char const* at_;
     char const* end_;
+    char const* last_;
     std::array<Role, 256> roles_{};
 };
 

@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "tmsg/text/internal/tm_text_place.h"
 #include "tmsg/text/internal/tm_typed_json_reader.h"
 #include "tmsg/value/internal/tm_limit_error.h"
 
@@ -56,9 +57,9 @@ void Tm_typed_json_decoder::read_tokens(std::string_view text, bool is_message) 
 /// The error is behind the text `before`.
 void Tm_typed_json_decoder::set_error(std::string text, std::string_view before) {
     error_ = std::move(text);
-    std::size_t const last_line = before.rfind('\n') + 1;
-    error_line_ = static_cast<int>(std::count(before.begin(), before.end(), '\n')) + 1;
-    error_column_ = static_cast<int>(before.size() - last_line) + 1;
+    Tm_text_place const place = tm_place_behind(before);
+    error_line_ = place.line;
+    error_column_ = place.column;
 }
 
 Tm_value* Tm_typed_json_decoder::get_value() const {
