@@ -5,29 +5,9 @@
 #include <map>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 #include "tmsg/tmsg.h"
-
-/// Calls `visit` with every value of a tree, the root and the values of nested messages included.
-template <class Visit>
-void for_each_value(Tm_value const& value, Visit const& visit) {
-    visit(value);
-    if (value.get_value_type() == TMV_ARRAY) {
-        auto const& array = static_cast<Tm_array const&>(value);
-        for (int i = 0; i < array.get_member_count(); ++i) {
-            for_each_value(*array.get_value(i), visit);
-        }
-    } else if (value.get_value_type() == TMV_STRUCT) {
-        auto const& members = static_cast<Tm_struct const&>(value);
-        for (int i = 0; i < members.get_member_count(); ++i) {
-            for_each_value(*members.get_value(i), visit);
-        }
-    } else if (value.get_value_type() == TMV_MESSAGE) {
-        auto const& message = static_cast<Message const&>(value);
-        for_each_value(message.get_const_struct(Message::TMG_META), visit);
-        for_each_value(message.get_const_struct(Message::TMG_BODY), visit);
-    }
-}
 
 inline std::string kind_name(TMV kind) {
     return kind == TMV_MESSAGE ? "message" : Tm_value::tmv_to_string(kind);
@@ -36,9 +16,10 @@ inline std::string kind_name(TMV kind) {
 /// Returns the number of values of each kind in a message, its own two structs included.
 inline std::map<TMV, int> count_kinds(Message const& message) {
     std::map<TMV, int> counts;
-    auto const count = [&](Tm_value const& value) { ++counts[value.get_value_type()]; };
-    for_each_value(message.get_const_struct(Message::TMG_META), count);
-    for_each_value(message.get_const_struct(Message::TMG_BODY), count);
+    tm_walk(message, [&](std::string_view path, Tm_value const& value) {
+        if (!path.empty()) ++counts[value.get_value_type()];
+        return true;
+    });
     return counts;
 }
 
@@ -59,11 +40,6 @@ inline void print_kinds(std::ostream& out, Message const& message) {
 
 inline void print(std::ostream& out, Tm_value const& value);
 
-template <class Value>
-void print_number(std::ostream& out, Tm_value const& value) {
-    out << +static_cast<Value const&>(value).value();
-}
-
 inline void print_bytes(std::ostream& out, Tm_binary const& bytes) {
     static char const digits[] = "0123456789abcdef";
     for (unsigned int i = 0; i < bytes.get_buffer_size(); ++i) {
@@ -73,20 +49,21 @@ inline void print_bytes(std::ostream& out, Tm_binary const& bytes) {
 }
 
 inline void print_array(std::ostream& out, Tm_array const& array) {
-    out << '[';
-    for (int i = 0; i < array.get_member_count(); ++i) {
-        print(out << (i == 0 ? "" : ", "), *array.get_value(i));
+    char const* separator = "[";
+    for (Tm_value const& element : tm_elements(array)) {
+        print(out << separator, element);
+        separator = ", ";
     }
-    out << ']';
+    out << (array.get_member_count() == 0 ? "[]" : "]");
 }
 
 inline void print_struct(std::ostream& out, Tm_struct const& members) {
-    out << '{';
-    for (int i = 0; i < members.get_member_count(); ++i) {
-        out << (i == 0 ? "" : ", ") << members.get_member_name(i) << ": ";
-        print(out, *members.get_value(i));
+    char const* separator = "{";
+    for (auto const& [name, value] : tm_members(members)) {
+        print(out << separator << name << ": ", value);
+        separator = ", ";
     }
-    out << '}';
+    out << (members.get_member_count() == 0 ? "{}" : "}");
 }
 
 inline void print_message(std::ostream& out, Message const& message) {
@@ -94,37 +71,24 @@ inline void print_message(std::ostream& out, Message const& message) {
     print_struct(out, message.get_const_struct(Message::TMG_BODY));
 }
 
-// clang-format off
 inline void print(std::ostream& out, Tm_value const& value) {
-    switch (value.get_value_type()) {
-        case TMV_INT8:    return print_number<Tm_int8>(out, value);
-        case TMV_UINT8:   return print_number<Tm_uint8>(out, value);
-        case TMV_INT16:   return print_number<Tm_int16>(out, value);
-        case TMV_UINT16:  return print_number<Tm_uint16>(out, value);
-        case TMV_INT32:   return print_number<Tm_int32>(out, value);
-        case TMV_UINT32:  return print_number<Tm_uint32>(out, value);
-        case TMV_INT64:   return print_number<Tm_int64>(out, value);
-        case TMV_UINT64:  return print_number<Tm_uint64>(out, value);
-        case TMV_DOUBLE:  return print_number<Tm_double>(out, value);
-        case TMV_BOOL:    out << (static_cast<Tm_bool const&>(value).value() ? "true" : "false"); return;
-        case TMV_STRING:  out << '"' << static_cast<Tm_string const&>(value).value() << '"'; return;
-        case TMV_BINARY:  return print_bytes(out, static_cast<Tm_binary const&>(value));
-        case TMV_FILE:    out << static_cast<Tm_file const&>(value).path(); return;
-        case TMV_ARRAY:   return print_array(out, static_cast<Tm_array const&>(value));
-        case TMV_STRUCT:  return print_struct(out, static_cast<Tm_struct const&>(value));
-        case TMV_MESSAGE: return print_message(out, static_cast<Message const&>(value));
-        case TMV_DATE:    out << "a date"; return;
-    }
+    tm_visit(
+        value, [&](bool truth) { out << (truth ? "true" : "false"); },
+        [&](std::string_view text) { out << '"' << text << '"'; },
+        [&](Tm_binary const& bytes) { print_bytes(out, bytes); },
+        [&](Tm_file const& file) { out << file.path(); }, [&](Tm_date const&) { out << "a date"; },
+        [&](Tm_array const& array) { print_array(out, array); },
+        [&](Tm_struct const& members) { print_struct(out, members); },
+        [&](Message const& message) { print_message(out, message); },
+        [&](auto number) { out << +number; });
 }
-// clang-format on
 
 /// Prints a line for each member: its name, kind and value.
 inline void print_members(std::ostream& out, Tm_struct const& members) {
     out << std::left;
-    for (int i = 0; i < members.get_member_count(); ++i) {
-        out << "    " << std::setw(9) << members.get_member_name(i) << std::setw(9)
-            << kind_name(members.get_member_value_type(i));
-        print(out, *members.get_value(i));
+    for (auto const& [name, value] : tm_members(members)) {
+        out << "    " << std::setw(9) << name << std::setw(9) << kind_name(value.get_value_type());
+        print(out, value);
         out << '\n';
     }
 }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <type_traits>
 
+#include "tmsg/composite/tm_read_member.h"
 #include "tmsg/export.h"
 #include "tmsg/value/tm_scalars.h"
 
@@ -30,6 +31,27 @@ std::optional<To> tm_exact(From number) {
     }
 }
 
+inline bool tm_is_number(Tm_value const& value) { return value.get_value_type() <= TMV_DOUBLE; }
+
+/// Calls the function with the number, which is of its own C++ type, and returns what it returns.
+/// `number` must be a number.
+template <class Function>
+decltype(auto) tm_visit_number(Tm_value const& number, Function& call) {
+    // clang-format off
+    switch (number.get_value_type()) {
+        case TMV_INT8: return call(Tm_reading<signed char>::read(&number));
+        case TMV_UINT8: return call(Tm_reading<unsigned char>::read(&number));
+        case TMV_INT16: return call(Tm_reading<short>::read(&number));
+        case TMV_UINT16: return call(Tm_reading<unsigned short>::read(&number));
+        case TMV_INT32: return call(Tm_reading<int>::read(&number));
+        case TMV_UINT32: return call(Tm_reading<unsigned int>::read(&number));
+        case TMV_INT64: return call(Tm_reading<long>::read(&number));
+        case TMV_UINT64: return call(Tm_reading<unsigned long>::read(&number));
+        default: return call(Tm_reading<double>::read(&number));
+    }
+    // clang-format on
+}
+
 /// Throw the exceptions of get_number(). `wanted` is the type code of the wanted type.
 [[noreturn]] TMSG_API void tm_refuse_number(Tm_value const& number, TMV wanted);
 
@@ -46,22 +68,9 @@ constexpr TMV tm_number_code() {
 template <class T>
 T tm_number(Tm_value const& value) {
     static_assert((std::is_integral_v<T> && !std::is_same_v<T, bool>) || std::is_same_v<T, double>);
-    auto const& number = static_cast<Tm_int const&>(value);
+    auto const exact = [](auto number) { return tm_exact<T>(number); };
     std::optional<T> result;
-    // clang-format off
-    switch (value.get_value_type()) {
-        case TMV_INT8:   result = tm_exact<T>(number.value_int8()); break;
-        case TMV_UINT8:  result = tm_exact<T>(number.value_uint8()); break;
-        case TMV_INT16:  result = tm_exact<T>(number.value_int16()); break;
-        case TMV_UINT16: result = tm_exact<T>(number.value_uint16()); break;
-        case TMV_INT32:  result = tm_exact<T>(number.value_int32()); break;
-        case TMV_UINT32: result = tm_exact<T>(number.value_uint32()); break;
-        case TMV_INT64:  result = tm_exact<T>(number.value_int64()); break;
-        case TMV_UINT64: result = tm_exact<T>(number.value_uint64()); break;
-        case TMV_DOUBLE: result = tm_exact<T>(static_cast<Tm_double const&>(value).value()); break;
-        default: break;
-    }
-    // clang-format on
+    if (tm_is_number(value)) result = tm_visit_number(value, exact);
     if (!result) tm_refuse_number(value, tm_number_code<T>());
     return *result;
 }

@@ -10,39 +10,28 @@
 #include <string>
 #include <vector>
 
-#include "tmsg/composite/tm_array.h"
-#include "tmsg/composite/tm_struct.h"
 #include "tmsg/export.h"
-#include "tmsg/message/message.h"
+#include "tmsg/message/tm_tree.h"
 #include "tmsg/value/tm_file.h"
 
 /// Calls `visit` with each value in a struct or an array. Skips empty slots of an array.
 template <class Container, class Visit>
 void tm_for_each_member(Container const& container, Visit visit) {
-    int const count = container.get_member_count();
-    for (int i = 0; i < count; ++i) {
-        Tm_value const* const value = container.get_value(i);
-        if (value != nullptr) visit(*value);
-    }
+    for (Tm_value const& value : Tm_items<Container, Tm_value const&>(container)) visit(value);
 }
 
 /// Calls `visit` with each value directly within a struct or an array, or with both groups of a
 /// message. Other values have no children.
 template <class Visit>
 void tm_for_each_child(Tm_value const& value, Visit visit) {
-    switch (value.get_value_type()) {
-        case TMV_STRUCT:
-            return tm_for_each_member(static_cast<Tm_struct const&>(value), visit);
-        case TMV_ARRAY:
-            return tm_for_each_member(static_cast<Tm_array const&>(value), visit);
-        case TMV_MESSAGE: {
-            auto const& message = static_cast<Message const&>(value);
+    tm_visit(
+        value, [&](Tm_struct const& members) { tm_for_each_member(members, visit); },
+        [&](Tm_array const& elements) { tm_for_each_member(elements, visit); },
+        [&](Message const& message) {
             visit(message.get_const_struct(Message::TMG_META));
-            return visit(message.get_const_struct(Message::TMG_BODY));
-        }
-        default:
-            return;
-    }
+            visit(message.get_const_struct(Message::TMG_BODY));
+        },
+        [](auto const&) {});
 }
 
 /// Calls `visit` with each file value of a tree, the root included.

@@ -20,6 +20,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "tmsg/composite/tm_number.h"
 #include "tmsg/export.h"
 #include "tmsg/message/message.h"
 #include "tmsg/value/tm_path.h"
@@ -97,15 +98,6 @@ decltype(auto) tm_visit(Tm_value const& value, Functions&&... functions) {
     Tm_overloads<std::decay_t<Functions>...> call{std::forward<Functions>(functions)...};
     // clang-format off
     switch (value.get_value_type()) {
-        case TMV_INT8:   return call(Tm_reading<signed char>::read(&value));
-        case TMV_UINT8:  return call(Tm_reading<unsigned char>::read(&value));
-        case TMV_INT16:  return call(Tm_reading<short>::read(&value));
-        case TMV_UINT16: return call(Tm_reading<unsigned short>::read(&value));
-        case TMV_INT32:  return call(Tm_reading<int>::read(&value));
-        case TMV_UINT32: return call(Tm_reading<unsigned int>::read(&value));
-        case TMV_INT64:  return call(Tm_reading<long>::read(&value));
-        case TMV_UINT64: return call(Tm_reading<unsigned long>::read(&value));
-        case TMV_DOUBLE: return call(Tm_reading<double>::read(&value));
         case TMV_BOOL:   return call(Tm_reading<bool>::read(&value));
         case TMV_STRING: return call(Tm_reading<std::string_view>::read(&value));
         case TMV_DATE:   return call(*Tm_reading<Tm_date const*>::read(&value));
@@ -113,7 +105,8 @@ decltype(auto) tm_visit(Tm_value const& value, Functions&&... functions) {
         case TMV_FILE:   return call(*Tm_reading<Tm_file const*>::read(&value));
         case TMV_ARRAY:  return call(*Tm_reading<Tm_array const*>::read(&value));
         case TMV_STRUCT: return call(*Tm_reading<Tm_struct const*>::read(&value));
-        default:         return call(*Tm_reading<Message const*>::read(&value));
+        case TMV_MESSAGE: return call(*Tm_reading<Message const*>::read(&value));
+        default: return tm_visit_number(value, call);
     }
     // clang-format on
 }
