@@ -49,7 +49,7 @@ int main(int, char** argv) {
         write(root / "split", number, "\x05\x20" + wire);
         write(root / "roundtrip", number, "\x10" + wire);
         write(root / "chunks", number, storm_of(*message, static_cast<unsigned int>(number)));
-        write(root / "list_text", number, text_of<Tm_tcl_encoder>(*message));
+        write(root / "list_text", number, tm_to_text(*message));
         write(root / "api", number, wire.substr(0, 100));
         write(root / "changes", number, wire.substr(0, 100));
         ++number;

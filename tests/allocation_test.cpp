@@ -129,7 +129,7 @@ std::unique_ptr<Message> sample() {
     auto const inner = nested_struct();
     auto const bytes = binary_of(pattern(300));
     Tm_array deep;
-    for (int depth = 0; depth < 20; ++depth) deep = array_of(&deep);
+    for (int depth = 0; depth < 20; ++depth) deep = Tm_array::of(&deep);
     add(message->get_struct(meta), long_name, &inner, "bytes", &bytes, "deep", &deep);
     return message;
 }
@@ -184,7 +184,7 @@ TEST(Allocation, FailingWhileCopyingAndAssigning) {
     message->add_member(body, "file", scratch.file("f", "content"), 0U);
     message->index_member_names();
     Tm_struct const& source = message->get_const_struct(meta);
-    Tm_struct const kept = struct_of("kept", 1);
+    Tm_struct const kept = Tm_struct{{"kept", 1}};
     Tm_catalog<std::string> index;
     Tm_struct indexed(nullptr);
     indexed.add_member(long_name, long_name, &index);
@@ -254,8 +254,8 @@ TEST(Allocation, FailingWhileEncodingAndDecoding) {
         row("encoded", [&] { encode_chunks(*message, 10); }),
         row("sent", [&] { Tm_chunk_sender(10).send(*message, 1, 2, ignore, Tm_chunk_sender::Names::by_index); }),
         row("XML", [&] { xml_of(*message, 300); }),
-        row("JSON", [&] { text_of<Tm_json_encoder>(*message); }),
-        row("list text", [&] { text_of<Tm_tcl_encoder>(*message); }),
+        row("JSON", [&] { tm_to_json(*message); }),
+        row("list text", [&] { tm_to_text(*message); }),
         row("read from text", [&] { Message::from_string(text); }),
         row("typed JSON", [&] { text_of<Tm_typed_json_encoder>(*message, 1); }),
         row(
@@ -330,11 +330,11 @@ TEST(Allocation, FailingWhileCreating) {
     // So many that the array gives room back in the end; it need not.
     events.insert(events.end(), 16, [](Tm_creator& c) { c.visit_int32(8); });
     events.push_back([](Tm_creator& c) { c.visit_array_end(); });
-    Tm_struct const first = struct_of("m", 7);
+    Tm_struct const first = Tm_struct{{"m", 7}};
     std::string const half(long_name, 30);
-    Tm_array list = array_of(&first, half + half);
+    Tm_array list = Tm_array::of(&first, half + half);
     for (int i = 0; i < 16; ++i) list.add_member(8);
-    Tm_array const expected = array_of(&list);
+    Tm_array const expected = Tm_array::of(&list);
     auto const creating = [&](Attempt const& attempt) {
         Tm_array target;
         Tm_creator creator(&target);
@@ -464,7 +464,7 @@ TEST(Allocation, OfAClearedContainerIsUsedAgain) {
 
 /// Many structs with one long name that came once: neither receiving nor copying repeats it.
 TEST(Allocation, OfNamesByIndexIsThatOfTheirTable) {
-    Tm_struct const item = struct_of(std::string(60000, 'n'), 1);
+    Tm_struct const item = Tm_struct{{std::string(60000, 'n'), 1}};
     Tm_array list;
     for (int i = 0; i < 500; ++i) list.add_member(&item);
     Message inner, outer;
@@ -546,8 +546,9 @@ TEST(Allocation, OfDecodedValuesIsAFewTimesTheirBytes) {
     Tm_struct const empty(nullptr), forty = of_ints(numbered("", 40));
     auto const add_record = [](Tm_array& records, int i) {
         auto const text = [&](int factor) { return std::string(static_cast<std::size_t>(5 + i * factor % 26), 'x'); };
-        Tm_struct const item = struct_of("id", long{i}, "customer", i * 7, "price", i * 0.5, "weight", i * 0.25,
-                                         "active", true, "shipped", false, "name", text(7), "city", text(11));
+        Tm_struct const item =
+            Tm_struct{{"id", long{i}},  {"customer", i * 7}, {"price", i * 0.5}, {"weight", i * 0.25},
+                      {"active", true}, {"shipped", false},  {"name", text(7)},  {"city", text(11)}};
         records.add_member(&item);
     };
     auto const add_number = [](Tm_array& numbers, int i) {
@@ -591,7 +592,7 @@ TEST(Allocation, OfDifferentNamesIsAFewTimesThatOfEqualOnes) {
 /// Small structs after large ones do not take the memory of large ones.
 TEST(Allocation, OfSmallStructsIsNotThatOfLargeOnesBefore) {
     auto const expect = [](Tm_struct const& large, Tm_struct const& small) {
-        Tm_struct const nested = struct_of("n0", &small);
+        Tm_struct const nested = Tm_struct{{"n0", &small}};
         for (Tm_struct const* const item : {&small, static_cast<Tm_struct const*>(&nested)}) {
             auto const measured = [&](int first, int each) {
                 auto const is_large = [=](int i) { return i >= first && i % each == 0; };
@@ -605,7 +606,7 @@ TEST(Allocation, OfSmallStructsIsNotThatOfLargeOnesBefore) {
         }
     };
     expect(of_ints(numbered("n", 200)), of_ints({"n0"}));
-    expect(struct_of("n0", std::string(1000, 'x')), struct_of("n0", ""));
+    expect(Tm_struct{{"n0", std::string(1000, 'x')}}, Tm_struct{{"n0", ""}});
 }
 
 /// The memory of an unfinished message, as a decoder counts it for the limit.

@@ -190,9 +190,9 @@ TEST_F(Every_kind, IsUnchangedByAFailedAdd) {
 }
 
 TEST(Composites, EqualityIsOfNamesAndValuesInOrder) {
-    Tm_array const ab = array_of(1, 2);
-    EXPECT_TRUE(ab == array_of(1, 2));
-    EXPECT_FALSE(ab == array_of(2, 1));
+    Tm_array const ab = Tm_array::of(1, 2);
+    EXPECT_TRUE(ab == Tm_array::of(1, 2));
+    EXPECT_FALSE(ab == Tm_array::of(2, 1));
     EXPECT_FALSE(ab == Tm_array());
     EXPECT_FALSE(Tm_array() == Tm_struct(nullptr));
     EXPECT_FALSE(of_ints({"a", "b"}) == of_ints({"b", "a"}));
@@ -215,7 +215,7 @@ TEST(Composites, SurviveACloneThatThrows) {
     };
     Tm_struct source = of_ints({"a"});
     source.add_member_and_own("b", new Uncopyable);
-    Tm_array array = array_of(1);
+    Tm_array array = Tm_array::of(1);
     array.add_member_and_own(new Uncopyable);
     Tm_struct target = of_ints({"old"});
     Tm_array other;

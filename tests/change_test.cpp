@@ -29,7 +29,7 @@ static_assert(both_take<char*> && both_take<Tm_struct*> && both_take<Tm_binary c
 static_assert(both_take<std::vector<bool>::reference> && both_take<Colour> && both_take<char>);
 
 std::string list_text(Tm_value const& value) {
-    std::string text = text_of<Tm_tcl_encoder>(value);
+    std::string text = tm_to_text(value);
     while (!text.empty() && text.back() == ' ') text.pop_back();
     return text;
 }

@@ -121,8 +121,8 @@ TEST(Creator, RejectsPiecesThatDoNotFit) {
 TEST(Creator, TakesNamesByTextBesideThoseByIndex) {
     Message message;
     Driven c(&message);
-    Tm_array const table = array_of("a", "b");
-    Tm_struct const members = struct_of("catalog", &table);
+    Tm_array const table = Tm_array::of("a", "b");
+    Tm_struct const members = Tm_struct{{"catalog", &table}};
     for (bool const is_taken : {c.visit_method_begin(false), members.accept(c), c.visit_struct_begin()})
         EXPECT_TRUE(is_taken);
     for (std::string const name : {"own", "b", "a", "a"}) {
@@ -149,7 +149,7 @@ TEST(Creator, AddsThroughAnOwnClass) {
         std::string events;
     } array;
     Tm_struct const inner = of_ints({"a", "b"});
-    Tm_array const expected = array_of(&inner, 1, "text");
+    Tm_array const expected = Tm_array::of(&inner, 1, "text");
     Driven c(&array);
     for (int i = 0; i < 3; ++i) expected.get_value(i)->accept(c);
     EXPECT_EQ("struct other other ", array.events);

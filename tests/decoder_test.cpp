@@ -197,7 +197,7 @@ TEST(Decoder, TakesALargeByteStringInOnePiece) {
 TEST(Decoder, OfAnArrayTakesTopLevelValues) {
     Tm_bin_array_decoder decoder(4096);
     auto const values = every_scalar();
-    Tm_array const expected = array_of(&values, every_kind_request().get(), true);
+    Tm_array const expected = Tm_array::of(&values, every_kind_request().get(), true);
     Bytes bytes = encode(expected);
     // Without the array's own tags; any byte but 0 is true.
     bytes.pop_back();

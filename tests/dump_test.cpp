@@ -20,8 +20,8 @@ TEST(Dump, PrintsAMessage) {
 
 TEST(Dump, PrintsEveryKindAndDoesNotDependOnTheCut) {
     Scratch const scratch;
-    Tm_array value = array_of(true, false, Tm_int8(-1).value(), Tm_uint8(255).value(), Tm_int16(-2).value(),
-                              Tm_uint16(65535).value(), -3, 4294967295U, -1L, 2UL, 2.5, "text", "", "x");
+    Tm_array value = Tm_array::of(true, false, Tm_int8(-1).value(), Tm_uint8(255).value(), Tm_int16(-2).value(),
+                                  Tm_uint16(65535).value(), -3, 4294967295U, -1L, 2UL, 2.5, "text", "", "x");
     value.add_member(std::make_unique<Tm_binary>(binary_of(std::string(130, 'x'))).get());
     value.add_member(scratch.file("f", "123"), 0U);
     Bytes const bytes = encode(value);

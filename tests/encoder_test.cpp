@@ -8,7 +8,7 @@ namespace {
 
 template <class... Datum>
 std::string wire(Datum const&... datum) {
-    std::string const hex = to_hex(encode(array_of(datum...)));
+    std::string const hex = to_hex(encode(Tm_array::of(datum...)));
     return hex.substr(3, hex.size() - 6);
 }
 

@@ -89,8 +89,8 @@ TEST(File, IsReadByEachWalkOnItsOwn) {
         second.step();
         read();
     }
-    text_of<Tm_json_encoder>(array);
-    text_of<Tm_tcl_encoder>(array);
+    tm_to_json(array);
+    tm_to_text(array);
     xml_of(array, 1000);
     read();
     std::string const expected = "\x06" + large_head + content + large_head + content + "\x86";

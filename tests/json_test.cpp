@@ -18,7 +18,7 @@ TEST(Json, WritesMessagesAndEveryKind) {
 
     Scratch const scratch;
     Tm_struct value(nullptr);
-    Tm_array const numbers = array_of(Tm_int8(-1).value(), 0L, Tm_uint8(255).value(), 0.1, 1e20, true, false);
+    Tm_array const numbers = Tm_array::of(Tm_int8(-1).value(), 0L, Tm_uint8(255).value(), 0.1, 1e20, true, false);
     Tm_array const empty;
     auto const nested = add_message();
     auto const bytes = binary_of("\1\xFF"), none = binary_of("");
@@ -28,7 +28,7 @@ TEST(Json, WritesMessagesAndEveryKind) {
               R"("n": [-1, 0, 255, 0.1, 1e+20, true, false], "q"": "", "e": [], )"
               R"("m": {"name": "add", "request": [{"a": 1}, {}]}, "f": {"type": "file", "size": 3}})",
               json(value));
-    EXPECT_EQ(R"([{"type": "binary", "size": 0, "hex": ""}, ""])", json(array_of(&none, "")));
+    EXPECT_EQ(R"([{"type": "binary", "size": 0, "hex": ""}, ""])", json(Tm_array::of(&none, "")));
 }
 
 /// A nested message counts its own commas. Empty names are not closed. Names ignore the limit.
@@ -36,12 +36,12 @@ TEST(Json, KeepsItsQuirks) {
     Message const response;
     auto const request = make_message(Message::TMT_REQUEST, "x");
     EXPECT_EQ(R"([1{"name": "x", "request": [{}, {}]}2, 3{"response": [{}, {}]}, 4])",
-              json(array_of(1, request.get(), 2, 3, &response, 4)));
+              json(Tm_array::of(1, request.get(), 2, 3, &response, 4)));
     EXPECT_EQ(R"({"0, "1})", json(of_ints({"", ""})));
     auto const message = add_message();
     EXPECT_EQ(R"([{"name": "add", "request": [{}], "__SNIPPED__" : true})"
               R"({"name": ", "request": [], "__SNIPPED__" : true}])",
-              json(array_of(message.get(), message.get()), 0));
+              json(Tm_array::of(message.get(), message.get()), 0));
     EXPECT_EQ(R"({"name": "add", "request": [{}], "__SNIPPED__" : true})", json(*message, 29));
     EXPECT_EQ(R"({"name": "add", "request": [{"a": 1}, {}]})", json(*message, 30));
     struct Shouting : Tm_json_encoder {
@@ -84,17 +84,17 @@ TEST(Json, CutsAtMembersAndBytesAndClosesWhatIsOpen) {
     EXPECT_EQ(R"({"name": "add", "request": [{}], "__SNIPPED__" : true})", json(*add_message(), 10));
     Scratch const scratch;
     auto const many = binary_of(std::string(200, 'x')), two = binary_of("ab");
-    EXPECT_EQ(R"([{"type": "binary", "size": 200, "hex": "78 ])", json(array_of(&many, 5, "later"), 0))
+    EXPECT_EQ(R"([{"type": "binary", "size": 200, "hex": "78 ])", json(Tm_array::of(&many, 5, "later"), 0))
         << "cut in the first of two pieces";
-    std::string const whole = json(array_of(&many));
+    std::string const whole = json(Tm_array::of(&many));
     EXPECT_EQ(R"( 78 78 "}])", whole.substr(whole.size() - 10));
     EXPECT_EQ(41U + 3 * 200 + 3, whole.size());
-    Tm_array with_file = array_of(&two);
+    Tm_array with_file = Tm_array::of(&two);
     with_file.add_member(scratch.file("f", "123"), 0U);
     EXPECT_EQ(std::string::npos, json(with_file, 0).find("file"));
     for (auto const& [limit, text] :
          {std::pair(42U, R"("61 "}])"), {45U, R"("61 62 "}])"}, {46U, R"("61 62 "}, 5])"}}) {
-        EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": )" + std::string(text), json(array_of(&two, 5), limit));
+        EXPECT_EQ(R"([{"type": "binary", "size": 2, "hex": )" + std::string(text), json(Tm_array::of(&two, 5), limit));
     }
 }
 
@@ -103,7 +103,7 @@ TEST(Json, StaysBalancedAtEveryLimit) {
     auto const message = make_message(Message::TMT_REQUEST, "a.b");
     auto const inner = nested_struct();
     auto const bytes = binary_of("bytes");
-    Tm_array const list = array_of(&inner, 7, &inner, &bytes);
+    Tm_array const list = Tm_array::of(&inner, 7, &inner, &bytes);
     add(message->get_struct(body), "list", &list, "m", message.get(), "last", &inner);
     std::string const whole = json(*message);
     for (unsigned int limit = 0; limit < whole.size() + 2; ++limit) {
@@ -182,7 +182,7 @@ TEST(Json, WritesDoublesAsPrintfDoes) {
         std::memcpy(&value, &bits, sizeof value);
         char expected[40];
         std::snprintf(expected, sizeof expected, "[%g, %g]", value, static_cast<double>(i - 10000) / 8);
-        ASSERT_EQ(expected, json(array_of(value, static_cast<double>(i - 10000) / 8)));
+        ASSERT_EQ(expected, json(Tm_array::of(value, static_cast<double>(i - 10000) / 8)));
     }
     // Numbers that round up to one more digit, or lie in the middle between two texts.
     for (int exponent = -20; exponent < 30; ++exponent) {

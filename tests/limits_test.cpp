@@ -105,9 +105,9 @@ TEST(Limits, HoldForOneText) {
 /// What fits may come again and again, in pieces and at once. Then one value is beyond the limit.
 TEST(Limits, CountEachTopLevelValueAnew) {
     auto const text = binary_of(std::string(300, 'x'));
-    std::string const wire = to_hex(encode(array_of(&text)));
+    std::string const wire = to_hex(encode(Tm_array::of(&text)));
     auto const fault = make_message(Message::TMT_FAULT);
-    std::string const faults = to_hex(encode(array_of(fault.get(), 1, fault.get())));
+    std::string const faults = to_hex(encode(Tm_array::of(fault.get(), 1, fault.get())));
     for (Row const& row : {
              Row{depth(3), "06 06 06 06", "nested deeper than 3 levels", faults},
              {bytes(307), "06 0C 01 " + wire, "message longer than 307 bytes", wire},
@@ -272,9 +272,9 @@ TEST(Limits, OfDepthFitsASmallStack) {
             EXPECT_TRUE(copy == *decoded.message);
             EXPECT_EQ(wire, encode(copy));
             EXPECT_EQ(wire.size(), encode_chunks(copy, 1).size());
-            EXPECT_LT(1000U, text_of<Tm_json_encoder>(copy).size());
+            EXPECT_LT(1000U, tm_to_json(copy).size());
             EXPECT_LT(1000U, xml_of(copy).size());
-            EXPECT_TRUE(Message::from_string(text_of<Tm_tcl_encoder>(copy)) == copy);
+            EXPECT_TRUE(Message::from_string(tm_to_text(copy)) == copy);
             EXPECT_TRUE(decoded.message->index_member_names());
             printed_by([&](FILE* stream) {
                 Tm_bin_decoder_to_text dump(1 << 20, stream);

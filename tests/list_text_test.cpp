@@ -40,9 +40,9 @@ TEST(ListText, WritesMessagesAndEveryKind) {
 
     Scratch const scratch;
     Tm_struct value(nullptr);
-    Tm_array const strings = array_of("x", "");
-    Tm_array numbers = array_of(Tm_int8(-1).value(), Tm_uint8(255).value(), Tm_int16(-2).value(),
-                                Tm_uint16(65535).value(), 4294967295U, -1L, 2UL, 2.5, true, false);
+    Tm_array const strings = Tm_array::of("x", "");
+    Tm_array numbers = Tm_array::of(Tm_int8(-1).value(), Tm_uint8(255).value(), Tm_int16(-2).value(),
+                                    Tm_uint16(65535).value(), 4294967295U, -1L, 2UL, 2.5, true, false);
     numbers.add_member(scratch.file("f", "123"), 0U);
     auto const bytes = binary_of("\1\xFF");
     auto const none = binary_of("");
@@ -66,7 +66,7 @@ TEST(ListText, ClosesByteSequencesByTheirLength) {
     std::string hex;
     for (int i = 0; i < 130; ++i) hex += "78 ";
     auto const bytes = binary_of(std::string(130, 'x'));
-    EXPECT_EQ("array {binary \"130 bytes\" \"" + hex + "\" } ", list_text(array_of(&bytes)));
+    EXPECT_EQ("array {binary \"130 bytes\" \"" + hex + "\" } ", list_text(Tm_array::of(&bytes)));
     // The last member begins where a log's text may end, or one byte before it.
     for (std::size_t const size : {975U, 976U}) {
         auto const message = make_message(Message::TMT_RESPONSE);
@@ -83,9 +83,9 @@ TEST(ListText, EndsAtTheLimitWithoutClosing) {
     EXPECT_EQ(R"(request {name "add" struct {...SNIPPED...)", list_text(*add_message(), 28));
     EXPECT_EQ(list_text(*add_message()), list_text(*add_message(), 29));
     auto const bytes = binary_of("ab");
-    EXPECT_EQ(R"(array {binary "2 bytes" "61 ...SNIPPED...)", list_text(array_of(&bytes), 0));
-    EXPECT_EQ(R"(array {binary "2 bytes" "61 62 ...SNIPPED...)", list_text(array_of(&bytes), 31));
-    EXPECT_EQ(R"(array {binary "2 bytes" "61 62 " } )", list_text(array_of(&bytes), 32));
+    EXPECT_EQ(R"(array {binary "2 bytes" "61 ...SNIPPED...)", list_text(Tm_array::of(&bytes), 0));
+    EXPECT_EQ(R"(array {binary "2 bytes" "61 62 ...SNIPPED...)", list_text(Tm_array::of(&bytes), 31));
+    EXPECT_EQ(R"(array {binary "2 bytes" "61 62 " } )", list_text(Tm_array::of(&bytes), 32));
     auto const message = make_message(Message::TMT_RESPONSE);
     auto const inner = nested_struct();
     auto const data = binary_of(pattern(300));
@@ -109,7 +109,7 @@ TEST(ListText, ReadsBackWhatItCanWrite) {
             Tm_struct inner(nullptr);
             Tm_array list;
             add_limits<signed char, unsigned char, short, unsigned short, int, unsigned int, long, unsigned long>(list);
-            Tm_array const texts = array_of("a {b}", 0.25, -1e-9, true, "");
+            Tm_array const texts = Tm_array::of("a {b}", 0.25, -1e-9, true, "");
             add(inner, "a b", "tab\tline\n\x80", std::string(300, 'n'), false, "{", &texts, "list", &list, "list", 1);
             add(messages.back()->get_struct(body), "inner", &inner, "message", messages.front().get());
         }

@@ -51,7 +51,7 @@ TEST(NameIndex, ReplacesATableThatIsNone) {
     Message inner;
     inner.add_member(meta, "catalog", &item);
     inner.add_member(body, "c", &item);
-    Tm_array const items = array_of(&item, &inner);
+    Tm_array const items = Tm_array::of(&item, &inner);
     for (Tm_value const* const value : std::initializer_list<Tm_value const*>{&item, &inner, &items}) {
         for (bool const is_restored : {false, true}) {
             Message message;
@@ -98,7 +98,7 @@ TEST(NameIndex, OfAWholeMessageReachesEveryStructButNestedMessages) {
 TEST(NameIndex, RestoresTheTableThatAMessageCameWith) {
     auto const inner = of_ints({"b", "c"});
     Message inner_message;
-    Tm_array const inner_table = array_of("x", "c", "c", "b");
+    Tm_array const inner_table = Tm_array::of("x", "c", "c", "b");
     inner_message.add_member(meta, "catalog", &inner_table);
     inner_message.add_member(body, "b", &inner);
     Message message;

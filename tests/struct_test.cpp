@@ -127,7 +127,8 @@ TEST(Struct, SwapExchangesWithinOneMake) {
 
 /// A copy stands in one block of memory with its members.
 TEST(Struct, SwapTakesMembersOutOfTheirBlock) {
-    Tm_struct const item = struct_of("text", std::string(60, 't'), "number", 1, "more", "another text", "none", "");
+    Tm_struct const item =
+        Tm_struct{{"text", std::string(60, 't')}, {"number", 1}, {"more", "another text"}, {"none", ""}};
     Tm_struct kept = of_ints({"x"});
     std::unique_ptr<Tm_struct> clone(item.clone());
     kept.swap(*clone);
@@ -278,7 +279,7 @@ struct Prenamed : testing::Test {
     }
     Tm_prenamed_struct value;
     Tm_prenamed_struct empty{names, 3};
-    Tm_struct const plain = struct_of("one", 1, "two", 2.0, "three", "drei");
+    Tm_struct const plain = Tm_struct{{"one", 1}, {"two", 2.0}, {"three", "drei"}};
 };
 
 TEST_F(Prenamed, EqualsAStructOfTheSameMembers) {
@@ -286,7 +287,7 @@ TEST_F(Prenamed, EqualsAStructOfTheSameMembers) {
     Tm_struct assigned(nullptr);
     assigned = value;
     empty = value;
-    Tm_array const array = array_of(&value);
+    Tm_array const array = Tm_array::of(&value);
     for (auto const* const made :
          std::initializer_list<Tm_struct const*>{&value, &sliced, &assigned, &empty, array.get_member_struct(0)}) {
         EXPECT_TRUE(*made == plain);
@@ -376,7 +377,7 @@ TEST_F(Prenamed, ReplacesValuesOfEveryKind) {
 }
 
 TEST_F(Prenamed, LikeAllOthersRefusesNullPointers) {
-    Tm_array array = array_of(1);
+    Tm_array array = Tm_array::of(1);
     Tm_struct named = of_ints({"a", ""});
     Message message;
     Names texts;
@@ -406,7 +407,7 @@ TEST_F(Prenamed, LikeAllOthersRefusesNullPointers) {
     EXPECT_THROWS(" not found in struct", named.get_number(no_name));
     EXPECT_THROWS(" not found in struct", value.get_member_bool(no_name));
     EXPECT_THROWS(" not found in struct", message.get_member_text(body, no_name));
-    EXPECT_TRUE(array == array_of(1));
+    EXPECT_TRUE(array == Tm_array::of(1));
     EXPECT_TRUE(named == of_ints({"a", ""}));
     EXPECT_TRUE(value == plain);
     EXPECT_TRUE(message == Message());

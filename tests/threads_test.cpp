@@ -75,7 +75,7 @@ TEST(Threads, ReadOneMessageAndChangeItsCopies) {
         for (auto const& owned : large_messages()) {
             Message const& message = *owned;
             Bytes const bytes = encode(message);
-            std::string const json = text_of<Tm_json_encoder>(message);
+            std::string const json = tm_to_json(message);
             run_together([&](int thread) {
                 Tm_struct const& nested = *message.get_member_array(meta, "a")->get_member_struct(1);
                 for (int i = 0; i < 200; ++i) {
@@ -89,7 +89,7 @@ TEST(Threads, ReadOneMessageAndChangeItsCopies) {
                 EXPECT_TRUE(copy == message);
                 for (Message const* const one : {&message, static_cast<Message const*>(&copy)})
                     EXPECT_EQ(bytes, encode(*one));
-                EXPECT_EQ(json, text_of<Tm_json_encoder>(message));
+                EXPECT_EQ(json, tm_to_json(message));
 
                 auto& list = static_cast<Tm_array&>(*copy.get_struct(meta).get_value(0));
                 for (int i = 0; i < 30; ++i) {

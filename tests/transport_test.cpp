@@ -42,8 +42,8 @@ TEST(Sender, RefusesWhatTheWireCannotCarryBeforeTheFirstChunk) {
         Tm_chunk_sender(10).send(message, 1, 0, [](auto...) -> bool { throw Tm_exception("a chunk was sent"); });
     };
     // The name of a method, and those of members at any place, in structs of other classes, too.
-    Tm_struct const inner = struct_of(too_long, 1);
-    Tm_array const array = array_of("before", &inner);
+    Tm_struct const inner = Tm_struct{{too_long, 1}};
+    Tm_array const array = Tm_array::of("before", &inner);
     Message nested, outer;
     nested.add_member(meta, "array", &array);
     outer.add_member(body, "message", &nested);

@@ -26,8 +26,7 @@ TEST(Tree, LoopsSkipEmptySlots) {
     Tm_prenamed_struct fixed(names, 2);
     fixed.add_member(1, 5);
     Names seen;
-    for (auto const& [name, value] : tm_members(fixed))
-        seen.push_back(std::string(name) + text_of<Tm_tcl_encoder>(value));
+    for (auto const& [name, value] : tm_members(fixed)) seen.push_back(std::string(name) + tm_to_text(value));
     EXPECT_EQ((Names{"yint32_t 5 "}), seen);
     int sum = 0;
     Tm_array const array{1, 2, 3};
@@ -157,7 +156,7 @@ TEST(Fields, ComeBack) {
         "} } struct {\"article\" {string \"nut\" } \"count\" {int32_t 4 } } } } \"kind\" {uint8_t 2 } \"kinds\" {array "
         "{uint8_t 2 uint8_t 1 } } \"raw\" {binary \"2 bytes\" \"01 02 \" } \"matrix\" {array {array {int32_t 1 } array "
         "{} } } \"more\" {struct {\"k\" {int32_t 1 } } } \"is_urgent\" {bool false } } ",
-        text_of<Tm_tcl_encoder>(sent));
+        tm_to_text(sent));
     auto const received = tm_from_struct<fields::Order>(sent);
     EXPECT_TRUE(tm_to_struct(received).find("days") != nullptr) << "an absent optional keeps its initial value";
     EXPECT_EQ(4, received.lines[1].count);

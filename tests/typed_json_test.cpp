@@ -56,8 +56,8 @@ TEST(TypedJson, BringsEveryMessageBack) {
     for (auto const& message : sample_messages()) expect_to_come_back(*message);
     auto const message = make_message(Message::TMT_REQUEST, "not \xFF UTF-8");
     Tm_array const texts =
-        array_of("\x7F\x1F\"\\/\b\f\n\r\t", std::string("\0", 1), "\xC3\xA9\xF0\x9F\x98\x80\xEF\xBF\xBF", "\xC0\x80",
-                 "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\x80");
+        Tm_array::of("\x7F\x1F\"\\/\b\f\n\r\t", std::string("\0", 1), "\xC3\xA9\xF0\x9F\x98\x80\xEF\xBF\xBF",
+                     "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\x80");
     Tm_struct names(nullptr);
     add(names, "$int8", 1, "\xFF", &texts, "twice", 2, "twice", 3, "", 4);
     Tm_array nested;
@@ -98,9 +98,9 @@ TEST(TypedJson, WritesTheseTexts) {
               R"("body":{}}}}})",
               typed_json(*request));
     double const huge = std::numeric_limits<double>::infinity();
-    Tm_array const numbers = array_of(1, static_cast<signed char>(-1), static_cast<unsigned char>(2),
-                                      static_cast<short>(-3), static_cast<unsigned short>(4), 5U, -6L, 7UL, true, false,
-                                      1.0, -0.0, 0.1, 1e300, huge, -huge, std::nan(""));
+    Tm_array const numbers = Tm_array::of(1, static_cast<signed char>(-1), static_cast<unsigned char>(2),
+                                          static_cast<short>(-3), static_cast<unsigned short>(4), 5U, -6L, 7UL, true,
+                                          false, 1.0, -0.0, 0.1, 1e300, huge, -huge, std::nan(""));
     EXPECT_EQ(
         R"([1,{"$int8":-1},{"$uint8":2},{"$int16":-3},{"$uint16":4},{"$uint32":5},{"$int64":"-6"},{"$uint64":"7"},)"
         R"(true,false,1.0,-0.0,0.1,1e+300,{"$double":"Infinity"},{"$double":"-Infinity"},{"$double":"NaN"}])",
@@ -117,7 +117,7 @@ TEST(TypedJson, WritesTheseTexts) {
 TEST(TypedJson, IndentsWhatIsNoTag) {
     auto const message = make_message(Message::TMT_RESPONSE);
     Tm_struct pairs(nullptr);
-    add(pairs, "$a", 1, "b,{", array_of(2L));
+    add(pairs, "$a", 1, "b,{", Tm_array::of(2L));
     add(message->get_struct(body), "pairs", &pairs, "none", Tm_array());
     EXPECT_EQ(R"({
   "response": true,

@@ -56,7 +56,7 @@ TEST(Scalars, CompareByTypeFirst) {
     EXPECT_EQ(1, answering_accessors(own));
     EXPECT_FALSE(own == Tm_int64(42));
     EXPECT_TRUE(Tm_int32(42) == own);
-    EXPECT_EQ(42, array_of(&own).get_member_int32(0));
+    EXPECT_EQ(42, Tm_array::of(&own).get_member_int32(0));
     EXPECT_FALSE(Tm_int32(5) == Tm_int64(5));
     EXPECT_FALSE(Tm_int64(7).equals(Tm_uint64(7)));
     EXPECT_TRUE(Tm_int8(1) != Tm_int16(1));
@@ -97,7 +97,8 @@ TEST(Date, SettersKeepTheirRanges) {
     EXPECT_EQ(lowest, set({0, 0, 0, -1, -1, -1}));
     EXPECT_EQ(highest, set(highest));
     EXPECT_EQ(highest, set({0, 13, 32, 24, 60, 60}));
-    EXPECT_NE(nullptr, struct_of("date", static_cast<Tm_value const*>(&date)).get_member_date("date"));
+    Tm_struct const dated{{"date", date}};
+    EXPECT_NE(nullptr, dated.get_member_date("date"));
 }
 
 struct alignas(64) Aligned_date : Date_value {

@@ -66,7 +66,7 @@ TEST(Walk, CutsBytesAt128) {
 }
 
 TEST(Walk, PushesStepsInnermostFirst) {
-    Tm_struct const value = struct_of("a", 1, "b", std::string(300, 'x'));
+    Tm_struct const value = Tm_struct{{"a", 1}, {"b", std::string(300, 'x')}};
     Message message;
     message.add_member(body, "s", &value);
     Recorder recorder;
@@ -82,7 +82,7 @@ TEST(Walk, PushesStepsInnermostFirst) {
 
 TEST(Walk, FromAStepBeyondTheEndIsComplete) {
     Tm_struct const value = of_ints({"a"});
-    Tm_array const array = array_of(1);
+    Tm_array const array = Tm_array::of(1);
     Tm_string const text(std::string(300, 'x'));
     Message const message;
     std::vector<std::pair<Tm_value const*, int>> const last_steps = {

@@ -81,14 +81,14 @@ TEST(Encode, LeavesTheBufferAloneWhenItThrows) {
     Scratch const scratch;
     std::string const path = scratch.file("shrinks", "");
     std::filesystem::resize_file(path, 12000000);
-    Tm_array cut = array_of(std::string(20000, 'x'));
+    Tm_array cut = Tm_array::of(std::string(20000, 'x'));
     cut.add_member(path, 0U);
     std::filesystem::resize_file(path, 1000000);
     Bytes bytes = {1, 2, 3};
     auto const take = [](auto...) { return true; };
     EXPECT_THROWS("failed to read from " + path, tm_encode_into(bytes, cut));
     EXPECT_THROWS("String length 65536 out of range 0..65535",
-                  tm_encode_into(bytes, struct_of(std::string(65536, 'n'), 1)));
+                  tm_encode_into(bytes, Tm_struct{{std::string(65536, 'n'), 1}}));
     EXPECT_THROWS("chunk size 0 out of range 1..2147483647", tm_encode(cut, take, 0));
     EXPECT_EQ((Bytes{1, 2, 3}), bytes);
 }
@@ -128,7 +128,7 @@ TEST(ReceivedFiles, AreRemovedFromTheWholeTree) {
     std::string const path = scratch.file("f", "content");
     Message inner, message;
     inner.add_member(body, "file", path, 0U);
-    Tm_array list = array_of(&inner);
+    Tm_array list = Tm_array::of(&inner);
     list.add_member(path, 0U);
     message.add_member(meta, "file", path, 0U);
     message.add_member(body, "list", &list);

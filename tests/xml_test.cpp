@@ -12,8 +12,8 @@ TEST(Xml, WritesMessagesAndEveryKind) {
         "</fault></methodResponse>",
         xml_of(*make_message(Message::TMT_FAULT)));
     Scratch const scratch;
-    Tm_array value = array_of(true, false, Tm_int8(-1).value(), Tm_uint8(255).value(), Tm_int16(-2).value(),
-                              Tm_uint16(65535).value(), -3, 4294967295U, -1L, 2UL, 2.5, "a<b", "");
+    Tm_array value = Tm_array::of(true, false, Tm_int8(-1).value(), Tm_uint8(255).value(), Tm_int16(-2).value(),
+                                  Tm_uint16(65535).value(), -3, 4294967295U, -1L, 2UL, 2.5, "a<b", "");
     value.add_member(std::make_unique<Tm_binary>(binary_of(std::string("\0&", 2))).get());
     value.add_member(scratch.file("f", "123"), 0U);
     std::string expected = "<value><array><data>";

@@ -16,20 +16,6 @@ void add(Tm_struct& target, std::string const& name, Datum const& datum, More co
     if constexpr (sizeof...(more) > 0) add(target, more...);
 }
 
-template <class... Datum>
-Tm_struct struct_of(Datum const&... datum) {
-    Tm_struct value(nullptr);
-    add(value, datum...);
-    return value;
-}
-
-template <class... Datum>
-Tm_array array_of(Datum const&... datum) {
-    Tm_array array;
-    (array.add_member(datum), ...);
-    return array;
-}
-
 inline Tm_binary binary_of(std::string const& bytes) {
     return Tm_binary(reinterpret_cast<unsigned char const*>(bytes.data()), static_cast<unsigned int>(bytes.size()));
 }
