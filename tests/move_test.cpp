@@ -37,6 +37,16 @@ Value& held_by(Tm_struct& outer) {
 
 }  // namespace
 
+TEST(Moving, AMemberOfADecodedMessageGivesItsMembers) {
+    Message inner;
+    inner.add_member(body, "s", Tm_struct{{"k", 1}});
+    auto const received = tm_from_bytes(tm_to_bytes(inner));
+    Tm_struct& given = *received->edit_struct(body, "s");
+    inner.set_member(body, "s", std::move(given));
+    EXPECT_EQ(0, given.get_member_count());
+    EXPECT_EQ(1, inner.get_member_struct(body, "s")->get_member_int32("k"));
+}
+
 TEST(Moving, MessagesStandInAVector) {
     std::vector<Message> messages;
     for (int i = 0; i < 20; ++i) messages.push_back(*every_kind_request());

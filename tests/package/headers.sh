@@ -11,6 +11,9 @@ while read -r header; do
     echo "#include \"$header\"" | "$@" -I. -x c++ -fsyntax-only - || failed=1
 done <../headers.installed
 
+# Programs without type information use the library, too.
+echo '#include "tmsg/tmsg.h"' | "$@" -I. -fno-rtti -x c++ -fsyntax-only - || failed=1
+
 # The names of the standard headers are plain words.
 grep -rE '^ *# *include' tmsg | grep -vE '# *include ("tmsg/[a-z_/]+\.h"|<[a-z_]+>)$' && failed=1
 

@@ -13,6 +13,7 @@
 #include "tmsg/value/tm_binary.h"
 
 class Tm_array;
+class Tm_struct;
 
 template <class T>
 constexpr bool tm_is_value = std::is_base_of_v<Tm_value, T>;
@@ -46,6 +47,18 @@ template <class T, class Plain = std::decay_t<T>>
 constexpr bool tm_is_only_element =
     !std::is_base_of_v<Tm_array, Plain> && !std::is_convertible_v<T, Tm_value_container*>;
 
+/// Returns whether the class of the value is the one that its static type tells. Without type
+/// information, no class but Tm_struct is known to be.
+template <class Class>
+bool tm_is_exactly([[maybe_unused]] Class const& value) {
+#ifdef __GXX_RTTI
+    return typeid(value) == typeid(Class);
+#else
+    return false;
+#endif
+}
+TMSG_API bool tm_is_exactly(Tm_struct const& value);
+
 /// Returns a copy of an lvalue. Takes the content of an rvalue, unless its class is one that its
 /// static type does not tell.
 template <class Value>
@@ -53,9 +66,7 @@ std::unique_ptr<Tm_value> tm_own_value(Value&& value) {
     using Class = std::decay_t<Value>;
     if constexpr (!std::is_lvalue_reference_v<Value> && !std::is_const_v<Class> &&
                   !std::is_abstract_v<Class> && std::is_nothrow_move_constructible_v<Class>) {
-        if (typeid(value) == typeid(Class)) {
-            return std::make_unique<Class>(std::forward<Value>(value));
-        }
+        if (tm_is_exactly(value)) return std::make_unique<Class>(std::forward<Value>(value));
     }
     return std::unique_ptr<Tm_value>(value.clone());
 }

@@ -218,6 +218,8 @@ bool Tm_struct::equals_plain(Tm_struct const& right) const {
     return true;
 }
 
+bool tm_is_exactly(Tm_struct const& value) { return value.is_plain(); }
+
 TMV Tm_struct::get_value_type() const { return TMV_STRUCT; }
 
 bool Tm_struct::accept(Tm_visitor& visitor) const {

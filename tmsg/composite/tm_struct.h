@@ -169,6 +169,7 @@ private:
     friend class Tm_member_adders<Tm_struct, Tm_name>;
     friend class Tm_prenamed_struct;
     friend struct Tm_name_lengths;
+    friend bool tm_is_exactly(Tm_struct const& value);
 
     /// Data that only few structs need.
     struct Extras {
