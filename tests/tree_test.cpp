@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "support/support.h"
 #include "support/text.h"
 
@@ -130,6 +132,14 @@ struct Order {
 };
 TM_FIELDS(Order, number, lines, discount, days, kind, kinds, raw, matrix, more, is_urgent)
 
+enum class Switch : bool { off, on };
+
+struct Narrow {
+    float number = 0;
+    Switch position = Switch::off;
+};
+TM_FIELDS(Narrow, number, position)
+
 struct Many {
     int a1 = 1, a2 = 2, a3 = 3, a4 = 4, a5 = 5, a6 = 6, a7 = 7, a8 = 8, b1 = 1, b2 = 2, b3 = 3, b4 = 4, b5 = 5, b6 = 6,
         b7 = 7, b8 = 8, c1 = 1, c2 = 2, c3 = 3, c4 = 4, c5 = 5, c6 = 6, c7 = 7, c8 = 8, d1 = 1, d2 = 2, d3 = 3, d4 = 4,
@@ -162,6 +172,15 @@ TEST(Fields, ComeBack) {
     EXPECT_EQ(4, received.lines[1].count);
     EXPECT_EQ(order.kinds, received.kinds);
     EXPECT_EQ(8, tm_from_struct<fields::Many>(tm_to_struct(fields::Many())).d8);
+}
+
+TEST(Fields, OfNarrowTypesRefuseWhatTheyCannotHold) {
+    Tm_struct sent = tm_to_struct(fields::Narrow{1.5F, fields::Switch::on});
+    EXPECT_EQ(fields::Switch::on, tm_from_struct<fields::Narrow>(sent).position);
+    sent.set_member("number", HUGE_VAL);
+    EXPECT_EQ(HUGE_VALF, tm_from_struct<fields::Narrow>(sent).number);
+    sent.set_member("number", 1e39);
+    EXPECT_THROW(tm_from_struct<fields::Narrow>(sent), Tm_out_of_range_exception);
 }
 
 TEST(Fields, SayWhereOneIsWrong) {

@@ -21,6 +21,8 @@
 /// of these. A vector of unsigned char is sent as a byte string. An empty optional is not sent.
 #pragma once
 
+#include <cmath>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -121,9 +123,14 @@ void tm_read_fields(T& to, Tm_struct const& from);
 template <class Field>
 void tm_read_field(Field& to, Tm_value const& from) {
     if constexpr (std::is_enum_v<Field>) {
-        to = static_cast<Field>(tm_number<std::underlying_type_t<Field>>(from));
+        std::underlying_type_t<Field> number{};
+        tm_read_field(number, from);
+        to = static_cast<Field>(number);
     } else if constexpr (std::is_floating_point_v<Field>) {
-        to = static_cast<Field>(tm_number<double>(from));
+        double const number = tm_number<double>(from);
+        bool const fits = !(std::abs(number) > std::numeric_limits<Field>::max());
+        if (!fits && std::isfinite(number)) tm_refuse_number(from, TMV_DOUBLE);
+        to = static_cast<Field>(number);
     } else if constexpr (std::is_integral_v<Field> && !std::is_same_v<Field, bool>) {
         to = tm_number<Field>(from);
     } else if constexpr (Tm_has_fields<Field>::value) {

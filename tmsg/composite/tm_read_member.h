@@ -73,6 +73,20 @@ struct Tm_reading<char const*> {
     }
 };
 
+/// Reads an integer of 64 bits, whose type is long, as the other type of that size.
+template <>
+struct Tm_reading<long long> {
+    static constexpr TMV code = TMV_INT64;
+    static long long read(Tm_value const* value) { return Tm_reading<long>::read(value); }
+};
+template <>
+struct Tm_reading<unsigned long long> {
+    static constexpr TMV code = TMV_UINT64;
+    static unsigned long long read(Tm_value const* value) {
+        return Tm_reading<unsigned long>::read(value);
+    }
+};
+
 /// Casts to Message, whose class this layer does not know. `member` must be a message.
 TMSG_API Message const* tm_as_message(Tm_value const* member);
 
