@@ -204,6 +204,9 @@ TEST(Finding, TellsAbsentFromPresent) {
     EXPECT_EQ(nullptr, value.find("x"));
     EXPECT_EQ(nullptr, value.find(3));
     EXPECT_EQ(nullptr, value.find(-1));
+    EXPECT_EQ(nullptr, value.find(std::size_t{1} << 32));
+    EXPECT_THROW(Tm_struct(value).edit_array(std::size_t{0}), Tm_type_mismatch_exception);
+    EXPECT_EQ(5, (Tm_struct{{"n", 5L}}.get_or<long long>("n", 0)));
     EXPECT_TRUE(value.has_member(std::string("a")));
     EXPECT_EQ(1, value.get_if<int>("a"));
     EXPECT_EQ(std::nullopt, value.get_if<long>("a"));

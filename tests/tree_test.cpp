@@ -105,6 +105,17 @@ TEST(Tree, ExceptionsKnowThePlace) {
     EXPECT_EQ("[2]", path_of_failure([&] { server.get_member_array("ports")->get_member_bool(2); }));
     EXPECT_EQ("[2]", path_of_failure([&] { Tm_array{1, 2, 300}.get_number<signed char>(2); }));
     EXPECT_EQ("", path_of_failure([&] { server.get_member_int32(99); }));
+    EXPECT_EQ("ports", path_of_failure([&] { server.get_member_value(TMV_INT32, 0); }));
+    EXPECT_EQ("[0]", path_of_failure([&] { server.get_member_array("ports")->get_member_value(TMV_BOOL, 0); }));
+    Message changed = message;
+    EXPECT_EQ("body.server", path_of_failure([&] { changed.edit_array(body, "server"); }));
+    EXPECT_EQ("body.count", path_of_failure([&] { changed.edit_struct(body, "count"); }));
+    changed.set_msg_type(Message::TMT_FAULT);
+    changed.set_member(body, "faultCode", "x");
+    EXPECT_EQ("body.faultCode", path_of_failure([&] { changed.get_fault_code(); }));
+    changed.set_member(body, "faultString", 1);
+    EXPECT_EQ("body.faultString", path_of_failure([&] { changed.get_fault_string(); }));
+    EXPECT_EQ("body.faultString", path_of_failure([&] { changed.set_fault_code(1); }));
     EXPECT_EQ("a.b not found in struct", std::string(Tm_name_not_found_exception("a.b").what()));
 }
 

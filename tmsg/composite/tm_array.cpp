@@ -126,6 +126,4 @@ void Tm_array::add_path(Tm_exception& failure, int i) const noexcept {
     if (i >= 0 && i < values_.size()) failure.add_position_before(i);
 }
 
-Tm_value const* Tm_array::get_member_value(TMV type, int i) const {
-    return tm_check_member_type(get_value(i), type);
-}
+Tm_value const* Tm_array::get_member_value(TMV type, int i) const { return typed_value(i, type); }

@@ -21,13 +21,26 @@
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_text.h"
 
+/// Returns the key as an int or as a view. A position that int does not have becomes -1.
+template <class Key>
+auto tm_key(Key const& key) {
+    if constexpr (std::is_integral_v<Key> || std::is_enum_v<Key>) {
+        auto const position = static_cast<int>(key);
+        return static_cast<Key>(position) == key ? position : -1;
+    } else if constexpr (std::is_convertible_v<Key, char const*>) {
+        return tm_view(key);
+    } else {
+        return std::string_view(key);
+    }
+}
+
 template <class Owner, class... Group>
 class Tm_finders {
 public:
     /// Returns the value, which its owner still owns, or null when there is none.
     template <class Key>
     Tm_value const* find(Group... group, Key const& key) const {
-        return owner().find_value(group..., key_of(key));
+        return owner().find_value(group..., tm_key(key));
     }
     template <class Key>
     bool has_member(Group... group, Key const& key) const {
@@ -53,7 +66,7 @@ public:
     /// value that is no number, and what a getter throws for an absent member.
     template <class T, class Key>
     T get_number(Group... group, Key const& key) const {
-        return owner().template number_at<T>(group..., key_of(key));
+        return owner().template number_at<T>(group..., tm_key(key));
     }
 
 protected:
@@ -61,15 +74,4 @@ protected:
 
 private:
     Owner const& owner() const { return static_cast<Owner const&>(*this); }
-
-    template <class Key>
-    static auto key_of(Key const& key) {
-        if constexpr (std::is_integral_v<Key> || std::is_enum_v<Key>) {
-            return static_cast<int>(key);
-        } else if constexpr (std::is_convertible_v<Key, char const*>) {
-            return tm_view(key);
-        } else {
-            return std::string_view(key);
-        }
-    }
 };

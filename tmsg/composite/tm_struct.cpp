@@ -304,9 +304,7 @@ Tm_value const* tm_check_member_type(Tm_value const* member, TMV type) {
     return member;
 }
 
-Tm_value const* Tm_struct::get_member_value(TMV type, int i) const {
-    return tm_check_member_type(get_value(i), type);
-}
+Tm_value const* Tm_struct::get_member_value(TMV type, int i) const { return typed_value(i, type); }
 
 void Tm_struct::swap(Tm_struct& other) {
     swap_values(other);

@@ -137,15 +137,15 @@ public:
     /// Return the value for changes, and throw what the getters throw.
     template <class Key>
     Tm_struct* edit_struct(Key const& key) {
-        return const_cast<Tm_struct*>(read_member<Tm_struct const*>(key));
+        return const_cast<Tm_struct*>(read_member<Tm_struct const*>(tm_key(key)));
     }
     template <class Key>
     Tm_array* edit_array(Key const& key) {
-        return const_cast<Tm_array*>(read_member<Tm_array const*>(key));
+        return const_cast<Tm_array*>(read_member<Tm_array const*>(tm_key(key)));
     }
     template <class Key>
     Message* edit_message(Key const& key) {
-        return const_cast<Message*>(read_member<Message const*>(key));
+        return const_cast<Message*>(read_member<Message const*>(tm_key(key)));
     }
 
     /// Both return the position of the member with that name. Without such a member get_number()

@@ -171,7 +171,10 @@ void Message::set_fault_member(char const* name, Tm_new_value value, char const*
     if (body.get_member_index(name) < 0) return body.place(name, std::move(value), nullptr);
     Tm_struct rest(body.shares_names_ != 0 ? Tm_struct(shared_names_) : Tm_struct(nullptr));
     int const position = body.get_member_index(other);
-    if (position >= 0) rest.add_member(other, body.get_member_value(other_type, position));
+    auto const checked_other = [&](Tm_struct const& members) {
+        return members.get_member_value(other_type, position);
+    };
+    if (position >= 0) rest.add_member(other, in_group(TMG_BODY, checked_other));
     rest.place(name, std::move(value), nullptr);
     body.swap(rest);
     body.hint_ = 0;
@@ -189,17 +192,15 @@ void Message::set_fault_string(char const* text) {
 
 int Message::get_fault_code() const {
     check_is_fault();
-    Tm_struct const& body = groups_[TMG_BODY];
-    int const position = body.get_member_index(fault_code);
-    return position < 0 ? -1 : body.get_member_int32(position);
+    int const position = groups_[TMG_BODY].get_member_index(fault_code);
+    return position < 0 ? -1 : get_member_int32(TMG_BODY, position);
 }
 
 std::string Message::get_fault_string() const {
     check_is_fault();
-    Tm_struct const& body = groups_[TMG_BODY];
-    int const position = body.get_member_index(fault_string);
+    int const position = groups_[TMG_BODY].get_member_index(fault_string);
     if (position < 0) return {};
-    return std::string(body.get_member_text(position));
+    return std::string(get_member_text(TMG_BODY, position));
 }
 
 void Message::get_context(message_context* context) const {

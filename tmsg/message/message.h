@@ -129,15 +129,15 @@ public:
     void rename_member(TMG group, int i, std::string_view name);
     template <class Key>
     Tm_struct* edit_struct(TMG group, Key const& key) {
-        return get_struct(group).edit_struct(key);
+        return const_cast<Tm_struct*>(read_member<Tm_struct const*>(group, tm_key(key)));
     }
     template <class Key>
     Tm_array* edit_array(TMG group, Key const& key) {
-        return get_struct(group).edit_array(key);
+        return const_cast<Tm_array*>(read_member<Tm_array const*>(group, tm_key(key)));
     }
     template <class Key>
     Message* edit_message(TMG group, Key const& key) {
-        return get_struct(group).edit_message(key);
+        return const_cast<Message*>(read_member<Message const*>(group, tm_key(key)));
     }
 
     int get_member_count(TMG group) const;
