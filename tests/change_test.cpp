@@ -25,6 +25,7 @@ template <class Datum>
 constexpr bool none_takes = !takes<Tm_struct, Datum> && !takes<Tm_array, Datum>;
 
 static_assert(none_takes<int*> && none_takes<void*> && none_takes<double const*> && none_takes<std::nullptr_t>);
+static_assert(none_takes<void (*)()> && none_takes<int Tm_exception::*> && none_takes<void (Tm_array::*)()>);
 static_assert(both_take<char*> && both_take<Tm_struct*> && both_take<Tm_binary const*> && both_take<float>);
 static_assert(both_take<std::vector<bool>::reference> && both_take<Colour> && both_take<char>);
 

@@ -102,6 +102,8 @@ public:
     /// No pointer becomes a bool.
     template <class Unlisted, class = std::enable_if_t<tm_is_unlisted<Unlisted>>>
     void add_member(Unlisted const* pointer) = delete;
+    template <class Code, class = std::enable_if_t<tm_is_code<Code>>, class = void>
+    void add_member(Code pointer) = delete;
     /// Appends a file, which is opened for reading.
     void add_file(std::string const& path) { add_member(path, 0U); }
 

@@ -42,6 +42,11 @@ constexpr bool tm_is_compound = tm_is_value<Plain> || Tm_is_value_owner<Plain>::
 template <class T>
 constexpr bool tm_is_unlisted = !std::is_same_v<T, char> && !tm_is_value<T>;
 
+/// A pointer to a function or to a class member, which would otherwise become a bool, too.
+template <class T>
+constexpr bool tm_is_code = std::is_member_pointer_v<T> ||
+                            (std::is_pointer_v<T> && std::is_function_v<std::remove_pointer_t<T>>);
+
 /// The types that Tm_array{one element} takes.
 template <class T, class Plain = std::decay_t<T>>
 constexpr bool tm_is_only_element =
@@ -93,6 +98,8 @@ inline Tm_new_value tm_plain_value(std::string_view text) { return Tm_new_value(
 inline Tm_new_value tm_plain_value(Tm_value const* value) { return Tm_new_value(value); }
 template <class Unlisted, class = std::enable_if_t<tm_is_unlisted<Unlisted>>>
 Tm_new_value tm_plain_value(Unlisted const* pointer) = delete;
+template <class Code, class = std::enable_if_t<tm_is_code<Code>>, class = void>
+Tm_new_value tm_plain_value(Code pointer) = delete;
 // clang-format on
 
 /// Converts as a call of add_member() with one argument does. A null pointer throws Tm_exception.

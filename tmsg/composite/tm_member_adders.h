@@ -71,6 +71,8 @@ public:
     /// No pointer becomes a bool.
     template <class Unlisted, class = std::enable_if_t<tm_is_unlisted<Unlisted>>>
     void add_member(Where where, Unlisted const* pointer, Index* index = nullptr) = delete;
+    template <class Code, class = std::enable_if_t<tm_is_code<Code>>, class = void>
+    void add_member(Where where, Code pointer, Index* index = nullptr) = delete;
     /// Adds a file, which is opened for reading.
     void add_file(Where where, std::string const& path, Index* index = nullptr) {
         place(where, index, path, 0U);

@@ -109,6 +109,8 @@ public:
     }
     template <class Unlisted, class = std::enable_if_t<tm_is_unlisted<Unlisted>>>
     void add_member(TMG group, Tm_name name, Unlisted const* pointer) = delete;
+    template <class Code, class = std::enable_if_t<tm_is_code<Code>>, class = void>
+    void add_member(TMG group, Tm_name name, Code pointer) = delete;
     void add_file(TMG group, Tm_name name, std::string const& path);
     /// Takes ownership of the value, and deletes it when the call throws.
     void add_member_and_own(TMG group, Tm_name name, Tm_value* value);
