@@ -48,6 +48,8 @@ TEST(Building, TakesValuesInBraces) {
     EXPECT_EQ("struct {}", list_text(Tm_struct{}));
     EXPECT_EQ("array {int32_t 1 array {string \"x\" } struct {} }", list_text(Tm_array{1, Tm_array{"x"}, Tm_struct()}));
     EXPECT_EQ("array {array {int32_t 5 } }", list_text(Tm_array::of(Tm_array{5})));
+    EXPECT_EQ("struct {\"b\" {int32_t 5 } }",
+              list_text(Tm_struct{{"a", std::optional<int>()}, {"b", std::optional<int>(5)}}));
     EXPECT_EQ("array {int32_t 5 }", list_text(Tm_array{Tm_array{5}})) << "a copy";
     EXPECT_EQ(7, Message::fault(7, "late").get_fault_code());
     EXPECT_EQ("late", Message::fault(7, "late").get_fault_string());
@@ -170,6 +172,10 @@ TEST(Changing, Elements) {
     value.remove_values(1);
     value.remove_values(1, 0);
     EXPECT_EQ(1, value.get_member_count());
+    value.set_value(0, std::optional<int>(5));
+    EXPECT_EQ("array {int32_t 5 }", list_text(value));
+    value.set_value(0, std::optional<int>());
+    EXPECT_EQ(0, value.get_member_count());
 }
 
 TEST(Changing, RefusesWhatIsWrongAndChangesNothing) {

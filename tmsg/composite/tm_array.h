@@ -109,9 +109,14 @@ public:
 
     /// Each changes one element. When it throws, the array is as before. A null value throws
     /// Tm_exception.
+    /// set_value() converts as add_member() does. With an empty optional, it removes the element.
     template <class Value>
     void set_value(int i, Value&& value) {
-        values_.replace(i, tm_make_value(std::forward<Value>(value)));
+        if constexpr (Tm_is_optional<std::decay_t<Value>>::value) {
+            value ? set_value(i, *std::forward<Value>(value)) : remove_values(i);
+        } else {
+            values_.replace(i, tm_make_value(std::forward<Value>(value)));
+        }
     }
     void replace_value(int i, std::unique_ptr<Tm_value> value) { set_value(i, std::move(value)); }
     /// Moves the elements from i on up by one. The position get_member_count() is allowed, too.

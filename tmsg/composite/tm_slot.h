@@ -83,6 +83,7 @@ public:
         if (is_on_heap()) delete slot_.on_heap();
     }
 
+    bool is_empty() const { return kind_ == tm_no_value; }
     /// Returns the value as an object on the heap, which the caller owns.
     std::unique_ptr<Tm_value> release();
 

@@ -18,7 +18,9 @@ constexpr int steps_per_member = 3;
 
 Tm_struct::Tm_struct(std::initializer_list<Tm_member> members) : Tm_struct(nullptr) {
     values_.reserve(static_cast<int>(members.size()));
-    for (Tm_member const& member : members) place(member.name_, std::move(member.value_), nullptr);
+    for (Tm_member const& member : members) {
+        if (!member.value_.is_empty()) place(member.name_, std::move(member.value_), nullptr);
+    }
 }
 
 Tm_struct::Tm_struct(Tm_catalog<std::string>* catalog)
