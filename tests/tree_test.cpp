@@ -51,6 +51,12 @@ TEST(Tree, VisitCallsTheOverloadOfTheType) {
     EXPECT_EQ((Names{"int", "uchar", "bool", "text", "array", "struct", "message", "binary", "other"}), kinds);
 }
 
+TEST(Tree, VisitDoesNotCopyASingleFunction) {
+    auto counter = [calls = std::make_unique<int>(0)](auto const&) { return ++*calls; };
+    EXPECT_EQ(1, tm_visit(Tm_bool(true), counter));
+    EXPECT_EQ(2, tm_visit(Tm_array(), counter));
+}
+
 TEST(Tree, WalkGivesPathsThatLeadBack) {
     Message const message = sample_tree();
     Names paths;

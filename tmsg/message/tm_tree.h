@@ -90,12 +90,8 @@ struct Tm_overloads : Functions... {
     using Functions::operator()...;
 };
 
-/// Calls the overload for the C++ type of the value, and returns what it returns: an integer type,
-/// double, bool, std::string_view, or a reference to a const Tm_binary, Tm_file, Tm_date, Tm_array,
-/// Tm_struct or Message. All overloads must return the same type. The functions are copied.
-template <class... Functions>
-decltype(auto) tm_visit(Tm_value const& value, Functions&&... functions) {
-    Tm_overloads<std::decay_t<Functions>...> call{std::forward<Functions>(functions)...};
+template <class Function>
+decltype(auto) tm_call_with_content(Tm_value const& value, Function& call) {
     // clang-format off
     switch (value.get_value_type()) {
         case TMV_BOOL:   return call(Tm_reading<bool>::read(&value));
@@ -109,6 +105,20 @@ decltype(auto) tm_visit(Tm_value const& value, Functions&&... functions) {
         default: return tm_visit_number(value, call);
     }
     // clang-format on
+}
+
+/// Calls the overload for the C++ type of the value, and returns what it returns: an integer type,
+/// double, bool, std::string_view, or a reference to a const Tm_binary, Tm_file, Tm_date, Tm_array,
+/// Tm_struct or Message. All overloads must return the same type. Several functions are copied, a
+/// single one is not.
+template <class... Functions>
+decltype(auto) tm_visit(Tm_value const& value, Functions&&... functions) {
+    if constexpr (sizeof...(Functions) == 1) {
+        return tm_call_with_content(value, functions...);
+    } else {
+        Tm_overloads<std::decay_t<Functions>...> call{std::forward<Functions>(functions)...};
+        return tm_call_with_content(value, call);
+    }
 }
 
 /// Calls `visit(child, add_step)` with each value directly below a struct, an array or a message.
