@@ -463,6 +463,29 @@ TEST(Allocation, OfAClearedContainerIsUsedAgain) {
 }
 
 /// Many structs with one long name that came once: neither receiving nor copying repeats it.
+/// A stack, a queue, and a member that comes and goes.
+TEST(Allocation, OfTextsEndsSoonAfterTheyWereRemoved) {
+    std::string const text(100, 'x');
+    Tm_array stack{"bottom"};
+    Tm_array queue{text, text};
+    Tm_struct members{{"k", "v"}};
+    std::size_t const before = live_bytes;
+    for (int i = 0; i < 10000; ++i) {
+        stack.add_member(text);
+        stack.add_member(text);
+        stack.take_value(2);
+        stack.set_value(1, i);
+        stack.remove_values(1);
+        queue.add_member(text);
+        queue.take_value(0);
+        members.set_member("text", text);
+        members.remove_member("text");
+    }
+    EXPECT_LT(live_bytes, before + (2U << 16));
+    EXPECT_EQ((Tm_array{text, text}), queue);
+    EXPECT_EQ("bottom", stack.get_member_text(0));
+}
+
 TEST(Allocation, OfNamesByIndexIsThatOfTheirTable) {
     Tm_struct const item = Tm_struct{{std::string(60000, 'n'), 1}};
     Tm_array list;

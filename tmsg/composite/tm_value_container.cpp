@@ -1,6 +1,7 @@
 #include "tmsg/composite/tm_value_container.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "tmsg/composite/tm_struct.h"
@@ -125,6 +126,38 @@ void Tm_value_container::destroy_all() noexcept {
     }
 }
 
+/// Destroys the value and empties the slot. Frees the text of a string where that is possible.
+void Tm_value_container::discard(std::size_t i) noexcept {
+    bool const has_text = kinds()[i] == TMV_STRING;
+    char const* const text = has_text ? in_place<Tm_string>(i)->value().data() : nullptr;
+    destroy(i);
+    kinds()[i] = tm_no_value;
+    if (has_text) remove_text(text, i);
+}
+
+/// Removes a text of slot i, which does not use it any more.
+void Tm_value_container::remove_text(char const* text, std::size_t i) noexcept {
+    texts_.remove(
+        text, [&](char const* begin, char const* end) { return has_text_between(begin, end, i); });
+}
+
+/// Looks near slot i first: texts of neighbours are mostly in one block.
+bool Tm_value_container::has_text_between(char const* begin, char const* end, std::size_t i) const {
+    std::less<> const is_before;
+    auto const is_there = [&](std::size_t k) {
+        if (kinds()[k] != TMV_STRING) return false;
+        char const* const text = in_place<Tm_string>(k)->value().data();
+        return !is_before(text, begin) && is_before(text, end);
+    };
+    for (std::size_t k = i; k < size_; ++k) {
+        if (is_there(k)) return true;
+    }
+    for (std::size_t k = i; k-- > 0;) {
+        if (is_there(k)) return true;
+    }
+    return false;
+}
+
 char const* Tm_value_container::make_text(std::string_view bytes) {
     Tm_string::check_length(bytes);
     return texts_.add(bytes);
@@ -174,13 +207,16 @@ Tm_value* Tm_value_container::set_and_own(int position, Tm_value* value) {
     return value;
 }
 
-/// A string becomes an object on the heap, because the texts of replaced strings stay in memory.
+/// A string becomes an object on the heap, so that the next one can free its text.
 void Tm_value_container::replace(int position, Tm_new_value value) {
     std::size_t const i = checked(position);
     bool const is_text = value.kind_ == Tm_new_value::UNKEPT;
     if (is_text) return replace(position, Tm_new_value(value.release()));
+    bool const had_text = kinds()[i] == TMV_STRING;
+    char const* const text = had_text ? in_place<Tm_string>(i)->value().data() : nullptr;
     std::unique_ptr<Tm_value> const old(kinds()[i] >= tm_on_heap ? at(i) : nullptr);
     put(i, std::move(value));
+    if (had_text) remove_text(text, i);
 }
 
 void Tm_value_container::insert(int position, Tm_new_value value) {
@@ -194,7 +230,9 @@ void Tm_value_container::insert(int position, Tm_new_value value) {
 
 std::unique_ptr<Tm_value> Tm_value_container::take(int position) {
     std::size_t const i = checked(position);
-    std::unique_ptr<Tm_value> taken(kinds()[i] >= tm_on_heap ? at(i) : at(i)->clone());
+    bool const is_on_heap = kinds()[i] >= tm_on_heap;
+    std::unique_ptr<Tm_value> taken(is_on_heap ? at(i) : at(i)->clone());
+    if (!is_on_heap) discard(i);
     close_slots(i, 1);
     return taken;
 }
@@ -206,7 +244,7 @@ void Tm_value_container::remove(int first, int count) {
     }
     auto const i = static_cast<std::size_t>(first);
     auto const removed = static_cast<std::size_t>(count);
-    for (std::size_t k = i; k < i + removed; ++k) destroy(k);
+    for (std::size_t k = i + removed; k-- > i;) discard(k);
     close_slots(i, removed);
 }
 

@@ -176,6 +176,9 @@ private:
     }
     void give_up_spare() { change_capacity(size_); }
     void destroy(std::size_t i) noexcept;
+    void discard(std::size_t i) noexcept;
+    void remove_text(char const* text, std::size_t i) noexcept;
+    bool has_text_between(char const* begin, char const* end, std::size_t i) const;
     void close_slots(std::size_t i, std::size_t count) noexcept;
     void move_slots(std::size_t from, std::size_t to, std::size_t count) noexcept;
     void destroy_all() noexcept;

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <new>
 #include <string_view>
 
@@ -170,6 +171,27 @@ public:
     /// Takes all texts of `other`, which has none afterwards. This must have none. All texts stay
     /// valid.
     void take(Tm_texts& other) noexcept;
+    /// Frees the text if nothing was added after it, or else its block if `is_used(begin, end)`
+    /// returns false for the memory of all texts in it. Other texts stay where they are.
+    template <class Is_used>
+    void remove(char const* text, Is_used is_used) noexcept {
+        char* const begin = const_cast<char*>(text) - tm_text_prefix;
+        std::size_t const size = tm_text_size(tm_text_length(text));
+        if (last_ != nullptr && begin + size == last_->bytes() + last_->used) {
+            last_->used -= size;
+            return;
+        }
+        Block** at = &last_;
+        while (*at != nullptr && (*at)->lender == nullptr && !(*at)->has(begin)) {
+            at = &(*at)->previous;
+        }
+        Block* const block = *at;
+        bool const is_own = block != nullptr && block->lender == nullptr;
+        if (!is_own || is_used(block->bytes(), block->bytes() + block->used)) return;
+        *at = block->previous;
+        ::operator delete(block);
+    }
+
     /// Frees all texts, and all blocks but a lent one.
     void clear() noexcept {
         if (last_ != nullptr) free_blocks();
@@ -185,6 +207,10 @@ private:
         Tm_shared_block* lender;  ///< null unless the block is lent
         Block* next() const { return lender == nullptr ? previous : nullptr; }
         char* bytes() { return reinterpret_cast<char*>(this + 1); }
+        bool has(char const* place) {
+            std::less<> const is_before;
+            return !is_before(place, bytes()) && is_before(place, bytes() + used);
+        }
     };
 
     Block* lent_block() const;
