@@ -6,6 +6,7 @@
 ///     decoder.feed(data, size);
 ///     decoder.finalize();
 ///     if (decoder.error().empty()) use(std::unique_ptr<Message>(decoder.release_msg()));
+///     else report(decoder.error(), decoder.item_offset(), decoder.item_path());
 ///
 /// Messages that follow each other, for example in a file, are read with feed_message():
 ///

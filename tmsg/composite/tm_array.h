@@ -5,6 +5,11 @@
 ///     weights.add_member("unknown");
 ///     double first = weights.get_member_double(0);
 ///
+///     Tm_array ports{80, 81, 82};
+///     ports.set_value(0, 8080);
+///     ports.insert_value(1, std::make_unique<Tm_int32>(8081));
+///     ports.remove_values(2, 2);
+///
 /// A position outside 0 to get_member_count() - 1 throws Tm_out_of_range_exception.
 /// A getter throws Tm_type_mismatch_exception when the element has another type.
 /// Pointers to scalar and string elements are valid until the array changes, like iterators of a

@@ -1,5 +1,11 @@
 /// A list of named members. The struct owns their values.
 ///
+///     Tm_struct record{{"article", "bolt M8"}, {"weights", Tm_array{0.25, 1.5}}};
+///     record.set_member("count", 250);  // replaces the first "count", or adds it
+///     record.edit_array("weights")->set_value(0, 0.5);
+///     record.rename_member(0, "item");
+///     record.remove_member("count");
+///
 /// A look-up by name starts at the member that the last look-up found, and goes on at the first
 /// member after the last. So reading members in their order takes one step each. When a name
 /// repeats, a look-up finds the first member of that name from there on.

@@ -1,10 +1,12 @@
 /// A request, a response or a fault of a remote call. A message is a value, so messages nest.
 ///
-///     Message request;
-///     request.set_msg_type(Message::TMT_REQUEST);
-///     request.set_request_name("stock.reserve");
+///     Message request = Message::request("stock.reserve");
 ///     request.add_member(Message::TMG_BODY, "count", 250);
 ///     int count = request.get_member_int32(Message::TMG_BODY, "count");
+///     request.set_member(Message::TMG_BODY, "count", count + 1);
+///
+///     std::vector<Message> waiting;
+///     waiting.push_back(std::move(request));  // copies nothing; request is an empty response
 ///
 /// A message has two structs, its groups: TMG_META describes the message, TMG_BODY has the
 /// arguments, the results or the fault. Any other group throws Tm_out_of_range_exception with the

@@ -1,5 +1,13 @@
 /// The exception classes of the library. There are no error codes: what() returns a text for
-/// people. Decoders and creators keep an error text for bad input, and do not throw.
+/// people, and path() the place in a tree where the failure knows it:
+///
+///     try {
+///         use(message.get_member_int32(Message::TMG_BODY, "count"));
+///     } catch (Tm_exception const& failure) {
+///         report(failure.what(), failure.path());  // "count not found in struct", "body.count"
+///     }
+///
+/// Decoders and creators keep an error text for bad input, and do not throw.
 /// In the texts below, a word in capitals means the argument of that name.
 #pragma once
 
