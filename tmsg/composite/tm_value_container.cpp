@@ -141,7 +141,7 @@ void Tm_value_container::remove_text(char const* text, std::size_t i) noexcept {
         text, [&](char const* begin, char const* end) { return has_text_between(begin, end, i); });
 }
 
-/// Looks near slot i first: texts of neighbours are mostly in one block.
+/// Looks in slots near i first, because texts of neighbours are mostly in one block.
 bool Tm_value_container::has_text_between(char const* begin, char const* end, std::size_t i) const {
     std::less<> const is_before;
     auto const is_there = [&](std::size_t k) {
@@ -149,11 +149,9 @@ bool Tm_value_container::has_text_between(char const* begin, char const* end, st
         char const* const text = in_place<Tm_string>(k)->value().data();
         return !is_before(text, begin) && is_before(text, end);
     };
-    for (std::size_t k = i; k < size_; ++k) {
-        if (is_there(k)) return true;
-    }
-    for (std::size_t k = i; k-- > 0;) {
-        if (is_there(k)) return true;
+    for (std::size_t step = 0; step < size_; ++step) {
+        if (i + step < size_ && is_there(i + step)) return true;
+        if (step <= i && is_there(i - step)) return true;
     }
     return false;
 }
