@@ -26,7 +26,7 @@ for from in tcl wire chunks; do
         size=$(wc -c <whole)
         run 0 convert --from $from --to $to --max-text "$size" message.$from && cmp out whole
         run 1 convert --from $from --to $to --max-text $((size - 1)) message.$from && printed ''
-        grep -q "^tmsg: text longer than $((size - 1)) bytes" err || fail "$from to $to: $(cat err)"
+        grep -q "^tmsg: message.$from:.* text longer than $((size - 1)) bytes" err || fail "$from to $to: $(cat err)"
     done
 done
 run 0 convert --from wire --to json <message.wire && printed "$json"
@@ -45,7 +45,7 @@ make index.tcl convert --from wire --to tcl index.wire && shows '"catalog" {arra
 run 0 convert --from tcl --to wire index.tcl && cmp out index.wire
 run 0 convert --from wire --to wire --names index.wire && cmp out message.wire
 run 0 convert --from chunks --to dump index.chunks && shows '(name) s(string) x y'
-QEL_INIT_DISABLE_SEND_MEMBER_STRING=1 refuse 1 'the names of this message cannot be sent by index' \
+QEL_INIT_DISABLE_SEND_MEMBER_STRING=1 refuse 1 'index.wire: byte 0: the names of this message cannot be sent by index' \
     convert --from wire --to chunks index.wire
 
 # Files land in temporary files that are gone afterwards, after damage and after a signal too.
@@ -54,7 +54,7 @@ make file.wire convert --from tcl --to wire file.tcl
 head -c 25 file.wire >cut_file.wire
 for input in file.tcl file.wire cut_file.wire; do
     "$program" convert --from "${input##*.}" --to xml $input >out 2>err & convert=$!
-    wait $convert || says 'decoder expecting more data after end of buffer'
+    wait $convert || says 'cut_file.wire: byte 25: decoder expecting more data after end of buffer'
     [ $input = cut_file.wire ] || shows '<value><file>3</file></value>'
     [ -z "$(files_of $convert)" ] || fail "a file of $input was left"
 done
@@ -71,37 +71,28 @@ exec 4>&-
 [ -z "$(files_of $convert)" ] || fail "SIGTERM left a file"
 
 # What is wrong with the input.
-make other.chunks convert --from tcl --to chunks --chunk-size 15 --seq 8 message.tcl
 head -c 30 message.wire >cut.wire
 head -c 30 message.chunks >cut.chunks
 head -c 23 message.chunks >first.chunks
 tail -c 28 message.chunks >rest.chunks
 cat first.chunks message.chunks >again.chunks
-cat first.chunks other.chunks >mixed.chunks
-cat message.chunks message.wire >more.chunks
-cat message.wire message.wire >twice.wire
-cat message.tcl message.tcl >twice.tcl
 printf 'response {struct {a {int8_t 200}} struct {}}\n' >large.tcl
 printf 'struct {}' >struct.tcl
 refuse_each 1 <<END
-convert --from wire --to json cut.wire|decoder within string at end of method
-convert --from wire --to dump cut.wire|decoder within string at end of method
-convert --from wire --to json message.tcl|unknown tag found: 72h at byte 0
-convert --from wire --to tcl twice.wire|unexpected method call begin in method call: 00h at byte 35
-convert --from wire --to dump --max-depth 1 message.wire|nested deeper than 1 levels: 04h at byte 7
-convert --from wire --to json --max-values 1 message.wire|message with more than 1 values: 04h at byte 20
-convert --from wire --to json --max-memory 100 message.wire|message takes more than 100 bytes of memory: 11h at byte 13
-convert --from chunks --to json cut.chunks|input ends within the header of the chunk at byte 23
-convert --from chunks --to json first.chunks|message without a last chunk
-convert --from chunks --to json rest.chunks|chunk continues no known message
-convert --from chunks --to json again.chunks|message without a last chunk
-convert --from chunks --to json mixed.chunks|another message in the chunk at byte 23
-convert --from chunks --to json more.chunks|data follows the message at byte $(wc -c <message.chunks)
-convert --from chunks --to json --max-bytes 34 message.chunks|message longer than 34 bytes: 80h at byte 34
-convert --from tcl --to json --max-bytes 34 message.tcl|message longer than 34 bytes
-convert --from tcl --to wire twice.tcl|text follows the message
-convert --from tcl --to wire large.tcl|bad number format parsing int8_t: 200
-convert --from tcl --to wire struct.tcl|message expected but not found in: struct {}
+convert --from wire --to json cut.wire|cut.wire: byte 26: decoder within string at end of method
+convert --from wire --to dump cut.wire|cut.wire: byte 26: decoder within string at end of method
+convert --from wire --to json message.tcl|message.tcl: byte 0: unknown tag found: 72h at byte 0
+convert --from wire --to dump --max-depth 1 message.wire|message.wire: byte 7: nested deeper than 1 levels: 04h at byte 7
+convert --from wire --to json --max-values 1 message.wire|message.wire: byte 20: message with more than 1 values: 04h at byte 20
+convert --from wire --to json --max-memory 100 message.wire|message.wire: byte 13: message takes more than 100 bytes of memory: 11h at byte 13
+convert --from chunks --to json cut.chunks|cut.chunks: byte 23: input ends within the header of the chunk at byte 23
+convert --from chunks --to json first.chunks|first.chunks: byte 23: message without a last chunk
+convert --from chunks --to json rest.chunks|rest.chunks: byte 0: chunk continues no known message
+convert --from chunks --to json again.chunks|again.chunks: byte 23: message without a last chunk
+convert --from chunks --to json --max-bytes 34 message.chunks|message.chunks: byte 58: message longer than 34 bytes: 80h at byte 34
+convert --from tcl --to json --max-bytes 34 message.tcl|message.tcl:1:1: message longer than 34 bytes
+convert --from tcl --to wire large.tcl|large.tcl:1:29: bad number format parsing int8_t: 200
+convert --from tcl --to wire struct.tcl|struct.tcl:1:1: message expected but not found in: struct {}
 convert --from wire --to json nowhere|failed to open nowhere: No such file or directory
 convert --from wire --to json .|failed to read from .: Is a directory
 END

@@ -17,7 +17,7 @@ refused() {
     unshare -rm sh -c 'mount -t tmpfs -o "$2" none /tmp || exit 77
         status=0
         "$1" convert --from tcl --to json "$4/message.tcl" 2>"$4/error" || status=$?
-        grep -Eqx "tmsg: $3 /tmp/zab_tmp_[0-9]+_0" "$4/error" && [ $status -eq 1 ] && [ -z "$(ls /tmp)" ]' \
+        grep -Eqx "tmsg: $4/message.tcl:1:[0-9]+: $3 /tmp/zab_tmp_[0-9]+_0" "$4/error" && [ $status -eq 1 ] && [ -z "$(ls /tmp)" ]' \
         sh "$1" "$2" "$3" "$work"
 }
 

@@ -16,13 +16,13 @@ run 0 inspect --from wire index.wire && shows '      39      s: string[3] "x y"'
 NO_COLOR= run 0 inspect --from wire message.wire && shows '       8      a: int32_t 1'
 
 # Damage comes behind what is sound.
-run 1 inspect --from wire cut.wire && says 'decoder within string at end of method'
+run 1 inspect --from wire cut.wire && says 'cut.wire: byte 26: decoder within string at end of method'
 shows '       8      a: int32_t 1'
 shows '      21      s: string[3] "", incomplete'
 shows 'damaged at byte 26: decoder within string at end of method'
 run 1 inspect cut.chunks
 shows 'damaged at byte 13 of the message, chunk at byte 0: input ends within the header of the chunk at byte 23'
-run 1 inspect --max-bytes 34 message.chunks && says 'message longer than 34 bytes: 80h at byte 34'
+run 1 inspect --max-bytes 34 message.chunks && says 'message.chunks: byte 58: message longer than 34 bytes: 80h at byte 34; read as chunks, name another form with --from'
 
 # Interleaved messages, and one more than is followed.
 { head -c 23 message.chunks; head -c 23 other.chunks; tail -c +24 message.chunks; tail -c +24 other.chunks; } | run 0 inspect
@@ -30,7 +30,7 @@ run 1 inspect --max-bytes 34 message.chunks && says 'message longer than 34 byte
 begin() { printf "\\000\\200\\000\\001\\000\\000\\$(printf '%03o' $(($1 / 256)))\\$(printf '%03o' $(($1 % 256)))\\002"; }
 for i in $(seq 1025); do begin "$i"; done >begun.chunks
 cat begun.chunks one.chunk | run 1 inspect
-says 'more than 1024 unfinished messages'
+says 'standard input: byte 9216: more than 1024 unfinished messages; read as chunks, name another form with --from'
 [ "$(grep -c 'more than 1024 unfinished messages' out)" -eq 1 ] || fail "one has no place"
 shows '    s: string[3] "x y"'
 

@@ -1,117 +1,107 @@
-/// Reads a message in the wire form, in chunks or as list text.
 #include "forms/reader.h"
 
-#include <optional>
-#include <utility>
+#include <new>
+#include <string_view>
+
+#include "forms/text_reader.h"
+#include "forms/text_scanner.h"
+#include "forms/wire_reader.h"
 
 namespace {
 
-/// Adds the files that a decoder has made to `files`, also when an exception ends its use.
-template <class Decoder>
-class Files_of {
-public:
-    Files_of(Decoder const& decoder, Temporary_files& files) : decoder_(decoder), files_(files) {}
-    ~Files_of() { files_.add(decoder_.received_files()); }
-    Files_of(Files_of const&) = delete;
-    Files_of& operator=(Files_of const&) = delete;
+constexpr char const* empty_text = ": the input is empty";
 
-private:
-    Decoder const& decoder_;
-    Temporary_files& files_;
-};
-
-void throw_if(std::string const& error) {
-    if (!error.empty()) throw Failure(error);
+/// Returns the form of an input that begins with a zero byte, which is the version of a chunk or
+/// the tag of a request. A method name follows the tag.
+Form guess_behind_zero(std::string_view bytes) {
+    constexpr char name_tag = 1;
+    return bytes.size() < 2 || bytes[1] == name_tag ? Form::wire : Form::chunks;
 }
 
-std::unique_ptr<Message> read_list_text(Input& input, Temporary_files& files,
-                                        Tm_limits const& limits) {
-    std::string const text = input.read_all(limits.max_message_bytes);
-    Tm_tcl_decoder decoder(limits);
-    Files_of const guard(decoder, files);
-    decoder.decode(text);
-    throw_if(decoder.error());
-    Tm_value const& value = *decoder.get_value();
-    if (value.get_value_type() != TMV_MESSAGE) {
-        throw Failure("message expected but not found in: " + text);
-    }
-    if (decoder.values()->get_member_count() > 1) throw Failure("text follows the message");
-    return std::make_unique<Message>(static_cast<Message const&>(value));
-}
+bool is_text_byte(char c) { return (c >= ' ' && c != '\x7F') || static_cast<signed char>(c) < 0; }
 
-std::unique_ptr<Message> read_wire(Input& input, Temporary_files& files, Tm_limits const& limits,
-                                   Dump* dump) {
-    // The bytes that wait for the next block fit into the room that a decoder has beyond its
-    // capacity.
-    Tm_bin_decoder decoder(input_block, limits);
-    Files_of const guard(decoder, files);
-    unsigned char block[input_block];
-    for (std::size_t got = 0; (got = input.read(block, sizeof block)) != 0;) {
-        tm_feed(decoder, block, got);
-        throw_if(decoder.error());
-        if (dump != nullptr) dump->add(block, got);
-    }
-    decoder.finalize();
-    throw_if(decoder.error());
-    return std::unique_ptr<Message>(decoder.release_msg());
-}
-
-/// Throws Failure unless a chunk after the first one continues the message of the first one.
-void check_continues(Tm_chunk_reader const& chunk, unsigned int seq_no) {
-    if (chunk.header().get_seq_no() != seq_no) {
-        throw Failure("another message in the chunk at byte " + std::to_string(chunk.offset()));
-    }
-    if (chunk.header().get_first_chunk()) throw Failure(Tm_chunk_reader::NO_LAST_CHUNK);
-}
-
-std::unique_ptr<Message> read_chunks(Input& input, Temporary_files& files, Tm_limits limits) {
-    // The input is one message, so the limits on unfinished messages do not apply.
-    limits.max_unfinished = 1;
-    limits.max_held_bytes = ~0UL;
-    std::unique_ptr<Message> message;
-    Tm_chunk_receiver receiver(
-        [&](std::unique_ptr<Message> received, int, Tm_header const&) {
-            files.add(*received);
-            message = std::move(received);
-        },
-        [](int, unsigned int, std::string const& text) { throw Failure(text); }, limits);
-    Chunk_input chunks(input);
-    Tm_chunk_reader const& chunk = chunks.reader();
-    using Step = Chunk_input::Step;
-    std::optional<unsigned int> seq_no;
-    for (Step step; message == nullptr && (step = chunks.next()) != Step::need_input;) {
-        if (step == Step::payload) receiver.receive(0, chunk.payload(), chunk.payload_size());
-        if (step != Step::header) continue;
-        if (seq_no) check_continues(chunk, *seq_no);
-        seq_no = chunk.header().get_seq_no();
-        receiver.receive(0, chunk.header().record().bytes, sizeof(TM_HEADER));
-    }
-    if (message == nullptr) throw Failure(Tm_chunk_reader::NO_LAST_CHUNK);
-    chunks.next();  // takes the end of the last chunk, which needs no input
-    if (chunks.is_at_end()) return message;
-    throw Failure("data follows the message at byte " + std::to_string(chunk.offset()));
+/// Returns the form of a text by its first character that is no blank.
+Form guess_text(char c) {
+    if (c == '{' || c == '[') return Form::typed_json;
+    return c >= '0' && c <= '9' ? Form::hex : Form::tcl;
 }
 
 }  // namespace
 
-Chunk_input::Step Chunk_input::next() {
-    Step step = reader_.next(data_, left_);
-    while (step == Step::need_input && read_block()) step = reader_.next(data_, left_);
-    if (step != Step::need_input) return step;
-    std::string const place = "the chunk at byte " + std::to_string(reader_.offset());
-    if (reader_.is_within_header()) throw Failure("input ends within the header of " + place);
-    if (reader_.is_within_chunk()) throw Failure("input ends within " + place);
-    return step;
+Form guess_form(Input& input) {
+    if (input.peek().empty()) throw Failure(input.name() + empty_text);
+    while (true) {
+        std::string_view const bytes = input.unread();
+        if (bytes[0] == 0 && (bytes.size() >= 2 || !input.read_more())) {
+            return guess_behind_zero(input.unread());
+        }
+        std::size_t const first = bytes.find_first_not_of(blanks_of(Form::tcl));
+        if (bytes[0] != 0 && first != std::string_view::npos) {
+            return is_text_byte(bytes[first]) ? guess_text(bytes[first]) : Form::wire;
+        }
+        if (bytes.size() >= input_block) return Form::tcl;
+        if (!input.read_more()) throw Failure(input.name() + empty_text);
+    }
 }
 
-/// Returns false when the input has ended.
-bool Chunk_input::read_block() {
-    data_ = block_;
-    left_ = input_.read(block_, sizeof block_);
-    return left_ > 0;
+std::unique_ptr<Form_reader> make_form_reader(Input& input, Form form, Tm_limits const& limits) {
+    switch (form) {
+        case Form::wire:
+            return std::make_unique<Wire_reader>(input, limits);
+        case Form::hex:
+            return std::make_unique<Hex_reader>(input, limits);
+        case Form::chunks:
+            return std::make_unique<Chunk_reader>(input, limits);
+        default:
+            return std::make_unique<Text_reader>(input, form, limits);
+    }
 }
 
-Temporary_files::~Temporary_files() { tm_remove_received_files(paths_); }
+Input_form::Input_form(Input& input, Form form)
+    : form_(form == Form::automatic ? guess_form(input) : form),
+      is_guessed_(form == Form::automatic) {
+    if (input.peek().empty()) throw Failure(input.name() + empty_text);
+}
+
+std::string Input_form::hint() const {
+    if (!is_guessed_) return {};
+    return "; read as " + name_of(form_) + ", name another form with --from";
+}
+
+Failure failure_at(Input const& input, Place const& place, std::string const& text) {
+    return Failure(place_in(input.name(), place) + ": " + text);
+}
+
+Message_reader::Message_reader(Input& input, Form form, Tm_limits const& limits)
+    : input_(input), form_(input, form), reader_(make_form_reader(input, form_.form(), limits)) {}
+
+std::unique_ptr<Message> Message_reader::next(Wire_sink const& sink) {
+    files_.remove();
+    try {
+        auto message = reader_->next(files_, sink);
+        if (message == nullptr && is_empty_) throw Failure(input_.name() + empty_text);
+        is_empty_ = false;
+        return message;
+    } catch (Damage const& damage) {
+        std::string const hint = is_empty_ ? form_.hint() : "";
+        throw failure_at(input_, damage.place(), damage.what() + hint);
+    } catch (std::bad_alloc const& error) {
+        throw Failure(input_.name() + ": " + text_of(error));
+    }
+}
+
+Failure Message_reader::failure(std::string const& text) const {
+    return failure_at(input_, reader_->begin(), text);
+}
+
+std::unique_ptr<Message> read_message(Input& input, Form form, Temporary_files& files,
+                                      Tm_limits const& limits) {
+    Message_reader reader(input, form, limits);
+    auto message = reader.next();
+    reader.files().move_to(files);
+    if (reader.next() != nullptr) throw reader.failure("another message follows the first one");
+    return message;
+}
 
 void Temporary_files::add(std::vector<std::string> const& paths) {
     paths_.insert(paths_.end(), paths.begin(), paths.end());
@@ -121,14 +111,12 @@ void Temporary_files::add(Message const& received) {
     tm_for_each_file(received, [&](Tm_file const& file) { paths_.push_back(file.path()); });
 }
 
-std::unique_ptr<Message> read_message(Input& input, Form form, Temporary_files& files,
-                                      Tm_limits const& limits, Dump* dump) {
-    switch (form) {
-        case Form::tcl:
-            return read_list_text(input, files, limits);
-        case Form::wire:
-            return read_wire(input, files, limits, dump);
-        default:
-            return read_chunks(input, files, limits);
-    }
+void Temporary_files::remove() {
+    tm_remove_received_files(paths_);
+    paths_.clear();
+}
+
+void Temporary_files::move_to(Temporary_files& other) {
+    other.add(paths_);
+    paths_.clear();
 }

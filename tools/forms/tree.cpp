@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "forms/wire_reader.h"
 #include "io/terminal.h"
 
 namespace {
@@ -22,14 +23,15 @@ constexpr std::size_t most_bytes = 16;
 
 }  // namespace
 
-Tree_lines::Tree_lines(Offsets offsets, Sink sink) : offsets_(offsets), sink_(std::move(sink)) {}
+Tree_lines::Tree_lines(Offsets offsets, Sink sink, std::size_t begin)
+    : offsets_(offsets), sink_(std::move(sink)), begin_(begin) {}
 
 void Tree_lines::open(long offset, int depth, std::string_view label, std::string_view type) {
     close();
     is_open_ = true;
     if (offsets_ == Offsets::shown) {
         char column[32];
-        std::snprintf(column, sizeof column, "%8ld  ", offset);
+        std::snprintf(column, sizeof column, "%8zu  ", begin_ + static_cast<std::size_t>(offset));
         front_ = painted(Colour::dim, column);
     }
     front_.append(2 * static_cast<std::size_t>(std::min(depth, deepest_indent)), ' ');
@@ -296,8 +298,8 @@ void Tree_printer::finish() {
 }
 
 Tree_decoder::Tree_decoder(Tree_lines::Offsets offsets, Tree_lines::Sink sink,
-                           Tm_limits const& limits)
-    : Tm_bin_decoder_base(capacity, limits), lines_(offsets, std::move(sink)) {
+                           Tm_limits const& limits, std::size_t begin)
+    : Tm_bin_decoder_base(capacity, limits), lines_(offsets, std::move(sink), begin) {
     Tree_decoder::init();
 }
 
@@ -311,21 +313,33 @@ void Tree_decoder::init() {
     creator_ = std::move(printer);
 }
 
-void Tree_decoder::feed(unsigned char const* data, std::size_t size) {
-    if (!error().empty()) return;
-    fed_ += static_cast<long>(size);
+template <class Call>
+void Tree_decoder::decode_by(Call call) {
     try {
-        tm_feed(*this, data, size);
-    } catch (std::bad_alloc const&) {
+        call();
+    } catch (std::exception const&) {
         // The text of the exception is the error text of the decoder now.
     }
-    error_offset_ = item_offset();
+    error_offset_ = static_cast<std::size_t>(item_offset());
+}
+
+void Tree_decoder::feed(std::string_view bytes) {
+    if (!error().empty()) return;
+    auto const* const data = reinterpret_cast<unsigned char const*>(bytes.data());
+    decode_by([&] { Tm_bin_decoder_base::feed(data, bytes.size()); });
+    fed_ += bytes.size();
+}
+
+std::size_t Tree_decoder::feed_message(std::string_view bytes) {
+    auto const* const data = reinterpret_cast<unsigned char const*>(bytes.data());
+    std::size_t taken = bytes.size();
+    decode_by([&] { taken = Tm_bin_decoder_base::feed_message(data, bytes.size()); });
+    fed_ += taken;
+    return taken;
 }
 
 void Tree_decoder::finish() {
-    bool const is_between_items =
-        error().empty() && state() == 0 && read_position() == end_position();
+    if (error().empty()) error_offset_ = place_of_end(*this, fed_);
     finalize();
-    if (is_between_items) error_offset_ = fed_;
     printer_->finish();
 }

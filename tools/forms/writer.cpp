@@ -63,6 +63,33 @@ void write_text(Message const& message, Writing const& writing) {
     write_output(encoder.get_string());
 }
 
+void check_text_size(std::size_t size, Writing const& writing) {
+    if (size <= writing.max_text) return;
+    throw Failure("text longer than " + std::to_string(writing.max_text) + " bytes");
+}
+
+void write_typed_json(Message const& message, Writing const& writing) {
+    Tm_typed_json_encoder encoder(writing.indent);
+    message.accept(encoder);
+    check_text_size(encoder.get_string().size(), writing);
+    write_output(encoder.get_string());
+}
+
+void write_hex(Message const& message, Writing const& writing) {
+    if (writing.max_text != tm_no_text_limit) {
+        check_text_size(2 * tm_encoded_size(message), writing);
+    }
+    tm_encode(message, [](unsigned char const* data, std::size_t size) {
+        std::string digits;
+        for (std::size_t i = 0; i < size; ++i) {
+            digits += "0123456789abcdef"[data[i] >> 4];
+            digits += "0123456789abcdef"[data[i] & 15];
+        }
+        write_output(digits);
+        return true;
+    });
+}
+
 void remove_tables(Tm_value& value);
 
 template <class Container>
@@ -103,7 +130,7 @@ void remove_tables(Tm_value& value) {
 }  // namespace
 
 void end_output(Form form) {
-    if (is_text(form) && output_is_terminal()) write_output("\n");
+    if (ends_with_line(form) || (is_text(form) && output_is_terminal())) write_output("\n");
     flush_output();
 }
 
@@ -149,5 +176,33 @@ void write_message(Message const& message, Form form, Writing const& writing) {
             return;
         case Form::chunks:
             return write_chunks(message, writing);
+        case Form::typed_json:
+            return write_typed_json(message, writing);
+        case Form::hex:
+            return write_hex(message, writing);
+        case Form::automatic:
+            throw Failure("no form to write");
     }
+}
+
+void Message_writer::write(Message const& message) {
+    write_next([&] { write_message(message, form_, writing_); });
+}
+
+void Message_writer::write(Dump& dump) {
+    write_next([&] { dump.write(); });
+}
+
+template <class Write>
+void Message_writer::write_next(Write write) {
+    if (needs_line_feed_) write_output("\n");
+    needs_line_feed_ = false;
+    write();
+    if (ends_with_line(form_)) return write_output("\n");
+    needs_line_feed_ = is_text(form_);
+}
+
+void Message_writer::finish() const {
+    if (needs_line_feed_ && output_is_terminal()) write_output("\n");
+    flush_output();
 }

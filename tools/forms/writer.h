@@ -8,8 +8,8 @@
 #include "forms/form.h"
 #include "io/output.h"
 
-/// Flushes a message that was written in this form. Writes a line feed after a text if standard
-/// output is a terminal.
+/// Flushes a message that was written in this form. Writes a line feed after typed JSON and
+/// hexadecimal text, and after each other text if standard output is a terminal.
 void end_output(Form form);
 
 /// The dump of a message in the wire form. A temporary file holds the dump until it is complete,
@@ -49,6 +49,7 @@ struct Writing {
     unsigned int seq_no = 1;
     unsigned int port = 0;  ///< the port byte, 0 to 255
     Names names = Names::as_received;
+    int indent = 0;  ///< of typed JSON; with 0, a message is one line
 };
 
 /// Adds or removes the indexes and the name table of the message, as `names` says. Throws Failure
@@ -59,3 +60,24 @@ void prepare_names(Message& message, Names names);
 /// writes anything, throws Tm_out_of_range_exception for a name that is too long for the binary
 /// forms, and Tm_exception for XML that is too long.
 void write_message(Message const& message, Form form, Writing const& writing);
+
+/// Writes messages one after another. A line feed stands between two texts, and after each message
+/// of typed JSON and hexadecimal text.
+class Message_writer {
+public:
+    Message_writer(Form form, Writing const& writing) : form_(form), writing_(writing) {}
+
+    /// Both throw what write_message() throws.
+    void write(Message const& message);
+    void write(Dump& dump);
+    /// Ends the output. Call it after the last message.
+    void finish() const;
+
+private:
+    template <class Write>
+    void write_next(Write write);
+
+    Form form_;
+    Writing writing_;
+    bool needs_line_feed_ = false;  ///< before the next message
+};

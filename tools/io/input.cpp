@@ -2,21 +2,29 @@
 #include "io/input.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <utility>
 
+#include "io/output.h"
+
 namespace {
 
 bool is_standard_input(std::string const& path) { return path.empty() || path == "-"; }
 
-/// Returns the size of the file, and 0 for anything else.
+bool is_regular(int descriptor) {
+    struct stat status = {};
+    return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+/// Returns the size of a file.
 std::size_t size_of(int descriptor) {
     struct stat status = {};
-    bool const is_file = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-    return is_file ? static_cast<std::size_t>(status.st_size) : 0;
+    ::fstat(descriptor, &status);
+    return static_cast<std::size_t>(status.st_size);
 }
 
 Descriptor open_input(std::string const& path) {
@@ -32,9 +40,42 @@ Input::Input(std::string const& path)
     : name_(is_standard_input(path) ? "standard input" : path),
       file_(open_input(path)),
       descriptor_(is_standard_input(path) ? STDIN_FILENO : file_.get()),
-      progress_("read", size_of(descriptor_)) {}
+      is_file_(is_regular(descriptor_)),
+      progress_("read", is_file_ ? size_of(descriptor_) : 0) {}
 
-std::size_t Input::read(void* data, std::size_t size) {
+std::string_view Input::unread() const { return std::string_view(block_).substr(taken_); }
+
+std::string_view Input::peek() {
+    if (unread().empty()) read_more();
+    return unread();
+}
+
+void Input::take(std::size_t size) {
+    taken_ += size;
+    offset_ += size;
+}
+
+bool Input::read_more() {
+    block_.erase(0, taken_);
+    taken_ = 0;
+    std::size_t const before = block_.size();
+    block_.resize(before + input_block);
+    std::size_t const got = read(&block_[before], input_block);
+    block_.resize(before + got);
+    return got > 0;
+}
+
+std::string Input::read_all(std::size_t most) {
+    std::string all;
+    for (std::string_view piece; all.size() <= most && !(piece = peek()).empty();) {
+        all += piece;
+        take(piece.size());
+    }
+    return all;
+}
+
+std::size_t Input::read(char* data, std::size_t size) {
+    flush_before_pause();
     ssize_t got = -1;
     do {
         throw_if_interrupted();
@@ -46,14 +87,9 @@ std::size_t Input::read(void* data, std::size_t size) {
     return count;
 }
 
-std::string Input::read_all(std::size_t most) {
-    constexpr std::size_t block = 1 << 16;
-    std::string all;
-    for (std::size_t got = block; got != 0 && all.size() <= most;) {
-        std::size_t const before = all.size();
-        all.resize(before + block);
-        got = read(&all[before], block);
-        all.resize(before + got);
-    }
-    return all;
+/// Flushes the output when the input has no bytes now, so that all that has arrived is shown.
+void Input::flush_before_pause() const {
+    if (is_file_) return;
+    pollfd handle = {descriptor_, POLLIN, 0};
+    if (::poll(&handle, 1, 0) == 0) flush_output();
 }

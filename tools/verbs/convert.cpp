@@ -1,54 +1,61 @@
-/// The verb convert: reads one message and writes it in another form.
+/// The verb convert: reads messages and writes them in another form.
 #include "forms/reader.h"
 #include "forms/writer.h"
+#include "verbs/files.h"
 #include "verbs/options.h"
 #include "verbs/verbs.h"
 
 namespace {
 
 struct Convert_options {
-    std::string file;
-    Form from = Form::tcl;
+    std::vector<std::string> files;
+    Form from = Form::automatic;
     Form to = Form::tcl;
     Writing writing;
     Tm_limits limits;
 };
 
-/// Dumps the input itself, not a message that was made from it.
-void dump_wire(Input& input, Convert_options const& options) {
-    Temporary_files files;
-    Dump dump(options.limits, options.writing.max_text);
-    read_message(input, Form::wire, files, options.limits, &dump);
-    dump.write();
+/// Dumps the input itself, not messages that were made from it.
+void dump_wire(Message_reader& reader, Convert_options const& options, Message_writer& writer) {
+    while (true) {
+        Dump dump(options.limits, options.writing.max_text);
+        if (!reader.next([&](auto... bytes) { dump.add(bytes...); })) return;
+        reader.use_message([&] { writer.write(dump); });
+    }
 }
 
-void convert_message(Input& input, Convert_options const& options) {
-    Temporary_files files;
-    auto const message = read_message(input, options.from, files, options.limits);
-    if (!is_text(options.to)) prepare_names(*message, options.writing.names);
-    write_message(*message, options.to, options.writing);
+void convert_messages(Message_reader& reader, Convert_options const& options,
+                      Message_writer& writer) {
+    while (auto const message = reader.next()) {
+        reader.use_message([&] {
+            if (has_wire_names(options.to)) prepare_names(*message, options.writing.names);
+            writer.write(*message);
+        });
+    }
+}
+
+void convert_file(Input& input, Convert_options const& options, Message_writer& writer) {
+    Message_reader reader(input, options.from, options.limits);
+    bool const is_dumped = options.to == Form::dump && reader.form() == Form::wire;
+    (is_dumped ? dump_wire : convert_messages)(reader, options, writer);
 }
 
 int convert(Convert_options const& options) {
-    Input input(options.file);
-    if (options.from == Form::wire && options.to == Form::dump) {
-        dump_wire(input, options);
-    } else {
-        convert_message(input, options);
-    }
-    end_output(options.to);
-    return exit_good;
+    Message_writer writer(options.to, options.writing);
+    int const status =
+        for_each_file(options.files, [&](Input& input) { convert_file(input, options, writer); });
+    writer.finish();
+    return status;
 }
 
 }  // namespace
 
 void add_convert(CLI::App& app, Work& work) {
     auto const chosen = std::make_shared<Convert_options>();
-    CLI::App& verb =
-        *app.add_subcommand("convert", "Read one message and write it in another form");
+    CLI::App& verb = *app.add_subcommand("convert", "Read messages and write them in another form");
     Writing& writing = chosen->writing;
-    add_form(verb, "--from", "form of the input", chosen->from, input_forms)->required();
-    add_form(verb, "--to", "form of the output", chosen->to, output_forms)->required();
+    add_from(verb, chosen->from);
+    add_to(verb, chosen->to)->required();
     add_chunk_size(verb, writing);
     add_number(verb, "--limit", "bytes after which JSON and list text are cut", writing.limit, 0U,
                ~0U);
@@ -64,6 +71,6 @@ void add_convert(CLI::App& app, Work& work) {
         ->excludes(by_index);
     add_max_text(verb, writing.max_text, "none");
     add_limits(verb, chosen->limits);
-    add_file(verb, chosen->file, "file with the message");
+    add_files(verb, chosen->files, "files with messages");
     set_work(verb, work, chosen, convert);
 }

@@ -33,17 +33,38 @@ void add_limit(CLI::App& verb, std::string const& name, std::string const& what,
 
 CLI::Option* add_form(CLI::App& verb, std::string const& name, std::string const& what, Form& form,
                       Forms const& forms) {
-    auto const read = [&form, &forms, name](std::string const& text) {
+    std::string const long_name = name.substr(name.rfind(',') + 1);
+    auto const read = [&form, &forms, long_name](std::string const& text) {
         auto const found = forms.find(text);
-        if (found == forms.end()) throw CLI::ValidationError(name, "no such form: " + text);
-        form = found->second;
+        if (found != forms.end()) {
+            form = found->second;
+        } else {
+            throw CLI::ValidationError(
+                long_name, "no such form: " + text + "; choose from " + names_of(forms));
+        }
     };
     return verb.add_option_function<std::string>(name, read, what + ": " + names_of(forms))
         ->type_name("FORM");
 }
 
+CLI::Option* add_from(CLI::App& verb, Form& form) {
+    return add_form(verb, "-f,--from",
+                    "form of the input, by default auto, a guess by its first "
+                    "bytes",
+                    form, input_forms);
+}
+
+CLI::Option* add_to(CLI::App& verb, Form& form) {
+    return add_form(verb, "-t,--to", "form of the output", form, output_forms);
+}
+
 void add_file(CLI::App& verb, std::string& file, std::string const& what) {
     verb.add_option("FILE", file, what + "; reads standard input when FILE is missing or -")
+        ->type_name("");
+}
+
+void add_files(CLI::App& verb, std::vector<std::string>& files, std::string const& what) {
+    verb.add_option("FILE", files, what + "; reads standard input when FILE is missing or -")
         ->type_name("");
 }
 

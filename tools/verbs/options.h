@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "forms/form.h"
 #include "forms/writer.h"
@@ -14,8 +15,14 @@
 
 CLI::Option* add_form(CLI::App& verb, std::string const& name, std::string const& what, Form& form,
                       Forms const& forms);
+/// Adds --from, of which the default is auto.
+CLI::Option* add_from(CLI::App& verb, Form& form);
+/// Adds --to.
+CLI::Option* add_to(CLI::App& verb, Form& form);
 /// Adds FILE, the last argument.
 void add_file(CLI::App& verb, std::string& file, std::string const& what);
+/// Adds FILE..., the last arguments.
+void add_files(CLI::App& verb, std::vector<std::string>& files, std::string const& what);
 /// Adds HOST:PORT, an argument that must be given.
 void add_address(CLI::App& verb, std::string& address, std::string const& what);
 void add_seconds(CLI::App& verb, std::string const& name, std::string const& what, double& seconds);

@@ -1,49 +1,47 @@
-/// The verb peek: prints the method name of a request in the wire form.
-#include <tmsg/tmsg.h>
-
-#include <algorithm>
+/// The verb peek: prints the method names of requests.
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "forms/reader.h"
 #include "forms/writer.h"
-#include "io/system.h"
+#include "verbs/files.h"
 #include "verbs/options.h"
 #include "verbs/verbs.h"
 
 namespace {
 
 struct Peek_options {
-    std::string file;
+    std::vector<std::string> files;
+    Form from = Form::automatic;
+    Tm_limits limits;
 };
 
-/// Reads little more than the head of the input. Skips all request tags before the name.
-int peek(Peek_options const& options) {
-    constexpr char call_tag = 0;
-    constexpr char name_tag = 1;
-    Input input(options.file);
-    std::string head;
-    char block[4096];
-    while (head.empty() || head.front() == name_tag) {
-        std::size_t const got = input.read(block, sizeof block);
-        if (got == 0) break;
-        head.append(block, got);
-        head.erase(0, std::min(head.find_first_not_of(call_tag), head.size()));
-        Tm_message_peek_decoder decoder(reinterpret_cast<unsigned char const*>(head.data()),
-                                        static_cast<long>(head.size()));
-        if (!decoder.complete() || !decoder.decode()) continue;
-        write_output(decoder.method_name() + "\n");
-        flush_output();
-        return exit_good;
+void peek_file(Input& input, Peek_options const& options) {
+    Message_reader reader(input, options.from, options.limits);
+    while (auto const message = reader.next()) {
+        if (message->get_msg_type() != Message::TMT_REQUEST) {
+            throw reader.failure("no method name at the head of the message");
+        }
+        write_output(message->get_request_name());
+        write_output("\n");
     }
-    throw Failure("no method name at the head of the input");
+}
+
+int peek(Peek_options const& options) {
+    int const status =
+        for_each_file(options.files, [&](Input& input) { peek_file(input, options); });
+    flush_output();
+    return status;
 }
 
 }  // namespace
 
 void add_peek(CLI::App& app, Work& work) {
     auto const chosen = std::make_shared<Peek_options>();
-    CLI::App& verb =
-        *app.add_subcommand("peek", "Print the method name of a request in the wire form");
-    add_file(verb, chosen->file, "file with the request");
+    CLI::App& verb = *app.add_subcommand("peek", "Print the method names of requests");
+    add_from(verb, chosen->from);
+    add_limits(verb, chosen->limits);
+    add_files(verb, chosen->files, "files with requests");
     set_work(verb, work, chosen, peek);
 }

@@ -17,5 +17,6 @@ using Work = std::function<int()>;
 void add_convert(CLI::App& app, Work& work);
 void add_inspect(CLI::App& app, Work& work);
 void add_peek(CLI::App& app, Work& work);
+void add_check(CLI::App& app, Work& work);
 void add_call(CLI::App& app, Work& work);
 void add_serve(CLI::App& app, Work& work);

@@ -1,0 +1,106 @@
+#include "forms/capture.h"
+
+#include <cstdio>
+#include <string_view>
+
+#include "io/output.h"
+#include "io/terminal.h"
+
+std::optional<Damage> Capture::show() {
+    std::string missing = Tm_chunk_reader::NO_LAST_CHUNK;
+    try {
+        for (Step step; (step = chunks_.next()) != Step::need_input;) take(step);
+    } catch (Damage const& damage) {
+        missing = damage.what();
+        note(damage.place(), missing);
+        write_output(painted(Colour::red, missing) + "\n");
+    }
+    while (!unfinished_.empty()) end_message(unfinished_.begin(), missing);
+    return damage_;
+}
+
+/// Keeps the first damage only.
+void Capture::note(Place const& place, std::string const& error) {
+    if (!damage_ && !error.empty()) damage_.emplace(place, error);
+}
+
+void Capture::take(Step step) {
+    if (step == Step::header) begin_chunk();
+    auto const found = unfinished_.find(chunk().header().get_seq_no());
+    if (found == unfinished_.end()) return;
+    if (step == Step::payload) add_payload(found->second);
+    if (step == Step::end && chunk().header().get_last_chunk()) end_message(found, "");
+}
+
+void Capture::begin_chunk() {
+    Tm_header const& header = chunk().header();
+    unsigned int const seq_no = header.get_seq_no();
+    auto const found = unfinished_.find(seq_no);
+    bool const is_known = found != unfinished_.end();
+    bool const is_first = header.get_first_chunk();
+    if (is_first && is_known) end_message(found, Tm_chunk_reader::NO_LAST_CHUNK);
+    std::string const error = tm_chunk_error(header, is_known, unfinished_.size(), limits_);
+    write_row(error);
+    note(at_byte(chunk().offset()), error);
+    if (!error.empty()) return;
+    if (is_first) begin_message(seq_no);
+    ++unfinished_[seq_no].chunks;
+}
+
+/// Writes the heading of the table before the first row, and before rows that follow a message.
+void Capture::write_row(std::string const& error) {
+    if (needs_heading_) {
+        write_output(row_ == 0 ? "" : "\n");
+        write_output(" chunk     offset   length  first  last  port   sequence\n");
+        needs_heading_ = false;
+    }
+    Tm_header const& header = chunk().header();
+    char text[160];
+    std::snprintf(text, sizeof text, "%6zu %10zu %8u  %-5s  %-4s %5u %10u", ++row_,
+                  chunk().offset(), header.get_length(), header.get_first_chunk() ? "first" : "-",
+                  header.get_last_chunk() ? "last" : "-", header.get_tmport(), header.get_seq_no());
+    write_output(text);
+    if (!error.empty()) write_output(painted(Colour::red, "  " + error));
+    write_output("\n");
+}
+
+void Capture::add_payload(Unfinished& message) {
+    std::string_view const payload(reinterpret_cast<char const*>(chunk().payload()),
+                                   chunk().payload_size());
+    message.places.add(chunks_.offset() - payload.size(), payload.size());
+    if (!message.decoder->error().empty()) return;
+    message.last_offset = chunk().offset();
+    message.decoder->feed(payload);
+    std::size_t const place = message.decoder->error_offset();
+    note(at_byte(message.places.place_of(place)), message.decoder->error());
+    message.places.forget_before(place);
+}
+
+void Capture::begin_message(unsigned int seq_no) {
+    Unfinished& message = unfinished_[seq_no];
+    message.decoder = std::make_unique<Tree_decoder>(
+        Tree_lines::Offsets::hidden,
+        [&lines = message.lines](std::string_view text) { lines += text; }, limits_);
+}
+
+/// Writes the tree of a message, and behind it the damage that the decoder found, or else `error`.
+void Capture::end_message(Messages::iterator message, std::string const& error) {
+    Unfinished& ended = message->second;
+    bool const is_damaged = !ended.decoder->error().empty();
+    ended.decoder->finish();
+    write_output("\nmessage " + std::to_string(message->first) + ": " +
+                 std::to_string(ended.places.size()) + " bytes in " + std::to_string(ended.chunks) +
+                 (ended.chunks == 1 ? " chunk\n" : " chunks\n"));
+    write_output(ended.lines);
+    needs_heading_ = true;
+    std::string const damage = error.empty() || is_damaged ? ended.decoder->error() : error;
+    std::size_t const place = ended.decoder->error_offset();
+    note(at_byte(ended.places.place_of(place)), damage);
+    if (!damage.empty()) {
+        write_output(painted(Colour::red, "damaged at byte " + std::to_string(place) +
+                                              " of the message, chunk at byte " +
+                                              std::to_string(ended.last_offset) + ": " + damage) +
+                     "\n");
+    }
+    unfinished_.erase(message);
+}
