@@ -106,5 +106,4 @@ done
 ! "$program" convert --from wire --to dump <message.wire >&- 2>err || fail "no error for a closed output"
 says "$unwritten: Bad file descriptor"
 status=$({ { "$program" convert --from tcl --to json long.tcl 2>err || echo $? >&3; } | true; } 3>&1)
-[ "$status" = 1 ] || fail "a closed pipe: exit status $status"
-says "$unwritten: Broken pipe"
+[ "$status" = 141 ] && [ ! -s err ] || fail "a closed pipe: exit status $status"

@@ -129,6 +129,11 @@ void remove_tables(Tm_value& value) {
 
 }  // namespace
 
+void check_output(Form form, Writing const& writing) {
+    if (is_text(form) || writing.is_forced || !output_is_terminal()) return;
+    throw Bad_usage(name_of(form) + " is no text for a terminal; use --output FILE or --force");
+}
+
 void end_output(Form form) {
     if (ends_with_line(form) || (is_text(form) && output_is_terminal())) write_output("\n");
     flush_output();
@@ -183,6 +188,10 @@ void write_message(Message const& message, Form form, Writing const& writing) {
         case Form::automatic:
             throw Failure("no form to write");
     }
+}
+
+Message_writer::Message_writer(Form form, Writing const& writing) : form_(form), writing_(writing) {
+    check_output(form, writing);
 }
 
 void Message_writer::write(Message const& message) {

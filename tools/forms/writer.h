@@ -49,8 +49,12 @@ struct Writing {
     unsigned int seq_no = 1;
     unsigned int port = 0;  ///< the port byte, 0 to 255
     Names names = Names::as_received;
-    int indent = 0;  ///< of typed JSON; with 0, a message is one line
+    int indent = 0;          ///< of typed JSON; with 0, a message is one line
+    bool is_forced = false;  ///< bytes may go to a terminal
 };
+
+/// Throws Bad_usage when the output would be bytes on a terminal, unless that is forced.
+void check_output(Form form, Writing const& writing);
 
 /// Adds or removes the indexes and the name table of the message, as `names` says. Throws Failure
 /// when the names cannot be indexed.
@@ -65,7 +69,8 @@ void write_message(Message const& message, Form form, Writing const& writing);
 /// of typed JSON and hexadecimal text.
 class Message_writer {
 public:
-    Message_writer(Form form, Writing const& writing) : form_(form), writing_(writing) {}
+    /// Throws what check_output() throws.
+    Message_writer(Form form, Writing const& writing);
 
     /// Both throw what write_message() throws.
     void write(Message const& message);

@@ -31,6 +31,7 @@ Descriptor open_input(std::string const& path) {
     if (is_standard_input(path)) return {};
     Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.get() < 0) throw Failure::of_system("failed to open " + path);
+    if (is_output_file(file.get())) throw Failure(path + ": the input is also the output");
     return above_standard(std::move(file));
 }
 

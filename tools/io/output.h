@@ -1,7 +1,8 @@
-/// Writes text and bytes to standard output.
+/// Writes text and bytes to standard output, or to a file in its place.
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 #include "io/system.h"
@@ -12,11 +13,27 @@ public:
     using Failure::Failure;
 };
 
-/// Writes in blocks. Throws Output_failure when writing fails, and Interrupted.
+/// Unwinds the stack when nobody reads the output any more. main() then calls
+/// end_by_closed_pipe().
+struct Closed_output {};
+
+/// Ends the process by SIGPIPE, as the signal does by default.
+[[noreturn]] void end_by_closed_pipe();
+
+/// Makes all output go to the file. The first output makes or empties the file, so that a failure
+/// before leaves it as it was.
+void write_output_to(std::string const& path);
+/// Returns whether the descriptor is that of the file that write_output_to() got.
+bool is_output_file(int descriptor);
+
+/// Writes in blocks. Throws Output_failure when writing fails, Closed_output and Interrupted.
 void write_output(std::string_view text);
 /// Writes the bytes that wait for their block to be full. Throws what write_output() throws.
 void flush_output();
 /// Returns the number of bytes that write_output() has got so far.
 std::size_t output_size();
-/// Returns false when the program was started without a standard output.
+/// Returns whether a line feed is the last byte of the output, or there is none yet.
+bool output_ends_line();
+/// Returns false when the program was started without a standard output and writes to no file.
 bool output_is_open();
+bool output_is_terminal();

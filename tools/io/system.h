@@ -17,6 +17,12 @@ public:
     static Failure of_system(std::string const& what);
 };
 
+/// A command line that asks for what cannot be done.
+class Bad_usage : public Failure {
+public:
+    using Failure::Failure;
+};
+
 /// Returns the text of the error. Returns "out of memory" for std::bad_alloc.
 char const* text_of(std::exception const& error);
 

@@ -8,12 +8,23 @@
 #include <iostream>
 #include <utility>
 
+#include "io/output.h"
+
 namespace {
 
 /// A line is cut at this many bytes, because some error texts quote long input.
 constexpr std::size_t longest_line = 2000;
 constexpr std::chrono::milliseconds interval(300);
 constexpr std::size_t megabyte = 1000000;
+
+Colours chosen_colours = Colours::automatic;
+bool is_quiet = false;
+bool progress_is_shown = false;
+
+bool wants_colours() {
+    if (chosen_colours != Colours::automatic) return chosen_colours == Colours::always;
+    return output_is_terminal() && std::getenv("NO_COLOR") == nullptr;
+}
 
 unsigned int byte_at(std::string_view text, std::size_t at) {
     return static_cast<unsigned char>(text[at]);
@@ -78,6 +89,8 @@ std::string_view first_of(std::string_view text, std::size_t most) {
 
 }  // namespace
 
+void use_colours(Colours colours) { chosen_colours = colours; }
+
 std::string printable(std::string_view text) { return escape(text, ""); }
 
 std::string shortened(std::string_view text, std::size_t most) {
@@ -96,10 +109,8 @@ std::string hexadecimal(std::string_view bytes, std::size_t most) {
     return result + (bytes.size() > most ? " ..." : "");
 }
 
-bool output_is_terminal() { return ::isatty(STDOUT_FILENO) != 0; }
-
 std::string painted(Colour colour, std::string_view text) {
-    static bool const wanted = output_is_terminal() && std::getenv("NO_COLOR") == nullptr;
+    static bool const wanted = wants_colours();
     std::string plain(text);
     if (!wanted || colour == Colour::none) return plain;
     return "\x1B[" + std::to_string(static_cast<int>(colour)) + "m" + plain + "\x1B[0m";
@@ -107,27 +118,40 @@ std::string painted(Colour colour, std::string_view text) {
 
 void report(std::string_view text) {
     bool const is_cut = text.size() > longest_line;
+    wipe_progress();
+    // A text of the output may have no line feed at its end.
+    bool const is_within_line = !output_ends_line() && output_is_terminal();
+    if (is_within_line && ::isatty(STDERR_FILENO) != 0) std::cerr << '\n';
     std::cerr << "tmsg: " << printable(text.substr(0, longest_line)) << (is_cut ? "..." : "")
               << std::endl;
+}
+
+void note(std::string_view text) {
+    if (!is_quiet) report(text);
+}
+
+void be_quiet() { is_quiet = true; }
+
+void wipe_progress() {
+    if (progress_is_shown) std::cerr << "\r\x1B[K" << std::flush;
+    progress_is_shown = false;
 }
 
 Progress::Progress(std::string what, std::size_t total)
     : what_(std::move(what)),
       total_(total),
-      is_wanted_(::isatty(STDERR_FILENO) != 0 && !output_is_terminal()),
+      is_wanted_(!is_quiet && ::isatty(STDERR_FILENO) != 0),
       next_(Clock::now() + interval) {}
 
-Progress::~Progress() {
-    if (is_shown_) std::cerr << "\r\x1B[K" << std::flush;
-}
+Progress::~Progress() { wipe_progress(); }
 
 void Progress::advance(std::size_t bytes) {
     done_ += bytes;
-    if (!is_wanted_) return;
+    if (!is_wanted_ || (output_size() > 0 && output_is_terminal())) return;
     auto const now = Clock::now();
     if (now < next_) return;
     next_ = now + interval;
-    is_shown_ = true;
+    progress_is_shown = true;
     show();
 }
 

@@ -21,17 +21,28 @@ std::string hexadecimal(std::string_view bytes, std::size_t most);
 
 enum class Colour { none = 0, dim = 2, red = 31, green = 32, cyan = 36 };
 
-bool output_is_terminal();
+enum class Colours { automatic, always, never };
 
-/// Returns the text in that colour. Returns it without a colour when standard output is no terminal
-/// or NO_COLOR is set.
+/// Chooses whether painted() uses colours. Call it before painted().
+void use_colours(Colours colours);
+
+/// Returns the text in that colour, or without a colour. Automatic colours are used when standard
+/// output is a terminal and NO_COLOR is not set.
 std::string painted(Colour colour, std::string_view text);
 
 /// Writes "tmsg: TEXT" to standard error as one line.
 void report(std::string_view text);
 
-/// Shows the progress of a long conversion on standard error, if that is a terminal and standard
-/// output is none. Shows nothing for a short conversion.
+/// Writes the same line if it is wanted, which be_quiet() ends.
+void note(std::string_view text);
+/// Ends notes and progress.
+void be_quiet();
+
+/// Removes the progress that is shown from the terminal.
+void wipe_progress();
+
+/// Shows the progress of long work on standard error, if that is a terminal. Shows nothing for
+/// short work, and nothing when output has gone to a terminal.
 class Progress {
 public:
     /// `total` is the number of bytes in all, or 0 when that is not known.
@@ -52,6 +63,5 @@ private:
     std::size_t total_;
     std::size_t done_ = 0;
     bool is_wanted_;
-    bool is_shown_ = false;
     Clock::time_point next_;
 };

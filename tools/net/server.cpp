@@ -261,7 +261,7 @@ void Server::print(Message& message, Tm_header const& header) {
     if (!form_) return;
     writing_.seq_no = header.get_seq_no();
     writing_.port = header.get_tmport();
-    if (!is_text(*form_)) prepare_names(message, Names::as_received);
+    if (has_wire_names(*form_)) prepare_names(message, Names::as_received);
     std::size_t const before = output_size();
     try {
         write_message(message, *form_, writing_);

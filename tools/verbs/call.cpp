@@ -20,7 +20,7 @@ namespace {
 struct Call_options {
     std::string address;
     std::string file;
-    Form from = Form::tcl;
+    Form from = Form::automatic;
     Form to = Form::tcl;
     Writing writing;
     Tm_limits limits;
@@ -142,7 +142,7 @@ void receive_answer(Connection& connection, Tm_caller& caller, unsigned int seq_
 }
 
 void write_answer(Message& answer, Call_options const& options) {
-    if (!is_text(options.to)) prepare_names(answer, options.writing.names);
+    if (has_wire_names(options.to)) prepare_names(answer, options.writing.names);
     Writing writing = options.writing;
     writing.seq_no = answer.header.get_seq_no();
     writing.port = answer.header.get_tmport();
@@ -151,6 +151,7 @@ void write_answer(Message& answer, Call_options const& options) {
 }
 
 int call(Call_options const& options) {
+    check_output(options.to, options.writing);
     Temporary_files files;
     Input input(options.file);
     auto const message = read_message(input, options.from, files, options.limits);
@@ -177,8 +178,8 @@ void add_call(CLI::App& app, Work& work) {
     auto const chosen = std::make_shared<Call_options>();
     CLI::App& verb = *app.add_subcommand("call", "Send a message over TCP and print the reply");
     add_address(verb, chosen->address, "address of the receiver");
-    add_form(verb, "--from", "form of the input, by default tcl", chosen->from, input_forms);
-    add_form(verb, "--to", "form of the output, by default tcl", chosen->to, output_forms);
+    add_from(verb, chosen->from);
+    add_to(verb, chosen->to, chosen->writing, "tcl");
     add_chunk_size(verb, chosen->writing);
     add_seconds(verb, "--timeout", "time that the whole call may take", chosen->timeout);
     add_max_text(verb, chosen->writing.max_text, "none");

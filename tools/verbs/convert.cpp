@@ -55,7 +55,7 @@ void add_convert(CLI::App& app, Work& work) {
     CLI::App& verb = *app.add_subcommand("convert", "Read messages and write them in another form");
     Writing& writing = chosen->writing;
     add_from(verb, chosen->from);
-    add_to(verb, chosen->to)->required();
+    add_to(verb, chosen->to, writing)->required();
     add_chunk_size(verb, writing);
     add_number(verb, "--limit", "bytes after which JSON and list text are cut", writing.limit, 0U,
                ~0U);

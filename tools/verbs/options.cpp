@@ -54,8 +54,14 @@ CLI::Option* add_from(CLI::App& verb, Form& form) {
                     form, input_forms);
 }
 
-CLI::Option* add_to(CLI::App& verb, Form& form) {
-    return add_form(verb, "-t,--to", "form of the output", form, output_forms);
+CLI::Option* add_to(CLI::App& verb, Form& form, Writing& writing, std::string const& usual) {
+    constexpr int pretty = 2;
+    verb.add_flag_callback(
+        "--pretty", [&writing] { writing.indent = pretty; },
+        "write typed JSON on several lines, indented");
+    verb.add_flag("--force", writing.is_forced, "write bytes to a terminal, too");
+    std::string const what = "form of the output" + (usual.empty() ? "" : ", by default " + usual);
+    return add_form(verb, "-t,--to", what, form, output_forms);
 }
 
 void add_file(CLI::App& verb, std::string& file, std::string const& what) {

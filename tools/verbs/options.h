@@ -17,8 +17,8 @@ CLI::Option* add_form(CLI::App& verb, std::string const& name, std::string const
                       Forms const& forms);
 /// Adds --from, of which the default is auto.
 CLI::Option* add_from(CLI::App& verb, Form& form);
-/// Adds --to.
-CLI::Option* add_to(CLI::App& verb, Form& form);
+/// Adds --to, and the options on what it writes. `usual` describes the default.
+CLI::Option* add_to(CLI::App& verb, Form& form, Writing& writing, std::string const& usual = "");
 /// Adds FILE, the last argument.
 void add_file(CLI::App& verb, std::string& file, std::string const& what);
 /// Adds FILE..., the last arguments.

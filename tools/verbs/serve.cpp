@@ -22,7 +22,7 @@ struct Serve_options {
 
 std::unique_ptr<Message> read_reply(std::string const& path, Temporary_files& files) {
     Input input(path);
-    auto reply = read_message(input, Form::tcl, files, Tm_limits());
+    auto reply = read_message(input, Form::automatic, files, Tm_limits());
     if (reply->get_msg_type() == Message::TMT_REQUEST) {
         throw Failure("the reply must be a response or a fault");
     }
@@ -31,6 +31,7 @@ std::unique_ptr<Message> read_reply(std::string const& path, Temporary_files& fi
 }
 
 int serve(Serve_options const& options) {
+    check_output(options.to, options.writing);
     Temporary_files files;
     std::unique_ptr<Message> reply;
     if (!options.reply.empty()) reply = read_reply(options.reply, files);
@@ -68,9 +69,8 @@ void add_serve(CLI::App& app, Work& work) {
     unsigned short const largest = 65535;
     add_number(verb, "--port", "port on which to listen; with 0, takes a free port and prints it",
                chosen->port, static_cast<unsigned short>(0), largest);
-    add_form(verb, "--to", "form of the output, by default tcl", chosen->to, output_forms);
-    verb.add_option("--reply", chosen->reply,
-                    "file with the list text of the reply to every request")
+    add_to(verb, chosen->to, chosen->writing, "tcl");
+    verb.add_option("--reply", chosen->reply, "file with the reply to every request, in any form")
         ->type_name("FILE");
     add_seconds(verb, "--idle", "time after which an idle connection is closed", chosen->idle);
     chosen->writing.max_text = served_text;
