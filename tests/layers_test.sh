@@ -1,39 +1,52 @@
 #!/bin/sh
-# Folders are layers: a file includes only what stands in its own folder or below. A public header
-# includes no private one.
+# layers_test.sh ROOT: folders are layers: a file includes only what stands in its own folder or
+# below. A public header of the library includes no private one.
 set -eu
 cd "$1"
 
 layer_of() {
     case $1 in
-        export.h | fwd.h) echo 0 ;;
-        value/*) echo 1 ;;
-        composite/*) echo 2 ;;
-        message/chunks/*) echo 7 ;;
-        message/*) echo 3 ;;
-        creator/*) echo 4 ;;
-        binary/*) echo 5 ;;
-        text/*) echo 6 ;;
-        transport/*) echo 8 ;;
-        rpc/*) echo 9 ;;
-        tmsg.h) echo 10 ;;
+        tmsg/export.h | tmsg/fwd.h) echo 0 ;;
+        tmsg/value/*) echo 1 ;;
+        tmsg/composite/*) echo 2 ;;
+        tmsg/message/chunks/*) echo 7 ;;
+        tmsg/message/*) echo 3 ;;
+        tmsg/creator/*) echo 4 ;;
+        tmsg/binary/*) echo 5 ;;
+        tmsg/text/*) echo 6 ;;
+        tmsg/transport/*) echo 8 ;;
+        tmsg/rpc/*) echo 9 ;;
+        tmsg/tmsg.h) echo 10 ;;
+        tools/io/*) echo 11 ;;
+        tools/forms/*) echo 12 ;;
+        tools/net/*) echo 13 ;;
+        tools/verbs/*) echo 14 ;;
+        tools/main.cpp) echo 15 ;;
         *) echo unknown ;;
     esac
 }
 
+# included_by FILE: the files of the library and of the program, as they stand below the root.
+included_by() {
+    case $1 in
+        tmsg/*) sed -n 's|^#include "\(tmsg/.*\)"|\1|p' "$1" ;;
+        tools/*) sed -n -e 's|^#include <\(tmsg/.*\)>|\1|p' -e 's|^#include "\(.*\)"|tools/\1|p' "$1" ;;
+    esac
+}
+
 failed=0
-for file in $(find . -name '*.h' -o -name '*.cpp' | sed 's|^\./||' | sort); do
+for file in $(find tmsg tools -name '*.h' -o -name '*.cpp' | sort); do
     here=$(layer_of "$file")
-    for included in $(sed -n 's|^#include "tmsg/\(.*\)"|\1|p' "$file"); do
+    for included in $(included_by "$file"); do
         there=$(layer_of "$included")
         if [ "$here" = unknown ] || [ "$there" = unknown ] || [ "$there" -gt "$here" ]; then
-            echo "tmsg/$file includes tmsg/$included, which does not stand below it"
+            echo "$file includes $included, which does not stand below it"
             failed=1
         fi
         case $file:$included in
-            */internal/*:* | *.cpp:*) ;;
+            */internal/*:* | tmsg/*.cpp:*) ;;
             *:*/internal/*)
-                echo "tmsg/$file is public and includes tmsg/$included, which is private"
+                echo "$file includes $included, which is private"
                 failed=1
                 ;;
         esac
