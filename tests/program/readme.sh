@@ -1,5 +1,5 @@
 #!/bin/sh
-# readme.sh PROGRAM README EXAMPLES: the README's ```console blocks show what really
+# readme.sh PROGRAM PAGE EXAMPLES: the ```console blocks of the page show what really
 # happens when their commands ("$ ...") are run in the folder of the examples.
 set -eu
 work=$(mktemp -d)
