@@ -51,10 +51,10 @@ QEL_INIT_DISABLE_SEND_MEMBER_STRING=1 refuse 1 'index.wire: byte 0: the names of
 # Files land in temporary files that are gone afterwards, after damage and after a signal too.
 printf 'response {struct {f {file 3 "abc"}} struct {}}' >file.tcl
 make file.wire convert --from tcl --to wire file.tcl
-head -c 25 file.wire >cut_file.wire
+head -c 15 file.wire >cut_file.wire
 for input in file.tcl file.wire cut_file.wire; do
     "$program" convert --from "${input##*.}" --to xml $input >out 2>err & convert=$!
-    wait $convert || says 'cut_file.wire: byte 25: decoder expecting more data after end of buffer'
+    wait $convert || says 'cut_file.wire: byte 15: decoder expecting more data after end of buffer'
     [ $input = cut_file.wire ] || shows '<value><file>3</file></value>'
     [ -z "$(files_of $convert)" ] || fail "a file of $input was left"
 done

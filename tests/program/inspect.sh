@@ -24,13 +24,22 @@ run 1 inspect cut.chunks
 shows 'damaged at byte 13 of the message, chunk at byte 0: input ends within the header of the chunk at byte 23'
 run 1 inspect --max-bytes 34 message.chunks && says 'message.chunks: byte 58: message longer than 34 bytes: 80h at byte 34; read as chunks, name another form with --from'
 
+# Messages in a row: the table goes on below each tree. Offsets are those of the file.
+cat message.chunks one.chunk | run 0 inspect
+[ -z "$(sed -n 12p out)" ] && [ "$(sed -n 1p out)" = "$(sed -n 13p out)" ] && sed -n 14p out | grep -q '^     4         59       35  first  last' || fail "no row behind the tree: $(cat out)"
+cat message.wire message.wire | run 0 inspect - && shows '      35  request add' && shows '      56      s: string[3] "x y"'
+run 0 inspect message.tcl message.wire
+[ "$(sed -n 1,2p out)" = "$(printf '==> message.tcl <==\nrequest add')" ] && [ "$(sed -n 7,9p out)" = "$(printf '\n==> message.wire <==\n       0  request add')" ] || fail "headings of files: $(cat out)"
+printf '0001 0001 61 04 05 x' | run 1 inspect && says 'standard input:1:20: no hexadecimal digit: x; read as hex, name another form with --from'
+shows '       0  request a' && shows 'damaged at byte 6: no hexadecimal digit: x'
+
 # Interleaved messages, and one more than is followed.
 { head -c 23 message.chunks; head -c 23 other.chunks; tail -c +24 message.chunks; tail -c +24 other.chunks; } | run 0 inspect
 [ "$(grep -c '    s: string\[3\] "x y"' out)" -eq 2 ] || fail "interleaved messages are not shown"
 begin() { printf "\\000\\200\\000\\001\\000\\000\\$(printf '%03o' $(($1 / 256)))\\$(printf '%03o' $(($1 % 256)))\\002"; }
 for i in $(seq 1025); do begin "$i"; done >begun.chunks
 cat begun.chunks one.chunk | run 1 inspect
-says 'standard input: byte 9216: more than 1024 unfinished messages; read as chunks, name another form with --from'
+says 'standard input: byte 9216: more than 1024 unfinished messages'
 [ "$(grep -c 'more than 1024 unfinished messages' out)" -eq 1 ] || fail "one has no place"
 shows '    s: string[3] "x y"'
 

@@ -21,7 +21,7 @@ std::optional<Damage> Capture::show() {
 
 /// Keeps the first damage only.
 void Capture::note(Place const& place, std::string const& error) {
-    if (!damage_ && !error.empty()) damage_.emplace(place, error);
+    if (!damage_) damage_.emplace(place, error);
 }
 
 void Capture::take(Step step) {
@@ -41,8 +41,7 @@ void Capture::begin_chunk() {
     if (is_first && is_known) end_message(found, Tm_chunk_reader::NO_LAST_CHUNK);
     std::string const error = tm_chunk_error(header, is_known, unfinished_.size(), limits_);
     write_row(error);
-    note(at_byte(chunk().offset()), error);
-    if (!error.empty()) return;
+    if (!error.empty()) return note(at_byte(chunk().offset()), error);
     if (is_first) begin_message(seq_no);
     ++unfinished_[seq_no].chunks;
 }
@@ -72,8 +71,9 @@ void Capture::add_payload(Unfinished& message) {
     message.last_offset = chunk().offset();
     message.decoder->feed(payload);
     std::size_t const place = message.decoder->error_offset();
-    note(at_byte(message.places.place_of(place)), message.decoder->error());
     message.places.forget_before(place);
+    std::string const& error = message.decoder->error();
+    if (!error.empty()) note(at_byte(message.places.place_of(place)), error);
 }
 
 void Capture::begin_message(unsigned int seq_no) {
@@ -95,8 +95,10 @@ void Capture::end_message(Messages::iterator message, std::string const& error) 
     needs_heading_ = true;
     std::string const damage = error.empty() || is_damaged ? ended.decoder->error() : error;
     std::size_t const place = ended.decoder->error_offset();
-    note(at_byte(ended.places.place_of(place)), damage);
-    if (!damage.empty()) {
+    if (damage.empty()) {
+        has_sound_message_ = true;
+    } else {
+        note(at_byte(ended.places.place_of(place)), damage);
         write_output(painted(Colour::red, "damaged at byte " + std::to_string(place) +
                                               " of the message, chunk at byte " +
                                               std::to_string(ended.last_offset) + ": " + damage) +

@@ -23,6 +23,8 @@ public:
     /// Reads all chunks and writes to standard output. Returns the first damage, if there is any.
     /// Throws Failure when reading or writing fails.
     std::optional<Damage> show();
+    /// Returns whether a message was without damage.
+    bool has_sound_message() const { return has_sound_message_; }
 
 private:
     struct Unfinished {
@@ -49,5 +51,6 @@ private:
     Messages unfinished_;
     std::size_t row_ = 0;
     bool needs_heading_ = true;
+    bool has_sound_message_ = false;
     std::optional<Damage> damage_;
 };

@@ -30,13 +30,14 @@ Form guess_text(char c) {
 
 Form guess_form(Input& input) {
     if (input.peek().empty()) throw Failure(input.name() + empty_text);
+    if (input.unread()[0] == 0) {
+        if (input.unread().size() < 2) input.read_more();
+        return guess_behind_zero(input.unread());
+    }
     while (true) {
         std::string_view const bytes = input.unread();
-        if (bytes[0] == 0 && (bytes.size() >= 2 || !input.read_more())) {
-            return guess_behind_zero(input.unread());
-        }
         std::size_t const first = bytes.find_first_not_of(blanks_of(Form::tcl));
-        if (bytes[0] != 0 && first != std::string_view::npos) {
+        if (first != std::string_view::npos) {
             return is_text_byte(bytes[first]) ? guess_text(bytes[first]) : Form::wire;
         }
         if (bytes.size() >= input_block) return Form::tcl;

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -44,7 +45,7 @@ Input::Input(std::string const& path)
       is_file_(is_regular(descriptor_)),
       progress_("read", is_file_ ? size_of(descriptor_) : 0) {}
 
-std::string_view Input::unread() const { return std::string_view(block_).substr(taken_); }
+std::string_view Input::unread() const { return {block_.data() + begin_, end_ - begin_}; }
 
 std::string_view Input::peek() {
     if (unread().empty()) read_more();
@@ -52,17 +53,17 @@ std::string_view Input::peek() {
 }
 
 void Input::take(std::size_t size) {
-    taken_ += size;
+    begin_ += size;
     offset_ += size;
 }
 
 bool Input::read_more() {
-    block_.erase(0, taken_);
-    taken_ = 0;
-    std::size_t const before = block_.size();
-    block_.resize(before + input_block);
-    std::size_t const got = read(&block_[before], input_block);
-    block_.resize(before + got);
+    std::copy(block_.data() + begin_, block_.data() + end_, block_.data());
+    end_ -= begin_;
+    begin_ = 0;
+    if (block_.size() < end_ + input_block) block_.resize(end_ + input_block);
+    std::size_t const got = read(block_.data() + end_, input_block);
+    end_ += got;
     return got > 0;
 }
 
@@ -76,10 +77,9 @@ std::string Input::read_all(std::size_t most) {
 }
 
 std::size_t Input::read(char* data, std::size_t size) {
-    flush_before_pause();
     ssize_t got = -1;
     do {
-        throw_if_interrupted();
+        wait_for_bytes();
         got = ::read(descriptor_, data, size);
     } while (got < 0 && errno == EINTR);
     if (got < 0) throw Failure::of_system("failed to read from " + name_);
@@ -88,9 +88,16 @@ std::size_t Input::read(char* data, std::size_t size) {
     return count;
 }
 
-/// Flushes the output when the input has no bytes now, so that all that has arrived is shown.
-void Input::flush_before_pause() const {
+/// Waits until read() returns at once. Flushes the output before it waits, so that all that has
+/// arrived is shown. A file has all its bytes already.
+void Input::wait_for_bytes() const {
+    throw_if_interrupted();
     if (is_file_) return;
     pollfd handle = {descriptor_, POLLIN, 0};
-    if (::poll(&handle, 1, 0) == 0) flush_output();
+    if (::poll(&handle, 1, 0) > 0) return;
+    flush_output();
+    Blocked_signals const signals;
+    throw_if_interrupted();
+    ::ppoll(&handle, 1, nullptr, &signals.before());
+    throw_if_interrupted();
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "io/system.h"
 #include "io/terminal.h"
@@ -49,14 +50,15 @@ public:
 
 private:
     std::size_t read(char* data, std::size_t size);
-    void flush_before_pause() const;
+    void wait_for_bytes() const;
 
     std::string name_;
     Descriptor file_;  ///< none for standard input
     int descriptor_;
     bool is_file_;  ///< a file has all its bytes already
     Progress progress_;
-    std::string block_;
-    std::size_t taken_ = 0;  ///< bytes of the block
+    std::vector<char> block_;
+    std::size_t begin_ = 0;  ///< of the unread bytes in the block
+    std::size_t end_ = 0;
     std::size_t offset_ = 0;
 };

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <initializer_list>
 #include <new>
@@ -38,6 +37,13 @@ bool is_interrupted() { return caught != 0; }
 
 void throw_if_interrupted() {
     if (is_interrupted()) throw Interrupted();
+}
+
+Blocked_signals::Blocked_signals() {
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    for (int const number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&blocked, number);
+    ::sigprocmask(SIG_BLOCK, &blocked, &before_);
 }
 
 void end_by_interrupt() {

@@ -1,6 +1,7 @@
 /// Handles system calls that fail, signals and descriptors.
 #pragma once
 
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -35,6 +36,22 @@ struct Interrupted {};
 void watch_interrupts();
 bool is_interrupted();
 void throw_if_interrupted();
+
+/// Blocks the signals while it lives. Make one before is_interrupted() and a wait with before(),
+/// which lets signals in. So no signal is missed between the question and the wait.
+class Blocked_signals {
+public:
+    Blocked_signals();
+    ~Blocked_signals() { ::sigprocmask(SIG_SETMASK, &before_, nullptr); }
+    Blocked_signals(Blocked_signals const&) = delete;
+    Blocked_signals& operator=(Blocked_signals const&) = delete;
+
+    /// Returns the signal mask from before, which ppoll() uses while it waits.
+    sigset_t const& before() const { return before_; }
+
+private:
+    sigset_t before_;
+};
 
 /// Ends the process by the signal that came, as the signal does by default.
 [[noreturn]] void end_by_interrupt();

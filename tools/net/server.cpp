@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <ctime>
 #include <exception>
 #include <new>
@@ -26,27 +25,6 @@ constexpr int backlog = 4096;
 constexpr int accepted_at_once = 256;
 /// The code of the fault that is sent when a reply cannot be made.
 constexpr int no_answer = 1;
-
-/// Blocks signals while it lives. The server makes one before it asks for signals, and ppoll() lets
-/// signals in only while it waits. So no signal is missed between the question and the wait.
-class Blocked_signals {
-public:
-    Blocked_signals() {
-        sigset_t blocked;
-        sigemptyset(&blocked);
-        for (int const number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&blocked, number);
-        sigprocmask(SIG_BLOCK, &blocked, &before_);
-    }
-    ~Blocked_signals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-    Blocked_signals(Blocked_signals const&) = delete;
-    Blocked_signals& operator=(Blocked_signals const&) = delete;
-
-    /// Returns the signal mask from before, which ppoll() uses while it waits.
-    sigset_t const& before() const { return before_; }
-
-private:
-    sigset_t before_;
-};
 
 /// Returns the number of clients that the server may have at a time. It is half the number of
 /// descriptors, because the files that messages bring need descriptors, too.

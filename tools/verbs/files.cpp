@@ -15,11 +15,14 @@ bool read_file(std::string const& file, std::function<void(Input&)> const& read)
         return true;
     } catch (Output_failure const&) {
         throw;
+    } catch (Failure const& failure) {
+        flush_output();
+        report(failure.what());
     } catch (std::exception const& error) {
         flush_output();
-        report(text_of(error));
-        return false;
+        report(file + ": " + text_of(error));
     }
+    return false;
 }
 
 }  // namespace

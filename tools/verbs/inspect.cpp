@@ -24,34 +24,59 @@ struct Inspect_options {
     Tm_limits limits;
 };
 
+std::optional<Damage> feed_message(Tree_decoder& decoder, Byte_source& source) {
+    try {
+        bool is_complete = false;
+        while (!is_complete && decoder.error().empty()) {
+            std::string_view const bytes = source.peek();
+            if (bytes.empty()) break;
+            source.take(decoder.feed_message(bytes));
+            is_complete = decoder.is_complete();
+        }
+    } catch (Damage const& damage) {
+        return damage;
+    }
+    return {};
+}
+
 /// Shows the next message of the wire form as its bytes arrive. Returns the damage, if there is
 /// any.
 std::optional<Damage> show_wire_message(Byte_source& source, Tm_limits const& limits) {
     std::size_t const begin = source.offset();
     Tree_decoder decoder(Tree_lines::Offsets::shown, write_output, limits, begin);
-    bool is_complete = false;
-    while (!is_complete && decoder.error().empty()) {
-        std::string_view const bytes = source.peek();
-        if (bytes.empty()) break;
-        source.take(decoder.feed_message(bytes));
-        is_complete = decoder.is_complete();
-    }
+    auto damage = feed_message(decoder, source);
     decoder.finish();
-    if (decoder.error().empty()) return {};
     std::size_t const place = begin + decoder.error_offset();
-    write_output(
-        painted(Colour::red, "damaged at byte " + std::to_string(place) + ": " + decoder.error()) +
-        "\n");
-    return Damage(at_byte(place), decoder.error());
-}
-
-std::optional<Damage> show_wire(Byte_source& source, Tm_limits const& limits) {
-    std::optional<Damage> damage;
-    for (bool is_first = true; !damage && !source.peek().empty(); is_first = false) {
-        if (!is_first) write_output("\n");
-        damage = show_wire_message(source, limits);
+    if (!damage && !decoder.error().empty()) damage = Damage(at_byte(place), decoder.error());
+    if (damage) {
+        write_output(painted(Colour::red,
+                             "damaged at byte " + std::to_string(place) + ": " + damage->what()) +
+                     "\n");
     }
     return damage;
+}
+
+/// The result of showing an input.
+struct Shown {
+    std::optional<Damage> damage;
+    bool has_sound_message = false;
+};
+
+Shown show_wire(Byte_source& source, Tm_limits const& limits) {
+    Shown shown;
+    while (!source.peek().empty()) {
+        if (shown.has_sound_message) write_output("\n");
+        shown.damage = show_wire_message(source, limits);
+        if (shown.damage) break;
+        shown.has_sound_message = true;
+    }
+    return shown;
+}
+
+Shown show_chunks(Input& input, Tm_limits const& limits) {
+    Capture capture(input, limits);
+    auto const damage = capture.show();
+    return {damage, capture.has_sound_message()};
 }
 
 /// Shows the trees of messages in a text form. Their bytes are not in the input, so there are no
@@ -75,20 +100,29 @@ void show_texts(Input& input, Inspect_options const& options) {
     }
 }
 
-std::optional<Damage> show_bytes(Input& input, Form form, Tm_limits const& limits) {
-    if (form == Form::chunks) return Capture(input, limits).show();
+Shown show_bytes(Input& input, Form form, Tm_limits const& limits) {
+    if (form == Form::chunks) return show_chunks(input, limits);
     if (form == Form::wire) return show_wire(input, limits);
     Hex_source bytes(input);
     return show_wire(bytes, limits);
 }
 
-void inspect_file(Input& input, Inspect_options const& options) {
-    Input_form const form(input, options.from);
+void show_file(Input& input, Input_form const& form, Inspect_options const& options) {
     if (form.form() == Form::tcl || form.form() == Form::typed_json) {
         return show_texts(input, options);
     }
-    auto const damage = show_bytes(input, form.form(), options.limits);
-    if (damage) throw failure_at(input, damage->place(), damage->what() + form.hint());
+    auto const [damage, has_sound_message] = show_bytes(input, form.form(), options.limits);
+    std::string const hint = has_sound_message ? "" : form.hint();
+    if (damage) throw Damage(damage->place(), damage->what() + hint);
+}
+
+void inspect_file(Input& input, Inspect_options const& options) {
+    Input_form const form(input, options.from);
+    try {
+        show_file(input, form, options);
+    } catch (Damage const& damage) {
+        throw failure_at(input, damage.place(), damage.what());
+    }
 }
 
 int inspect(Inspect_options const& options) {
