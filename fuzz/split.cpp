@@ -79,6 +79,34 @@ void check_values(Fuzz_input input, Cuts const& cuts, Tm_limits const& limits) {
     FUZZ_CHECK(without_position(whole.second) == without_position(packed.second));
 }
 
+/// Returns the encoded messages of an input of messages in a row, and the error text.
+template <class Next_piece>
+std::pair<std::string, std::string> decode_row(Fuzz_input input, Next_piece next_piece,
+                                               Tm_limits const& limits) {
+    Tm_bin_decoder decoder(static_cast<long>(input.size()), limits);
+    std::string messages;
+    try {
+        while (!input.empty()) {
+            input.skip(decoder.feed_message(input.data(), next_piece(input.size())));
+            if (!decoder.is_complete()) continue;
+            decoder.finalize();
+            FUZZ_CHECK(decoder.error().empty());
+            auto const bytes = encode(*decoder.message(), 1000);
+            messages.append(bytes.begin(), bytes.end());
+            tm_remove_received_files(decoder.received_files());
+            decoder.init();
+        }
+    } catch (std::exception const& failure) {
+        FUZZ_CHECK(decoder.error() == failure.what());
+    }
+    tm_remove_received_files(decoder.received_files());
+    return {messages, decoder.error()};
+}
+
+void check_row(Fuzz_input input, Cuts const& cuts, Tm_limits const& limits) {
+    FUZZ_CHECK(decode_row(input, whole_piece, limits) == decode_row(input, cuts, limits));
+}
+
 }  // namespace
 
 void run_target(Fuzz_input input) {
@@ -87,7 +115,8 @@ void run_target(Fuzz_input input) {
     Cuts const cuts(seed, largest);
     Tm_limits const limits = limits_of(seed, largest);
 
-    if (gets_check(0, 3)) check_message(input, cuts, limits);
-    if (gets_check(1, 3)) check_values(input, cuts, limits);
-    if (gets_check(2, 3)) check_dump(input, cuts, limits);
+    if (gets_check(0, 4)) check_message(input, cuts, limits);
+    if (gets_check(1, 4)) check_values(input, cuts, limits);
+    if (gets_check(2, 4)) check_dump(input, cuts, limits);
+    if (gets_check(3, 4)) check_row(input, cuts, limits);
 }
