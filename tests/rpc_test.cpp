@@ -169,4 +169,18 @@ TEST(Service, AnswersWithWhatItsMethodsReturnAndThrow) {
     EXPECT_THROW(service.answer(Message::request("other")), int);
 }
 
+TEST(Service, AnswersEveryOtherNameWithTheMethodForAny) {
+    Tm_service service;
+    auto const code_for = [&](char const* name) { return service.answer(Message::request(name)).get_fault_code(); };
+    service.on("own", [](Message const&) { return Message::fault(7, ""); });
+    service.on_any([](Message const&) { return Message::fault(8, "replaced"); });
+    EXPECT_THROWS("method without a function", service.on_any(nullptr));
+    EXPECT_EQ(8, code_for(""));
+    service.on_any([](Message const& request) -> Message { throw Tm_fault_exception(9, request.get_request_name()); });
+    EXPECT_EQ(7, code_for("own"));
+    EXPECT_EQ("other", service.answer(Message::request("other")).get_fault_string());
+    Tm_service const copy = service;
+    EXPECT_EQ(9, copy.answer(Message::request("x")).get_fault_code());
+}
+
 }  // namespace

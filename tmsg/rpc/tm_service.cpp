@@ -29,6 +29,11 @@ void Tm_service::on(std::string name, Method method) {
     methods_[std::move(name)] = std::move(method);
 }
 
+void Tm_service::on_any(Method method) {
+    if (!method) throw Tm_exception("method without a function");
+    any_ = std::move(method);
+}
+
 Message Tm_service::answer(Message const& request) const {
     // A method may move the content of a request that its owner lends to it.
     Tm_header const asked = request.header;
@@ -40,13 +45,20 @@ Message Tm_service::answer(Message const& request) const {
 
 Message Tm_service::call(Message const& request) const {
     std::string const& name = request.get_request_name();
-    auto const method = methods_.find(name);
-    if (method == methods_.end()) return fault_of(NO_METHOD, "no method " + name);
+    Method const* const method = method_for(name);
+    if (method == nullptr) return fault_of(NO_METHOD, "no method " + name);
     try {
-        return method->second(request);
+        return (*method)(request);
     } catch (Tm_fault_exception const& fault) {
         return fault_of(fault.code(), fault.text());
     } catch (std::exception const& failure) {
         return fault_of(METHOD_FAILED, failure.what());
     }
+}
+
+/// Returns null when there is no method for the name.
+Tm_service::Method const* Tm_service::method_for(std::string const& name) const {
+    auto const found = methods_.find(name);
+    if (found != methods_.end()) return &found->second;
+    return any_ ? &any_ : nullptr;
 }

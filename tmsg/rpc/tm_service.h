@@ -57,6 +57,13 @@ public:
     /// Sets the method for requests of this name, in the place of an earlier one. Throws
     /// Tm_exception for an empty function.
     void on(std::string name, Method method);
+    /// Sets the method for requests of every name that has no method of its own, in the place of an
+    /// earlier one. Throws Tm_exception for an empty function.
+    ///
+    ///     service.on_any([](Message const& request) -> Message {
+    ///         throw Tm_fault_exception(7, request.get_request_name() + " is closed today");
+    ///     });
+    void on_any(Method method);
 
     /// Returns the answer of the method, a fault with the code and the text of a
     /// Tm_fault_exception, a fault of code 2 with the text of any other std::exception, or a fault
@@ -67,6 +74,8 @@ public:
 
 private:
     Message call(Message const& request) const;
+    Method const* method_for(std::string const& name) const;
 
     std::map<std::string, Method> methods_;
+    Method any_;  ///< empty until on_any()
 };
