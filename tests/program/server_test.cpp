@@ -122,6 +122,7 @@ public:
     bool send(Bytes const& bytes) {
         return ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
     }
+    void send_no_more() { ::shutdown(socket_, SHUT_WR); }
     /// True when bytes, or the end of the stream, come in time.
     bool is_ready(std::chrono::milliseconds time) const {
         pollfd handle = {socket_, POLLIN, 0};
@@ -217,6 +218,25 @@ TEST(Server, ClosesIdleConnectionsInTime) {
     EXPECT_TRUE(idle.is_closed());
     EXPECT_TRUE(unfinished.is_closed());
     EXPECT_TRUE(busy.is_closed());
+}
+
+TEST(Server, SendsDelayedRepliesInTheirTimeAlsoToAClientThatSendsNoMore) {
+    Served const server({"--port", "0", "--delay", "300", "--to", "json", "--max-text", "100"});
+    Bytes const request = request_of(10);
+    Bytes const large = request_of(3000000);
+    Caller caller(server);
+    Caller loaded(server);
+    auto const begin = Clock::now();
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(caller.send(request));
+    std::thread sender([&] { EXPECT_TRUE(loaded.send(large) && loaded.send(large)); });
+    caller.send_no_more();
+    std::size_t const replies = caller.receive(patience, 3 * request.size());
+    EXPECT_GT(replies, 2 * request.size());
+    EXPECT_GE(Clock::now() - begin, 300ms);
+    EXPECT_LT(Clock::now() - begin, 900ms) << "the replies wait at the same time";
+    EXPECT_TRUE(caller.is_closed());
+    EXPECT_GT(loaded.receive(patience, 6000000), 5900000U);
+    sender.join();
 }
 
 TEST(Server, ClosesTheOneIdleLongestWhenPlacesAreShort) {

@@ -15,6 +15,8 @@ constexpr std::size_t longest_line = 2000;
 constexpr std::chrono::milliseconds interval(300);
 constexpr std::size_t megabyte = 1000000;
 
+bool notes_are_wanted = true;
+
 unsigned int byte_at(std::string_view text, std::size_t at) {
     return static_cast<unsigned char>(text[at]);
 }
@@ -110,6 +112,12 @@ void report(std::string_view text) {
     std::cerr << "tmsg: " << printable(text.substr(0, longest_line)) << (is_cut ? "..." : "")
               << std::endl;
 }
+
+void note(std::string_view text) {
+    if (notes_are_wanted) report(text);
+}
+
+void switch_off_notes() { notes_are_wanted = false; }
 
 Progress::Progress(std::string what, std::size_t total)
     : what_(std::move(what)),

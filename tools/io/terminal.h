@@ -30,6 +30,10 @@ std::string painted(Colour colour, std::string_view text);
 /// Writes "tmsg: TEXT" to standard error as one line.
 void report(std::string_view text);
 
+/// Does the same with a line that tells of no error, unless notes are switched off.
+void note(std::string_view text);
+void switch_off_notes();
+
 /// Shows the progress of a long conversion on standard error, if that is a terminal and standard
 /// output is none. Shows nothing for a short conversion.
 class Progress {
