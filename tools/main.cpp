@@ -35,7 +35,8 @@ Work read_command_line(int argc, char** argv) {
     app.set_version_flag("--version", "tmsg " TMSG_VERSION);
     app.set_help_flag("--help", "print this help and exit");
     app.require_subcommand(0, 1);
-    for (auto const add : {add_convert, add_inspect, add_peek, add_call, add_serve}) add(app, work);
+    for (auto const add : {add_convert, add_inspect, add_peek, add_call, add_serve, add_tap})
+        add(app, work);
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {

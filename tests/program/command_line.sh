@@ -12,5 +12,5 @@ call here:65536|HOST:PORT: no address of the form HOST:PORT: here:65536; see tms
 serve --idle 0|--idle: Value 0 not in range 0.001000 to 1000000.000000; see tmsg --help
 END
 run 0 --help && shows 'peek'
-for verb in convert inspect peek call serve; do run 0 $verb --help && shows "--help"; done
+for verb in convert inspect peek call serve tap; do run 0 $verb --help && shows "--help"; done
 run 0 --version && grep -Eq '^tmsg [0-9]+\.[0-9]+\.[0-9]+$' out || fail "no version"

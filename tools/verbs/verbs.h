@@ -19,3 +19,4 @@ void add_inspect(CLI::App& app, Work& work);
 void add_peek(CLI::App& app, Work& work);
 void add_call(CLI::App& app, Work& work);
 void add_serve(CLI::App& app, Work& work);
+void add_tap(CLI::App& app, Work& work);
