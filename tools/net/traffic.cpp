@@ -181,7 +181,8 @@ std::string Traffic::text_of_request(Message const& message, std::size_t bytes, 
 }
 
 /// Returns the line of a response or fault. `calling` is the stream that the request went in.
-std::string Traffic::text_of_answer(Message const& message, std::size_t bytes, Stream& calling) {
+std::string Traffic::text_of_answer(Message const& message, std::size_t bytes,
+                                    Stream& calling) const {
     bool const is_fault = message.get_msg_type() == Message::TMT_FAULT;
     std::string text = is_fault ? painted(Colour::red, "fault ") : "response ";
     std::string duration;

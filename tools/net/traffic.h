@@ -68,7 +68,7 @@ private:
     std::unique_ptr<Stream_watch> watch(int connection, Direction direction);
     void take(Message& message, std::size_t bytes, int connection, Direction direction);
     std::string text_of_request(Message const& message, std::size_t bytes, Stream& stream);
-    std::string text_of_answer(Message const& message, std::size_t bytes, Stream& calling);
+    std::string text_of_answer(Message const& message, std::size_t bytes, Stream& calling) const;
     void print(Message& message);
     void write_line(int connection, std::string const& text) const;
 
