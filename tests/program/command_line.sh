@@ -3,8 +3,8 @@
 . "$(dirname "$0")/common.sh"
 refuse 2 'no verb given; see tmsg --help'
 refuse_each 2 <<END
-melt|no such verb: melt; choose from convert, inspect, peek, check, call, serve, help; see tmsg --help
-help melt|no such verb: melt; choose from convert, inspect, peek, check, call, serve, help; see tmsg --help
+melt|no such verb: melt; choose from convert, inspect, peek, check, call, serve, tap, help; see tmsg --help
+help melt|no such verb: melt; choose from convert, inspect, peek, check, call, serve, tap, help; see tmsg --help
 check --melt|The following argument was not expected: --melt; see tmsg --help
 check --color=red|--color: red not in {auto,always,never}; see tmsg --help
 convert --from json --to tcl|--from: no such form: json; choose from auto, chunks, hex, tcl, typed-json, wire; see tmsg --help
@@ -16,5 +16,5 @@ call here:65536|HOST:PORT: no address of the form HOST:PORT: here:65536; see tms
 serve --idle 0|--idle: Value 0 not in range 0.001000 to 1000000.000000; see tmsg --help
 END
 run 0 --help && shows 'peek' && cp out help && run 0 help && cmp out help && run 0 -h && cmp out help
-for verb in convert inspect peek check call serve; do run 0 $verb --help && shows "--help" && cp out help && run 0 help $verb && cmp out help; done
+for verb in convert inspect peek check call serve tap; do run 0 $verb --help && shows "--help" && cp out help && run 0 help $verb && cmp out help; done
 run 0 -V && grep -Eq '^tmsg [0-9]+\.[0-9]+\.[0-9]+$' out || fail "no version"

@@ -66,9 +66,15 @@ serve() {
     : >serve.out
     ([ -z "$memory" ] || ulimit -v "$memory"; exec "$program" serve "$@") >serve.out 2>serve.err & server=$!
     until port=$(sed -n 1p serve.out) && [ -n "$port" ]; do
-        [ ! -s serve.err ] || fail "the server did not start: $(cat serve.err)"
+        kill -0 "$server" 2>/dev/null || fail "the server did not start: $(cat serve.err)"
         sleep 0.05
     done
+}
+
+# told TEXT: what the server says behind the place where it listens.
+told() {
+    [ "$(sed -n 1p serve.err)" = "tmsg: listening on 127.0.0.1:$port" ] && [ "$(sed 1d serve.err)" = "$1" ] ||
+        fail "the server said: $(cat serve.err)"
 }
 
 # stop SIGNAL: the server ends well.

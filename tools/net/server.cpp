@@ -1,75 +1,63 @@
 /// Waits for clients, serves and drops them, prints their messages and replies to them.
 #include "net/server.h"
 
-#include <ace/INET_Addr.h>
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 #include <exception>
 #include <new>
 
 #include "forms/reader.h"
 #include "io/system.h"
 #include "io/terminal.h"
+#include "net/poll.h"
 
 namespace {
 
 constexpr std::chrono::seconds interval(1);
 /// A client that is idle for less than this time is not closed to make room. The new client waits.
 constexpr std::chrono::milliseconds grace(20);
-/// The number of connections that may wait to be accepted. The system may allow fewer.
-constexpr int backlog = 4096;
 /// The number of new connections that are accepted before the other clients are served again.
 constexpr int accepted_at_once = 256;
+/// The descriptors for each client. The files that messages bring need descriptors, too.
+constexpr std::size_t descriptors = 2;
 /// The code of the fault that is sent when a reply cannot be made.
 constexpr int no_answer = 1;
 
-/// Returns the number of clients that the server may have at a time. It is half the number of
-/// descriptors, because the files that messages bring need descriptors, too.
-std::size_t count_places() {
-    constexpr rlim_t wanted = 2 * Server::most_clients;
-    rlimit limit = {};
-    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) throw Failure::of_system("failed to get a limit");
-    if (limit.rlim_cur < wanted) {
-        rlimit const raised = {std::min(wanted, limit.rlim_max), limit.rlim_max};
-        if (::setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
-    }
-    return std::max<std::size_t>(std::min(wanted, limit.rlim_cur) / 2, 1);
-}
-
-timespec to_timespec(std::chrono::nanoseconds time) {
-    auto const seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
-    return {seconds.count(), (time - seconds).count()};
+/// Makes the request a response without group 0.
+Message echo(Message& request) {
+    request.set_msg_type(Message::TMT_RESPONSE);
+    request.clear(Message::TMG_META);
+    prepare_names(request, Names::as_received);
+    return std::move(request);
 }
 
 }  // namespace
 
-Server::Server(unsigned short port, Tm_limits const& limits)
-    : places_(count_places()),
+Server::Server(Endpoint const& place, Tm_limits const& limits)
+    : listener_(place),
+      places_(count_places(most_clients, descriptors)),
       receiver_([this](std::unique_ptr<Message> message, int client,
                        Tm_header const& header) { take(std::move(message), client, header); },
                 [](int, unsigned int, std::string const& text) { report(text); }, limits) {
-    ACE_INET_Addr const address(port, "127.0.0.1");
-    if (acceptor_.open(address, 1, PF_INET, backlog) != 0) {
-        throw Failure::of_system("failed to listen on port " + std::to_string(port));
-    }
-    move_above_standard(acceptor_);
-    acceptor_.enable(ACE_NONBLOCK);
-}
-
-Server::~Server() { acceptor_.close(); }
-
-unsigned short Server::port() const {
-    ACE_INET_Addr address;
-    acceptor_.get_local_addr(address);
-    return address.get_port_number();
+    answer_with(echo);
 }
 
 void Server::print_as(Form form, Writing const& writing) {
     form_ = form;
     writing_ = writing;
+}
+
+void Server::answer_with(Method method) {
+    service_.on_any([this, method = std::move(method)](Message const&) {
+        try {
+            return method(*lent_);
+        } catch (Tm_fault_exception const&) {
+            throw;
+        } catch (std::exception const& error) {
+            report(text_of(error));
+            throw Tm_fault_exception(no_answer, text_of(error));
+        }
+    });
 }
 
 void Server::close_after(double seconds) {
@@ -81,6 +69,7 @@ void Server::run() {
     try {
         for (std::vector<pollfd> handles; wait(handles);) {
             serve_ready(handles);
+            send_due();
             drop_idle();
             if (Clock::now() >= next_house_keeping_) keep_house();
         }
@@ -91,31 +80,28 @@ void Server::run() {
 
 /// Waits until a connection is ready or a deadline has come. Returns false when a signal came.
 bool Server::wait(std::vector<pollfd>& handles) {
-    Blocked_signals const signals;
-    if (is_interrupted()) return false;
     handles = watched();
-    timespec const time = to_timespec(longest_wait());
-    if (::ppoll(handles.data(), handles.size(), &time, &signals.before()) >= 0) return true;
-    if (errno != EINTR) throw Failure::of_system("failed to wait for clients");
-    return !is_interrupted();
+    return wait_for(handles, longest_wait());
 }
 
-/// The acceptor is the last handle, so that each client that is ready counts as active before the
+/// The listener is the last handle, so that each client that is ready counts as active before the
 /// server accepts new ones.
 std::vector<pollfd> Server::watched() const {
     std::vector<pollfd> handles;
     handles.reserve(clients_.size() + 1);
     for (Client const& client : clients_) {
-        handles.push_back({client.handle(), client.awaited(), 0});
+        short const awaited = client.awaited();
+        // poll() would report an error of the connection even if nothing is awaited.
+        handles.push_back({awaited != 0 ? client.handle() : -1, awaited, 0});
     }
-    if (Clock::now() >= next_accept_) handles.push_back({acceptor_.get_handle(), POLLIN, 0});
+    if (!listener_.is_paused()) handles.push_back({listener_.handle(), POLLIN, 0});
     return handles;
 }
 
 Server::Clock::duration Server::longest_wait() const {
     Clock::duration longest = interval;
-    auto const now = Clock::now();
-    if (next_accept_ > now) longest = std::min(longest, next_accept_ - now);
+    if (listener_.is_paused()) longest = std::min(longest, listener_.pause_left());
+    if (!delayed_.empty()) longest = std::min(longest, delayed_.front().first - Clock::now());
     if (!clients_.empty()) longest = std::min(longest, most_idle_ - clients_.front().idle_time());
     return std::max(longest, Clock::duration::zero());
 }
@@ -123,9 +109,22 @@ Server::Clock::duration Server::longest_wait() const {
 void Server::serve_ready(std::vector<pollfd> const& handles) {
     for (pollfd const& handle : handles) {
         if (handle.revents == 0) continue;
-        if (handle.fd == acceptor_.get_handle()) return accept_all();
+        if (handle.fd == listener_.handle()) return accept_all();
         auto const found = by_handle_.find(handle.fd);
         if (found != by_handle_.end()) serve(found->second);
+    }
+}
+
+/// Sends the replies whose time has come. A client that took over the number of another one gets
+/// nothing before its own time.
+void Server::send_due() {
+    auto const now = Clock::now();
+    while (!delayed_.empty() && delayed_.front().first <= now) {
+        auto const found = by_handle_.find(delayed_.front().second);
+        delayed_.pop_front();
+        if (found == by_handle_.end()) continue;
+        found->second->release_due();
+        if (found->second->sendable() > 0) serve(found->second);
     }
 }
 
@@ -134,7 +133,7 @@ void Server::accept_all() {
         for (int i = 0; i < accepted_at_once && accept(); ++i) continue;
     } catch (std::exception const& error) {
         report(text_of(error));
-        next_accept_ = Clock::now() + interval;
+        listener_.pause(interval);
     }
 }
 
@@ -145,7 +144,7 @@ bool Server::accept() {
         if (!make_room()) return false;
     }
     Clients fresh(1);
-    if (fresh.front().accept(acceptor_)) {
+    if (fresh.front().accept(listener_)) {
         by_handle_[fresh.front().handle()] = fresh.begin();
         clients_.splice(clients_.end(), fresh);
         return true;
@@ -159,7 +158,7 @@ bool Server::accept() {
 bool Server::make_room() {
     auto const idle_time = clients_.front().idle_time();
     if (idle_time < grace) {
-        next_accept_ = Clock::now() + (grace - idle_time);
+        listener_.pause(grace - idle_time);
         return false;
     }
     retire(clients_.begin());
@@ -186,8 +185,13 @@ void Server::drop(Clients::iterator client) {
 }
 
 /// Closes an idle client. Serves it instead when it is ready, because it only waited for its turn.
+/// Keeps a client that waits for a delayed reply.
 void Server::retire(Clients::iterator client) {
     if (client->is_ready()) return serve(client);
+    if (client->sendable() == 0 && client->has_delayed()) {
+        client->keep_awake();
+        return clients_.splice(clients_.end(), clients_, client);
+    }
     if (client->unsent() > 0) return drop_unsent(client);
     drop(client);
 }
@@ -205,7 +209,7 @@ void Server::drop_idle() {
 void Server::drop_stalled() {
     for (auto next = clients_.begin(); next != clients_.end() && next->idle_time() >= patience;) {
         auto const client = next++;
-        if (client->unsent() > 0) retire(client);
+        if (client->sendable() > 0) retire(client);
     }
 }
 
@@ -258,7 +262,10 @@ void Server::end_message() const {
 /// Sends the message. When there are too many unsent bytes then, drops other clients that have
 /// unsent bytes, the longest idle one first.
 void Server::send(Message const& message, Client& client, Tm_header const& header) {
-    client.send(message, header.get_seq_no(), static_cast<unsigned char>(header.get_tmport()));
+    auto const time = Clock::now() + delay_;
+    if (delay_.count() > 0) delayed_.emplace_back(time, client.handle());
+    client.send(message, header.get_seq_no(), static_cast<unsigned char>(header.get_tmport()),
+                time);
     if (client.unsent() == 0) return;
     std::size_t unsent = 0;
     for (Client const& each : clients_) unsent += each.unsent();
@@ -270,12 +277,7 @@ void Server::send(Message const& message, Client& client, Tm_header const& heade
     }
 }
 
-/// Replies to a request. Without a reply of the user, makes the request a response without group 0
-/// and sends it back.
 void Server::answer(Message& request, Client& client, Tm_header const& header) {
-    if (reply_ != nullptr) return send(*reply_, client, header);
-    request.set_msg_type(Message::TMT_RESPONSE);
-    request.clear(Message::TMG_META);
-    prepare_names(request, Names::as_received);
-    send(request, client, header);
+    lent_ = &request;
+    send(service_.answer(request), client, header);
 }

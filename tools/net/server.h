@@ -1,18 +1,22 @@
 /// Serves any number of clients on one thread. No client keeps the others waiting.
 #pragma once
 
-#include <ace/SOCK_Acceptor.h>
 #include <poll.h>
 
 #include <chrono>
+#include <deque>
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
+#include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "forms/writer.h"
 #include "net/client.h"
+#include "net/listener.h"
 
 class Server {
 public:
@@ -24,17 +28,23 @@ public:
     /// have unsent bytes, the longest idle one first.
     static constexpr std::size_t most_unsent = 1UL << 28;
 
-    /// Listens on the loopback address. With port 0, listens on a free port. Throws Failure.
-    Server(unsigned short port, Tm_limits const& limits);
-    ~Server();
+    /// Returns the answer to a request that it may change. What it throws becomes a fault: with the
+    /// code of a Tm_fault_exception, with the code 1 and a report otherwise.
+    using Method = std::function<Message(Message& request)>;
 
-    unsigned short port() const;
+    /// Listens there. Answers each request with its own body. Throws Failure.
+    Server(Endpoint const& place, Tm_limits const& limits);
+
+    unsigned short port() const { return listener_.port(); }
+    /// Returns "HOST:PORT" in numbers.
+    std::string name() const { return listener_.name(); }
 
     /// Makes the server print each message in this form. Without this call it prints none.
     void print_as(Form form, Writing const& writing);
-    /// Makes the server send this reply to every request. With null, it replies with the request's
-    /// own body. The caller owns the reply, which must outlive the server.
-    void answer_with(Message const* reply) { reply_ = reply; }
+    /// Makes the server answer each request with this method.
+    void answer_with(Method method);
+    /// Makes each reply wait for this time.
+    void delay_by(std::chrono::milliseconds time) { delay_ = time; }
     /// Makes the server close each connection that is idle for this time.
     void close_after(double seconds);
 
@@ -46,6 +56,7 @@ private:
     using Clients = std::list<Client>;
 
     bool wait(std::vector<pollfd>& handles);
+    void send_due();
     std::vector<pollfd> watched() const;
     Clock::duration longest_wait() const;
     void serve_ready(std::vector<pollfd> const& handles);
@@ -65,15 +76,18 @@ private:
     void send(Message const& message, Client& client, Tm_header const& header);
     void answer(Message& request, Client& client, Tm_header const& header);
 
-    ACE_SOCK_Acceptor acceptor_;
+    Listener listener_;
     std::size_t places_;
     Clients clients_;  ///< the longest idle one first
     std::unordered_map<int, Clients::iterator> by_handle_;
     Tm_chunk_receiver receiver_;
-    Clock::time_point next_accept_;  ///< the server accepts no connection before this time
     Clock::time_point next_house_keeping_;
     Clock::duration most_idle_ = Clock::duration::max();
     std::optional<Form> form_;
     Writing writing_;
-    Message const* reply_ = nullptr;
+    Tm_service service_;
+    Message* lent_ = nullptr;  ///< the request that is being answered
+    std::chrono::milliseconds delay_{0};
+    /// The clients whose replies wait. The first one has the earliest time.
+    std::deque<std::pair<Clock::time_point, int>> delayed_;
 };

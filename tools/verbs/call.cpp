@@ -1,17 +1,12 @@
 /// The verb call: sends a message over TCP and prints the reply.
-#include <ace/INET_Addr.h>
-#include <ace/SOCK_Connector.h>
-#include <ace/SOCK_Stream.h>
-#include <ace/Time_Value.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <chrono>
 #include <memory>
+#include <string>
 
 #include "forms/reader.h"
 #include "forms/writer.h"
 #include "io/system.h"
+#include "net/connection.h"
+#include "verbs/measure.h"
 #include "verbs/options.h"
 #include "verbs/verbs.h"
 
@@ -24,101 +19,10 @@ struct Call_options {
     Form to = Form::tcl;
     Writing writing;
     Tm_limits limits;
-    double timeout = 10;  ///< seconds for the whole call
+    double timeout = 10;       ///< seconds for the whole call
+    std::size_t repeat = 0;    ///< 0 for one call whose answer is printed
+    std::size_t parallel = 1;  ///< connections
 };
-
-/// The moment at which the time for the call ends.
-class Deadline {
-public:
-    explicit Deadline(double seconds)
-        : end_(Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                  std::chrono::duration<double>(seconds))) {}
-
-    std::chrono::steady_clock::time_point end() const { return end_; }
-    /// Returns the time that is left, which is never negative.
-    ACE_Time_Value left() const {
-        auto const left = std::max(end_ - Clock::now(), Clock::duration::zero());
-        return ACE_Time_Value(std::chrono::duration_cast<std::chrono::microseconds>(left));
-    }
-
-private:
-    using Clock = std::chrono::steady_clock;
-
-    Clock::time_point end_;
-};
-
-/// The caller's end of a TCP connection. Messages travel over it in chunks.
-class Connection {
-public:
-    Connection() = default;
-    Connection(Connection const&) = delete;
-    Connection& operator=(Connection const&) = delete;
-    ~Connection() { stream_.close(); }
-
-    ACE_SOCK_Stream& stream() { return stream_; }
-    int handle() const { return stream_.get_handle(); }
-
-    /// Sends the message. Throws Failure when the time ends before all of it is sent, and what the
-    /// sender throws.
-    void send(Message const& message, int chunk_size, unsigned int seq_no, unsigned char port,
-              Deadline const& deadline);
-    /// Passes the next bytes to the receiver. Returns false when the other end has closed the
-    /// connection. Throws Failure when no bytes come in time, and what the receiver's handlers
-    /// throw.
-    bool receive(Tm_chunk_receiver& receiver, Deadline const& deadline);
-
-private:
-    ACE_SOCK_Stream stream_;
-};
-
-[[noreturn]] void fail(std::string const& what) {
-    throw_if_interrupted();
-    if (errno == ETIME) throw Failure(what + ": timed out");
-    throw Failure::of_system(what);
-}
-
-/// Returns the time that is left, and throws Failure when there is none. Without time, a system
-/// call would still do the work that needs no waiting.
-ACE_Time_Value time_left(Deadline const& deadline, std::string const& what) {
-    throw_if_interrupted();
-    ACE_Time_Value left = deadline.left();
-    if (left == ACE_Time_Value::zero) throw Failure(what + ": timed out");
-    return left;
-}
-
-void Connection::send(Message const& message, int chunk_size, unsigned int seq_no,
-                      unsigned char port, Deadline const& deadline) {
-    Tm_chunk_sender sender(chunk_size);
-    bool const sent =
-        sender.send(message, seq_no, port, [&](unsigned char const* chunk, std::size_t size) {
-            ACE_Time_Value const left = time_left(deadline, "failed to send");
-            return stream_.send_n(chunk, size, &left) == static_cast<ssize_t>(size);
-        });
-    if (!sent) fail("failed to send");
-}
-
-bool Connection::receive(Tm_chunk_receiver& receiver, Deadline const& deadline) {
-    unsigned char block[1 << 16];
-    ACE_Time_Value const left = time_left(deadline, "failed to receive");
-    ssize_t const got = stream_.recv(block, sizeof block, &left);
-    if (got < 0) fail("failed to receive");
-    receiver.receive(handle(), block, static_cast<std::size_t>(got));
-    return got > 0;
-}
-
-ACE_INET_Addr resolve(std::string const& text) {
-    ACE_INET_Addr address;
-    if (address.set(text.c_str()) != 0) throw Failure("unknown address " + text);
-    return address;
-}
-
-void connect(Connection& connection, std::string const& address, Deadline const& deadline) {
-    ACE_Time_Value const left = deadline.left();
-    if (ACE_SOCK_Connector().connect(connection.stream(), resolve(address), &left) == 0)
-        return move_above_standard(connection.stream());
-    throw_if_interrupted();
-    throw Failure::of_system("failed to connect to " + address);
-}
 
 /// Receives until no call waits, and ignores messages that are no reply. Throws Failure when the
 /// reply to `seq_no` is damaged.
@@ -150,26 +54,58 @@ void write_answer(Message& answer, Call_options const& options) {
     end_output(options.to);
 }
 
-int call(Call_options const& options) {
-    check_output(options.to, options.writing);
-    Temporary_files files;
-    Input input(options.file);
-    auto const message = read_message(input, options.from, files, options.limits);
-    prepare_names(*message, options.writing.names);
-
+/// Prints the answer.
+int call_once(Call_options const& options, Message const& message, Temporary_files& files) {
     Deadline const deadline(options.timeout);
     Connection connection;
-    connect(connection, options.address, deadline);
+    connection.open(options.address, deadline);
     std::unique_ptr<Message> answer;
     Tm_caller caller;
     unsigned int const seq_no = caller.start(
         deadline.end(), [&](std::unique_ptr<Message> got) { answer = std::move(got); });
-    connection.send(*message, options.writing.chunk_size, seq_no, 0, deadline);
+    connection.send(message, options.writing.chunk_size, seq_no, 0, deadline);
     receive_answer(connection, caller, seq_no, files, options.limits, deadline);
     write_answer(*answer, options);
     if (answer->get_msg_type() != Message::TMT_FAULT) return exit_good;
     throw Failure("fault " + std::to_string(answer->get_fault_code()) + ": " +
                   answer->get_fault_string());
+}
+
+/// Makes many calls and prints their latencies.
+int measure(Call_options const& options, Message const& message) {
+    Load_plan plan;
+    plan.address = options.address;
+    plan.request = &message;
+    plan.chunk_size = options.writing.chunk_size;
+    plan.calls = options.repeat;
+    plan.parallel = options.parallel;
+    plan.timeout = options.timeout;
+    plan.limits = options.limits;
+    measure_calls(plan);
+    return exit_good;
+}
+
+int call(Call_options const& options) {
+    if (options.repeat == 0) check_output(options.to, options.writing);
+    Temporary_files files;
+    Input input(options.file);
+    auto const message = read_message(input, options.from, files, options.limits);
+    prepare_names(*message, options.writing.names);
+    return options.repeat > 0 ? measure(options, *message) : call_once(options, *message, files);
+}
+
+void add_repeat(CLI::App& verb, Call_options& chosen) {
+    constexpr std::size_t most_calls = 100'000'000;
+    constexpr std::size_t most_connections = 10'000;
+    auto* const repeat = add_number(
+        verb, "--repeat",
+        "makes so many calls and prints a table of their latencies instead of the replies",
+        chosen.repeat, std::size_t{1}, most_calls);
+    repeat->default_str("");
+    add_number(verb, "--parallel",
+               "with --repeat, the connections; each carries one call at a time", chosen.parallel,
+               std::size_t{1}, most_connections)
+        ->needs(repeat);
 }
 
 }  // namespace
@@ -182,6 +118,7 @@ void add_call(CLI::App& app, Work& work) {
     add_to(verb, chosen->to, chosen->writing, "tcl");
     add_chunk_size(verb, chosen->writing);
     add_seconds(verb, "--timeout", "time that the whole call may take", chosen->timeout);
+    add_repeat(verb, *chosen);
     add_max_text(verb, chosen->writing.max_text, "none");
     add_limits(verb, chosen->limits);
     add_file(verb, chosen->file, "file with the message");

@@ -34,10 +34,10 @@ void add_max_text(CLI::App& verb, unsigned long& limit, std::string const& usual
 
 /// Adds the option of a number from `low` to `high`.
 template <class Number>
-void add_number(CLI::App& verb, std::string const& name, std::string const& what, Number& number,
-                Number low, Number high) {
+CLI::Option* add_number(CLI::App& verb, std::string const& name, std::string const& what,
+                        Number& number, Number low, Number high) {
     std::string const range = ", " + std::to_string(low) + " to " + std::to_string(high);
-    verb.add_option(name, number, what + range)
+    return verb.add_option(name, number, what + range)
         ->check(CLI::Range(low, high).description(""))
         ->capture_default_str()
         ->type_name("N");

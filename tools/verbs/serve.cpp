@@ -1,21 +1,34 @@
 /// The verb serve: sets up the server and runs it.
+#include <tmsg/tmsg.h>
+
+#include <charconv>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "forms/reader.h"
 #include "forms/writer.h"
 #include "io/system.h"
+#include "io/terminal.h"
 #include "net/server.h"
 #include "verbs/options.h"
 #include "verbs/verbs.h"
 
 namespace {
 
+struct Fault {
+    int code = 0;
+    std::string text;
+};
+
 struct Serve_options {
     unsigned short port = 0;
+    Endpoint listen;
     Form to = Form::tcl;
     Writing writing;
     std::string reply;
+    std::optional<Fault> fault;
+    unsigned int delay = 0;  ///< milliseconds
     Tm_limits limits;
     double idle = 60;  ///< seconds
 };
@@ -30,20 +43,79 @@ std::unique_ptr<Message> read_reply(std::string const& path, Temporary_files& fi
     return reply;
 }
 
+/// Sets what the server answers. The reply must outlive the server.
+void set_answer(Server& server, Serve_options const& options, Message const* reply) {
+    if (reply != nullptr) server.answer_with([reply](Message&) { return *reply; });
+    if (!options.fault) return;
+    server.answer_with([fault = *options.fault](Message&) -> Message {
+        throw Tm_fault_exception(fault.code, fault.text);
+    });
+}
+
 int serve(Serve_options const& options) {
     check_output(options.to, options.writing);
     Temporary_files files;
     std::unique_ptr<Message> reply;
     if (!options.reply.empty()) reply = read_reply(options.reply, files);
-    Server server(options.port, options.limits);
+    Endpoint const place{options.listen.host, options.listen.port.value_or(options.port)};
+    Server server(place, options.limits);
     bool const is_seen = output_is_open();
     if (is_seen) server.print_as(options.to, options.writing);
-    server.answer_with(reply.get());
+    set_answer(server, options, reply.get());
+    server.delay_by(std::chrono::milliseconds(options.delay));
     server.close_after(options.idle);
-    if (options.port == 0 && is_seen) write_output(std::to_string(server.port()) + "\n");
+    note("listening on " + server.name());
+    if (place.port == 0 && is_seen) write_output(std::to_string(server.port()) + "\n");
     flush_output();
     server.run();
     return exit_good;
+}
+
+/// Returns nothing when the text is no CODE:TEXT.
+std::optional<Fault> parse_fault(std::string const& text) {
+    Fault fault;
+    char const* const end = text.data() + text.size();
+    auto const [after, error] = std::from_chars(text.data(), end, fault.code);
+    if (error != std::errc() || after == end || *after != ':') return {};
+    fault.text.assign(after + 1, end);
+    return fault;
+}
+
+void add_listen(CLI::App& verb, Serve_options& chosen) {
+    unsigned short const largest = 65535;
+    CLI::Option* const port = add_number(
+        verb, "--port", "port on which to listen; with 0, takes a free port and prints it",
+        chosen.port, static_cast<unsigned short>(0), largest);
+    auto const read = [&chosen, port](std::string const& text) {
+        auto const place = parse_endpoint(text);
+        if (!place) throw CLI::ValidationError("--listen", "no address: " + text);
+        if (place->port && port->count() > 0) {
+            throw CLI::ValidationError("--listen", "a port beside --port: " + text);
+        }
+        chosen.listen = *place;
+    };
+    verb.add_option_function<std::string>(
+            "--listen", read,
+            "address of the interface on which to listen, by default 127.0.0.1; can name the port")
+        ->type_name("ADDRESS[:PORT]");
+}
+
+void add_answer(CLI::App& verb, Serve_options& chosen) {
+    CLI::Option* const reply = verb.add_option("--reply", chosen.reply,
+                                               "file with the reply to every request, in any form")
+                                   ->type_name("FILE");
+    auto const read = [&chosen](std::string const& text) {
+        chosen.fault = parse_fault(text);
+        if (!chosen.fault) throw CLI::ValidationError("--fault", "no CODE:TEXT: " + text);
+    };
+    verb.add_option_function<std::string>("--fault", read,
+                                          "fault that is the reply to every request")
+        ->type_name("CODE:TEXT")
+        ->excludes(reply);
+    constexpr unsigned int longest = 3'600'000;
+    add_number(verb, "--delay", "milliseconds for which each reply waits", chosen.delay, 0U,
+               longest)
+        ->type_name("MS");
 }
 
 /// The default of --max-text. Strangers choose how long a message is.
@@ -66,12 +138,9 @@ void add_serve(CLI::App& app, Work& work) {
     auto const chosen = std::make_shared<Serve_options>();
     CLI::App& verb = *app.add_subcommand(
         "serve", "Print messages that arrive over TCP and reply to each request with its own body");
-    unsigned short const largest = 65535;
-    add_number(verb, "--port", "port on which to listen; with 0, takes a free port and prints it",
-               chosen->port, static_cast<unsigned short>(0), largest);
+    add_listen(verb, *chosen);
     add_to(verb, chosen->to, chosen->writing, "tcl");
-    verb.add_option("--reply", chosen->reply, "file with the reply to every request, in any form")
-        ->type_name("FILE");
+    add_answer(verb, *chosen);
     add_seconds(verb, "--idle", "time after which an idle connection is closed", chosen->idle);
     chosen->writing.max_text = served_text;
     add_max_text(verb, chosen->writing.max_text, std::to_string(served_text));

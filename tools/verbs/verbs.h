@@ -20,3 +20,4 @@ void add_peek(CLI::App& app, Work& work);
 void add_check(CLI::App& app, Work& work);
 void add_call(CLI::App& app, Work& work);
 void add_serve(CLI::App& app, Work& work);
+void add_tap(CLI::App& app, Work& work);

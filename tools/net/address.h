@@ -1,0 +1,21 @@
+/// Addresses, as the user writes them.
+#pragma once
+
+#include <ace/INET_Addr.h>
+
+#include <optional>
+#include <string>
+
+/// The place where a program listens.
+struct Endpoint {
+    std::string host;  ///< empty for the loopback address
+    std::optional<unsigned short> port;
+};
+
+/// Reads PORT, HOST, HOST:PORT, [HOST] or [HOST]:PORT. Returns nothing when the text is none.
+std::optional<Endpoint> parse_endpoint(std::string const& text);
+
+/// Returns the address of HOST:PORT. Throws Failure.
+ACE_INET_Addr resolve(std::string const& text);
+/// Returns "HOST:PORT" in numbers.
+std::string text_of(ACE_INET_Addr const& address);
