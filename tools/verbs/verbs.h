@@ -18,5 +18,8 @@ void add_convert(CLI::App& app, Work& work);
 void add_inspect(CLI::App& app, Work& work);
 void add_peek(CLI::App& app, Work& work);
 void add_check(CLI::App& app, Work& work);
+void add_get(CLI::App& app, Work& work);
+void add_set(CLI::App& app, Work& work);
+void add_diff(CLI::App& app, Work& work);
 void add_call(CLI::App& app, Work& work);
 void add_serve(CLI::App& app, Work& work);
