@@ -13,13 +13,14 @@
 #include "forms/writer.h"
 #include "io/system.h"
 #include "verbs/options.h"
+#include "verbs/request.h"
 #include "verbs/verbs.h"
 
 namespace {
 
 struct Call_options {
     std::string address;
-    std::string file;
+    Request_source request;
     Form from = Form::automatic;
     Form to = Form::tcl;
     Writing writing;
@@ -153,8 +154,7 @@ void write_answer(Message& answer, Call_options const& options) {
 int call(Call_options const& options) {
     check_output(options.to, options.writing);
     Temporary_files files;
-    Input input(options.file);
-    auto const message = read_message(input, options.from, files, options.limits);
+    auto const message = make_request(options.request, options.from, files, options.limits);
     prepare_names(*message, options.writing.names);
 
     Deadline const deadline(options.timeout);
@@ -184,6 +184,6 @@ void add_call(CLI::App& app, Work& work) {
     add_seconds(verb, "--timeout", "time that the whole call may take", chosen->timeout);
     add_max_text(verb, chosen->writing.max_text, "none");
     add_limits(verb, chosen->limits);
-    add_file(verb, chosen->file, "file with the message");
+    add_request(verb, chosen->request);
     set_work(verb, work, chosen, call);
 }
