@@ -94,8 +94,8 @@ void begin(Habits const& habits) {
 }
 
 void add_verbs(CLI::App& app, Work& work, Habits& habits) {
-    for (auto const add :
-         {add_convert, add_inspect, add_peek, add_check, add_call, add_serve, add_tap, add_help}) {
+    for (auto const add : {add_convert, add_inspect, add_peek, add_check, add_get, add_set,
+                           add_diff, add_call, add_serve, add_tap, add_help}) {
         add(app, work);
     }
     for (CLI::App* verb : app.get_subcommands([](CLI::App*) { return true; })) {

@@ -9,6 +9,33 @@ make answer.json call "127.0.0.1:$port" --to json big.tcl
 run 0 convert --from tcl --to json big.tcl
 [ "$(sed 's/.*{"data"//' out | cksum)" = "$(sed 's/.*{"data"//' answer.json | cksum)" ] || fail "another body came back"
 
+# A request without a file: a method name, data and arguments. A file that exists and stands alone is sent.
+sends() { run 0 call "127.0.0.1:$port" "$@" && sed -n '$p' serve.out | cmp -s - expected || fail "call $*: $(sed -n '$p' serve.out)"; }
+sent() { printf '{"name": "%s", "request": [{}, %s]}\n' "$1" "$2" >expected; }
+sent ping '{}'
+sends ping
+sent add '{"a": "1", "b": 2, "c": 3, "d": {"e": [1, -5]}, "x:y": "z=5", "0": true}'
+sends add a=1 b:=2 c:int64_t=3 'd:={"e":[1]}' 'd.e[1]:int8_t=-5' '["x:y"]=z=5' 0:bool=true
+sent add '{"l": [1, 2], "k": 4}'
+sends add '["l"]:=[1,2]' -d '{"l":0,"k":3}' k=4
+printf '{"l":\n{"$int8":7}}' >data.json
+sent message.tcl '{"l": 7}'
+sends -d @data.json message.tcl
+sent add '{"l": 7, "b": "abc", "f": "<file 3>"}'
+printf abc >bytes
+run 0 call "127.0.0.1:$port" --data @data.json add b:binary=@bytes f:file=@bytes -t tcl
+printed 'response {struct {} struct {"l" {int8_t 7 } "b" {binary "3 bytes" "61 62 63 " } "f" {file 3 } } } '
+printf '{"l":\n{"$int8":777}}' >data.json
+refuse_each 1 <<END
+call 127.0.0.1:$port -d @data.json add|data.json:2:10: 777 does not fit int8_t
+call 127.0.0.1:$port -d [1] add|--data takes an object, not a value of type array
+call 127.0.0.1:$port -d @none add|failed to open none: No such file or directory
+call 127.0.0.1:$port add a=1 b.c=2|b.c: no value at b
+call 127.0.0.1:$port message.tcl a:int8_t=200|a: no int8_t: 200
+END
+refuse 2 'no PATH=VALUE, PATH:=JSON or PATH:TYPE=VALUE: message.tcl; see tmsg --help' call "127.0.0.1:$port" add message.tcl
+refuse 2 '--data: no METHOD given; see tmsg --help' call "127.0.0.1:$port" -d '{}'
+
 # Another name of the host, names by index, chunks of one byte.
 host=localhost
 getent hosts $host >/dev/null || host=127.0.0.1

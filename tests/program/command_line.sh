@@ -3,8 +3,8 @@
 . "$(dirname "$0")/common.sh"
 refuse 2 'no verb given; see tmsg --help'
 refuse_each 2 <<END
-melt|no such verb: melt; choose from convert, inspect, peek, check, call, serve, tap, help; see tmsg --help
-help melt|no such verb: melt; choose from convert, inspect, peek, check, call, serve, tap, help; see tmsg --help
+melt|no such verb: melt; choose from convert, inspect, peek, check, get, set, diff, call, serve, tap, help; see tmsg --help
+help melt|no such verb: melt; choose from convert, inspect, peek, check, get, set, diff, call, serve, tap, help; see tmsg --help
 check --melt|The following argument was not expected: --melt; see tmsg --help
 check --color=red|--color: red not in {auto,always,never}; see tmsg --help
 convert --from json --to tcl|--from: no such form: json; choose from auto, chunks, hex, tcl, typed-json, wire; see tmsg --help

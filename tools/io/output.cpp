@@ -22,6 +22,7 @@ constexpr std::size_t output_block = 1 << 16;
 struct Output {
     std::string path;  ///< empty for standard output
     Descriptor file;   ///< opened by the first output
+    int other = -1;    ///< a descriptor that takes the place of the file
     std::string waiting;
     std::size_t written = 0;
     bool ends_line = true;
@@ -38,6 +39,7 @@ Output& output() {
 
 int descriptor() {
     std::string const& path = output().path;
+    if (output().other >= 0) return output().other;
     if (path.empty()) return STDOUT_FILENO;
     Descriptor& file = output().file;
     if (file.get() < 0) {
@@ -108,3 +110,11 @@ bool output_ends_line() { return output().ends_line; }
 bool output_is_open() { return !output().path.empty() || ::fcntl(STDOUT_FILENO, F_GETFD) != -1; }
 
 bool output_is_terminal() { return output().path.empty() && ::isatty(STDOUT_FILENO) != 0; }
+
+Output_redirection::Output_redirection(int descriptor, std::string const& path) {
+    if (!output().path.empty()) throw Bad_usage("--output excludes --in-place");
+    output().path = path;
+    output().other = descriptor;
+}
+
+Output_redirection::~Output_redirection() { output() = {}; }

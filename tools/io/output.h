@@ -37,3 +37,14 @@ bool output_ends_line();
 /// Returns false when the program was started without a standard output and writes to no file.
 bool output_is_open();
 bool output_is_terminal();
+
+/// While it lives, all output goes to the descriptor. The destructor discards what still waits for
+/// its block to be full.
+class Output_redirection {
+public:
+    /// `path` stands in errors. Throws Bad_usage after write_output_to().
+    Output_redirection(int descriptor, std::string const& path);
+    Output_redirection(Output_redirection const&) = delete;
+    Output_redirection& operator=(Output_redirection const&) = delete;
+    ~Output_redirection();
+};

@@ -8,13 +8,14 @@
 #include "net/connection.h"
 #include "verbs/measure.h"
 #include "verbs/options.h"
+#include "verbs/request.h"
 #include "verbs/verbs.h"
 
 namespace {
 
 struct Call_options {
     std::string address;
-    std::string file;
+    Request_source request;
     Form from = Form::automatic;
     Form to = Form::tcl;
     Writing writing;
@@ -88,8 +89,7 @@ int measure(Call_options const& options, Message const& message) {
 int call(Call_options const& options) {
     if (options.repeat == 0) check_output(options.to, options.writing);
     Temporary_files files;
-    Input input(options.file);
-    auto const message = read_message(input, options.from, files, options.limits);
+    auto const message = make_request(options.request, options.from, files, options.limits);
     prepare_names(*message, options.writing.names);
     return options.repeat > 0 ? measure(options, *message) : call_once(options, *message, files);
 }
@@ -121,6 +121,6 @@ void add_call(CLI::App& app, Work& work) {
     add_repeat(verb, *chosen);
     add_max_text(verb, chosen->writing.max_text, "none");
     add_limits(verb, chosen->limits);
-    add_file(verb, chosen->file, "file with the message");
+    add_request(verb, chosen->request);
     set_work(verb, work, chosen, call);
 }

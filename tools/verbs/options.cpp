@@ -69,6 +69,12 @@ void add_file(CLI::App& verb, std::string& file, std::string const& what) {
         ->type_name("");
 }
 
+void add_only_file(CLI::App& verb, std::string const& name, std::string& file) {
+    verb.add_option(name, file, "file with one message; - is standard input")
+        ->required()
+        ->type_name("");
+}
+
 void add_files(CLI::App& verb, std::vector<std::string>& files, std::string const& what) {
     verb.add_option("FILE", files, what + "; reads standard input when FILE is missing or -")
         ->type_name("");

@@ -21,6 +21,8 @@ CLI::Option* add_from(CLI::App& verb, Form& form);
 CLI::Option* add_to(CLI::App& verb, Form& form, Writing& writing, std::string const& usual = "");
 /// Adds FILE, the last argument.
 void add_file(CLI::App& verb, std::string& file, std::string const& what);
+/// Adds a file that must be given.
+void add_only_file(CLI::App& verb, std::string const& name, std::string& file);
 /// Adds FILE..., the last arguments.
 void add_files(CLI::App& verb, std::vector<std::string>& files, std::string const& what);
 /// Adds HOST:PORT, an argument that must be given.
