@@ -127,7 +127,7 @@ void tm_read_field(Field& to, Tm_value const& from) {
         tm_read_field(number, from);
         to = static_cast<Field>(number);
     } else if constexpr (std::is_floating_point_v<Field>) {
-        double const number = tm_number<double>(from);
+        auto const number = tm_number<double>(from);
         bool const fits = !(std::abs(number) > std::numeric_limits<Field>::max());
         if (!fits && std::isfinite(number)) tm_refuse_number(from, TMV_DOUBLE);
         to = static_cast<Field>(number);

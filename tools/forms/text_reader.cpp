@@ -13,9 +13,9 @@ std::unique_ptr<Message> Text_reader::next(Temporary_files& files, Wire_sink con
     if (!skip_blanks()) return nullptr;
     begin_ = place_;
     read_text();
-    auto message = form_ == Form::tcl ? decode_list_text(files) : decode_json(files);
     move_behind(place_, text_);
-    return message;
+    if (form_ == Form::tcl) return decode_list_text(files);
+    return decode_json(files);
 }
 
 /// Returns false at the end of the input.
