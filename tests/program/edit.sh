@@ -136,6 +136,15 @@ run 0 get more.wire meta.catalog && printed '["s","new","t"]
 make seven.chunks convert --from wire --to chunks --seq 7 --port 3 --chunk-size 15 all.wire
 make changed.chunks set seven.chunks body.i8=6
 run 0 inspect changed.chunks && shows '1          0       15  first  -        3          7'
+printf '{\n   "request": "x"}' >indented.json
+make wanted.json set indented.json body.a=1
+for file in changed.chunks wanted.json; do
+    { head -c 3 $file; sleep 0.2; tail -c +4 $file; } | run 0 set - body.a=1 && cp out slow
+    run 0 set $file body.a=1 && cmp out slow || fail "input that comes slowly is written in another way"
+done
+make whole.chunks convert -t chunks --seq 7 message.wire
+{ printf '\0\200\0\0\0\0\0\7\0\100'; tail -c +3 whole.chunks; } >empty.chunks
+run 0 set empty.chunks body.s='x y' && cp out changed.chunks && run 0 diff changed.chunks message.wire
 
 # In place: through a link, with the mode, and all or nothing.
 make list.tcl convert --from wire --to tcl message.wire
