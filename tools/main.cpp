@@ -131,7 +131,9 @@ Work read_command_line(int argc, char** argv) {
 /// Returns the exit status.
 int run(Work const& work) {
     try {
-        return work();
+        int const status = work();
+        if (status == exit_good) make_output();
+        return status;
     } catch (Bad_usage const& error) {
         report(error.what());
         return exit_usage;

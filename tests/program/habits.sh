@@ -7,6 +7,8 @@ run 0 convert -f tcl -t wire -o out.wire message.tcl && cmp out.wire message.wir
 run 1 convert -t json -o out.wire /dev/null && cmp out.wire message.wire || fail "a failure emptied the output"
 refuse 1 'message.wire: the input is also the output' convert -t tcl -o message.wire message.wire
 run 0 peek -qo names message.wire && [ "$(cat names)" = add ] || fail "no names in the file"
+run 0 diff -o names message.wire message.tcl && [ ! -s names ] || fail "no output leaves an old one"
+refuse 2 'failed to open nowhere/out: No such file or directory' diff -o nowhere/out message.wire message.tcl
 refuse 1 'failed to open nowhere/out: No such file or directory' peek -o nowhere/out message.wire
 run 0 convert -t typed-json --pretty message.tcl
 printed '{

@@ -78,6 +78,8 @@ void end_by_closed_pipe() {
 
 void write_output_to(std::string const& path) { output().path = path == "-" ? "" : path; }
 
+void make_output() { descriptor(); }
+
 bool is_output_file(int descriptor) {
     struct stat written = {};
     struct stat other = {};

@@ -23,6 +23,9 @@ struct Closed_output {};
 /// Makes all output go to the file. The first output makes or empties the file, so that a failure
 /// before leaves it as it was.
 void write_output_to(std::string const& path);
+/// Makes or empties that file if there was no output. Call it after success, so that the file never
+/// keeps older output. Throws Output_failure.
+void make_output();
 /// Returns whether the descriptor is that of the file that write_output_to() got.
 bool is_output_file(int descriptor);
 

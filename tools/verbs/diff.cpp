@@ -28,6 +28,7 @@ int compare(Diff_options const& options) {
     auto const right = read_only_message(options.right, options.from, files, options.limits);
     bool const are_equal = find_differences(*left.message, *right.message, write_output);
     flush_output();
+    make_output();  // here, so that a failure is trouble and no difference
     return are_equal ? exit_good : exit_different;
 }
 
