@@ -42,7 +42,10 @@ public:
     std::size_t sendable() const { return unsent() - delayed_bytes_; }
     bool has_delayed() const { return delayed_bytes_ > 0; }
     /// Returns the event of poll() that must come before go_on() can do anything, or 0 for none.
-    short awaited() const { return sendable() > 0 ? POLLOUT : reads() ? POLLIN : 0; }
+    short awaited() const {
+        if (sendable() > 0) return POLLOUT;
+        return reads() ? short{POLLIN} : short{0};
+    }
     /// Returns whether that event has come.
     bool is_ready() const;
     /// Returns the time since bytes were sent or received, or since keep_awake().
