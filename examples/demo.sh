@@ -9,33 +9,7 @@ if [ $# -ne 1 ] || [ ! -x "$1/tmsg_demo_server" ] || [ ! -x "$1/tmsg_demo_client
 fi
 programs=$1
 sources=$(cd "$(dirname "$0")" && pwd)
-work=$(mktemp -d)
-server=
-
-clean_up() {
-    if [ -n "$server" ]; then
-        kill -KILL "$server" 2>/dev/null || true
-        wait "$server" 2>/dev/null || true
-        rm -f /tmp/zab_tmp_"$server"_*
-    fi
-    rm -rf "$work"
-}
-trap clean_up EXIT
-trap 'exit 1' HUP INT TERM
-
-fail() {
-    echo "demo: $1" >&2
-    exit 1
-}
-
-# The server's lines come through a pipe: first the port, then one for every call.
-start_server() {
-    mkfifo "$work/log"
-    "$programs/tmsg_demo_server" >"$work/log" &
-    server=$!
-    exec 3<"$work/log"
-    read -r port <&3 || fail "the server did not start"
-}
+. "$sources/demo_server.sh"
 
 # call STATUS ARGUMENT...: calls the server, and fails when the exit status of the client is
 # another.
@@ -62,18 +36,7 @@ show_briefly() {
     show
 }
 
-stop_server() {
-    kill -TERM "$server"
-    status=0
-    wait "$server" || status=$?
-    [ "$status" -eq 0 ] || fail "the server ended with $status"
-    for file in /tmp/zab_tmp_"$server"_*; do
-        [ ! -e "$file" ] || fail "the server left $file"
-    done
-    server=
-}
-
-start_server
+start_server "$programs/tmsg_demo_server"
 echo "server listens at port $port"
 echo
 

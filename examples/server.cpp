@@ -3,10 +3,8 @@
 #include <ace/SOCK_Acceptor.h>
 #include <ace/SOCK_Stream.h>
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -15,6 +13,7 @@
 #include "arguments.h"
 #include "connection.h"
 #include "files.h"
+#include "stop_signals.h"
 #include "tmsg/tmsg.h"
 #include "values.h"
 
@@ -59,18 +58,6 @@ Message store(Message const& request) {
     answer.add_member(body, "struct", request.get_member_struct(body, "struct"));
     answer.add_member(body, "message", request.get_member_message(body, "message"));
     return answer;
-}
-
-/// Returns a descriptor that becomes readable when a signal must end the server. wait_for() waits
-/// for it and for a socket at the same time.
-int open_stop_signals() {
-    std::signal(SIGPIPE, SIG_IGN);
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return ::signalfd(-1, &signals, SFD_CLOEXEC);
 }
 
 /// Waits until the handle is readable. Returns false when a signal must end the server, or when the

@@ -126,11 +126,8 @@ TEST(Source, RefusesWhatTheSenderRefusesAndEndsAfterAnError) {
     EXPECT_THROWS("String length 65536 out of range 0..65535",
                   Tm_chunk_source(Message::request(std::string(65536, 'n')), 1, 0, 10));
     Scratch const scratch;
-    std::string const path = scratch.file("shrinks", "");
-    std::filesystem::resize_file(path, 12000000);
     Message cut;
-    cut.add_member(body, "file", path, 0U);
-    std::filesystem::resize_file(path, 1000000);
+    auto const path = add_cut_file(scratch, [&](auto const& made) { cut.add_file(body, "file", made); });
     Tm_chunk_source source(cut, 1, 0, 100000);
     unsigned char const* chunk = nullptr;
     std::size_t size = 0;

@@ -79,11 +79,8 @@ TEST(Encode, GivesTheSameBytesInPiecesOfAnySize) {
 
 TEST(Encode, LeavesTheBufferAloneWhenItThrows) {
     Scratch const scratch;
-    std::string const path = scratch.file("shrinks", "");
-    std::filesystem::resize_file(path, 12000000);
     Tm_array cut = Tm_array::of(std::string(20000, 'x'));
-    cut.add_member(path, 0U);
-    std::filesystem::resize_file(path, 1000000);
+    auto const path = add_cut_file(scratch, [&](auto const& file) { cut.add_file(file); });
     Bytes bytes = {1, 2, 3};
     auto const take = [](auto...) { return true; };
     EXPECT_THROWS("failed to read from " + path, tm_encode_into(bytes, cut));
@@ -184,11 +181,8 @@ TEST(Bytes, ThatAreNoMessageThrowAndLeaveNothingBehind) {
                   tm_from_bytes(tm_to_bytes(*every_kind_request()), limits));
 
     Scratch const scratch;
-    std::string const path = scratch.file("shrinks", "");
-    std::filesystem::resize_file(path, 12000000);
     Message cut;
-    cut.add_member(body, "file", path, 0U);
-    std::filesystem::resize_file(path, 1000000);
+    auto const path = add_cut_file(scratch, [&](auto const& made) { cut.add_file(body, "file", made); });
     std::string out = "before";
     EXPECT_THROWS("failed to read from " + path, tm_append_bytes(out, cut));
     EXPECT_EQ("before", out);

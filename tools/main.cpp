@@ -137,10 +137,12 @@ int run(Work const& work) {
     } catch (Bad_usage const& error) {
         report(error.what());
         return exit_usage;
+    } catch (Output_failure const& failure) {
+        report(failure.text);
     } catch (std::exception const& error) {
         report(text_of(error));
-        return exit_failure;
     }
+    return exit_failure;
 }
 
 }  // namespace

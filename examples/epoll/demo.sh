@@ -11,45 +11,18 @@ fi
 programs=$1
 bytes=${2-1073741824}
 most_memory=65536 # KiB
-work=$(mktemp -d)
-server=
-
-clean_up() {
-    if [ -n "$server" ]; then
-        kill -KILL "$server" 2>/dev/null || true
-        wait "$server" 2>/dev/null || true
-        rm -f /tmp/zab_tmp_"$server"_*
-    fi
-    rm -rf "$work"
-}
-trap clean_up EXIT
-trap 'exit 1' HUP INT TERM
-
-fail() {
-    echo "epoll demo: $1" >&2
-    exit 1
-}
+. "$(dirname "$0")/../demo_server.sh"
 
 printf begin >"$work/holes"
 truncate -s $((bytes - 3)) "$work/holes"
 printf end >>"$work/holes"
 
-mkfifo "$work/log"
-"$programs/tmsg_epoll_server" >"$work/log" &
-server=$!
-exec 3<"$work/log"
-read -r port <&3 || fail "the server did not start"
-
+start_server "$programs/tmsg_epoll_server"
 "$programs/tmsg_epoll_client" "$port" "$work/holes" >"$work/client" || fail "the client failed"
 cat "$work/client"
-kill -TERM "$server"
+stop_server
 read -r line <&3 || fail "the server said nothing at its end"
-wait "$server" || fail "the server failed"
 echo "$line"
-for file in /tmp/zab_tmp_"$server"_*; do
-    [ ! -e "$file" ] || fail "the server left $file"
-done
-server=
 
 grep -q "^client: 501 requests in flight$" "$work/client" || fail "not all requests were sent at once"
 for memory in $({ cat "$work/client"; echo "$line"; } | sed -n 's/.*at most \([0-9]*\) KiB.*/\1/p'); do

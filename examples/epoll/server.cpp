@@ -1,13 +1,12 @@
 /// Answers the calls of any number of clients on one thread, with sockets that do not block.
-#include <sys/signalfd.h>
 
-#include <csignal>
 #include <iostream>
 #include <map>
 #include <memory>
 
 #include "../arguments.h"
 #include "../files.h"
+#include "../stop_signals.h"
 #include "connection.h"
 
 namespace {
@@ -58,16 +57,6 @@ private:
     Descriptor stop_;
     std::map<int, Connection> connections_;  ///< by socket
 };
-
-/// The signals that end the server, as a descriptor to wait for.
-int open_stop_signals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return ::signalfd(-1, &signals, SFD_CLOEXEC);
-}
 
 Server::Server(unsigned short port)
     : receiver_(

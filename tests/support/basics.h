@@ -83,6 +83,17 @@ private:
     std::filesystem::path folder_;
 };
 
+/// Makes a file that is too large to be mapped, passes its path to `add`, and cuts the file. Returns
+/// the path.
+template <class Add>
+std::string add_cut_file(Scratch const& scratch, Add add) {
+    std::string path = scratch.file("shrinks", "");
+    std::filesystem::resize_file(path, 12000000);
+    add(path);
+    std::filesystem::resize_file(path, 1000000);
+    return path;
+}
+
 inline std::string content_of(std::string const& path) {
     std::ostringstream content;
     content << std::ifstream(path, std::ios::binary).rdbuf();

@@ -22,30 +22,22 @@ Tm_exception::~Tm_exception() = default;
 
 char const* Tm_exception::what() const noexcept { return message_.c_str(); }
 
-void Tm_exception::add_before(std::string step) {
-    bool const is_name_next = !path_.empty() && path_.front() != '[';
-    path_ = std::move(step) + (is_name_next ? "." : "") + path_;
-}
-
-void Tm_exception::add_name_before(std::string_view name) noexcept {
+/// Adds the name, or the position if that is not negative. Leaves the path as it was when there is
+/// no memory.
+void Tm_exception::add_before(std::string_view name, int position) noexcept {
     try {
         std::string step;
-        tm_append_name(step, name);
-        add_before(std::move(step));
+        position < 0 ? tm_append_name(step, name) : tm_append_position(step, position);
+        bool const is_name_next = !path_.empty() && path_.front() != '[';
+        path_ = std::move(step) + (is_name_next ? "." : "") + path_;
     } catch (std::exception const&) {
         return;
     }
 }
 
-void Tm_exception::add_position_before(int position) noexcept {
-    try {
-        std::string step;
-        tm_append_position(step, position);
-        add_before(std::move(step));
-    } catch (std::exception const&) {
-        return;
-    }
-}
+void Tm_exception::add_name_before(std::string_view name) noexcept { add_before(name, -1); }
+
+void Tm_exception::add_position_before(int position) noexcept { add_before({}, position); }
 
 void Tm_exception::add_path_to_text() noexcept {
     try {

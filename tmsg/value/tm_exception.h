@@ -44,7 +44,7 @@ protected:
     std::string message_;
 
 private:
-    void add_before(std::string step);
+    void add_before(std::string_view name, int position) noexcept;
 
     std::string path_;
 };

@@ -21,8 +21,8 @@ public:
     explicit Assignment(std::string const& text);
 
     /// Replaces or adds the value at the path below `root`, a message or a struct. Adds the files
-    /// that it makes to `files`. Throws Failure, and then leaves `root` as before, for content that
-    /// does not fit, and when there is nothing that the value could be a part of.
+    /// that it makes to `files`. Throws Failure for content that does not fit, and for a path that
+    /// leads nowhere. Then `root` is as before.
     void apply(Tm_value& root, Temporary_files& files, Tm_limits const& limits) const;
 
 private:

@@ -14,8 +14,8 @@
 #include "forms/tree.h"
 #include "io/input.h"
 
-/// Shows the chunks of an input, and below its last chunk each message. Goes on after the damage of
-/// a message.
+/// Shows the chunks of an input, and each message below its last chunk. Goes on after a damaged
+/// message.
 class Capture {
 public:
     Capture(Input& input, Tm_limits const& limits) : chunks_(input), limits_(limits) {}

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Positions in error texts depend on it, so it is that of Tm_chunk_receiver.
+/// It is the capacity of Tm_chunk_receiver, because positions in error texts depend on it.
 constexpr long capacity = 4096;
 
 }  // namespace

@@ -53,7 +53,7 @@ private:
     std::size_t size_ = 0;
 };
 
-/// Reads messages in chunks, also of several messages in turn.
+/// Reads messages in chunks. The chunks of several messages may be interleaved.
 class Chunk_reader : public Form_reader {
 public:
     Chunk_reader(Input& input, Tm_limits const& limits) : input_(input), limits_(limits) {}

@@ -15,6 +15,6 @@
 using Line_sink = std::function<void(std::string_view line)>;
 
 /// Passes a line to the sink for each path with different values. Returns whether there was none.
-/// Compares members by name, those of the same name and elements by position, and files by content.
-/// Throws Failure when a file cannot be read, and what the sink throws.
+/// Compares members by name, and the content of files. Compares elements, and members of the same
+/// name, by position. Throws Failure when a file cannot be read, and what the sink throws.
 bool find_differences(Message const& left, Message const& right, Line_sink const& sink);

@@ -4,12 +4,13 @@
 #include <unistd.h>
 
 #include <charconv>
-#include <limits>
 #include <string_view>
 
 #include "forms/difference.h"
 #include "forms/reader.h"
+#include "forms/writer.h"
 #include "io/system.h"
+#include "io/terminal.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ private:
     void append_escaped(char byte);
 };
 
-// An empty name has no pieces, so it ends where it begins.
+// An empty name has no pieces, so its closing quote follows at once.
 
 bool Exact_encoder::visit_method_name_begin(unsigned int length) {
     bool const is_taken = Tm_tcl_encoder::visit_method_name_begin(length);
@@ -56,7 +57,7 @@ bool Exact_encoder::visit_member_begin(unsigned int length) {
     return is_taken;
 }
 
-/// Writes the fewest digits that read back.
+/// Writes the fewest digits from which the same number is read.
 bool Exact_encoder::visit_double(double value) {
     constexpr std::size_t longest = 32;
     char digits[longest];
@@ -92,12 +93,12 @@ bool Exact_encoder::append_bytes(char const* data, unsigned int length) {
 }
 
 void Exact_encoder::append_escaped(char byte) {
-    constexpr char digits[] = "0123456789abcdef";
     auto const code = static_cast<unsigned char>(byte);
     bool const is_plain = code >= ' ' && code <= '~' && byte != '"' && byte != '\\';
     if (is_plain) return append({&byte, 1});
-    char const escape[] = {'\\', 'x', digits[code / 16], digits[code % 16]};
-    append({escape, sizeof escape});
+    std::string escape = "\\x";
+    ::append_hex(escape, code);
+    append(escape);
 }
 
 bool Exact_encoder::visit_file_begin(int fd, unsigned int length) {
@@ -111,17 +112,6 @@ bool Exact_encoder::visit_file_continue(int fd, std::string const& path, unsigne
         throw Tm_file_read_exception(path);
     }
     return visit_file_continue(piece.data(), length);
-}
-
-/// The message itself was within its limits when it was read.
-Tm_limits no_limits() {
-    Tm_limits limits;
-    limits.max_depth = std::numeric_limits<unsigned int>::max();
-    limits.max_message_bytes = std::numeric_limits<unsigned long>::max();
-    limits.max_files = std::numeric_limits<unsigned int>::max();
-    limits.max_values = std::numeric_limits<unsigned long>::max();
-    limits.max_memory = std::numeric_limits<unsigned long>::max();
-    return limits;
 }
 
 void check(std::string const& text, Message const& message) {

@@ -73,7 +73,7 @@ protected:
 std::unique_ptr<Form_reader> make_form_reader(Input& input, Form form, Tm_limits const& limits);
 
 /// Calls a function of a decoder. The text of an exception becomes the error text of the decoder,
-/// so only std::bad_alloc passes on.
+/// and only std::bad_alloc is thrown.
 template <class Call>
 void decode_with(Call call) {
     try {

@@ -8,8 +8,8 @@
 
 namespace {
 
-/// Takes the size of the first chunk. A message in a single chunk, and an empty chunk, do not tell
-/// how long a chunk may be.
+/// Takes the size of the first chunk. The only chunk of a message, and an empty one, may be shorter
+/// than the chunk size.
 void note_chunks(Input& input, Writing& writing) {
     while (input.unread().size() < sizeof(TM_HEADER) && input.read_more()) continue;
     std::string_view const begin = input.unread();

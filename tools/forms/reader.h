@@ -57,13 +57,11 @@ public:
     std::unique_ptr<Message> next(Wire_sink const& sink = {});
 
     /// Calls `use`, which uses the last message. Adds the name of the input and the place of the
-    /// message to an error. What writing output throws passes unchanged.
+    /// message to an error. Output_failure passes unchanged.
     template <class Use>
     void use_message(Use use) const {
         try {
             use();
-        } catch (Output_failure const&) {
-            throw;
         } catch (std::exception const& error) {
             throw failure(text_of(error));
         }

@@ -14,8 +14,8 @@ std::unique_ptr<Message> Text_reader::next(Temporary_files& files, Wire_sink con
     begin_ = place_;
     read_text();
     move_behind(place_, text_);
-    if (form_ == Form::tcl) return decode_list_text(files);
-    return decode_json(files);
+    if (form_ == Form::tcl) return decode<Tm_tcl_decoder>(files);
+    return decode<Tm_typed_json_decoder>(files);
 }
 
 /// Returns false at the end of the input.
@@ -29,8 +29,8 @@ bool Text_reader::skip_blanks() {
     return false;
 }
 
-/// Reads the text of one message. Of a text that is too long, reads so much that the decoder
-/// refuses it.
+/// Reads the text of one message. Stops behind the limit when the text is too long, because the
+/// decoder refuses it then.
 void Text_reader::read_text() {
     Text_scanner scanner(form_);
     text_.clear();
@@ -50,8 +50,9 @@ Place Text_reader::place_of(int line, int column) const {
     return at_line(begin_.line + lines, lines == 0 ? begin_.column + columns : columns + 1);
 }
 
-std::unique_ptr<Message> Text_reader::decode_list_text(Temporary_files& files) const {
-    Tm_tcl_decoder decoder(limits_);
+template <class Decoder>
+std::unique_ptr<Message> Text_reader::decode(Temporary_files& files) const {
+    Decoder decoder(limits_);
     Files_of const guard(decoder, files);
     decode_with([&] { decoder.decode(text_); });
     if (!decoder.error().empty()) {
@@ -62,14 +63,4 @@ std::unique_ptr<Message> Text_reader::decode_list_text(Temporary_files& files) c
         throw Damage(begin_, "message expected but not found in: " + text_);
     }
     return std::make_unique<Message>(std::move(static_cast<Message&>(value)));
-}
-
-std::unique_ptr<Message> Text_reader::decode_json(Temporary_files& files) const {
-    Tm_typed_json_decoder decoder(limits_);
-    Files_of const guard(decoder, files);
-    decode_with([&] { decoder.decode(text_); });
-    if (!decoder.error().empty()) {
-        throw Damage(place_of(decoder.error_line(), decoder.error_column()), decoder.error());
-    }
-    return std::make_unique<Message>(std::move(static_cast<Message&>(*decoder.get_value())));
 }

@@ -20,8 +20,8 @@ public:
 private:
     bool skip_blanks();
     void read_text();
-    std::unique_ptr<Message> decode_list_text(Temporary_files& files) const;
-    std::unique_ptr<Message> decode_json(Temporary_files& files) const;
+    template <class Decoder>
+    std::unique_ptr<Message> decode(Temporary_files& files) const;
     Place place_of(int line, int column) const;
 
     Input& input_;

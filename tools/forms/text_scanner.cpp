@@ -23,8 +23,8 @@ void Text_scanner::take_quoted(char c) {
     if (closes) state_ = is_json_ ? State::between_tokens : State::closing_quote;
 }
 
-/// What is no object and no array cannot be a message. It ends with its line, so that the decoder
-/// refuses it soon.
+/// A text that is no object and no array cannot be a message. It ends with its line, so that the
+/// decoder refuses it without waiting for more.
 void Text_scanner::take_json(char c) {
     if (state_ == State::line) {
         is_complete_ = c == '\n';
@@ -54,7 +54,7 @@ void Text_scanner::take_list_text(char c) {
     }
 }
 
-/// A bracket that closes nothing ends the message, too, and the decoder refuses it.
+/// A bracket that closes nothing also ends the message. The decoder refuses it.
 void Text_scanner::take_bracket(bool opens) {
     state_ = State::between_tokens;
     if (opens) {

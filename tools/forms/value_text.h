@@ -1,4 +1,4 @@
-/// Values as texts on one line, and look-ups by path with texts for what is absent.
+/// Writes values as texts on one line, and looks values up by path.
 #pragma once
 
 #include <tmsg/tmsg.h>

@@ -33,7 +33,7 @@ private:
     int high_ = -1;  ///< the first digit of a pair, or -1
 };
 
-/// Reads messages of the wire form, one behind another.
+/// Reads messages of the wire form, one after another.
 class Wire_reader : public Form_reader {
 public:
     Wire_reader(Byte_source& source, Tm_limits const& limits);

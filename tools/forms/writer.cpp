@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <string_view>
 
 #include "io/terminal.h"
@@ -26,10 +27,7 @@ void write_chunks(Message const& message, Writing const& writing) {
 }
 
 void write_dump(Message const& message, Writing const& writing) {
-    Tm_limits none;  // the message was within its limits when it was read
-    none.max_depth = ~0U;
-    none.max_message_bytes = ~0UL;
-    Dump dump(none, writing.max_text);
+    Dump dump(no_limits(), writing.max_text);
     auto const add = [&](auto... bytes) { return dump.add(bytes...); };
     tm_encode(message, add, writing.chunk_size);
     dump.write();
@@ -81,10 +79,7 @@ void write_hex(Message const& message, Writing const& writing) {
     }
     tm_encode(message, [](unsigned char const* data, std::size_t size) {
         std::string digits;
-        for (std::size_t i = 0; i < size; ++i) {
-            digits += "0123456789abcdef"[data[i] >> 4];
-            digits += "0123456789abcdef"[data[i] & 15];
-        }
+        for (std::size_t i = 0; i < size; ++i) append_hex(digits, data[i]);
         write_output(digits);
         return true;
     });
@@ -99,14 +94,9 @@ void remove_tables_within(Container& container) {
 
 /// Removes all members with the name of the table. Otherwise the second one would become the table.
 void remove_table(Message& message) {
-    if (message.name_table_position() < 0) return;
-    Tm_struct& meta = message.get_struct(Message::TMG_META);
-    Tm_struct rest(nullptr);
-    for (int i = 0; i < meta.get_member_count(); ++i) {
-        std::string const name(meta.get_member_name(i), meta.get_member_name_length(i));
-        if (!Message::is_name_table(name)) rest.add_member(name, meta.get_value(i));
+    for (int position = 0; (position = message.name_table_position()) >= 0;) {
+        message.remove_member(Message::TMG_META, position);
     }
-    meta = rest;
 }
 
 /// Removes the tables of all messages within the value.
@@ -128,6 +118,17 @@ void remove_tables(Tm_value& value) {
 }
 
 }  // namespace
+
+Tm_limits no_limits() {
+    Tm_limits limits;
+    limits.max_depth = std::numeric_limits<unsigned int>::max();
+    limits.max_message_bytes = std::numeric_limits<unsigned long>::max();
+    limits.max_file_bytes = std::numeric_limits<unsigned long>::max();
+    limits.max_files = std::numeric_limits<unsigned int>::max();
+    limits.max_values = std::numeric_limits<unsigned long>::max();
+    limits.max_memory = std::numeric_limits<unsigned long>::max();
+    return limits;
+}
 
 void check_output(Form form, Writing const& writing) {
     if (is_text(form) || writing.is_forced || !output_is_terminal()) return;

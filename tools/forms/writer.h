@@ -12,6 +12,9 @@
 /// hexadecimal text, and after each other text if standard output is a terminal.
 void end_output(Form form);
 
+/// Returns limits that refuse nothing, for a message that was within its limits when it was read.
+Tm_limits no_limits();
+
 /// The dump of a message in the wire form. A temporary file holds the dump until it is complete,
 /// because a failed conversion prints nothing.
 class Dump {

@@ -34,7 +34,7 @@ Output& output() {
 }
 
 [[noreturn]] void fail(std::string const& what) {
-    throw Output_failure(Failure::of_system(what).what());
+    throw Output_failure{Failure::of_system(what).what()};
 }
 
 int descriptor() {

@@ -7,13 +7,13 @@
 
 #include "io/system.h"
 
-/// A failure to write output. It also ends the server, which goes on after other failures.
-class Output_failure : public Failure {
-public:
-    using Failure::Failure;
+/// Unwinds the stack when output cannot be written. It is no std::exception, because the handlers
+/// that go on after other failures must not catch it.
+struct Output_failure {
+    std::string text;
 };
 
-/// Unwinds the stack when nobody reads the output any more. main() then calls
+/// Unwinds the stack when the reader has closed the output. main() then calls
 /// end_by_closed_pipe().
 struct Closed_output {};
 

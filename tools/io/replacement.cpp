@@ -32,8 +32,8 @@ struct stat status_of(std::string const& path) {
     return status;
 }
 
-/// The entry of the folder reaches the disk, too. Where a file system does not allow this, the new
-/// content may be lost with the power, but the old one is then there.
+/// The entry of the folder reaches the disk, too. Where a file system does not allow this, a loss
+/// of power may bring the old content back.
 void sync_folder(std::string const& folder) {
     Descriptor const opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.get() >= 0) ::fsync(opened.get());
@@ -51,7 +51,7 @@ Replacement::Replacement(std::string const& path) : path_(resolved(path)) {
         file_ = above_standard(std::move(made));
         // Only the superuser may give a file away. Another user keeps the new file.
         bool const has_owner = ::fchown(file_.get(), status.st_uid, status.st_gid) == 0;
-        // Bits such as set-user-ID are not for another owner.
+        // Another owner must not get bits such as set-user-ID.
         mode_t const mode = status.st_mode & (has_owner ? 07777U : 0777U);
         if (::fchmod(file_.get(), mode) != 0) throw Failure::of_system("failed to set the mode");
     } catch (...) {

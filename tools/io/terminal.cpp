@@ -30,10 +30,6 @@ unsigned int byte_at(std::string_view text, std::size_t at) {
     return static_cast<unsigned char>(text[at]);
 }
 
-std::string hex_of(unsigned int byte) {
-    return {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
-}
-
 /// Returns the number of bytes of the first character. Returns 0 when it is not valid or is a
 /// control character.
 std::size_t size_of_character(std::string_view text) {
@@ -58,7 +54,9 @@ std::string escaped(unsigned int byte) {
     constexpr std::string_view controls = "\a\b\t\n\v\f\r";
     std::size_t const found = controls.find(static_cast<char>(byte));
     if (found != std::string_view::npos) return {'\\', "abtnvfr"[found]};
-    return "\\x" + hex_of(byte);
+    std::string text = "\\x";
+    append_hex(text, byte);
+    return text;
 }
 
 /// Does what printable() does, and puts a backslash before each character of `special`.
@@ -101,10 +99,16 @@ std::string quoted(std::string_view text, std::size_t most) {
     return '"' + escape(first_of(text, most), "\"\\") + '"' + (text.size() > most ? "..." : "");
 }
 
+void append_hex(std::string& to, unsigned int byte) {
+    to += "0123456789abcdef"[byte >> 4];
+    to += "0123456789abcdef"[byte & 15];
+}
+
 std::string hexadecimal(std::string_view bytes, std::size_t most) {
     std::string result;
     for (std::size_t i = 0; i < std::min(bytes.size(), most); ++i) {
-        result += (i == 0 ? "" : " ") + hex_of(byte_at(bytes, i));
+        if (i > 0) result += ' ';
+        append_hex(result, byte_at(bytes, i));
     }
     return result + (bytes.size() > most ? " ..." : "");
 }

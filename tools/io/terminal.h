@@ -16,6 +16,9 @@ std::string shortened(std::string_view text, std::size_t most);
 /// Does the same and puts the text in quotes. Escapes quotes and backslashes too.
 std::string quoted(std::string_view text, std::size_t most);
 
+/// Appends the two hexadecimal digits of the byte, in lower case.
+void append_hex(std::string& to, unsigned int byte);
+
 /// Returns the first `most` bytes in hexadecimal, as in "01 ff". Appends "..." when there are more.
 std::string hexadecimal(std::string_view bytes, std::size_t most);
 

@@ -1,6 +1,6 @@
 /// The server's end of a connection. No operation waits. The client keeps replies that the other
-/// end has not taken, and reads no requests until the other end has taken them. A reply can also
-/// wait for its time. Few bytes of such replies do not keep the client from reading.
+/// end has not taken, and reads no requests until the other end has taken them. A reply can be
+/// delayed. The client goes on reading while few delayed bytes wait.
 #pragma once
 
 #include <ace/SOCK_Stream.h>
@@ -56,11 +56,11 @@ public:
     /// other end has closed the connection and waits for no reply. Throws Lost_connection, and what
     /// the receiver's handlers throw.
     bool go_on(Tm_chunk_receiver& receiver);
-    /// Sends the message at that time, or at once when it is not after now. Keeps the bytes that
+    /// Sends the message at `time`, or at once if that time has come. Keeps the bytes that
     /// the other end does not take yet. Throws Lost_connection, and what a Tm_chunk_sender throws.
     void send(Message const& message, unsigned int seq_no, unsigned char port,
               Clock::time_point time);
-    /// Lets the replies go whose time has come. go_on() sends them.
+    /// Ends the delay of replies whose time has come. go_on() sends them.
     void release_due();
 
 private:

@@ -56,8 +56,8 @@ Load_result Load::run() {
     return std::move(result_);
 }
 
-/// The handles are those of the lines, in their order. Does not wait when calls that could begin
-/// have failed at once. Returns false when a signal came.
+/// The handles are those of the lines, in their order. Does not wait when further calls can begin.
+/// Returns false when a signal came.
 bool Load::wait(std::vector<pollfd>& handles) const {
     handles.clear();
     bool has_idle = false;
@@ -144,7 +144,7 @@ void Load::take(Line& line, std::unique_ptr<Message> answer) {
         count_error("fault " + std::to_string(answer->get_fault_code()) + ": " +
                     answer->get_fault_string());
     }
-    // A request that is not sent as a whole would make nonsense of the next one.
+    // The rest of a request that is not sent as a whole would be missing before the next one.
     if (line.state != State::receiving) return close(line);
     line.state = State::idle;
 }
@@ -155,7 +155,7 @@ void Load::fail(Line& line, std::string const& error) {
     close(line);
 }
 
-/// What else arrives there belongs to nobody.
+/// Drops all that the connection has received.
 void Load::close(Line& line) {
     receiver_.forget(line.number);
     line.stream.close();

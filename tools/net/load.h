@@ -24,7 +24,7 @@ struct Load_plan {
 };
 
 struct Load_result {
-    /// The times from the first byte of a request to the last one of its answer, also of a fault.
+    /// The times from the first byte of a request to the last byte of its response or fault.
     std::vector<std::chrono::nanoseconds> latencies;
     std::size_t errors = 0;   ///< calls without an answer or with a fault
     std::string first_error;  ///< empty when there was none

@@ -26,7 +26,7 @@ pollfd handle_of(ACE_SOCK_Stream const& stream, bool reads, bool writes) {
     return {events != 0 ? stream.get_handle() : -1, events, 0};
 }
 
-/// An error counts as ready, too, because reading and writing then report it.
+/// An error counts as ready, because reading or writing then reports it.
 bool is_ready(pollfd const& handle, short event) {
     return (handle.events & event) != 0 && (handle.revents & (event | POLLERR | POLLHUP)) != 0;
 }
@@ -157,8 +157,6 @@ void Proxy::move(std::vector<pollfd> const& handles) {
 void Proxy::accept_all() {
     try {
         for (int i = 0; i < accepted_at_once && accept(); ++i) continue;
-    } catch (Output_failure const&) {
-        throw;
     } catch (std::exception const& error) {
         report(text_of(error));
         listener_.pause(interval);

@@ -33,7 +33,7 @@ public:
     virtual void close(int connection) = 0;
 };
 
-/// A connection of a client, and the one to the other program that belongs to it.
+/// The connection of a client, and the connection to the other program that serves it.
 class Link {
 public:
     explicit Link(Proxy_watcher& watcher) : watcher_(watcher) {}

@@ -39,9 +39,9 @@ public:
     void read();
     /// Passes on more of the bytes that wait. Throws what read() throws.
     void write();
-    /// Reads no more. What waits is still passed on.
+    /// Reads no more. Bytes that wait are still passed on.
     void stop_reading();
-    /// Drops what waits.
+    /// Drops bytes that wait.
     void stop();
 
 private:

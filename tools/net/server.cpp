@@ -115,8 +115,8 @@ void Server::serve_ready(std::vector<pollfd> const& handles) {
     }
 }
 
-/// Sends the replies whose time has come. A client that took over the number of another one gets
-/// nothing before its own time.
+/// Sends the replies whose time has come. A new client may have the handle of an old one. It gets
+/// its replies at their own time.
 void Server::send_due() {
     auto const now = Clock::now();
     while (!delayed_.empty() && delayed_.front().first <= now) {
@@ -227,8 +227,6 @@ void Server::take(std::unique_ptr<Message> message, int handle, Tm_header const&
     try {
         print(*message, header);
         if (is_request) answer(*message, client, header);
-    } catch (Output_failure const&) {
-        throw;
     } catch (Lost_connection const&) {
         throw;
     } catch (std::exception const& error) {

@@ -28,11 +28,11 @@ public:
     /// have unsent bytes, the longest idle one first.
     static constexpr std::size_t most_unsent = 1UL << 28;
 
-    /// Returns the answer to a request that it may change. What it throws becomes a fault: with the
-    /// code of a Tm_fault_exception, with the code 1 and a report otherwise.
+    /// Returns the reply to a request, which it may change. What it throws becomes a fault: with
+    /// the code of a Tm_fault_exception, with the code 1 and a report otherwise.
     using Method = std::function<Message(Message& request)>;
 
-    /// Listens there. Answers each request with its own body. Throws Failure.
+    /// Listens at `place`. Replies to each request with its own body. Throws Failure.
     Server(Endpoint const& place, Tm_limits const& limits);
 
     unsigned short port() const { return listener_.port(); }
@@ -41,14 +41,15 @@ public:
 
     /// Makes the server print each message in this form. Without this call it prints none.
     void print_as(Form form, Writing const& writing);
-    /// Makes the server answer each request with this method.
+    /// Makes the server reply to each request with the result of this method.
     void answer_with(Method method);
     /// Makes each reply wait for this time.
     void delay_by(std::chrono::milliseconds time) { delay_ = time; }
     /// Makes the server close each connection that is idle for this time.
     void close_after(double seconds);
 
-    /// Serves until SIGINT, SIGTERM or SIGHUP comes. Throws Failure when standard output fails.
+    /// Serves until SIGINT, SIGTERM or SIGHUP comes. Throws Failure when waiting fails, and what
+    /// writing output throws.
     void run();
 
 private:
@@ -86,7 +87,9 @@ private:
     std::optional<Form> form_;
     Writing writing_;
     Tm_service service_;
-    Message* lent_ = nullptr;  ///< the request that is being answered
+    /// The request that service_ is replying to. It passes a const request to the method, which may
+    /// change this one.
+    Message* lent_ = nullptr;
     std::chrono::milliseconds delay_{0};
     /// The clients whose replies wait. The first one has the earliest time.
     std::deque<std::pair<Clock::time_point, int>> delayed_;

@@ -1,4 +1,4 @@
-/// Reads along with the stream of one direction of a connection.
+/// Decodes a copy of the stream of one direction of a connection.
 #pragma once
 
 #include <tmsg/tmsg.h>
@@ -10,11 +10,11 @@
 #include <string>
 
 /// Decodes the messages of a stream of chunks that other programs exchange, and finds damage. It
-/// gives up a stream that is none of chunks.
+/// decodes no more of a stream that does not consist of chunks.
 class Stream_watch {
 public:
-    /// Gets a message and the number of its bytes in the stream, headers included. The files that
-    /// it brought are the handler's.
+    /// Gets a message and the number of its bytes in the stream, headers included. The handler must
+    /// remove the files that it brought.
     using On_message = std::function<void(std::unique_ptr<Message> message, std::size_t bytes)>;
     /// Gets the offset of the chunk in which the damage of a message was found.
     using On_damage =

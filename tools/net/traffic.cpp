@@ -14,8 +14,8 @@
 
 namespace {
 
-/// The most calls in one direction of a connection whose answers are waited for. Later calls show
-/// no duration.
+/// The most requests without a response that one direction of a connection remembers. The durations
+/// of further calls are not shown.
 constexpr std::size_t most_calls = 10000;
 /// Longer names and texts are cut in a line.
 constexpr std::size_t longest_name = 100;
@@ -203,8 +203,6 @@ void Traffic::print(Message& message) {
     std::size_t const before = output_size();
     try {
         write_message(message, *form_, writing_);
-    } catch (Output_failure const&) {
-        throw;
     } catch (std::exception const& error) {
         report(text_of(error));
     }

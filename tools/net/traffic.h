@@ -49,7 +49,7 @@ private:
         std::unique_ptr<Stream_watch> watch;
         Capture_file file;
         std::size_t bytes = 0;
-        std::map<unsigned int, Call> calls;  ///< that went in this direction
+        std::map<unsigned int, Call> calls;  ///< whose requests went in this direction
     };
     struct Talk {
         Stream to_upstream;

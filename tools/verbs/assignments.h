@@ -10,7 +10,7 @@
 #include "forms/assignment.h"
 
 /// Makes `take` get the assignments that follow the arguments of the verb. A text that is no
-/// assignment is bad usage. What `take` does comes after all options are read.
+/// assignment is bad usage. Calls `take` after all options are read.
 void add_further_assignments(CLI::App& verb,
                              std::function<void(std::vector<Assignment> further)> take);
 

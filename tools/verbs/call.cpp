@@ -25,7 +25,7 @@ struct Call_options {
     std::size_t parallel = 1;  ///< connections
 };
 
-/// Receives until no call waits, and ignores messages that are no reply. Throws Failure when the
+/// Receives until no call waits. Ignores messages that are no reply. Throws Failure when the
 /// reply to `seq_no` is damaged.
 void receive_answer(Connection& connection, Tm_caller& caller, unsigned int seq_no,
                     Temporary_files& files, Tm_limits const& limits, Deadline const& deadline) {

@@ -36,6 +36,8 @@ int compare(Diff_options const& options) {
 int diff(Diff_options const& options) {
     try {
         return compare(options);
+    } catch (Output_failure const& failure) {
+        report(failure.text);
     } catch (std::exception const& error) {
         report(text_of(error));
     }

@@ -13,8 +13,6 @@ bool read_file(std::string const& file, std::function<void(Input&)> const& read)
         Input input(file);
         read(input);
         return true;
-    } catch (Output_failure const&) {
-        throw;
     } catch (Failure const& failure) {
         flush_output();
         report(failure.what());

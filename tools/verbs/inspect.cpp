@@ -83,14 +83,11 @@ Shown show_chunks(Input& input, Tm_limits const& limits) {
 /// offsets.
 void show_texts(Input& input, Inspect_options const& options) {
     Message_reader reader(input, options.from, options.limits);
-    Tm_limits none;  // the message was within its limits when it was read
-    none.max_depth = ~0U;
-    none.max_message_bytes = ~0UL;
     for (bool is_first = true; auto const message = reader.next(); is_first = false) {
         if (!is_first) write_output("\n");
         reader.use_message([&] {
             prepare_names(*message, Names::as_received);
-            Tree_decoder decoder(Tree_lines::Offsets::hidden, write_output, none);
+            Tree_decoder decoder(Tree_lines::Offsets::hidden, write_output, no_limits());
             tm_encode(*message, [&](unsigned char const* data, std::size_t size) {
                 decoder.feed({reinterpret_cast<char const*>(data), size});
                 return true;

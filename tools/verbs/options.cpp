@@ -11,7 +11,15 @@ std::string names_of(Forms const& forms) {
     return names;
 }
 
-/// Returns the error, or an empty text for HOST:PORT with both parts.
+/// Adds the option of a limit from 1 to `most`.
+template <class Number>
+void add_limit(CLI::App& verb, std::string const& name, std::string const& what, Number& limit,
+               Number most = std::numeric_limits<std::make_signed_t<Number>>::max()) {
+    add_number(verb, name, what, limit, Number{1}, most);
+}
+
+}  // namespace
+
 std::string check_address(std::string const& text) {
     std::size_t const colon = text.rfind(':');
     bool const has_both = colon != std::string::npos && colon > 0;
@@ -21,15 +29,6 @@ std::string check_address(std::string const& text) {
     if (is_number && std::stoi(port) > 0 && std::stoi(port) <= 65535) return {};
     return "no address of the form HOST:PORT: " + text;
 }
-
-/// Adds the option of a limit from 1 to `most`.
-template <class Number>
-void add_limit(CLI::App& verb, std::string const& name, std::string const& what, Number& limit,
-               Number most = std::numeric_limits<std::make_signed_t<Number>>::max()) {
-    add_number(verb, name, what, limit, Number{1}, most);
-}
-
-}  // namespace
 
 CLI::Option* add_form(CLI::App& verb, std::string const& name, std::string const& what, Form& form,
                       Forms const& forms) {
@@ -62,11 +61,6 @@ CLI::Option* add_to(CLI::App& verb, Form& form, Writing& writing, std::string co
     verb.add_flag("--force", writing.is_forced, "write bytes to a terminal, too");
     std::string const what = "form of the output" + (usual.empty() ? "" : ", by default " + usual);
     return add_form(verb, "-t,--to", what, form, output_forms);
-}
-
-void add_file(CLI::App& verb, std::string& file, std::string const& what) {
-    verb.add_option("FILE", file, what + "; reads standard input when FILE is missing or -")
-        ->type_name("");
 }
 
 void add_only_file(CLI::App& verb, std::string const& name, std::string& file) {
@@ -134,4 +128,9 @@ void add_max_text(CLI::App& verb, unsigned long& limit, std::string const& usual
         ->check(CLI::Range(1L, longest).description(""))
         ->default_str(usual)
         ->type_name("BYTES");
+}
+
+void add_max_text_of_strangers(CLI::App& verb, unsigned long& limit) {
+    limit = 1UL << 28;
+    add_max_text(verb, limit, std::to_string(limit));
 }

@@ -17,14 +17,14 @@ CLI::Option* add_form(CLI::App& verb, std::string const& name, std::string const
                       Forms const& forms);
 /// Adds --from, of which the default is auto.
 CLI::Option* add_from(CLI::App& verb, Form& form);
-/// Adds --to, and the options on what it writes. `usual` describes the default.
+/// Adds --to, --pretty and --force. `usual` describes the default of --to.
 CLI::Option* add_to(CLI::App& verb, Form& form, Writing& writing, std::string const& usual = "");
-/// Adds FILE, the last argument.
-void add_file(CLI::App& verb, std::string& file, std::string const& what);
 /// Adds a file that must be given.
 void add_only_file(CLI::App& verb, std::string const& name, std::string& file);
 /// Adds FILE..., the last arguments.
 void add_files(CLI::App& verb, std::vector<std::string>& files, std::string const& what);
+/// Returns the error, or an empty text for HOST:PORT with both parts.
+std::string check_address(std::string const& text);
 /// Adds HOST:PORT, an argument that must be given.
 void add_address(CLI::App& verb, std::string& address, std::string const& what);
 void add_seconds(CLI::App& verb, std::string const& name, std::string const& what, double& seconds);
@@ -33,6 +33,8 @@ void add_chunk_size(CLI::App& verb, Writing& writing);
 void add_limits(CLI::App& verb, Tm_limits& limits);
 /// Adds --max-text. `usual` describes the default.
 void add_max_text(CLI::App& verb, unsigned long& limit, std::string const& usual);
+/// Adds --max-text with a default of 256 MiB, because strangers choose how long a message is.
+void add_max_text_of_strangers(CLI::App& verb, unsigned long& limit);
 
 /// Adds the option of a number from `low` to `high`.
 template <class Number>

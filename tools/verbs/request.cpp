@@ -28,7 +28,7 @@ void take_arguments(std::vector<Assignment> arguments, Request_source& source) {
     source.assignments = std::move(arguments);
 }
 
-std::unique_ptr<Message> read_file(std::string const& path, Form form, Temporary_files& files,
+std::unique_ptr<Message> read_from(std::string const& path, Form form, Temporary_files& files,
                                    Tm_limits const& limits) {
     Input input(path);
     return read_message(input, form, files, limits);
@@ -68,7 +68,7 @@ void add_request(CLI::App& verb, Request_source& source) {
 
 std::unique_ptr<Message> make_request(Request_source const& source, Form form,
                                       Temporary_files& files, Tm_limits const& limits) {
-    if (source.is_file) return read_file(source.first_word, form, files, limits);
+    if (source.is_file) return read_from(source.first_word, form, files, limits);
     auto request = std::make_unique<Message>(Message::request(source.first_word));
     if (source.data) set_body(*request, read_data(*source.data, files, limits));
     Tm_struct& body = request->get_struct(Message::TMG_BODY);

@@ -43,7 +43,7 @@ std::unique_ptr<Message> read_reply(std::string const& path, Temporary_files& fi
     return reply;
 }
 
-/// Sets what the server answers. The reply must outlive the server.
+/// Sets how the server replies. The reply must outlive the server.
 void set_answer(Server& server, Serve_options const& options, Message const* reply) {
     if (reply != nullptr) server.answer_with([reply](Message&) { return *reply; });
     if (!options.fault) return;
@@ -118,9 +118,6 @@ void add_answer(CLI::App& verb, Serve_options& chosen) {
         ->type_name("MS");
 }
 
-/// The default of --max-text. Strangers choose how long a message is.
-constexpr unsigned long served_text = 1UL << 28;
-
 std::string serve_limits() {
     return "The server keeps at most " + std::to_string(Server::most_clients) +
            " connections at a time, and at most one for every two descriptors that the process may "
@@ -142,8 +139,7 @@ void add_serve(CLI::App& app, Work& work) {
     add_to(verb, chosen->to, chosen->writing, "tcl");
     add_answer(verb, *chosen);
     add_seconds(verb, "--idle", "time after which an idle connection is closed", chosen->idle);
-    chosen->writing.max_text = served_text;
-    add_max_text(verb, chosen->writing.max_text, std::to_string(served_text));
+    add_max_text_of_strangers(verb, chosen->writing.max_text);
     add_limits(verb, chosen->limits);
     verb.footer(serve_limits());
     set_work(verb, work, chosen, serve);

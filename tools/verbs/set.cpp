@@ -31,7 +31,7 @@ void write_message_in(Form form, Only_message& changed) {
     write_message(*changed.message, form, changed.writing);
 }
 
-/// The last line of a text file ends, as that of any other.
+/// Ends the last line of a text file with a line feed.
 void write_in_place(Form form, Only_message& changed, std::string const& path) {
     Replacement replacement(path);
     Output_redirection const redirection(replacement.descriptor(), path);

@@ -61,20 +61,12 @@ void add_places(CLI::App& verb, Tap_options& chosen) {
             "takes a free port and prints it")
         ->required()
         ->type_name("[ADDRESS:]PORT");
-    auto const check = [](std::string const& text) {
-        auto const place = parse_endpoint(text);
-        bool const has_both = place && !place->host.empty() && place->port.value_or(0) != 0;
-        return has_both ? std::string() : "no address of the form HOST:PORT: " + text;
-    };
     verb.add_option("--upstream", chosen.upstream,
                     "address of the server to which everything is passed on")
         ->required()
         ->type_name("HOST:PORT")
-        ->check(check);
+        ->check(check_address);
 }
-
-/// The default of --max-text. Strangers choose how long a message is.
-constexpr unsigned long shown_text = 1UL << 28;
 
 }  // namespace
 
@@ -83,10 +75,9 @@ void add_tap(CLI::App& app, Work& work) {
     CLI::App& verb = *app.add_subcommand(
         "tap", "Pass everything on to a server, unchanged, and show the messages");
     add_places(verb, *chosen);
-    add_form(verb, "--to", "form in which each message is shown", chosen->to, text_forms())
+    add_form(verb, "-t,--to", "form in which each message is shown", chosen->to, text_forms())
         ->each([chosen](std::string const&) { chosen->shows_messages = true; });
-    chosen->writing.max_text = shown_text;
-    add_max_text(verb, chosen->writing.max_text, std::to_string(shown_text));
+    add_max_text_of_strangers(verb, chosen->writing.max_text);
     verb.add_option("--save", chosen->save,
                     "folder for a capture of each connection and direction; is made when missing")
         ->type_name("FOLDER");
