@@ -1,6 +1,7 @@
 #!/bin/sh
 # headers.sh INCLUDES COMPILE...: every installed header compiles by itself and includes, of what is
-# not installed with it, the standard library alone; none is installed that tmsg.h does not reach.
+# not installed with it, the standard library alone; none is installed that tmsg.h and tm_nats.h do
+# not reach.
 set -eu
 cd "$1"
 shift
@@ -17,7 +18,10 @@ echo '#include "tmsg/tmsg.h"' | "$@" -I. -fno-rtti -x c++ -fsyntax-only - || fai
 # The names of the standard headers are plain words.
 grep -rE '^ *# *include' tmsg | grep -vE '# *include ("tmsg/[a-z_/]+\.h"|<[a-z_]+>)$' && failed=1
 
-echo '#include "tmsg/tmsg.h"' | "$@" -I. -x c++ -M - | tr -s ' ' '\n' |
+{
+    echo '#include "tmsg/tmsg.h"'
+    [ ! -d tmsg/nats ] || echo '#include "tmsg/nats/tm_nats.h"'
+} | "$@" -I. -x c++ -M - | tr -s ' ' '\n' |
     grep '^tmsg/' | sort >../headers.reached
 diff ../headers.installed ../headers.reached || failed=1
 [ -s ../headers.installed ] && exit $failed
