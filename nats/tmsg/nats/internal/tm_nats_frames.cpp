@@ -81,3 +81,9 @@ std::optional<Tm_nats_place> tm_nats_read_place(std::string_view subject, std::s
     place.position = position;
     return place;
 }
+
+unsigned int tm_nats_seq_no(std::string_view reply) {
+    std::size_t const dot = reply.rfind('.');
+    auto const place = tm_nats_read_place(reply, dot == std::string_view::npos ? 0 : dot);
+    return place ? static_cast<unsigned int>(place->number & Tm_header::MAX_SEQ_NO) : 0;
+}

@@ -44,3 +44,6 @@ struct Tm_nats_place {
 
 std::string tm_nats_subject(std::string const& before, std::uint64_t number);
 std::optional<Tm_nats_place> tm_nats_read_place(std::string_view subject, std::size_t inbox_size);
+
+/// Returns the sequence number of a call, the low part of the last number in its reply subject.
+unsigned int tm_nats_seq_no(std::string_view reply);
