@@ -16,12 +16,13 @@ layer_of() {
         tmsg/text/*) echo 6 ;;
         tmsg/transport/*) echo 8 ;;
         tmsg/rpc/*) echo 9 ;;
-        tmsg/tmsg.h) echo 10 ;;
+        tmsg/tmsg.h | tmsg/nats/*) echo 10 ;;
         tools/io/*) echo 11 ;;
         tools/forms/*) echo 12 ;;
         tools/net/*) echo 13 ;;
-        tools/verbs/*) echo 14 ;;
-        tools/main.cpp) echo 15 ;;
+        tools/nats/*) echo 14 ;;
+        tools/verbs/*) echo 15 ;;
+        tools/main.cpp) echo 16 ;;
         *) echo unknown ;;
     esac
 }

@@ -21,6 +21,10 @@ bool is_active(pollfd const& handle) { return handle.fd >= 0 && handle.revents !
 
 }  // namespace
 
+std::string text_of_fault(Message const& answer) {
+    return "fault " + std::to_string(answer.get_fault_code()) + ": " + answer.get_fault_string();
+}
+
 Load::Load(Load_plan const& plan)
     : plan_(plan),
       address_(resolve(plan.address)),
@@ -140,10 +144,7 @@ void Load::take(Line& line, std::unique_ptr<Message> answer) {
     Temporary_files files;
     files.add(*answer);
     result_.latencies.push_back(latency);
-    if (answer->get_msg_type() == Message::TMT_FAULT) {
-        count_error("fault " + std::to_string(answer->get_fault_code()) + ": " +
-                    answer->get_fault_string());
-    }
+    if (answer->get_msg_type() == Message::TMT_FAULT) count_error(text_of_fault(*answer));
     // The rest of a request that is not sent as a whole would be missing before the next one.
     if (line.state != State::receiving) return close(line);
     line.state = State::idle;

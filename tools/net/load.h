@@ -14,9 +14,10 @@
 #include <vector>
 
 struct Load_plan {
-    std::string address;  ///< HOST:PORT
+    std::string address;  ///< HOST:PORT; that of a subject over NATS
     Message const* request = nullptr;
     int chunk_size = 4096;
+    std::size_t chunk_size_over_nats = 0;  ///< the usual one of the library when 0
     std::size_t calls = 1;
     std::size_t parallel = 1;  ///< connections
     double timeout = 10;       ///< seconds for each call
@@ -30,6 +31,9 @@ struct Load_result {
     std::string first_error;  ///< empty when there was none
     std::chrono::nanoseconds time{0};
 };
+
+/// Returns "fault CODE: TEXT".
+std::string text_of_fault(Message const& answer);
 
 /// Makes the calls on one thread. Each connection carries one call at a time. It stays open for the
 /// next call unless a call fails.

@@ -20,16 +20,6 @@ constexpr std::chrono::milliseconds grace(20);
 constexpr int accepted_at_once = 256;
 /// The descriptors for each client. The files that messages bring need descriptors, too.
 constexpr std::size_t descriptors = 2;
-/// The code of the fault that is sent when a reply cannot be made.
-constexpr int no_answer = 1;
-
-/// Makes the request a response without group 0.
-Message echo(Message& request) {
-    request.set_msg_type(Message::TMT_RESPONSE);
-    request.clear(Message::TMG_META);
-    prepare_names(request, Names::as_received);
-    return std::move(request);
-}
 
 }  // namespace
 
@@ -42,22 +32,9 @@ Server::Server(Endpoint const& place, Tm_limits const& limits)
     answer_with(echo);
 }
 
-void Server::print_as(Form form, Writing const& writing) {
-    form_ = form;
-    writing_ = writing;
-}
-
 void Server::answer_with(Method method) {
-    service_.on_any([this, method = std::move(method)](Message const&) {
-        try {
-            return method(*lent_);
-        } catch (Tm_fault_exception const&) {
-            throw;
-        } catch (std::exception const& error) {
-            report(text_of(error));
-            throw Tm_fault_exception(no_answer, text_of(error));
-        }
-    });
+    service_.on_any(
+        [this, method = std::move(method)](Message const&) { return call_method(method, *lent_); });
 }
 
 void Server::close_after(double seconds) {
@@ -225,7 +202,7 @@ void Server::take(std::unique_ptr<Message> message, int handle, Tm_header const&
     Client& client = *by_handle_.at(handle);
     bool const is_request = message->get_msg_type() == Message::TMT_REQUEST;
     try {
-        print(*message, header);
+        printer_.print(*message, header);
         if (is_request) answer(*message, client, header);
     } catch (Lost_connection const&) {
         throw;
@@ -234,27 +211,6 @@ void Server::take(std::unique_ptr<Message> message, int handle, Tm_header const&
         if (!is_request) return;
         send(Message::fault(no_answer, text_of(error)), client, header);
     }
-}
-
-/// Writes a line feed also after a text that fails halfway.
-void Server::print(Message& message, Tm_header const& header) {
-    if (!form_) return;
-    writing_.seq_no = header.get_seq_no();
-    writing_.port = header.get_tmport();
-    if (has_wire_names(*form_)) prepare_names(message, Names::as_received);
-    std::size_t const before = output_size();
-    try {
-        write_message(message, *form_, writing_);
-    } catch (std::exception const&) {
-        if (output_size() != before) end_message();
-        throw;
-    }
-    end_message();
-}
-
-void Server::end_message() const {
-    if (is_text(*form_)) write_output("\n");
-    flush_output();
 }
 
 /// Sends the message. When there are too many unsent bytes then, drops other clients that have

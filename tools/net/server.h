@@ -8,13 +8,13 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <optional>
 #include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "forms/writer.h"
+#include "net/answering.h"
 #include "net/client.h"
 #include "net/listener.h"
 
@@ -28,9 +28,7 @@ public:
     /// have unsent bytes, the longest idle one first.
     static constexpr std::size_t most_unsent = 1UL << 28;
 
-    /// Returns the reply to a request, which it may change. What it throws becomes a fault: with
-    /// the code of a Tm_fault_exception, with the code 1 and a report otherwise.
-    using Method = std::function<Message(Message& request)>;
+    using Method = Answer_method;
 
     /// Listens at `place`. Replies to each request with its own body. Throws Failure.
     Server(Endpoint const& place, Tm_limits const& limits);
@@ -40,7 +38,7 @@ public:
     std::string name() const { return listener_.name(); }
 
     /// Makes the server print each message in this form. Without this call it prints none.
-    void print_as(Form form, Writing const& writing);
+    void print_as(Form form, Writing const& writing) { printer_.print_as(form, writing); }
     /// Makes the server reply to each request with the result of this method.
     void answer_with(Method method);
     /// Makes each reply wait for this time.
@@ -72,8 +70,6 @@ private:
     void drop_stalled();
     void keep_house();
     void take(std::unique_ptr<Message> message, int handle, Tm_header const& header);
-    void print(Message& message, Tm_header const& header);
-    void end_message() const;
     void send(Message const& message, Client& client, Tm_header const& header);
     void answer(Message& request, Client& client, Tm_header const& header);
 
@@ -84,8 +80,7 @@ private:
     Tm_chunk_receiver receiver_;
     Clock::time_point next_house_keeping_;
     Clock::duration most_idle_ = Clock::duration::max();
-    std::optional<Form> form_;
-    Writing writing_;
+    Message_printer printer_;
     Tm_service service_;
     /// The request that service_ is replying to. It passes a const request to the method, which may
     /// change this one.

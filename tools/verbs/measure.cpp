@@ -9,6 +9,7 @@
 
 #include "io/output.h"
 #include "io/system.h"
+#include "nats/over_nats.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ void write_table(Load_plan const& plan, Load_result& result) {
 }  // namespace
 
 void measure_calls(Load_plan const& plan) {
-    Load_result result = Load(plan).run();
+    Load_result result = is_nats(plan.address) ? load_over_nats(plan) : Load(plan).run();
     write_table(plan, result);
     flush_output();
     if (result.errors == 0) return;

@@ -3,6 +3,8 @@
 #include <limits>
 #include <type_traits>
 
+#include "nats/place.h"
+
 namespace {
 
 std::string names_of(Forms const& forms) {
@@ -16,6 +18,14 @@ template <class Number>
 void add_limit(CLI::App& verb, std::string const& name, std::string const& what, Number& limit,
                Number most = std::numeric_limits<std::make_signed_t<Number>>::max()) {
     add_number(verb, name, what, limit, Number{1}, most);
+}
+
+/// Returns the error, or an empty text for HOST:PORT with both parts, or one subject over NATS.
+std::string check_target(std::string const& text) {
+    if (!is_nats(text)) return check_address(text);
+    std::string const error = check_nats(text);
+    bool const is_many = error.empty() && parse_nats(text).has_wildcard();
+    return is_many ? "a subject with a wildcard: " + text : error;
 }
 
 }  // namespace
@@ -75,7 +85,7 @@ void add_files(CLI::App& verb, std::vector<std::string>& files, std::string cons
 }
 
 void add_address(CLI::App& verb, std::string& address, std::string const& what) {
-    verb.add_option("HOST:PORT", address, what)->required()->type_name("")->check(check_address);
+    verb.add_option("HOST:PORT", address, what)->required()->type_name("")->check(check_target);
 }
 
 void add_seconds(CLI::App& verb, std::string const& name, std::string const& what,
@@ -86,12 +96,12 @@ void add_seconds(CLI::App& verb, std::string const& name, std::string const& wha
         ->type_name("SECONDS");
 }
 
-void add_chunk_size(CLI::App& verb, Writing& writing) {
+CLI::Option* add_chunk_size(CLI::App& verb, Writing& writing) {
     int const largest = Tm_header::MAX_LENGTH;
     auto const set = [&writing](int size) { writing.chunk_size = writing.xml_piece_size = size; };
     std::string const what = "payload bytes of each chunk, 1 to " + std::to_string(largest) +
                              "; when given, also the bytes of each piece of XML";
-    verb.add_option_function<int>("--chunk-size", set, what)
+    return verb.add_option_function<int>("--chunk-size", set, what)
         ->check(CLI::Range(1, largest).description(""))
         ->default_str(std::to_string(writing.chunk_size))
         ->type_name("N");

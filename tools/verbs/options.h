@@ -25,10 +25,10 @@ void add_only_file(CLI::App& verb, std::string const& name, std::string& file);
 void add_files(CLI::App& verb, std::vector<std::string>& files, std::string const& what);
 /// Returns the error, or an empty text for HOST:PORT with both parts.
 std::string check_address(std::string const& text);
-/// Adds HOST:PORT, an argument that must be given.
+/// Adds HOST:PORT, an argument that must be given. It can be nats://HOST:PORT/SUBJECT, too.
 void add_address(CLI::App& verb, std::string& address, std::string const& what);
 void add_seconds(CLI::App& verb, std::string const& name, std::string const& what, double& seconds);
-void add_chunk_size(CLI::App& verb, Writing& writing);
+CLI::Option* add_chunk_size(CLI::App& verb, Writing& writing);
 /// Adds the limits on input.
 void add_limits(CLI::App& verb, Tm_limits& limits);
 /// Adds --max-text. `usual` describes the default.

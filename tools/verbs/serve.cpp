@@ -5,11 +5,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "forms/reader.h"
 #include "forms/writer.h"
 #include "io/system.h"
 #include "io/terminal.h"
+#include "nats/over_nats.h"
 #include "net/server.h"
 #include "verbs/options.h"
 #include "verbs/verbs.h"
@@ -22,6 +24,8 @@ struct Fault {
 };
 
 struct Serve_options {
+    std::string subject;  ///< over NATS; empty for TCP
+    std::string group;
     unsigned short port = 0;
     Endpoint listen;
     Form to = Form::tcl;
@@ -43,31 +47,52 @@ std::unique_ptr<Message> read_reply(std::string const& path, Temporary_files& fi
     return reply;
 }
 
-/// Sets how the server replies. The reply must outlive the server.
-void set_answer(Server& server, Serve_options const& options, Message const* reply) {
-    if (reply != nullptr) server.answer_with([reply](Message&) { return *reply; });
-    if (!options.fault) return;
-    server.answer_with([fault = *options.fault](Message&) -> Message {
+/// Returns the method that makes the replies. The reply must outlive it.
+Answer_method choose_method(Serve_options const& options, Message const* reply) {
+    if (reply != nullptr) return [reply](Message&) { return *reply; };
+    if (!options.fault) return echo;
+    return [fault = *options.fault](Message&) -> Message {
         throw Tm_fault_exception(fault.code, fault.text);
-    });
+    };
 }
 
-int serve(Serve_options const& options) {
-    check_output(options.to, options.writing);
-    Temporary_files files;
-    std::unique_ptr<Message> reply;
-    if (!options.reply.empty()) reply = read_reply(options.reply, files);
+void serve_over_tcp(Serve_options const& options, Answer_method method) {
     Endpoint const place{options.listen.host, options.listen.port.value_or(options.port)};
     Server server(place, options.limits);
     bool const is_seen = output_is_open();
     if (is_seen) server.print_as(options.to, options.writing);
-    set_answer(server, options, reply.get());
+    server.answer_with(std::move(method));
     server.delay_by(std::chrono::milliseconds(options.delay));
     server.close_after(options.idle);
     note("listening on " + server.name());
     if (place.port == 0 && is_seen) write_output(std::to_string(server.port()) + "\n");
     flush_output();
     server.run();
+}
+
+void serve_subject(Serve_options const& options, Answer_method method) {
+    Nats_serving serving;
+    serving.place = parse_nats(options.subject);
+    serving.group = options.group;
+    serving.method = std::move(method);
+    if (output_is_open()) serving.printer.print_as(options.to, options.writing);
+    serving.delay = std::chrono::milliseconds(options.delay);
+    serving.limits = options.limits;
+    serve_over_nats(serving);
+}
+
+int serve(Serve_options const& options) {
+    if (!options.subject.empty()) check_nats_is_built(options.subject);
+    check_output(options.to, options.writing);
+    Temporary_files files;
+    std::unique_ptr<Message> reply;
+    if (!options.reply.empty()) reply = read_reply(options.reply, files);
+    Answer_method method = choose_method(options, reply.get());
+    if (options.subject.empty()) {
+        serve_over_tcp(options, std::move(method));
+    } else {
+        serve_subject(options, std::move(method));
+    }
     return exit_good;
 }
 
@@ -100,6 +125,26 @@ void add_listen(CLI::App& verb, Serve_options& chosen) {
         ->type_name("ADDRESS[:PORT]");
 }
 
+void add_subject(CLI::App& verb, Serve_options& chosen) {
+    CLI::Option* const subject = verb.add_option("ADDRESS", chosen.subject,
+                                                 "nats://HOST:PORT/SUBJECT, a subject at a NATS "
+                                                 "server; serves over TCP when it is missing")
+                                     ->type_name("")
+                                     ->check(check_nats);
+    for (char const* const name : {"--port", "--listen", "--idle"}) {
+        verb.get_option(name)->excludes(subject);
+    }
+    auto const check = [](std::string const& text) {
+        bool const is_name = !text.empty() && is_subject(text);
+        return is_name ? std::string() : "no name of a group: " + text;
+    };
+    verb.add_option("--group", chosen.group,
+                    "queue group; each request goes to one member; by default that of the library")
+        ->type_name("NAME")
+        ->check(check)
+        ->needs(subject);
+}
+
 void add_answer(CLI::App& verb, Serve_options& chosen) {
     CLI::Option* const reply = verb.add_option("--reply", chosen.reply,
                                                "file with the reply to every request, in any form")
@@ -119,7 +164,7 @@ void add_answer(CLI::App& verb, Serve_options& chosen) {
 }
 
 std::string serve_limits() {
-    return "The server keeps at most " + std::to_string(Server::most_clients) +
+    return "Over TCP, the server keeps at most " + std::to_string(Server::most_clients) +
            " connections at a time, and at most one for every two descriptors that the process may "
            "have (ulimit -Hn). When it has no room for a new connection, it closes the longest "
            "idle one. It closes a connection whose client takes no byte of a reply for " +
@@ -134,11 +179,13 @@ std::string serve_limits() {
 void add_serve(CLI::App& app, Work& work) {
     auto const chosen = std::make_shared<Serve_options>();
     CLI::App& verb = *app.add_subcommand(
-        "serve", "Print messages that arrive over TCP and reply to each request with its own body");
+        "serve",
+        "Print messages that arrive over TCP or NATS and reply to each request with its own body");
     add_listen(verb, *chosen);
     add_to(verb, chosen->to, chosen->writing, "tcl");
     add_answer(verb, *chosen);
     add_seconds(verb, "--idle", "time after which an idle connection is closed", chosen->idle);
+    add_subject(verb, *chosen);
     add_max_text_of_strangers(verb, chosen->writing.max_text);
     add_limits(verb, chosen->limits);
     verb.footer(serve_limits());
