@@ -4,6 +4,7 @@
 nats_server=$2
 broker=
 processes=
+listens='listening on'
 trap 'kill $processes $broker 2>/dev/null || :; rm -rf "$work"' EXIT
 
 "$nats_server" -a 127.0.0.1 -p -1 --ports_file_dir "$work" >broker.log 2>&1 & broker=$!
@@ -23,7 +24,7 @@ begin() {
     "$program" "$verb" "$at/$subject" "$@" >"$name.out" 2>"$name.err" & last=$!
     processes="$processes $last"
     tries=0
-    until grep -Fqx "tmsg: listening on $at/$subject" "$name.err"; do
+    until grep -Fqx "tmsg: $listens $at/$subject" "$name.err"; do
         kill -0 $last 2>/dev/null && [ $tries -lt 200 ] || fail "$name did not start: $(cat "$name.err")"
         tries=$((tries + 1))
         sleep 0.05
@@ -84,4 +85,72 @@ call nats://127.0.0.1:1/a..b message.tcl|HOST:PORT: no address of the form nats:
 call nats://127.0.0.1:1/a.* message.tcl|HOST:PORT: a subject with a wildcard: nats://127.0.0.1:1/a.*; see tmsg --help
 serve nats://127.0.0.1:1/s --port 1|--port excludes ADDRESS; see tmsg --help
 serve --group workers|--group requires ADDRESS; see tmsg --help
+tap nats://127.0.0.1:1/s --listen 1|--listen excludes ADDRESS; see tmsg --help
 END
+
+# What the tap shows and saves. It changes nothing.
+time='[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\.[0-9]{6}'
+# has COUNT PATTERN: so many whole lines match, once the tap has printed them.
+has() {
+    tries=0
+    while [ "$(grep -Exc "$2" tap.out)" -ne "$1" ]; do
+        [ $tries -lt 100 ] || fail "not $1 lines of $2: $(cut -c 1-200 tap.out | head -n 60)"
+        tries=$((tries + 1))
+        sleep 0.1
+    done
+}
+{ printf 'response {struct {} struct {data {binary 3000000 "'; seq 900000 | head -c 3000000; printf '"}}}'; } >large.tcl
+begin echo shop.echo serve --delay 50
+echo=$last
+begin large shop.large serve --reply large.tcl
+large=$last
+listens=watching
+begin tap 'shop.>' tap --to json --save captures
+tap=$last
+listens='listening on'
+run 0 call "$at/shop.echo" message.tcl
+has 1 "$time #1 caller _INBOX\.[0-9A-Za-z]+"
+has 1 "$time #1 > request add seq 1, 43 bytes"
+has 1 '\{"name": "add", "request": \[\{"a": 1\}, \{"s": "x y"\}\]\}'
+has 1 "$time #1 < response add seq 1, 26 bytes, ([5-9]|[1-9][0-9]+)[0-9]\.[0-9]{3} ms"
+has 1 '\{"response": \[\{\}, \{"s": "x y"\}\]\}'
+make direct.json call "$at/shop.echo" --to json --chunk-size 1000000 big.tcl
+has 1 "$time #2 > claim seq 1"
+has 1 "$time #2 > chunk 4 seq 1, 1000008 bytes"
+has 1 "$time #2 > request big seq 1, 5000074 bytes"
+has 1 "$time #2 < response big seq 1, [0-9]+ bytes, [0-9.]+ ms"
+make sent.chunks convert --from tcl --to chunks --chunk-size 1000000 big.tcl
+cmp -s sent.chunks captures/2-to-upstream.chunks || fail "the capture is not what was sent"
+run 0 convert --from chunks --to json captures/2-to-client.chunks
+cmp -s out direct.json || fail "the capture is not what came back"
+run 0 inspect captures/1-to-client.chunks && shows 's: string[3] "x y"'
+run 0 call "$at/shop.large" message.tcl
+has 1 "$time #3 < response add seq 1, [0-9]{7} bytes, [0-9.]+ ms"
+has 1 "$time #3 > credit 9 seq 1"
+run 0 call "$at/shop.echo" --repeat 300 --parallel 30 message.tcl
+has 300 "$time #4 > request add seq [0-9]+, 43 bytes"
+has 300 "$time #4 < response add seq [0-9]+, 26 bytes, [0-9]+\.[0-9]{3} ms"
+# Damage, a request that comes again, and one that a tap alone gets.
+make message.chunks convert --from tcl --to chunks --seq 7 message.tcl
+{
+    printf 'CONNECT {}\r\nPUB shop.none _INBOX.stranger.7 5\r\nhello\r\n'
+    for i in 1 2; do
+        printf 'PUB shop.none _INBOX.stranger.7 43\r\n'
+        cat message.chunks
+        printf '\r\n'
+    done
+    printf 'PUB _INBOX.stranger.7 2\r\nno\r\nPUB _INBOX.another.7 2\r\nno\r\nPING\r\n'
+} >strange
+bash -c 'exec 3<>/dev/tcp/127.0.0.1/$0 && cat strange >&3 && until read -r -u 3 line && [[ $line = PONG* ]]; do :; done' "$port"
+has 1 "$time #5 > damaged: payload of 5 bytes that is no chunk of a whole message \(seq 7\)"
+has 1 "$time #5 > request add seq 7, 43 bytes"
+has 1 "$time #5 > request add seq 7, 43 bytes, again"
+has 1 "$time #5 < damaged: payload of 2 bytes that is no chunk of a whole message \(seq 7\)"
+# Requests beside the tap's subject are not shown.
+begin other other serve
+run 0 call "$at/other" message.tcl
+[ "$(grep -c '#6' tap.out)" -eq 0 ] || fail "another subject is shown"
+finish other $last TERM
+finish echo $echo TERM
+finish large $large TERM
+finish tap $tap INT

@@ -13,6 +13,7 @@
 #include "nats/place.h"
 #include "net/answering.h"
 #include "net/load.h"
+#include "net/traffic_lines.h"
 
 /// Throws Failure when the program is built without NATS.
 void check_nats_is_built(std::string const& address);
@@ -36,3 +37,15 @@ struct Nats_serving {
 /// Serves until SIGINT, SIGTERM or SIGHUP comes, and then answers what it has. Throws Failure when
 /// it cannot connect or standard output fails.
 void serve_over_nats(Nats_serving& serving);
+
+struct Nats_watching {
+    Nats_place place;
+    std::string inboxes;   ///< what the names of all inboxes begin with
+    std::string captures;  ///< a folder, or empty
+    Traffic_lines lines;
+    Tm_limits limits;
+};
+
+/// Shows the traffic of the subject until SIGINT, SIGTERM or SIGHUP comes. Throws what
+/// serve_over_nats() throws.
+void watch_nats(Nats_watching& watching);

@@ -38,7 +38,11 @@ public:
         service_.on_any([this](Message const& request) { return answer(request); });
     }
 
-    void start() { service_.start(); }
+    void start() {
+        service_.start();
+        Lock const lock(mutex_);
+        note("listening on " + serving_.place.name());
+    }
 
     /// Answers the requests that have come.
     void end() {
@@ -77,7 +81,7 @@ private:
             return Message::fault(fault.code(), fault.text());
         } catch (Output_failure const& failure) {
             stop_.fail(std::current_exception());
-            return Message::fault(no_answer, failure.what());
+            return Message::fault(no_answer, failure.text);
         } catch (std::exception const& error) {
             report(text_of(error));
             return Message::fault(no_answer, text_of(error));
@@ -102,7 +106,6 @@ void serve_over_nats(Nats_serving& serving) {
     Stop stop;
     Nats_server server(serving, stop);
     server.start();
-    note("listening on " + serving.place.name());
     stop.wait();
     server.end();
     stop.check();

@@ -52,7 +52,7 @@ bool Wake::wait(std::chrono::nanoseconds longest) const {
     return true;
 }
 
-Stop::Stop() : signals_(open_signals()) {}
+Stop::Stop() : blocked_(std::in_place), signals_(open_signals()) {}
 
 void Stop::fail(std::exception_ptr failure) {
     std::lock_guard<std::mutex> const lock(mutex_);
@@ -65,9 +65,12 @@ void Stop::wait() {
     while (wait_for(handles, long_time) && handles[0].revents == 0 && handles[1].revents == 0) {
         continue;
     }
-    // A signal that was taken does not come again when signals are let in.
+    // A signal that was taken does not come again when signals are let in. A further one ends the
+    // process at once.
     signalfd_siginfo taken = {};
     [[maybe_unused]] ssize_t const got = ::read(signals_.get(), &taken, sizeof taken);
+    for (int const number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, SIG_DFL);
+    blocked_.reset();
     check();
 }
 

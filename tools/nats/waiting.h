@@ -4,6 +4,7 @@
 #include <chrono>
 #include <exception>
 #include <mutex>
+#include <optional>
 
 #include "io/system.h"
 
@@ -37,13 +38,14 @@ public:
 
     /// Ends wait(), which throws the first failure. Any thread may call it.
     void fail(std::exception_ptr failure);
-    /// Waits for one of the signals. Throws the failure.
+    /// Waits for one of the signals. Afterwards, a further signal ends the process at once. Throws
+    /// the failure.
     void wait();
     /// Throws the failure if there is one.
     void check();
 
 private:
-    Blocked_signals blocked_;
+    std::optional<Blocked_signals> blocked_;
     Descriptor signals_;
     Wake failed_;
     std::mutex mutex_;

@@ -18,3 +18,4 @@ std::unique_ptr<Message> call_over_nats(Load_plan const& plan, Temporary_files&)
 
 Load_result load_over_nats(Load_plan const& plan) { refuse(plan.address); }
 void serve_over_nats(Nats_serving& serving) { refuse(serving.place.name()); }
+void watch_nats(Nats_watching& watching) { refuse(watching.place.name()); }

@@ -10,10 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "net/direction.h"
 #include "net/listener.h"
 #include "net/relay.h"
-
-enum class Direction { to_upstream, to_client };
 
 /// Sees what a proxy does. An exception of an operation ends the proxy.
 class Proxy_watcher {

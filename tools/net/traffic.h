@@ -3,19 +3,15 @@
 
 #include <tmsg/tmsg.h>
 
-#include <chrono>
 #include <cstddef>
-#include <ctime>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 
-#include "forms/form.h"
-#include "forms/writer.h"
 #include "net/capture_file.h"
 #include "net/proxy.h"
 #include "net/stream_watch.h"
+#include "net/traffic_lines.h"
 
 /// Prints a line for each message, with the time that a call took, and for each damage. Saves what
 /// passes in files.
@@ -23,12 +19,10 @@ class Traffic : public Proxy_watcher {
 public:
     explicit Traffic(Tm_limits const& limits) : limits_(limits) {}
 
-    /// Makes it print lines. Without this call it prints nothing.
-    void show() { is_shown_ = true; }
-    /// Makes it print each message in this form, too.
-    void print_as(Form form, Writing const& writing);
+    /// What prints the lines.
+    Traffic_lines& lines() { return lines_; }
     /// Makes it save what passes in new files in this folder, which it makes. Throws Failure.
-    void save_in(std::string const& folder);
+    void save_in(std::string const& folder) { captures_ = Capture_folder(folder); }
 
     int begin(std::string const& client) override;
     void pass(int connection, Direction direction, unsigned char const* data,
@@ -38,7 +32,7 @@ public:
     void close(int connection) override;
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Clock = Traffic_lines::Clock;
 
     /// A request that waits for its answer.
     struct Call {
@@ -57,27 +51,14 @@ private:
         Stream& operator[](Direction direction);
     };
 
-    /// The moment of an event, by both clocks.
-    struct Moment {
-        timespec time;
-        Clock::time_point steady;
-    };
-
-    void note_moment();
-    void open_files(int connection, Talk& talk) const;
     std::unique_ptr<Stream_watch> watch(int connection, Direction direction);
     void take(Message& message, std::size_t bytes, int connection, Direction direction);
-    std::string text_of_request(Message const& message, std::size_t bytes, Stream& stream);
-    std::string text_of_answer(Message const& message, std::size_t bytes, Stream& calling) const;
-    void print(Message& message);
-    void write_line(int connection, std::string const& text) const;
+    std::string take_request(Message const& message, std::size_t bytes, Stream& stream) const;
+    std::string take_answer(Message const& message, std::size_t bytes, Stream& calling) const;
 
     Tm_limits limits_;
-    bool is_shown_ = false;
-    std::optional<Form> form_;
-    Writing writing_;
-    std::string folder_;  ///< empty when nothing is saved
-    Moment moment_ = {};  ///< of the event that is being shown
-    int last_ = 0;        ///< the number of the last connection
+    Traffic_lines lines_;
+    Capture_folder captures_;
+    int last_ = 0;  ///< the number of the last connection
     std::map<int, Talk> talks_;
 };
