@@ -24,6 +24,7 @@ std::optional<To> tm_exact(From number) {
         auto const rounded = static_cast<To>(number);
         return tm_exact<From>(rounded) == number ? std::optional<To>(rounded) : std::nullopt;
     } else {
+        // NOLINTNEXTLINE(bugprone-signed-char-misuse,cert-str34-c): signed char is a number here
         auto const converted = static_cast<To>(number);
         bool const fits =
             static_cast<From>(converted) == number && (converted < To{}) == (number < From{});
