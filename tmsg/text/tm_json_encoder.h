@@ -59,9 +59,8 @@ private:
 /// the message with `"__SNIPPED__" : true`. It cuts only members and byte strings, so other values
 /// can make the text longer than the limit by any amount. A byte string that is cut before its last
 /// piece has no closing quote and brace.
-/// The encoder escapes each byte outside of printable ASCII, some as \n and the like and the others
-/// as \u00XX. It does not escape the names of members.
-/// Every event returns true.
+/// The encoder escapes each byte outside of printable ASCII, some as `\n` and the like and the
+/// others as `\u00XX`. It does not escape the names of members. Every event returns true.
 class TMSG_API Tm_json_encoder : public Tm_folded_events<Tm_json_encoder, Tm_text_encoder> {
 public:
     /// `limit` is the size limit in bytes of text.
