@@ -62,8 +62,10 @@ void Stop::fail(std::exception_ptr failure) {
 
 void Stop::wait() {
     std::vector<pollfd> handles = {{signals_.get(), POLLIN, 0}, {failed_.handle(), POLLIN, 0}};
-    while (wait_for(handles, long_time) && handles[0].revents == 0 && handles[1].revents == 0) {
-        continue;
+    bool must_end = false;
+    while (!must_end) {
+        bool const is_signalled = !wait_for(handles, long_time);
+        must_end = is_signalled || handles[0].revents != 0 || handles[1].revents != 0;
     }
     // A signal that was taken does not come again when signals are let in. A further one ends the
     // process at once.
