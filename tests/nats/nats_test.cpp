@@ -286,6 +286,26 @@ TEST(Nats, AnswersNothingWhenNobodyWaits) {
     EXPECT_EQ(0U, service.counters().answered);
 }
 
+TEST(Nats, MayBeWatchedWhileItStartsAndStops) {
+    Nats_server const server;
+    for (int round = 0; round < 20; ++round) {
+        Tm_nats_service service(service_options(server));
+        std::atomic<bool> is_over{false};
+        std::thread watcher([&] {
+            while (!is_over) {
+                EXPECT_EQ(0U, service.counters().in_work);
+                std::ignore = service.is_connected();
+            }
+        });
+        service.start();
+        EXPECT_TRUE(service.is_connected());
+        service.stop();
+        EXPECT_FALSE(service.is_connected());
+        is_over = true;
+        watcher.join();
+    }
+}
+
 TEST(Nats, RefusesOptionsAndServers) {
     Nats_server const server("authorization: {user: amy, password: secret}\n");
     auto options = service_options(server);

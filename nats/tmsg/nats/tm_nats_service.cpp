@@ -14,10 +14,15 @@ auto Tm_nats_service::State::without_id(Method_with_id method) -> Method {
 
 void Tm_nats_service::State::start() {
     if (is_started_) throw Tm_nats_exception("service that was started before");
-    link_ = std::make_unique<Tm_nats_link>(options_, [] {});
+    auto link = std::make_unique<Tm_nats_link>(options_, [] {});
+    std::vector<Work*> in_work(options_.threads, nullptr);
+    {
+        Lock const lock(mutex_);
+        link_ = std::move(link);
+        in_work_ = std::move(in_work);
+    }
     is_started_ = true;
     try {
-        in_work_.assign(options_.threads, nullptr);
         for (std::size_t i = 0; i < options_.threads; ++i) {
             threads_.emplace_back([this, i] { work_on(i); });
         }

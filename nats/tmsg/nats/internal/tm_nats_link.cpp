@@ -153,29 +153,37 @@ Tm_nats_link::Tm_nats_link(Tm_nats_connection const& options, std::function<void
     set_identity(made, options);
     set_tls(made, options);
     set_times(made, options);
-    check(natsOptions_SetReconnectedCB(
-              made,
-              [](natsConnection* again, void* self) {
-                  auto* const link = static_cast<Tm_nats_link*>(self);
-                  link->learn_payload_limit(again);
-                  link->on_reconnected_();
-              },
-              this),
-          "reconnecting");
-    check(natsOptions_SetClosedCB(
-              made,
-              [](natsConnection*, void* self) { static_cast<Tm_nats_link*>(self)->closed_.set(); },
-              this),
-          "closing");
-    // The default writes each error to standard error.
-    check(natsOptions_SetErrorHandler(
-              made, [](natsConnection*, natsSubscription*, natsStatus, void*) {}, nullptr),
-          "errors");
+    watch(made);
     natsConnection* connection = nullptr;
     check(natsConnection_Connect(&connection, made),
           "cannot connect to " + joined(options.servers));
     connection_.reset(connection);
     learn_payload_limit(connection);
+}
+
+/// libnats calls the handlers of a connection one after another.
+void Tm_nats_link::watch(natsOptions* options) {
+    auto const on_lost = [](natsConnection*, void* self) {
+        static_cast<Tm_nats_link*>(self)->is_connected_ = false;
+    };
+    auto const on_again = [](natsConnection* again, void* self) {
+        auto* const link = static_cast<Tm_nats_link*>(self);
+        link->learn_payload_limit(again);
+        link->is_connected_ = true;
+        link->on_reconnected_();
+    };
+    auto const on_closed = [](natsConnection*, void* self) {
+        auto* const link = static_cast<Tm_nats_link*>(self);
+        link->is_connected_ = false;
+        link->closed_.set();
+    };
+    check(natsOptions_SetDisconnectedCB(options, on_lost, this), "losing the connection");
+    check(natsOptions_SetReconnectedCB(options, on_again, this), "reconnecting");
+    check(natsOptions_SetClosedCB(options, on_closed, this), "closing");
+    // The default writes each error to standard error.
+    check(natsOptions_SetErrorHandler(
+              options, [](natsConnection*, natsSubscription*, natsStatus, void*) {}, nullptr),
+          "errors");
 }
 
 Tm_nats_link::~Tm_nats_link() { close(); }
@@ -212,8 +220,4 @@ bool Tm_nats_link::publish(std::string const& subject, std::string const& reply,
 
 void Tm_nats_link::flush(std::chrono::milliseconds time) {
     natsConnection_FlushTimeout(connection_.get(), std::max<std::int64_t>(time.count(), 1));
-}
-
-bool Tm_nats_link::is_connected() const {
-    return natsConnection_Status(connection_.get()) == NATS_CONN_STATUS_CONNECTED;
 }

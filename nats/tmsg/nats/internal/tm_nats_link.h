@@ -98,7 +98,8 @@ public:
 
     /// The most bytes after the chunk header that the server takes in one payload.
     std::size_t most_chunk_payload() const { return most_chunk_payload_; }
-    bool is_connected() const;
+    /// Does not wait, unlike operations of libnats while it connects again.
+    bool is_connected() const { return is_connected_; }
     /// Returns a subject that nobody else has. What is below it is free, too.
     std::string const& inbox() const { return inbox_; }
     std::uint64_t bytes_published() const { return bytes_published_; }
@@ -108,10 +109,12 @@ private:
         void operator()(natsConnection* connection) const { natsConnection_Destroy(connection); }
     };
 
+    void watch(natsOptions* options);
     void learn_payload_limit(natsConnection* connection);
 
     std::function<void()> on_reconnected_;
     std::string inbox_;
+    std::atomic<bool> is_connected_{true};
     std::atomic<std::size_t> most_chunk_payload_{0};
     std::atomic<std::uint64_t> bytes_published_{0};
     Tm_nats_event closed_;

@@ -51,7 +51,10 @@ public:
     bool drain(std::chrono::milliseconds time);
     void stop();
     Tm_nats_service_counters counters() const;
-    bool is_connected() const { return link_ != nullptr && link_->is_connected(); }
+    bool is_connected() const {
+        Lock const lock(mutex_);
+        return link_ != nullptr && link_->is_connected();
+    }
 
 private:
     /// What to do for a request: its payload, or a large one that has arrived.
