@@ -219,6 +219,29 @@ TEST(Nats_faults, KeepsDeadlinesWhileTheServerStandsStill) {
     EXPECT_EQ(0U, caller.waiting());
 }
 
+/// Then libnats tries to connect again and again, each time until its time limit.
+TEST(Nats_faults, KeepsDeadlinesWhileTheConnectionIsLost) {
+    Nats_server const server(small_payloads);
+    Running_service service(service_options(server));
+    auto options = caller_options(server);
+    options.ping_interval = 100ms;
+    Tm_nats_caller caller(options);
+    EXPECT_TRUE(is_echoed(caller, "before"));
+    server.send(SIGSTOP);
+    EXPECT_TRUE(comes_true([&] { return !caller.is_connected(); }));
+    auto const end = in(3s);
+    while (Clock::now() < end) {
+        auto const deadline = in(100ms);
+        std::string why;
+        EXPECT_EQ(nullptr, caller.call(echo_request(""), deadline, &why));
+        EXPECT_EQ("not connected", why);
+        EXPECT_GT(deadline + slack, Clock::now());
+    }
+    EXPECT_EQ(0U, caller.counters().retries);
+    server.send(SIGCONT);
+    EXPECT_TRUE(is_echoed(caller, "after"));
+}
+
 TEST(Nats_faults, WaitsForAWorkerUntilTheDeadline) {
     Nats_server const server(small_payloads);
     Tm_nats_caller caller(caller_options(server));

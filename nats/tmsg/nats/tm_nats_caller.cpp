@@ -38,7 +38,7 @@ void Tm_nats_caller::State::on_reconnected() {
     Lock const lock(mutex_);
     auto const soon = Clock::now() + options_.first_pause;
     for (auto const& [seq_no, call] : calls_) {
-        if (!call->is_paused && call->due > soon) set_due(*call, soon);
+        if (call->due > soon) set_due(*call, soon);
     }
 }
 

@@ -74,7 +74,8 @@ public:
     /// The port of `request.header` travels with the request. The caller of call() removes the
     /// files that the answer brought (tm_remove_received_files()).
     /// Throws what Tm_chunk_source throws. When a server takes no bytes, call() may return later
-    /// than the deadline, by at most `write_timeout`.
+    /// than the deadline, by at most `write_timeout` and `connect_timeout` together: libnats holds
+    /// up a thread that publishes when it finds the connection lost.
     std::unique_ptr<Message> call(Message const& request, time_point deadline,
                                   std::string* why = nullptr);
 

@@ -75,7 +75,7 @@ void Tm_nats_caller::State::begin(Pointer const& call) {
 /// Forgets the call when its request cannot be sent.
 void Tm_nats_caller::State::make_first_try(Pointer const& call) {
     try {
-        send(*call);
+        if (is_ready(*call)) send(*call);
     } catch (...) {
         Lock const lock(mutex_);
         bool const waits = caller_.cancel(call->seq_no);
@@ -88,14 +88,27 @@ void Tm_nats_caller::State::make_first_try(Pointer const& call) {
 }
 
 void Tm_nats_caller::State::make_try(Pointer const& call) {
+    if (!is_ready(*call)) return;
     Lock lock(mutex_);
     if (call->is_done) return;
-    ++call->tries;
-    tm_nats_add(numbers_.retries);
+    if (call->tries++ > 0) tm_nats_add(numbers_.retries);
     call->is_paused = false;
     set_due(*call, Clock::now() + options_.silence);
     lock.unlock();
     send(*call);
+}
+
+/// Returns false while there is no connection. Then the call waits for the next one, because
+/// libnats can hold up a thread that publishes while it connects, beyond the deadline of the call.
+bool Tm_nats_caller::State::is_ready(Call& call) {
+    if (link_->is_connected()) return true;
+    Lock const lock(mutex_);
+    if (call.is_done) return false;
+    if (!call.is_paused) --call.tries;
+    call.is_paused = true;
+    call.why = "not connected";
+    set_due(call, Clock::now() + options_.longest_pause);
+    return false;
 }
 
 void Tm_nats_caller::State::send(Call& call) {
@@ -191,7 +204,7 @@ void Tm_nats_caller::State::tell_done(Pointer first) {
 }
 
 void Tm_nats_caller::State::refuse(std::string const& peer, std::string_view why) {
-    if (peer.empty()) return;
+    if (peer.empty() || !link_->is_connected()) return;
     link_->publish(peer, {}, tm_nats_control(Tm_nats_kind::refused, 0, why));
 }
 

@@ -61,7 +61,6 @@ private:
         milliseconds pause{0};
         Clock::time_point due;  ///< the next try after a pause, else the end of patience
         std::optional<Clock::time_point> alarm;  ///< `due` as the alarms have it
-        bool is_large = false;
         std::shared_ptr<Tm_nats_sending> sending;
         bool is_sent = false;
         std::string peer;  ///< the service that takes the large request
@@ -97,6 +96,7 @@ private:
     void begin(Pointer const& call);
     void make_first_try(Pointer const& call);
     void make_try(Pointer const& call);
+    bool is_ready(Call& call);
     void send(Call& call);
     void step(Pointer const& call);
     void fail_try(Call& call, std::string why);
