@@ -223,6 +223,7 @@ TEST(Nats_faults, KeepsDeadlinesWhileTheServerStandsStill) {
 TEST(Nats_faults, KeepsDeadlinesWhileTheConnectionIsLost) {
     Nats_server const server(small_payloads);
     Running_service service(service_options(server));
+    Nats_server const second;
     auto options = caller_options(server);
     options.ping_interval = 100ms;
     Tm_nats_caller caller(options);
@@ -238,6 +239,10 @@ TEST(Nats_faults, KeepsDeadlinesWhileTheConnectionIsLost) {
         EXPECT_GT(deadline + slack, Clock::now());
     }
     EXPECT_EQ(0U, caller.counters().retries);
+    Running_service other(service_options(second));
+    second.send(SIGSTOP);
+    std::this_thread::sleep_for(50ms);
+    EXPECT_FALSE(other.drain(100ms));
     server.send(SIGCONT);
     EXPECT_TRUE(is_echoed(caller, "after"));
 }

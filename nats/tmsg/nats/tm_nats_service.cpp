@@ -46,15 +46,15 @@ bool Tm_nats_service::State::drain(std::chrono::milliseconds time) {
         Lock const lock(mutex_);
         is_draining_ = true;
     }
-    subject_->drain(time);
+    bool const has_left = subject_->drain(time);
     Lock lock(mutex_);
     bool const is_done = changed_.wait_until(lock, deadline, [this] { return is_idle(); });
     lock.unlock();
     auto const left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-    link_->flush(std::max(left, std::chrono::milliseconds(1)));
+    bool const is_sent = link_->flush(left);
     stop();
-    return is_done;
+    return has_left && is_done && is_sent;
 }
 
 void Tm_nats_service::State::stop() {

@@ -101,7 +101,8 @@ public:
     void start();
 
     /// Leaves the group, finishes all requests that it has got, and answers them. Then does what
-    /// stop() does. Returns false when the time was too short for that: the rest is dropped.
+    /// stop() does, which may take longer. Returns false when the time was too short for that: the
+    /// rest is dropped. Also returns false when the server did not confirm that it got the answers.
     bool drain(std::chrono::milliseconds time);
 
     /// Leaves the group, waits for the methods that run, drops all other requests, removes their

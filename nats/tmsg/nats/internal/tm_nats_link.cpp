@@ -138,10 +138,11 @@ Tm_nats_link::Subscription::~Subscription() {
     natsSubscription_Destroy(subscription_);
 }
 
-void Tm_nats_link::Subscription::drain(std::chrono::milliseconds time) {
+bool Tm_nats_link::Subscription::drain(std::chrono::milliseconds time) {
     auto const limit = std::max<std::int64_t>(time.count(), 1);
-    if (natsSubscription_DrainTimeout(subscription_, limit) != NATS_OK) return;
-    natsSubscription_WaitForDrainCompletion(subscription_, limit);
+    return natsSubscription_DrainTimeout(subscription_, limit) == NATS_OK &&
+           natsSubscription_WaitForDrainCompletion(subscription_, limit) == NATS_OK &&
+           natsSubscription_DrainCompletionStatus(subscription_) == NATS_OK;
 }
 
 Tm_nats_link::Tm_nats_link(Tm_nats_connection const& options, std::function<void()> on_reconnected)
@@ -218,6 +219,7 @@ bool Tm_nats_link::publish(std::string const& subject, std::string const& reply,
     return true;
 }
 
-void Tm_nats_link::flush(std::chrono::milliseconds time) {
-    natsConnection_FlushTimeout(connection_.get(), std::max<std::int64_t>(time.count(), 1));
+bool Tm_nats_link::flush(std::chrono::milliseconds time) {
+    auto const limit = std::max<std::int64_t>(time.count(), 1);
+    return natsConnection_FlushTimeout(connection_.get(), limit) == NATS_OK;
 }

@@ -65,8 +65,9 @@ public:
         Subscription& operator=(Subscription const&) = delete;
         ~Subscription();
 
-        /// Ends the interest, and waits until the handler has got all that came before.
-        void drain(std::chrono::milliseconds time);
+        /// Ends the interest, and waits until the handler has got all that came before. Returns
+        /// false when the server has not confirmed it in time.
+        bool drain(std::chrono::milliseconds time);
 
     private:
         Message_handler on_message_;
@@ -93,8 +94,8 @@ public:
     bool publish(std::string const& subject, std::string const& reply, std::string_view data) {
         return publish(subject, reply, data.data(), data.size());
     }
-    /// Waits until the server has got what was published.
-    void flush(std::chrono::milliseconds time);
+    /// Waits until the server has got what was published. Returns false when it has not in time.
+    bool flush(std::chrono::milliseconds time);
 
     /// The most bytes after the chunk header that the server takes in one payload.
     std::size_t most_chunk_payload() const { return most_chunk_payload_; }
