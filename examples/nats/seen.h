@@ -29,10 +29,13 @@ public:
     Seen_requests(std::size_t most, std::chrono::milliseconds age) : most_(most), age_(age) {}
 
     /// Returns a method that runs `method` once for each request. A repetition waits for the first
-    /// run, and gets its answer or its fault. The table must live as long as the method.
+    /// run, and gets its answer or its fault. Requests without an identity are all different,
+    /// because their callers wait for no answer and repeat nothing. The table must live as long as
+    /// the method.
     Tm_nats_service::Method_with_id once(Tm_nats_service::Method method) {
         return [this, method = std::move(method)](Message const& request,
                                                   Tm_nats_request const& about) {
+            if (about.id.empty()) return method(request);
             std::promise<Message> promise;
             auto const [answer, is_first] = find_or_add(std::string(about.id), promise);
             if (!is_first) {

@@ -1,4 +1,5 @@
 /// Calls over a real nats-server while nothing fails.
+#include "../../examples/nats/seen.h"
 #include "nats_support.h"
 
 namespace {
@@ -284,6 +285,34 @@ TEST(Nats, AnswersNothingWhenNobodyWaits) {
     Stranger(server).publish_without_reply("test", tm_to_chunks(Message::request("unknown"), 1, 1000));
     EXPECT_TRUE(comes_true([&] { return seen == 1; }));
     EXPECT_EQ(0U, service.counters().answered);
+}
+
+/// Needs no server.
+TEST(Nats, TableOfSeenRequestsForgetsTheOldest) {
+    Seen_requests seen(2, 1h);
+    int runs = 0;
+    auto const method = seen.once([&](Message const&) -> Message {
+        if (++runs == 1) throw Tm_fault_exception(1, "first");
+        return Message::request(std::to_string(runs));
+    });
+    Message const request = Message::request("a");
+    auto const name = [&](char const* id) { return method(request, {id}).get_request_name(); };
+    EXPECT_THROWS("first", name("x.1"));
+    EXPECT_THROWS("first", name("x.1"));
+    EXPECT_EQ("2", name("x.2"));
+    EXPECT_EQ("2", name("x.2"));
+    EXPECT_EQ("3", name("x.3"));
+    EXPECT_EQ("4", name("x.1"));
+    EXPECT_EQ(2U, seen.size());
+    EXPECT_EQ(2U, seen.repeated());
+    // Nobody waits for these, so that none is the repetition of another.
+    EXPECT_EQ("5", name(""));
+    EXPECT_EQ("6", name(""));
+    Seen_requests brief(2, 0ms);
+    auto const again = brief.once([&](Message const&) { return Message::request(std::to_string(++runs)); });
+    again(request, {"y"});
+    std::this_thread::sleep_for(1ms);
+    EXPECT_EQ("8", again(request, {"y"}).get_request_name());
 }
 
 TEST(Nats, MayBeWatchedWhileItStartsAndStops) {
