@@ -56,7 +56,7 @@ void Tm_nats_caller::State::begin(Pointer const& call) {
     Lock const lock(mutex_);
     if (is_ending_) throw Tm_nats_exception("the caller ended");
     call->seq_no = caller_.start(call->deadline, on_end);
-    if (call->seq_no < last_seq_no_) ++rounds_;
+    if (call->seq_no <= last_seq_no_) ++rounds_;
     last_seq_no_ = call->seq_no;
     call->number = rounds_ * (std::uint64_t{Tm_header::MAX_SEQ_NO} + 1) + call->seq_no;
     try {

@@ -57,18 +57,20 @@ void Tm_nats_caller::State::on_answer(Call& call, std::string_view payload) {
 void Tm_nats_caller::State::on_chunk(Call& call, std::uint32_t position,
                                      Tm_nats_message const& message) {
     std::string const from(message.reply());
+    auto const header = tm_nats_read_chunk(message.payload());
+    bool const can_begin = position == 0 && !from.empty() && header && header->get_first_chunk() &&
+                           header->get_seq_no() == call.seq_no;
     Lock lock(mutex_);
     if (call.is_done) return;
-    if (call.receiving == nullptr && position == 0 && !from.empty()) {
+    if (call.receiving == nullptr && can_begin) {
         call.receiving = std::make_shared<Tm_nats_receiving>(from, call.seq_no, options_);
     }
     auto const receiving = call.receiving;
     lock.unlock();
     if (receiving == nullptr || receiving->peer() != from) {
         // A second service answers, or a stranger interferes.
-        tm_nats_add(position == 0 && tm_nats_read_chunk(message.payload()) ? numbers_.late
-                                                                           : numbers_.bad_payloads);
-        return position == 0 ? refuse(from, "another service answers") : void();
+        tm_nats_add(can_begin ? numbers_.late : numbers_.bad_payloads);
+        return can_begin ? refuse(from, "another service answers") : void();
     }
     using Step = Tm_nats_receiving::Step;
     Step const step = receiving->take(position, message.payload());
@@ -129,7 +131,8 @@ void Tm_nats_caller::State::on_credit(Pointer const& call, std::uint32_t allowed
         auto const step = sending->send_to(from, allowed);
         if (step == Tm_nats_sending::Step::failed) return fail_try(*call, "connection lost");
         lock.lock();
-        call->is_sent = call->is_sent || step == Tm_nats_sending::Step::finished;
+        // Another try may have begun meanwhile.
+        if (call->sending == sending) call->is_sent = step == Tm_nats_sending::Step::finished;
     } catch (std::bad_alloc const&) {
         fail_try(*call, "no memory");
     } catch (...) {

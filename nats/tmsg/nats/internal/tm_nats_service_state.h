@@ -75,7 +75,7 @@ private:
         Exchange(Exchange const&) = delete;
         Exchange& operator=(Exchange const&) = delete;
         ~Exchange() {
-            if (request != nullptr) tm_remove_received_files(*request);
+            if (request != nullptr) tm_nats_remove_files(*request);
         }
 
         std::unique_ptr<Message> request;

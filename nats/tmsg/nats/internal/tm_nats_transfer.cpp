@@ -1,8 +1,10 @@
 #include "tmsg/nats/internal/tm_nats_transfer.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
+#include "tmsg/message/tm_children.h"
 #include "tmsg/nats/internal/tm_nats_frames.h"
 
 Tm_nats_sending::Tm_nats_sending(Tm_nats_link& link, Message const& message, unsigned int seq_no,
@@ -44,6 +46,10 @@ Tm_nats_receiving::Tm_nats_receiving(std::string peer, unsigned int seq_no,
                        Tm_header const&) { message_ = std::move(message); },
                 [this](int, unsigned int, std::string const& text) { error_ = text; },
                 options.limits) {}
+
+Tm_nats_receiving::~Tm_nats_receiving() {
+    if (message_ != nullptr) tm_nats_remove_files(*message_);
+}
 
 Tm_nats_receiving::Step Tm_nats_receiving::take(std::uint32_t position, std::string_view chunk) {
     auto const header = tm_nats_read_chunk(chunk);
@@ -97,6 +103,14 @@ std::unique_ptr<Tm_nats_whole_sender::Buffer> Tm_nats_whole_sender::take(std::si
 void Tm_nats_whole_sender::keep(std::unique_ptr<Buffer> buffer) {
     std::lock_guard<std::mutex> const lock(mutex_);
     if (kept_.size() < most_kept) kept_.push_back(std::move(buffer));
+}
+
+void tm_nats_remove_files(Message const& message) noexcept {
+    try {
+        tm_remove_received_files(message);
+    } catch (std::bad_alloc const&) {
+        // They stay.
+    }
 }
 
 void tm_nats_check(Tm_nats_connection const& connection, Tm_nats_transfer_options const& transfer,

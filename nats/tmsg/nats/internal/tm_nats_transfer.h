@@ -62,6 +62,10 @@ public:
     /// `peer` is where credits go to.
     Tm_nats_receiving(std::string peer, unsigned int seq_no,
                       Tm_nats_transfer_options const& options);
+    Tm_nats_receiving(Tm_nats_receiving const&) = delete;
+    Tm_nats_receiving& operator=(Tm_nats_receiving const&) = delete;
+    /// Removes the files of a message that nobody has taken.
+    ~Tm_nats_receiving();
 
     /// Takes a chunk. Throws std::bad_alloc.
     Step take(std::uint32_t position, std::string_view chunk);
@@ -109,6 +113,9 @@ private:
     std::mutex mutex_;
     std::vector<std::unique_ptr<Buffer>> kept_;
 };
+
+/// Removes the files that the message brought, as far as there is memory for it.
+void tm_nats_remove_files(Message const& message) noexcept;
 
 /// The error text of a decoder that could not make or write a file. Another machine may have room.
 inline bool tm_nats_is_local_failure(std::string_view error) {
