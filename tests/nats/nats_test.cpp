@@ -359,6 +359,16 @@ TEST(Nats, RefusesOptionsAndServers) {
     caller.window = 1;
     caller.subject.clear();
     EXPECT_THROWS("no subject", Tm_nats_caller{caller});
+    for (std::string const subject : {"a.*", "a..b", ">", "a b", "a\r\nPUB b 0\r\n"}) {
+        caller.subject = subject;
+        EXPECT_THROWS("subject " + subject + " to call", Tm_nats_caller{caller});
+    }
+    caller.subject = "a";
+    caller.servers = {"nats://amy:wrong@" + server.url().substr(7)};
+    caller.user.clear();
+    EXPECT_THROWS("cannot connect to " + server.url() + ": Authentication Violation", Tm_nats_caller{caller});
+    caller.key_file = "key.pem";
+    EXPECT_THROWS("certificate  with key key.pem: Invalid Argument", Tm_nats_caller{caller});
     Nats_server gone;
     gone.kill();
     EXPECT_THROWS("cannot connect to " + gone.url() + ": No server available for connection",

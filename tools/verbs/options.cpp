@@ -25,7 +25,7 @@ std::string check_target(std::string const& text) {
     if (!is_nats(text)) return check_address(text);
     std::string const error = check_nats(text);
     bool const is_many = error.empty() && parse_nats(text).has_wildcard();
-    return is_many ? "a subject with a wildcard: " + text : error;
+    return is_many ? "a subject with a wildcard: " + parse_nats(text).name() : error;
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 Tm_nats_caller::State::State(Tm_nats_caller_options options) : options_(std::move(options)) {
     tm_nats_check(options_, options_, options_.subject);
+    tm_nats_check_published(options_.subject);
     link_ = std::make_unique<Tm_nats_link>(options_, [this] { on_reconnected(); });
     inbox_ = link_->subscribe(link_->inbox() + ".>", {},
                               [this](Tm_nats_message const& message) { on_inbox(message); });

@@ -22,9 +22,20 @@ void check(natsStatus status, std::string const& what) {
 
 char const* text_or_null(std::string const& text) { return text.empty() ? nullptr : text.c_str(); }
 
-std::string joined(std::vector<std::string> const& words) {
+/// Leaves out the user and the password that the address of a server may have.
+std::string without_user(std::string const& server) {
+    std::size_t const begin = server.find("://");
+    std::size_t const host = begin == std::string::npos ? 0 : begin + 3;
+    std::size_t const at = server.rfind('@');
+    if (at == std::string::npos || at < host) return server;
+    return server.substr(0, host) + server.substr(at + 1);
+}
+
+std::string joined(std::vector<std::string> const& servers) {
     std::string text;
-    for (std::string const& word : words) text += (text.empty() ? "" : ", ") + word;
+    for (std::string const& server : servers) {
+        text += (text.empty() ? "" : ", ") + without_user(server);
+    }
     return text;
 }
 
@@ -49,15 +60,16 @@ void set_identity(natsOptions* to, Tm_nats_connection const& from) {
 }
 
 void set_tls(natsOptions* to, Tm_nats_connection const& from) {
-    bool const has_files = !from.ca_file.empty() || !from.certificate_file.empty();
+    bool const has_certificate = !from.certificate_file.empty() || !from.key_file.empty();
+    bool const has_files = !from.ca_file.empty() || has_certificate;
     if (from.use_tls || has_files) check(natsOptions_SetSecure(to, true), "TLS");
     if (!from.ca_file.empty()) {
         check(natsOptions_LoadCATrustedCertificates(to, from.ca_file.c_str()), from.ca_file);
     }
-    if (!from.certificate_file.empty()) {
-        check(natsOptions_LoadCertificatesChain(to, from.certificate_file.c_str(),
+    if (has_certificate) {
+        check(natsOptions_LoadCertificatesChain(to, text_or_null(from.certificate_file),
                                                 text_or_null(from.key_file)),
-              from.certificate_file);
+              "certificate " + from.certificate_file + " with key " + from.key_file);
     }
     if (!from.expected_host.empty()) {
         check(natsOptions_SetExpectedHostname(to, from.expected_host.c_str()), "expected host");

@@ -113,10 +113,38 @@ void tm_nats_remove_files(Message const& message) noexcept {
     }
 }
 
+namespace {
+
+/// A word of a subject is neither empty nor a wildcard, and has no space or line end.
+bool is_word(std::string_view word) {
+    bool const has_space = std::any_of(word.begin(), word.end(), [](unsigned char character) {
+        return character <= ' ' || character == 0x7F;
+    });
+    return !word.empty() && !has_space && word != "*" && word != ">";
+}
+
+bool is_subject_of_words(std::string_view subject) {
+    for (std::size_t dot = subject.find('.'); dot != std::string_view::npos;
+         dot = subject.find('.')) {
+        if (!is_word(subject.substr(0, dot))) return false;
+        subject.remove_prefix(dot + 1);
+    }
+    return is_word(subject);
+}
+
+}  // namespace
+
+void tm_nats_check_published(std::string const& subject) {
+    if (!is_subject_of_words(subject)) throw Tm_nats_exception("subject " + subject + " to call");
+}
+
 void tm_nats_check(Tm_nats_connection const& connection, Tm_nats_transfer_options const& transfer,
                    std::string const& subject) {
     if (connection.servers.empty()) throw Tm_nats_exception("no server");
     if (subject.empty()) throw Tm_nats_exception("no subject");
+    if (!is_subject_of_words(connection.inbox_prefix)) {
+        throw Tm_nats_exception("inbox prefix " + connection.inbox_prefix);
+    }
     if (transfer.chunk_size == 0) throw Tm_nats_exception("chunk size 0");
     if (transfer.window < 1 || transfer.window > 1000) {
         throw Tm_nats_exception("window " + std::to_string(transfer.window) +

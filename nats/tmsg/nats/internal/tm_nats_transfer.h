@@ -122,6 +122,9 @@ inline bool tm_nats_is_local_failure(std::string_view error) {
     return error.substr(0, 10) == "failed to ";
 }
 
-/// Throws Tm_nats_exception for options that have no use.
+/// Throws Tm_nats_exception for options that have no use. libnats takes any text as a subject to
+/// publish to, also one with line ends and further commands for the server.
 void tm_nats_check(Tm_nats_connection const& connection, Tm_nats_transfer_options const& transfer,
                    std::string const& subject);
+/// The same for a subject that a caller publishes to, which has no wildcards.
+void tm_nats_check_published(std::string const& subject);
