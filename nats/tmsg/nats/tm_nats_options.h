@@ -47,7 +47,8 @@ struct Tm_nats_connection {
     std::string inbox_prefix = "_INBOX";
 
     milliseconds connect_timeout{2000};
-    /// Between two tries of libnats to connect to the same server again. It never gives up.
+    /// Between two tries of libnats to connect to the same server again. It gives up only when a
+    /// server refuses who connects twice in a row. Then is_connected() stays false.
     milliseconds reconnect_pause{250};
     /// The connection counts as lost when the server takes no bytes for so long.
     milliseconds write_timeout{1000};
