@@ -112,6 +112,7 @@ TEST(Nats, AnswersWithFaults) {
     Nats_server const server;
     Running_service service(service_options(server), [](Tm_nats_service& one) {
         one.on("test.odd", [](Message const&) -> Message { throw 7; });
+        one.on("test.ask", [](Message const& request) { return request; });
     });
     Tm_nats_caller caller(caller_options(server));
     Message fail = Message::request("test.fail");
@@ -124,7 +125,8 @@ TEST(Nats, AnswersWithFaults) {
     Case const cases[] = {{fail, 77, "as it was asked for"},
                           {Message::request("test.none"), 1, "no method test.none"},
                           {Message::request("test.fail"), 2, "code not found in struct"},
-                          {Message::request("test.odd"), 2, "method failed"}};
+                          {Message::request("test.odd"), 2, "method failed"},
+                          {Message::request("test.ask"), 2, "method failed"}};
     for (Case const& one : cases) {
         auto const answer = caller.call(one.request, in(patience));
         ASSERT_NE(nullptr, answer);
@@ -132,8 +134,8 @@ TEST(Nats, AnswersWithFaults) {
         EXPECT_EQ(one.text, answer->get_fault_string());
     }
     EXPECT_TRUE(becomes_idle(service));
-    EXPECT_EQ(4U, service.counters().faults);
-    EXPECT_EQ(4U, caller.counters().answered);
+    EXPECT_EQ(5U, service.counters().faults);
+    EXPECT_EQ(5U, caller.counters().answered);
 }
 
 TEST(Nats, CallsHandlersOnce) {
@@ -356,6 +358,10 @@ TEST(Nats, RefusesOptionsAndServers) {
     EXPECT_THROWS("threads 0 out of range 1..1000", Tm_nats_service{options});
     caller.window = 0;
     EXPECT_THROWS("window 0 out of range 1..1000", Tm_nats_caller{caller});
+    caller.window = 8;
+    caller.silence = 0ms;
+    EXPECT_THROWS("silence of no time", Tm_nats_caller{caller});
+    caller.silence = 1s;
     caller.window = 1;
     caller.subject.clear();
     EXPECT_THROWS("no subject", Tm_nats_caller{caller});

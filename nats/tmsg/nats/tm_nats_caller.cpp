@@ -38,37 +38,55 @@ Tm_nats_caller::State::~State() {
 void Tm_nats_caller::State::on_reconnected() {
     Lock const lock(mutex_);
     auto const soon = Clock::now() + options_.first_pause;
-    for (auto const& [seq_no, call] : calls_) {
-        if (call->due > soon) set_due(*call, soon);
+    try {
+        for (auto const& [seq_no, call] : calls_) {
+            if (call->due > soon) set_due(*call, soon);
+        }
+    } catch (std::bad_alloc const&) {
+        // The others try again at their own time.
     }
 }
 
 void Tm_nats_caller::State::watch_time() {
+    constexpr milliseconds short_of_memory(10);
     Lock lock(mutex_);
     while (!is_ending_) {
-        auto const now = Clock::now();
-        caller_.expire(now);
-        std::vector<Pointer> due;
-        for (auto at = alarms_.begin(); at != alarms_.end() && at->first <= now; ++at) {
-            due.push_back(calls_.find(at->second)->second);
-        }
-        Pointer const done = std::move(done_);
-        lock.unlock();
-        tell_done(done);
-        for (Pointer const& call : due) step(call);
-        lock.lock();
-        next_look_ = caller_.next_deadline().value_or(time_point::max());
-        if (!alarms_.empty()) next_look_ = std::min(next_look_, alarms_.begin()->first);
-        if (is_ending_ || next_look_ <= Clock::now()) continue;
-        auto const is_woken = [&, look = next_look_] { return is_ending_ || next_look_ < look; };
-        if (next_look_ == time_point::max()) {
-            look_earlier_.wait(lock, is_woken);
-        } else {
-            look_earlier_.wait_until(lock, time_point(next_look_), is_woken);
+        try {
+            do_what_is_due(lock);
+            wait_for_next(lock);
+        } catch (std::bad_alloc const&) {
+            if (!lock.owns_lock()) lock.lock();
+            look_earlier_.wait_for(lock, short_of_memory);
         }
     }
     lock.unlock();
     nats_ReleaseThreadMemory();
+}
+
+void Tm_nats_caller::State::do_what_is_due(Lock& lock) {
+    auto const now = Clock::now();
+    caller_.expire(now);
+    std::vector<Pointer> due;
+    for (auto at = alarms_.begin(); at != alarms_.end() && at->first <= now; ++at) {
+        due.push_back(calls_.find(at->second)->second);
+    }
+    Pointer const done = std::move(done_);
+    lock.unlock();
+    tell_done(done);
+    for (Pointer const& call : due) step(call);
+    lock.lock();
+}
+
+void Tm_nats_caller::State::wait_for_next(Lock& lock) {
+    next_look_ = caller_.next_deadline().value_or(time_point::max());
+    if (!alarms_.empty()) next_look_ = std::min(next_look_, alarms_.begin()->first);
+    if (is_ending_ || next_look_ <= Clock::now()) return;
+    auto const is_woken = [&, look = next_look_] { return is_ending_ || next_look_ < look; };
+    if (next_look_ == time_point::max()) {
+        look_earlier_.wait(lock, is_woken);
+    } else {
+        look_earlier_.wait_until(lock, time_point(next_look_), is_woken);
+    }
 }
 
 Tm_nats_caller_counters Tm_nats_caller::State::counters() const {

@@ -70,6 +70,7 @@ void Tm_nats_service::State::stop() {
     if (link_->is_connected()) link_->flush(options_.write_timeout);
     link_->close();
     is_ended_ = true;
+    Lock const lock(mutex_);
     for (Work& work : waiting_) {
         if (work.large != nullptr) tm_remove_received_files(*work.large);
     }

@@ -88,6 +88,7 @@ public:
     ~Tm_nats_service();
 
     /// They do what the operations of Tm_service do, and throw Tm_nats_exception after start().
+    /// A method that returns a request gives a fault with the code Tm_service::METHOD_FAILED.
     /// The service removes the files that a request brought when the answer was sent. A method that
     /// wants to keep such a file moves it.
     void on(std::string name, Method method);

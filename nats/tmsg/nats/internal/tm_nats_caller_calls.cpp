@@ -11,19 +11,18 @@ std::unique_ptr<Message> Tm_nats_caller::State::call(Message const& request, tim
     call->deadline = deadline;
     begin(call);
     make_first_try(call);
-    Lock lock(mutex_);
-    while (!call->is_done) {
-        auto const now = Clock::now();
-        if (now >= deadline) {
-            give_up(*call);
-        } else if (now >= call->due) {
-            lock.unlock();
-            step(call);
-            lock.lock();
-        } else {
-            call->changed.wait_until(lock, std::min(deadline, call->due));
-        }
+    try {
+        wait_for_end(call);
+    } catch (...) {
+        // The request may not be used any more.
+        Lock lock(mutex_);
+        if (!call->is_done) give_up(*call);
+        Remains const remains = drop_transfers(*call);
+        lock.unlock();
+        if (remains.sending != nullptr) remains.sending->close();
+        throw;
     }
+    Lock lock(mutex_);
     Remains const remains = drop_transfers(*call);
     Pointer const done = std::move(done_);
     lock.unlock();
@@ -32,6 +31,22 @@ std::unique_ptr<Message> Tm_nats_caller::State::call(Message const& request, tim
     if (call->failure != nullptr) std::rethrow_exception(call->failure);
     if (call->answer == nullptr && why != nullptr) *why = call->why;
     return std::move(call->answer);
+}
+
+void Tm_nats_caller::State::wait_for_end(Pointer const& call) {
+    Lock lock(mutex_);
+    while (!call->is_done) {
+        auto const now = Clock::now();
+        if (now >= call->deadline) {
+            give_up(*call);
+        } else if (now >= call->due) {
+            lock.unlock();
+            step(call);
+            lock.lock();
+        } else {
+            call->changed.wait_until(lock, std::min(call->deadline, call->due));
+        }
+    }
 }
 
 void Tm_nats_caller::State::start(Message request, time_point deadline, Answer_handler on_answer) {
@@ -50,6 +65,7 @@ void Tm_nats_caller::State::begin(Pointer const& call) {
     call->pause = options_.first_pause;
     call->due = time_point::max();
     call->tries = 1;
+    call->why = "no answer before the deadline";
     auto const on_end = [this, waiting = call.get()](std::unique_ptr<Message> answer) {
         conclude(*waiting, std::move(answer));
     };
@@ -180,7 +196,8 @@ void Tm_nats_caller::State::fail(Call& call, std::exception_ptr failure) {
 
 void Tm_nats_caller::State::end(Remains const& remains) {
     if (remains.sending != nullptr) remains.sending->close();
-    for (std::string const& peer : remains.peers) refuse(peer, "the caller gave up");
+    refuse(remains.peer, "the caller gave up");
+    if (remains.receiving != nullptr) refuse(remains.receiving->peer(), "the caller gave up");
 }
 
 /// Wakes the threads in call(), and calls the handlers of all others.
@@ -224,29 +241,25 @@ auto Tm_nats_caller::State::end_try(Call& call, std::string why) -> Remains {
     return remains;
 }
 
-/// Leaves what must be ended without the mutex.
-auto Tm_nats_caller::State::drop_transfers(Call& call) -> Remains {
+/// Returns what must be ended without the mutex.
+auto Tm_nats_caller::State::drop_transfers(Call& call) noexcept -> Remains {
     Remains remains;
     remains.sending = std::move(call.sending);
-    if (remains.sending != nullptr && !call.is_sent) {
-        remains.peers.push_back(std::exchange(call.peer, {}));
-    }
-    if (call.receiving != nullptr) remains.peers.push_back(call.receiving->peer());
-    call.receiving.reset();
+    if (remains.sending != nullptr && !call.is_sent) remains.peer.swap(call.peer);
+    remains.receiving = std::move(call.receiving);
     return remains;
 }
 
 void Tm_nats_caller::State::set_due(Call& call, time_point due) {
     bool const is_earlier = due < call.due;
-    call.due = due;
-    if (call.has_thread()) {
-        if (is_earlier) call.changed.notify_one();
-        return;
+    if (!call.has_thread() && call.alarm != due) {
+        alarms_.emplace(due, call.seq_no);
+        clear_alarm(call);
+        call.alarm = due;
+        look_no_later_than(due);
     }
-    clear_alarm(call);
-    alarms_.emplace(due, call.seq_no);
-    call.alarm = due;
-    look_no_later_than(due);
+    call.due = due;
+    if (call.has_thread() && is_earlier) call.changed.notify_one();
 }
 
 void Tm_nats_caller::State::clear_alarm(Call& call) {
@@ -267,11 +280,11 @@ void Tm_nats_caller::State::give_up(Call& call) {
 }
 
 /// The call has left caller_.
-void Tm_nats_caller::State::conclude(Call& call, std::unique_ptr<Message> answer) {
+void Tm_nats_caller::State::conclude(Call& call, std::unique_ptr<Message> answer) noexcept {
     tm_nats_add(answer != nullptr ? numbers_.answered : numbers_.unanswered);
+    if (answer != nullptr) call.why.clear();
     call.answer = std::move(answer);
     call.is_done = true;
-    if (call.answer == nullptr && call.why.empty()) call.why = "no answer before the deadline";
     clear_alarm(call);
     auto const found = calls_.find(call.seq_no);
     found->second->next = std::move(done_);

@@ -47,6 +47,15 @@ void Tm_nats_caller::State::on_answer(Call& call, std::string_view payload) {
         return fail_try(call, std::string("bad answer: ") + error.what());
     }
     answer->header = *header;
+    take(call, std::move(answer));
+}
+
+void Tm_nats_caller::State::take(Call& call, std::unique_ptr<Message> answer) {
+    if (answer->get_msg_type() == Message::TMT_REQUEST) {
+        // A stranger publishes to the inbox. The answer may still come.
+        tm_remove_received_files(*answer);
+        return tm_nats_add(numbers_.bad_payloads);
+    }
     Lock lock(mutex_);
     if (!caller_.take(std::move(answer), call.seq_no)) tm_nats_add(numbers_.late);
     Pointer const done = std::move(done_);
@@ -92,10 +101,8 @@ void Tm_nats_caller::State::on_chunk(Call& call, std::uint32_t position,
         return;
     }
     call.receiving.reset();
-    if (!caller_.take(receiving->message(), call.seq_no)) tm_nats_add(numbers_.late);
-    Pointer const done = std::move(done_);
     lock.unlock();
-    tell_done(done);
+    take(call, receiving->message());
 }
 
 void Tm_nats_caller::State::on_control(Pointer const& call, Tm_nats_control const& control,
@@ -108,8 +115,8 @@ void Tm_nats_caller::State::on_control(Pointer const& call, Tm_nats_control cons
         call->is_paused = false;
         return set_due(*call, Clock::now() + options_.silence);
     }
-    bool const is_ours =
-        call->receiving != nullptr ? call->receiving->peer() == from : call->peer == from;
+    std::string const& peer = call->receiving != nullptr ? call->receiving->peer() : call->peer;
+    bool const is_ours = peer.empty() || peer == from;
     lock.unlock();
     if (control.kind != Tm_nats_kind::refused) return tm_nats_add(numbers_.bad_payloads);
     if (is_ours) fail_try(*call, "refused: " + std::string(control.text));

@@ -90,12 +90,14 @@ private:
     /// What a call leaves behind at the end of a try. To be ended without the mutex.
     struct Remains {
         std::shared_ptr<Tm_nats_sending> sending;
-        std::vector<std::string> peers;  ///< to be told
+        std::string peer;  ///< the service that did not get the whole request
+        std::shared_ptr<Tm_nats_receiving> receiving;
     };
 
     void begin(Pointer const& call);
     void make_first_try(Pointer const& call);
     void make_try(Pointer const& call);
+    void wait_for_end(Pointer const& call);
     bool is_ready(Call& call);
     void send(Call& call);
     void step(Pointer const& call);
@@ -107,25 +109,29 @@ private:
 
     // These need the mutex.
     Remains end_try(Call& call, std::string why);
-    Remains drop_transfers(Call& call);
+    Remains drop_transfers(Call& call) noexcept;
     void set_due(Call& call, time_point due);
     void clear_alarm(Call& call);
     void look_no_later_than(time_point time);
     void give_up(Call& call);
-    void conclude(Call& call, std::unique_ptr<Message> answer);
+    void conclude(Call& call, std::unique_ptr<Message> answer) noexcept;
     Pointer find(std::uint64_t number) const;
 
     // On the thread of the inbox.
     void on_inbox(Tm_nats_message const& message);
     void on_stray(Tm_nats_place const& place, Tm_nats_message const& message);
     void on_answer(Call& call, std::string_view payload);
+    void take(Call& call, std::unique_ptr<Message> answer);
     void on_chunk(Call& call, std::uint32_t position, Tm_nats_message const& message);
     void on_control(Pointer const& call, Tm_nats_control const& control, std::string const& from);
     void on_credit(Pointer const& call, std::uint32_t allowed, std::string const& from);
     void on_no_responders(Call& call);
 
     void on_reconnected();
+    // On the thread of the time.
     void watch_time();
+    void do_what_is_due(Lock& lock);
+    void wait_for_next(Lock& lock);
 
     Tm_nats_caller_options const options_;
     Numbers numbers_;

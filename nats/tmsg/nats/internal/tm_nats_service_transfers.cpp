@@ -6,13 +6,15 @@
 void Tm_nats_service::State::on_claim(std::string const& reply) {
     auto const incoming = std::make_shared<Incoming>(reply, tm_nats_seq_no(reply), options_);
     Lock lock(mutex_);
-    bool const is_refused = is_draining_ || large_ >= options_.max_transfers;
+    bool const is_draining = is_draining_;
+    bool const is_refused = is_draining || large_ >= options_.max_transfers;
     std::uint64_t const transfer = ++last_transfer_;
     if (!is_refused) {
         incoming_.emplace(transfer, incoming);
         ++large_;
     }
     lock.unlock();
+    if (is_draining) return refuse(reply, "the service ends");
     if (is_refused) return refuse(reply, "too many large requests");
     std::uint32_t const allowed = *incoming->receiving.credit_due();
     link_->publish(reply, transfer_subject(transfer),

@@ -134,13 +134,13 @@ Message Tm_nats_service::State::answer_of(Message const& request, std::string co
     try {
         Message answer = service_.answer(request);
         current_request = nullptr;
-        return answer;
+        if (answer.get_msg_type() != Message::TMT_REQUEST) return answer;
     } catch (...) {
         current_request = nullptr;
-        Message fault = Message::fault(Tm_service::METHOD_FAILED, "method failed");
-        fault.header = asked;
-        return fault;
     }
+    Message fault = Message::fault(Tm_service::METHOD_FAILED, "method failed");
+    fault.header = asked;
+    return fault;
 }
 
 void Tm_nats_service::State::respond(std::string const& reply,

@@ -145,6 +145,7 @@ void tm_nats_check(Tm_nats_connection const& connection, Tm_nats_transfer_option
     if (!is_subject_of_words(connection.inbox_prefix)) {
         throw Tm_nats_exception("inbox prefix " + connection.inbox_prefix);
     }
+    if (transfer.silence.count() <= 0) throw Tm_nats_exception("silence of no time");
     if (transfer.chunk_size == 0) throw Tm_nats_exception("chunk size 0");
     if (transfer.window < 1 || transfer.window > 1000) {
         throw Tm_nats_exception("window " + std::to_string(transfer.window) +
