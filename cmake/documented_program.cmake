@@ -1,11 +1,12 @@
-# Builds the first C++ block of a page as a program, so that the page stays right.
+# Builds the C++ of a page as one program, so that the page stays right. Compiler messages name the
+# lines of the page.
 function(tmsg_add_documented_program target page)
     set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}.cpp)
+    set(script ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/documented_program.awk)
     add_custom_command(
         OUTPUT ${source}
-        COMMAND awk "/^```/ { if (inside) exit; inside = ($0 == \"```cpp\"); next } inside"
-            ${page} > ${source}
-        DEPENDS ${page}
+        COMMAND awk -f ${script} ${page} > ${source}
+        DEPENDS ${page} ${script}
         VERBATIM
     )
     add_executable(${target} ${source})
