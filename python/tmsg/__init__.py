@@ -40,8 +40,12 @@ from ._types import (
     request,
     response,
 )
+from .aio import CallTimeout, Client, ConnectionLost, Server, connect, serve
 
 __all__ = [
+    "CallTimeout",
+    "Client",
+    "ConnectionLost",
     "DecodeError",
     "Error",
     "Fault",
@@ -55,11 +59,13 @@ __all__ = [
     "ReceiveError",
     "Receiver",
     "RepeatedName",
+    "Server",
     "Uint16",
     "Uint32",
     "Uint64",
     "Uint8",
     "chunks",
+    "connect",
     "dumps",
     "fault",
     "from_json",
@@ -67,6 +73,7 @@ __all__ = [
     "loads",
     "request",
     "response",
+    "serve",
     "to_json",
     "to_text",
     "type_name",
