@@ -164,4 +164,37 @@ TEST(Peek, FindsTheMethodNameAtTheHead) {
     EXPECT_FALSE(Tm_message_peek_decoder(cut.data(), 6).complete()) << "decode() would read behind it";
 }
 
+TEST(DebugText, ShowsEveryKind) {
+    Scratch const scratch;
+    Message request = Message::request("a.b");
+    request.add_member(meta, "", true);
+    Tm_array value = Tm_array::of(Tm_int8(-1).value(), 4294967295U, 2.5, "\"\\\n", "");
+    value.add_member(Tm_struct{{"x", Tm_array()}, {"y", Tm_struct()}});
+    value.add_member(binary_of(""));
+    value.add_member(binary_of(std::string(17, 'A')));
+    value.add_member(scratch.file("f", "123"), 0U);
+    value.add_member(Message::fault(5, "no"));
+    request.add_member(body, "value", value);
+    request.add_member(body, "end", 1UL);
+    EXPECT_STREQ(R"(request a.b {"": bool true} {value: [int8_t -1, uint32_t 4294967295, double 2.5, "\"\\\x0a", "", )"
+                 R"({x: [], y: {}}, binary[0], binary[17] 41414141414141414141414141414141..., file[3], )"
+                 R"(response(fault) {} {faultCode: int32_t 5, faultString: "no"}], end: uint64_t 1})",
+                 tmsg_debug_text(&request));
+    EXPECT_STREQ("null", tmsg_debug_text(nullptr));
+}
+
+TEST(DebugText, IsBoundedAndThrowsNothing) {
+    for (std::size_t const size : {15998U, 15999U, 65535U}) {
+        std::string const text = tmsg_debug_text(std::make_unique<Tm_string>(std::string(size, 'x')).get());
+        EXPECT_EQ(size == 15998 ? 16000U : 16003U, text.size());
+        EXPECT_EQ(size == 15998 ? "xx\"" : "...", text.substr(text.size() - 3));
+    }
+    Tm_array deep;
+    for (int i = 1; i < 100; ++i) deep = Tm_array::of(std::move(deep));
+    EXPECT_EQ(std::string(60, '[') + "...", tmsg_debug_text(&deep));
+    char const* const names[] = {"a"};
+    Tm_prenamed_struct const empty(names, 1);
+    EXPECT_STREQ("{a: (incomplete)", tmsg_debug_text(&empty));
+}
+
 }  // namespace

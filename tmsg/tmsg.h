@@ -37,6 +37,7 @@
 #include "tmsg/message/tm_tree.h"
 #include "tmsg/rpc/tm_caller.h"
 #include "tmsg/rpc/tm_service.h"
+#include "tmsg/text/tm_debug.h"
 #include "tmsg/text/tm_json_encoder.h"
 #include "tmsg/text/tm_tcl_decoder.h"
 #include "tmsg/text/tm_tcl_encoder.h"
