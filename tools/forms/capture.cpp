@@ -1,10 +1,6 @@
 #include "forms/capture.h"
 
-#include <cstdio>
 #include <string_view>
-
-#include "io/output.h"
-#include "io/terminal.h"
 
 std::optional<Damage> Capture::show() {
     std::string missing = Tm_chunk_reader::NO_LAST_CHUNK;
@@ -13,7 +9,7 @@ std::optional<Damage> Capture::show() {
     } catch (Damage const& damage) {
         missing = damage.what();
         note(damage.place(), missing);
-        write_output(painted(Colour::red, missing) + "\n");
+        view_.damage(damage.place().byte, missing);
     }
     while (!unfinished_.empty()) end_message(unfinished_.begin(), missing);
     return damage_;
@@ -40,27 +36,10 @@ void Capture::begin_chunk() {
     bool const is_first = header.get_first_chunk();
     if (is_first && is_known) end_message(found, Tm_chunk_reader::NO_LAST_CHUNK);
     std::string const error = tm_chunk_error(header, is_known, unfinished_.size(), limits_);
-    write_row(error);
+    view_.chunk(chunk().offset(), header, error);
     if (!error.empty()) return note(at_byte(chunk().offset()), error);
     if (is_first) begin_message(seq_no);
     ++unfinished_[seq_no].chunks;
-}
-
-/// Writes the heading of the table before the first row, and before rows that follow a message.
-void Capture::write_row(std::string const& error) {
-    if (needs_heading_) {
-        write_output(row_ == 0 ? "" : "\n");
-        write_output(" chunk     offset   length  first  last  port   sequence\n");
-        needs_heading_ = false;
-    }
-    Tm_header const& header = chunk().header();
-    char text[160];
-    std::snprintf(text, sizeof text, "%6zu %10zu %8u  %-5s  %-4s %5u %10u", ++row_,
-                  chunk().offset(), header.get_length(), header.get_first_chunk() ? "first" : "-",
-                  header.get_last_chunk() ? "last" : "-", header.get_tmport(), header.get_seq_no());
-    write_output(text);
-    if (!error.empty()) write_output(painted(Colour::red, "  " + error));
-    write_output("\n");
 }
 
 void Capture::add_payload(Unfinished& message) {
@@ -78,31 +57,25 @@ void Capture::add_payload(Unfinished& message) {
 
 void Capture::begin_message(unsigned int seq_no) {
     Unfinished& message = unfinished_[seq_no];
-    message.decoder = std::make_unique<Tree_decoder>(
-        Tree_lines::Offsets::hidden,
-        [&lines = message.lines](std::string_view text) { lines += text; }, limits_);
+    message.decoder = std::make_unique<Tree_decoder>(view_.collect(message.rows), limits_);
 }
 
-/// Writes the tree of a message, and behind it the damage that the decoder found, or else `error`.
+/// Shows the tree of a message, and behind it the damage that the decoder found, or else `error`.
 void Capture::end_message(Messages::iterator message, std::string const& error) {
     Unfinished& ended = message->second;
     bool const is_damaged = !ended.decoder->error().empty();
     ended.decoder->finish();
-    write_output("\nmessage " + std::to_string(message->first) + ": " +
-                 std::to_string(ended.places.size()) + " bytes in " + std::to_string(ended.chunks) +
-                 (ended.chunks == 1 ? " chunk\n" : " chunks\n"));
-    write_output(ended.lines);
-    needs_heading_ = true;
+    view_.end_message({message->first, ended.places.size(), ended.chunks, ended.rows});
     std::string const damage = error.empty() || is_damaged ? ended.decoder->error() : error;
     std::size_t const place = ended.decoder->error_offset();
     if (damage.empty()) {
         has_sound_message_ = true;
     } else {
-        note(at_byte(ended.places.place_of(place)), damage);
-        write_output(painted(Colour::red, "damaged at byte " + std::to_string(place) +
-                                              " of the message, chunk at byte " +
-                                              std::to_string(ended.last_offset) + ": " + damage) +
-                     "\n");
+        std::size_t const in_input = ended.places.place_of(place);
+        note(at_byte(in_input), damage);
+        view_.damage(in_input, "damaged at byte " + std::to_string(place) +
+                                   " of the message, chunk at byte " +
+                                   std::to_string(ended.last_offset) + ": " + damage);
     }
     unfinished_.erase(message);
 }

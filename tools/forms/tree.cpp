@@ -1,11 +1,9 @@
-/// Prints the tree of a message value by value, so that all values before the damage of a message
+/// Makes the rows of a message value by value, so that all values before the damage of a message
 /// are shown.
 #include "forms/tree.h"
 
-#include <algorithm>
 #include <charconv>
-#include <cstdio>
-#include <new>
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -14,8 +12,6 @@
 
 namespace {
 
-/// The indent grows up to this depth only, so that a deep tree does not flood the terminal.
-constexpr int deepest_indent = 40;
 constexpr long capacity = 4096;
 /// Texts and byte strings with more bytes than these are cut.
 constexpr std::size_t most_text = 64;
@@ -23,36 +19,35 @@ constexpr std::size_t most_bytes = 16;
 
 }  // namespace
 
-Tree_lines::Tree_lines(Offsets offsets, Sink sink, std::size_t begin)
-    : offsets_(offsets), sink_(std::move(sink)), begin_(begin) {}
+std::string text_of(Tree_row const& row) {
+    std::string text = painted(Colour::cyan, row.label);
+    if (!row.label.empty() && !row.type.empty()) text += ' ';
+    return text + painted(Colour::green, row.type) + row.rest;
+}
 
-void Tree_lines::open(long offset, int depth, std::string_view label, std::string_view type) {
+void Tree_rows::open(Tree_row row) {
     close();
+    row_ = std::move(row);
     is_open_ = true;
-    if (offsets_ == Offsets::shown) {
-        char column[32];
-        std::snprintf(column, sizeof column, "%8zu  ", begin_ + static_cast<std::size_t>(offset));
-        front_ = painted(Colour::dim, column);
-    }
-    front_.append(2 * static_cast<std::size_t>(std::min(depth, deepest_indent)), ' ');
-    front_ += painted(Colour::cyan, label);
-    if (!label.empty() && !type.empty()) front_ += ' ';
-    type_ = type;
 }
 
-void Tree_lines::close() {
+void Tree_rows::end(std::size_t end) {
+    if (!is_open_) return sink_.end(end);
+    row_.end = end;
+    close();
+}
+
+void Tree_rows::close() {
     if (!is_open_) return;
-    sink_(front_ + painted(Colour::green, type_) + rest_ + '\n');
     is_open_ = false;
-    front_.clear();
-    rest_.clear();
+    sink_.row(row_);
 }
 
-/// A creator that passes each event to another creator and prints the values that it builds.
+/// A creator that passes each event to another creator and makes rows of the values that it builds.
 class Tree_printer : public Tm_creator_base {
 public:
     /// `decoder` is the decoder that sends the events. The printer gets the offsets from it.
-    Tree_printer(Tm_creator& builder, Tree_lines& lines, Tm_bin_decoder_base const& decoder);
+    Tree_printer(Tm_creator& builder, Tree_rows& rows, Tm_bin_decoder_base const& decoder);
 
     // clang-format off
     bool visit_method_begin(bool is_request) override;
@@ -61,7 +56,7 @@ public:
     bool visit_fault_end() override { return pass<&Tm_creator::visit_fault_end>(); }
     bool visit_method_name_begin(unsigned int length) override;
     bool visit_method_name_continue(char const* data, unsigned int length) override;
-    bool visit_bool(bool value) override { return pass<&Tm_creator::visit_bool>(value) && put(TMV_BOOL, value ? "true" : "false"); }
+    bool visit_bool(bool value) override { return pass<&Tm_creator::visit_bool>(value) && put(TMV_BOOL, value ? "true" : "false", sizeof(unsigned char)); }
     bool visit_int8(signed char value) override { return put_number(value); }
     bool visit_uint8(unsigned char value) override { return put_number(value); }
     bool visit_int16(short value) override { return put_number(value); }
@@ -79,7 +74,7 @@ public:
     bool visit_struct_end() override { return pass<&Tm_creator::visit_struct_end>() && leave(); }
     bool visit_member_begin(unsigned int length) override;
     bool visit_member_continue(char const* data, unsigned int length) override;
-    bool visit_member_end() override { return pass<&Tm_creator::visit_member_end>(); }
+    bool visit_member_end() override;
     bool visit_array_begin() override;
     bool visit_array_end() override { return pass<&Tm_creator::visit_array_end>() && leave(); }
     using Tm_visitor::visit_file_begin;
@@ -93,8 +88,9 @@ public:
     bool visit_member_begin_with_index(unsigned short index) override;
     bool visit_member_continue_with_index(unsigned short index) override;
 
-    /// Prints the part of an incomplete value that has arrived.
-    void finish();
+    /// Passes the part of an incomplete value that has arrived on. Returns the byte behind it, or
+    /// that of the item that failed.
+    std::size_t finish();
 
 private:
     enum class Kind { message, group, structure, array };
@@ -108,31 +104,35 @@ private:
     bool pass(Datum... datum);
     template <class Number>
     bool put_number(Number value);
-    bool put(TMV type, std::string_view text);
-    void open_line(std::string_view type);
+    bool put(TMV type, std::string_view text, std::size_t size);
+    bool in_struct() const;
+    std::size_t item_offset() const { return static_cast<std::size_t>(decoder_.item_offset()); }
+    void open_row(std::string_view type);
+    void end_value(std::size_t size);
     std::string next_label();
     bool enter(Kind kind, std::string_view type);
     bool leave();
     bool begin_bytes(TMV type, unsigned int length);
     bool add_bytes(char const* data, unsigned int length);
     void end_bytes();
+    std::size_t size_of_bytes() const;
 
     Tm_creator& builder_;
-    Tree_lines& lines_;
+    Tree_rows& rows_;
     Tm_bin_decoder_base const& decoder_;
     std::vector<Level> levels_;
     std::vector<std::vector<std::string>> name_tables_;  ///< one for each open message
     std::string name_;                                   ///< the name of the current member
-    long member_offset_ = 0;
+    std::size_t member_offset_ = 0;
     TMV bytes_type_ = TMV_STRING;
+    unsigned int bytes_length_ = 0;
     unsigned int bytes_left_ = 0;
     std::string bytes_;
     bool in_bytes_ = false;
 };
 
-Tree_printer::Tree_printer(Tm_creator& builder, Tree_lines& lines,
-                           Tm_bin_decoder_base const& decoder)
-    : builder_(builder), lines_(lines), decoder_(decoder) {}
+Tree_printer::Tree_printer(Tm_creator& builder, Tree_rows& rows, Tm_bin_decoder_base const& decoder)
+    : builder_(builder), rows_(rows), decoder_(decoder) {}
 
 /// Passes the event to the builder. Returns true when the builder took it, so that it must be
 /// printed.
@@ -148,22 +148,37 @@ bool Tree_printer::put_number(Number value) {
     if (!pass<Tm_plain<Number>::event>(value)) return false;
     char text[40];
     auto const end = std::to_chars(text, text + sizeof text, value).ptr;
-    return put(Tm_plain<Number>::code, {text, static_cast<std::size_t>(end - text)});
+    return put(Tm_plain<Number>::code, {text, static_cast<std::size_t>(end - text)}, sizeof value);
 }
 
-bool Tree_printer::put(TMV type, std::string_view text) {
-    open_line(Tm_value::tmv_to_string(type));
-    lines_.add(" ");
-    lines_.add(text);
+/// `size` is the number of bytes behind the tag.
+bool Tree_printer::put(TMV type, std::string_view text, std::size_t size) {
+    open_row(Tm_value::tmv_to_string(type));
+    rows_.add(" ");
+    rows_.add(text);
+    end_value(1 + size);
     return true;
 }
 
-void Tree_printer::open_line(std::string_view type) {
-    bool const in_struct = !levels_.empty() && (levels_.back().kind == Kind::group ||
-                                                levels_.back().kind == Kind::structure);
-    long const offset = in_struct ? member_offset_ : decoder_.item_offset();
-    std::string const label = next_label();
-    lines_.open(offset, static_cast<int>(levels_.size()), label, type);
+bool Tree_printer::in_struct() const {
+    return !levels_.empty() &&
+           (levels_.back().kind == Kind::group || levels_.back().kind == Kind::structure);
+}
+
+/// Ends the row of a value, of which the last item has `size` bytes. A member ends later, with the
+/// item behind its value.
+void Tree_printer::end_value(std::size_t size) {
+    if (!in_struct()) rows_.end(item_offset() + size);
+}
+
+void Tree_printer::open_row(std::string_view type) {
+    Tree_row row;
+    row.value = item_offset();
+    row.begin = in_struct() ? member_offset_ : row.value;
+    row.depth = static_cast<int>(levels_.size());
+    row.label = next_label();
+    row.type = type;
+    rows_.open(std::move(row));
 }
 
 std::string Tree_printer::next_label() {
@@ -181,15 +196,16 @@ std::string Tree_printer::next_label() {
 }
 
 bool Tree_printer::enter(Kind kind, std::string_view type) {
-    open_line(type);
+    open_row(type);
     levels_.push_back({kind});
     return true;
 }
 
 bool Tree_printer::leave() {
     if (levels_.back().children == 0)
-        lines_.add(levels_.back().kind == Kind::group ? ": empty" : ", empty");
+        rows_.add(levels_.back().kind == Kind::group ? ": empty" : ", empty");
     levels_.pop_back();
+    end_value(1);
     return true;
 }
 
@@ -203,12 +219,13 @@ bool Tree_printer::visit_method_end(bool is_request) {
     if (!pass<&Tm_creator::visit_method_end>(is_request)) return false;
     name_tables_.pop_back();
     levels_.pop_back();
+    end_value(1);
     return true;
 }
 
 bool Tree_printer::visit_fault_begin() {
     if (!pass<&Tm_creator::visit_fault_begin>()) return false;
-    lines_.set_type("fault");
+    rows_.set_type("fault");
     return true;
 }
 
@@ -223,7 +240,7 @@ bool Tree_printer::visit_method_name_continue(char const* data, unsigned int len
     if (!pass<&Tm_creator::visit_method_name_continue>(data, length)) return false;
     name_.append(data, length);
     bytes_left_ -= length;
-    if (bytes_left_ == 0) lines_.add(" " + shortened(name_, most_text));
+    if (bytes_left_ == 0) rows_.add(" " + shortened(name_, most_text));
     return true;
 }
 
@@ -244,7 +261,7 @@ bool Tree_printer::visit_array_begin() {
 
 bool Tree_printer::visit_member_begin(unsigned int length) {
     if (!pass<&Tm_creator::visit_member_begin>(length)) return false;
-    member_offset_ = decoder_.item_offset();
+    member_offset_ = item_offset();
     name_.clear();
     return true;
 }
@@ -255,9 +272,15 @@ bool Tree_printer::visit_member_continue(char const* data, unsigned int length) 
     return true;
 }
 
+bool Tree_printer::visit_member_end() {
+    if (!pass<&Tm_creator::visit_member_end>()) return false;
+    rows_.end(item_offset() + 1);
+    return true;
+}
+
 bool Tree_printer::visit_member_begin_with_index(unsigned short index) {
     if (!pass<&Tm_creator::visit_member_begin_with_index>(index)) return false;
-    member_offset_ = decoder_.item_offset();
+    member_offset_ = item_offset();
     name_ = name_tables_.back().at(index);
     return true;
 }
@@ -267,10 +290,10 @@ bool Tree_printer::visit_member_continue_with_index(unsigned short index) {
 }
 
 bool Tree_printer::begin_bytes(TMV type, unsigned int length) {
-    open_line(Tm_value::tmv_to_string(type));
-    lines_.add("[" + std::to_string(length) + "]");
+    open_row(Tm_value::tmv_to_string(type));
+    rows_.add("[" + std::to_string(length) + "]");
     bytes_type_ = type;
-    bytes_left_ = length;
+    bytes_length_ = bytes_left_ = length;
     bytes_.clear();
     in_bytes_ = true;
     return true;
@@ -286,20 +309,28 @@ bool Tree_printer::add_bytes(char const* data, unsigned int length) {
 
 void Tree_printer::end_bytes() {
     in_bytes_ = false;
-    if (bytes_type_ == TMV_STRING) lines_.add(" " + quoted(bytes_, most_text));
-    if (bytes_type_ == TMV_BINARY) lines_.add(" " + hexadecimal(bytes_, most_bytes));
-    if (bytes_left_ != 0) lines_.add(", incomplete");
+    if (bytes_type_ == TMV_STRING) rows_.add(" " + quoted(bytes_, most_text));
+    if (bytes_type_ == TMV_BINARY) rows_.add(" " + hexadecimal(bytes_, most_bytes));
+    if (bytes_left_ != 0) rows_.add(", incomplete");
     if (levels_.back().is_name_table) name_tables_.back().push_back(bytes_);
+    if (bytes_left_ == 0) end_value(size_of_bytes());
 }
 
-void Tree_printer::finish() {
+/// Returns the number of bytes of the string, binary or file that have arrived, with its head.
+std::size_t Tree_printer::size_of_bytes() const {
+    bool const has_short_length = bytes_type_ == TMV_STRING;
+    return (has_short_length ? 3 : 5) + std::size_t{bytes_length_} - bytes_left_;
+}
+
+std::size_t Tree_printer::finish() {
+    std::size_t const end = item_offset() + (in_bytes_ ? size_of_bytes() : 0);
     if (in_bytes_) end_bytes();
-    lines_.close();
+    rows_.close();
+    return end;
 }
 
-Tree_decoder::Tree_decoder(Tree_lines::Offsets offsets, Tree_lines::Sink sink,
-                           Tm_limits const& limits, std::size_t begin)
-    : Tm_bin_decoder_base(capacity, limits), lines_(offsets, std::move(sink), begin) {
+Tree_decoder::Tree_decoder(std::unique_ptr<Tree_sink> sink, Tm_limits const& limits)
+    : Tm_bin_decoder_base(capacity, limits), sink_(std::move(sink)), rows_(*sink_) {
     Tree_decoder::init();
 }
 
@@ -308,7 +339,7 @@ Tree_decoder::~Tree_decoder() { tm_remove_received_files(builder_->received_file
 void Tree_decoder::init() {
     Tm_bin_decoder_base::init();
     builder_ = std::make_unique<Tm_creator>(&message_, limits());
-    auto printer = std::make_unique<Tree_printer>(*builder_, lines_, *this);
+    auto printer = std::make_unique<Tree_printer>(*builder_, rows_, *this);
     printer_ = printer.get();
     creator_ = std::move(printer);
 }
@@ -339,7 +370,9 @@ std::size_t Tree_decoder::feed_message(std::string_view bytes) {
 }
 
 void Tree_decoder::finish() {
-    if (error().empty()) error_offset_ = place_of_end(*this, fed_);
+    bool const is_cut = error().empty();
+    if (is_cut) error_offset_ = place_of_end(*this, fed_);
     finalize();
-    printer_->finish();
+    std::size_t const end = printer_->finish();
+    sink_->finish(is_cut ? fed_ : end);
 }

@@ -1,49 +1,67 @@
-/// Prints a message as a tree of lines, for people.
+/// Shows a message as a tree of rows, for people.
 #pragma once
 
 #include <tmsg/tmsg.h>
 
-#include <functional>
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
-/// Writes the lines of a tree. A line has an offset, an indent, a label, a type and a value. The
-/// last line stays open, because the next event may add to it.
-class Tree_lines {
+/// A row of the tree: a value, a message or a group of a message. Its text is the label, the type
+/// and the rest, and has no control characters. Positions count the bytes of the message.
+struct Tree_row {
+    std::size_t begin = 0;           ///< the first byte, with the name if it is a member
+    std::size_t value = 0;           ///< the first byte behind the name
+    std::optional<std::size_t> end;  ///< none when rows below it follow, or it is incomplete
+    int depth = 0;
+    std::string label;
+    std::string type;
+    std::string rest;
+};
+
+/// Returns the text of the row, in colours if they are wanted. A blank stands behind the label.
+std::string text_of(Tree_row const& row);
+
+/// Gets the rows of the tree of one message, from the top to the bottom.
+class Tree_sink {
 public:
-    using Sink = std::function<void(std::string_view text)>;
+    virtual ~Tree_sink() = default;
 
-    enum class Offsets { shown, hidden };
+    virtual void row(Tree_row const& row) = 0;
+    /// Ends the innermost row without an end that is not ended yet. `end` is the byte behind it.
+    virtual void end(std::size_t end) = 0;
+    /// Ends the tree. `end` is the byte behind the last one that was understood.
+    virtual void finish(std::size_t end) = 0;
+};
 
-    /// `begin` is added to the offsets.
-    Tree_lines(Offsets offsets, Sink sink, std::size_t begin);
+/// Makes rows. The last row stays open, because the next event may add to it.
+class Tree_rows {
+public:
+    explicit Tree_rows(Tree_sink& sink) : sink_(sink) {}
 
-    /// Ends the open line and opens the next one.
-    void open(long offset, int depth, std::string_view label, std::string_view type);
-    void set_type(std::string_view type) { type_ = type; }
-    void add(std::string_view text) { rest_ += text; }
-    /// Ends the open line, if there is one.
+    /// Passes the open row on and opens the next one.
+    void open(Tree_row row);
+    void set_type(std::string_view type) { row_.type = type; }
+    void add(std::string_view text) { row_.rest += text; }
+    /// Ends the innermost row that has no end. `end` is the byte behind it.
+    void end(std::size_t end);
+    /// Passes the open row on, if there is one.
     void close();
 
 private:
-    Offsets offsets_;
-    Sink sink_;
-    std::size_t begin_;
+    Tree_sink& sink_;
     bool is_open_ = false;
-    std::string front_;
-    std::string type_;
-    std::string rest_;
+    Tree_row row_;
 };
 
 class Tree_printer;
 
-/// Decodes one message in the wire form and prints it as a tree at the same time.
+/// Decodes one message in the wire form and makes a tree of it at the same time.
 class Tree_decoder : public Tm_bin_decoder_base {
 public:
-    /// `begin` is added to the offsets.
-    Tree_decoder(Tree_lines::Offsets offsets, Tree_lines::Sink sink, Tm_limits const& limits,
-                 std::size_t begin = 0);
+    Tree_decoder(std::unique_ptr<Tree_sink> sink, Tm_limits const& limits);
     /// Removes the files that the message brought.
     ~Tree_decoder() override;
 
@@ -54,7 +72,7 @@ public:
     /// Does the same up to the end of the message. Returns the number of bytes that it took.
     std::size_t feed_message(std::string_view bytes);
     /// Call it after the last input. It sets an error text when the message is incomplete, and
-    /// prints the last line.
+    /// passes the last row on.
     void finish();
 
     /// Returns the position of the damage in the message.
@@ -64,7 +82,8 @@ private:
     template <class Call>
     void decode_by(Call call);
 
-    Tree_lines lines_;
+    std::unique_ptr<Tree_sink> sink_;
+    Tree_rows rows_;
     Message message_;
     std::unique_ptr<Tm_creator> builder_;
     Tree_printer* printer_ = nullptr;  ///< the object that creator_ owns

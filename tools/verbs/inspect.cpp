@@ -1,5 +1,6 @@
 /// The verb inspect: shows the chunks and messages of files, and the place of any damage.
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,10 +9,13 @@
 
 #include "forms/capture.h"
 #include "forms/reader.h"
+#include "forms/text_view.h"
 #include "forms/tree.h"
+#include "forms/view.h"
 #include "forms/wire_reader.h"
 #include "forms/writer.h"
-#include "io/terminal.h"
+#include "io/output.h"
+#include "io/system.h"
 #include "verbs/files.h"
 #include "verbs/options.h"
 #include "verbs/verbs.h"
@@ -41,17 +45,15 @@ std::optional<Damage> feed_message(Tree_decoder& decoder, Byte_source& source) {
 
 /// Shows the next message of the wire form as its bytes arrive. Returns the damage, if there is
 /// any.
-std::optional<Damage> show_wire_message(Byte_source& source, Tm_limits const& limits) {
+std::optional<Damage> show_wire_message(Byte_source& source, Tm_limits const& limits, View& view) {
     std::size_t const begin = source.offset();
-    Tree_decoder decoder(Tree_lines::Offsets::shown, write_output, limits, begin);
+    Tree_decoder decoder(view.begin_wire_message(begin), limits);
     auto damage = feed_message(decoder, source);
     decoder.finish();
     std::size_t const place = begin + decoder.error_offset();
     if (!damage && !decoder.error().empty()) damage = Damage(at_byte(place), decoder.error());
     if (damage) {
-        write_output(painted(Colour::red,
-                             "damaged at byte " + std::to_string(place) + ": " + damage->what()) +
-                     "\n");
+        view.damage(place, "damaged at byte " + std::to_string(place) + ": " + damage->what());
     }
     return damage;
 }
@@ -62,32 +64,30 @@ struct Shown {
     bool has_sound_message = false;
 };
 
-Shown show_wire(Byte_source& source, Tm_limits const& limits) {
+Shown show_wire(Byte_source& source, Tm_limits const& limits, View& view) {
     Shown shown;
     while (!source.peek().empty()) {
-        if (shown.has_sound_message) write_output("\n");
-        shown.damage = show_wire_message(source, limits);
+        shown.damage = show_wire_message(source, limits, view);
         if (shown.damage) break;
         shown.has_sound_message = true;
     }
     return shown;
 }
 
-Shown show_chunks(Input& input, Tm_limits const& limits) {
-    Capture capture(input, limits);
+Shown show_chunks(Input& input, Tm_limits const& limits, View& view) {
+    Capture capture(input, limits, view);
     auto const damage = capture.show();
     return {damage, capture.has_sound_message()};
 }
 
 /// Shows the trees of messages in a text form. Their bytes are not in the input, so there are no
 /// offsets.
-void show_texts(Input& input, Inspect_options const& options) {
+void show_texts(Input& input, Inspect_options const& options, View& view) {
     Message_reader reader(input, options.from, options.limits);
-    for (bool is_first = true; auto const message = reader.next(); is_first = false) {
-        if (!is_first) write_output("\n");
+    while (auto const message = reader.next()) {
         reader.use_message([&] {
             prepare_names(*message, Names::as_received);
-            Tree_decoder decoder(Tree_lines::Offsets::hidden, write_output, no_limits());
+            Tree_decoder decoder(view.begin_text_message(), no_limits());
             tm_encode(*message, [&](unsigned char const* data, std::size_t size) {
                 decoder.feed({reinterpret_cast<char const*>(data), size});
                 return true;
@@ -97,40 +97,44 @@ void show_texts(Input& input, Inspect_options const& options) {
     }
 }
 
-Shown show_bytes(Input& input, Form form, Tm_limits const& limits) {
-    if (form == Form::chunks) return show_chunks(input, limits);
-    if (form == Form::wire) return show_wire(input, limits);
+Shown show_bytes(Input& input, Form form, Tm_limits const& limits, View& view) {
+    if (form == Form::chunks) return show_chunks(input, limits, view);
+    if (form == Form::wire) return show_wire(input, limits, view);
     Hex_source bytes(input);
-    return show_wire(bytes, limits);
+    return show_wire(bytes, limits, view);
 }
 
-void show_file(Input& input, Input_form const& form, Inspect_options const& options) {
+void show_file(Input& input, Input_form const& form, Inspect_options const& options, View& view) {
     if (form.form() == Form::tcl || form.form() == Form::typed_json) {
-        return show_texts(input, options);
+        return show_texts(input, options, view);
     }
-    auto const [damage, has_sound_message] = show_bytes(input, form.form(), options.limits);
+    auto const [damage, has_sound_message] = show_bytes(input, form.form(), options.limits, view);
     std::string const hint = has_sound_message ? "" : form.hint();
     if (damage) throw Damage(damage->place(), damage->what() + hint);
 }
 
-void inspect_file(Input& input, Inspect_options const& options) {
+void inspect_file(Input& input, Inspect_options const& options, View& view) {
     Input_form const form(input, options.from);
     try {
-        show_file(input, form, options);
+        show_file(input, form, options, view);
     } catch (Damage const& damage) {
         throw failure_at(input, damage.place(), damage.what());
     }
 }
 
 int inspect(Inspect_options const& options) {
-    bool is_first = true;
+    Text_view view(options.files.size() > 1);
     int const status = for_each_file(options.files, [&](Input& input) {
-        if (options.files.size() > 1) {
-            write_output((is_first ? "==> " : "\n==> ") + printable(input.name()) + " <==\n");
+        view.begin_input(input.name());
+        try {
+            inspect_file(input, options, view);
+        } catch (std::exception const& error) {
+            view.end_input(text_of(error));
+            throw;
         }
-        is_first = false;
-        inspect_file(input, options);
+        view.end_input("");
     });
+    view.finish();
     flush_output();
     return status;
 }
