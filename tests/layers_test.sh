@@ -17,7 +17,7 @@ layer_of() {
         tmsg/transport/*) echo 8 ;;
         tmsg/rpc/*) echo 9 ;;
         tmsg/tmsg.h | tmsg/nats/*) echo 10 ;;
-        tools/io/*) echo 11 ;;
+        tools/io/* | tools/page/*) echo 11 ;;
         tools/forms/*) echo 12 ;;
         tools/net/*) echo 13 ;;
         tools/nats/*) echo 14 ;;

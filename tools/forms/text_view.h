@@ -15,6 +15,7 @@ public:
     void begin_input(std::string const& name) override;
     void end_input(std::string_view) override {}
     void finish() override {}
+    void bytes(std::string_view) override {}
     std::unique_ptr<Tree_sink> begin_wire_message(std::size_t offset) override;
     std::unique_ptr<Tree_sink> begin_text_message() override;
     void chunk(std::size_t offset, Tm_header const& header, std::string const& error) override;

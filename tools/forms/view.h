@@ -32,6 +32,8 @@ public:
     /// Call it after the last input.
     virtual void finish() = 0;
 
+    /// Gets the bytes of the input, or those of the wire form of a text.
+    virtual void bytes(std::string_view bytes) = 0;
     /// Begins a message of the wire form at this byte of the input.
     virtual std::unique_ptr<Tree_sink> begin_wire_message(std::size_t offset) = 0;
     /// Begins a message of a text. Its bytes are not in the input.

@@ -19,6 +19,7 @@ std::string_view Hex_source::peek() {
 }
 
 void Hex_source::take(std::size_t size) {
+    show_watcher(std::string_view(bytes_).substr(taken_, size));
     taken_ += size;
     offset_ += size;
 }

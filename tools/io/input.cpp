@@ -53,6 +53,7 @@ std::string_view Input::peek() {
 }
 
 void Input::take(std::size_t size) {
+    show_watcher(unread().substr(0, size));
     begin_ += size;
     offset_ += size;
 }

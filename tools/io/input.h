@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "io/system.h"
@@ -15,6 +17,8 @@ constexpr std::size_t input_block = 1 << 16;
 /// Bytes that come in pieces.
 class Byte_source {
 public:
+    using Watcher = std::function<void(std::string_view taken)>;
+
     virtual ~Byte_source() = default;
 
     /// Returns the bytes that were read and not taken. When there are none, reads the next ones.
@@ -24,6 +28,17 @@ public:
     virtual void take(std::size_t size) = 0;
     /// Returns the number of bytes that were taken.
     virtual std::size_t offset() const = 0;
+
+    /// Passes all bytes that are taken from now on to `watcher`.
+    void watch(Watcher watcher) { watcher_ = std::move(watcher); }
+
+protected:
+    void show_watcher(std::string_view taken) const {
+        if (watcher_) watcher_(taken);
+    }
+
+private:
+    Watcher watcher_;
 };
 
 /// The bytes of a file or of standard input, in one pass. Before it waits for more bytes, it

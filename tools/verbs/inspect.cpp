@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "forms/capture.h"
+#include "forms/page_view.h"
 #include "forms/reader.h"
 #include "forms/text_view.h"
 #include "forms/tree.h"
@@ -25,6 +26,7 @@ namespace {
 struct Inspect_options {
     std::vector<std::string> files;
     Form from = Form::automatic;
+    bool is_page = false;
     Tm_limits limits;
 };
 
@@ -66,6 +68,7 @@ struct Shown {
 
 Shown show_wire(Byte_source& source, Tm_limits const& limits, View& view) {
     Shown shown;
+    source.watch([&view](std::string_view taken) { view.bytes(taken); });
     while (!source.peek().empty()) {
         shown.damage = show_wire_message(source, limits, view);
         if (shown.damage) break;
@@ -75,6 +78,7 @@ Shown show_wire(Byte_source& source, Tm_limits const& limits, View& view) {
 }
 
 Shown show_chunks(Input& input, Tm_limits const& limits, View& view) {
+    input.watch([&view](std::string_view taken) { view.bytes(taken); });
     Capture capture(input, limits, view);
     auto const damage = capture.show();
     return {damage, capture.has_sound_message()};
@@ -89,7 +93,9 @@ void show_texts(Input& input, Inspect_options const& options, View& view) {
             prepare_names(*message, Names::as_received);
             Tree_decoder decoder(view.begin_text_message(), no_limits());
             tm_encode(*message, [&](unsigned char const* data, std::size_t size) {
-                decoder.feed({reinterpret_cast<char const*>(data), size});
+                std::string_view const bytes(reinterpret_cast<char const*>(data), size);
+                decoder.feed(bytes);
+                view.bytes(bytes);
                 return true;
             });
             decoder.finish();
@@ -122,21 +128,40 @@ void inspect_file(Input& input, Inspect_options const& options, View& view) {
     }
 }
 
+std::unique_ptr<View> make_view(Inspect_options const& options) {
+    if (options.is_page) return std::make_unique<Page_view>(options.files.size());
+    return std::make_unique<Text_view>(options.files.size() > 1);
+}
+
 int inspect(Inspect_options const& options) {
-    Text_view view(options.files.size() > 1);
+    auto const view = make_view(options);
     int const status = for_each_file(options.files, [&](Input& input) {
-        view.begin_input(input.name());
+        view->begin_input(input.name());
         try {
-            inspect_file(input, options, view);
+            inspect_file(input, options, *view);
         } catch (std::exception const& error) {
-            view.end_input(text_of(error));
+            view->end_input(text_of(error));
             throw;
         }
-        view.end_input("");
+        view->end_input("");
     });
-    view.finish();
+    view->finish();
     flush_output();
     return status;
+}
+
+void add_view(CLI::App& verb, bool& is_page) {
+    auto const choose = [&is_page](std::string const& form) {
+        if (form != "text" && form != "html") {
+            throw CLI::ValidationError("--to",
+                                       "no such form: " + form + "; choose from html, text");
+        }
+        is_page = form == "html";
+    };
+    verb.add_option_function<std::string>("-t,--to", choose,
+                                          "form of the output, by default text: text, or html for "
+                                          "a page with the bytes and the items side by side")
+        ->type_name("FORM");
 }
 
 }  // namespace
@@ -146,6 +171,7 @@ void add_inspect(CLI::App& app, Work& work) {
     CLI::App& verb =
         *app.add_subcommand("inspect", "Show the chunks and messages of captures and other files");
     add_from(verb, chosen->from);
+    add_view(verb, chosen->is_page);
     add_limits(verb, chosen->limits);
     add_files(verb, chosen->files, "files to show");
     set_work(verb, work, chosen, inspect);
