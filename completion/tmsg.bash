@@ -12,7 +12,8 @@ _tmsg_options() {
         convert)
             echo "$from $output $text $limits --chunk-size --limit --seq --port --names-by-index --names"
             ;;
-        check | diff | get | inspect | peek) echo "$from $limits" ;;
+        check | diff | get | peek) echo "$from $limits" ;;
+        inspect) echo "$from -t --to $limits" ;;
         serve) echo "$output $text $limits --port --listen --reply --fault --delay --idle --group" ;;
         set) echo "$from $output $limits --in-place" ;;
         tap) echo "-t --to $text $limits --listen --upstream --save --inbox-prefix" ;;
@@ -27,6 +28,7 @@ _tmsg_values() {
     case $2 in
         -f | --from) echo 'auto chunks hex tcl typed-json wire' ;;
         -t | --to)
+            [ "$1" != inspect ] || { echo 'html text' && return; }
             [ "$1" = tap ] || echo 'chunks wire'
             echo 'dump hex json tcl typed-json xml'
             ;;

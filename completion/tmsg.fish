@@ -79,6 +79,8 @@ __tmsg_option convert -l port -x -d "port byte of the chunks"
 __tmsg_option convert -l names-by-index -d "write names by index"
 __tmsg_option convert -l names -d "write names as text"
 
+__tmsg_option inspect -s t -l to -x -a "html text" -d "text, or a page"
+
 __tmsg_option serve -l port -x -d "port on which to listen"
 __tmsg_option serve -l listen -x -d "address on which to listen"
 __tmsg_option serve -l reply -r -F -d "file with the reply"

@@ -159,8 +159,7 @@ void add_view(CLI::App& verb, bool& is_page) {
         is_page = form == "html";
     };
     verb.add_option_function<std::string>("-t,--to", choose,
-                                          "form of the output, by default text: text, or html for "
-                                          "a page with the bytes and the items side by side")
+                                          "form of the output, by default text: html, text")
         ->type_name("FORM");
 }
 
