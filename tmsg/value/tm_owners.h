@@ -85,6 +85,8 @@ public:
 
     /// Returns the object, which this still owns, or null when there is none.
     T* get() const { return object_; }
+    /// Returns the same, and owns no object then. The caller is the owner in its place.
+    T* release() noexcept { return std::exchange(object_, nullptr); }
     /// Both need an object.
     T* operator->() const { return object_; }
     T& operator*() const { return *object_; }

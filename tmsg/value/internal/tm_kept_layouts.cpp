@@ -5,6 +5,8 @@
 /// processors that change the count of one layout in turn wait for each other.
 #include <array>
 #include <atomic>
+#include <type_traits>
+#include <utility>
 
 #include "tmsg/value/internal/tm_layout.h"
 #include "tmsg/value/internal/tm_name_hash.h"
@@ -22,10 +24,22 @@ constexpr std::size_t cache_line = 64;
 struct Kept {
     std::uint64_t key = 0;
     std::size_t bytes = 0;
-    Tm_layout::Ref layout;
+    Tm_layout* layout = nullptr;  ///< the shelf is one of its owners
 };
 
 using Places = std::array<Kept, places_on_a_shelf>;
+
+/// Places that are no longer on a shelf. Drops their layouts when it is destroyed.
+struct Dropped {
+    Dropped() = default;
+    explicit Dropped(Places const& old) : places(old) {}
+    Dropped(Dropped const&) = delete;
+    Dropped& operator=(Dropped const&) = delete;
+    ~Dropped() {
+        for (Kept const& old : places) Tm_layout::Ref const owner(old.layout);
+    }
+    Places places = {};
+};
 
 struct alignas(cache_line) Shelf {
     std::atomic_flag is_in_use = ATOMIC_FLAG_INIT;
@@ -49,18 +63,12 @@ private:
     bool is_held_;
 };
 
-/// No destructor runs at the end of the process, because messages may be destroyed later.
-union Shelves {
-    constexpr Shelves() : shelves() {}
-    Shelves(Shelves const&) = delete;
-    Shelves& operator=(Shelves const&) = delete;
-    ~Shelves() {}  // NOLINT(modernize-use-equals-default): the default is deleted
-    std::array<Shelf, shelf_count> shelves;
-};
+/// Shelves need no code at the start of the process. None is destroyed at its end, because messages
+/// may be destroyed later.
+static_assert(std::is_trivially_destructible_v<Shelf>);
+std::array<Shelf, shelf_count> shelves;
 
-Shelves kept;
-
-Shelf& shelf_of(std::uint64_t key) { return kept.shelves[key % shelf_count]; }
+Shelf& shelf_of(std::uint64_t key) { return shelves[key % shelf_count]; }
 
 std::uint64_t lane_of_thread() {
     static std::atomic<std::uint64_t> threads{0};
@@ -76,8 +84,8 @@ std::uint64_t key_of(std::uint64_t place, std::string_view first_name) {
 /// Returns whether a kept layout begins with all names of this one, and so serves the same structs.
 bool has(Places const& places, std::uint64_t key, Tm_layout const& layout) {
     for (Kept const& known : places) {
-        bool const is_there =
-            known.key == key && known.layout && known.layout->begins_like(layout, layout.size());
+        bool const is_there = known.key == key && known.layout != nullptr &&
+                              known.layout->begins_like(layout, layout.size());
         if (is_there) return true;
     }
     return false;
@@ -85,9 +93,9 @@ bool has(Places const& places, std::uint64_t key, Tm_layout const& layout) {
 
 /// Frees the layouts when the library is unloaded.
 [[gnu::destructor]] void forget_layouts() {
-    for (Shelf& shelf : kept.shelves) {
+    for (Shelf& shelf : shelves) {
         Shelf_lock const lock(shelf);
-        if (lock.is_held()) shelf.places = {};
+        if (lock.is_held()) Dropped const dropped(std::exchange(shelf.places, Places()));
     }
 }
 
@@ -100,9 +108,10 @@ Tm_layout::Ref tm_recall_layout(std::uint64_t place, Tm_layout const* before, un
     Shelf_lock const lock(shelf);
     if (!lock.is_held()) return {};
     for (Kept const& known : shelf.places) {
-        bool const fits = known.key == key && known.layout && known.layout->has(count, next) &&
+        bool const fits = known.key == key && known.layout != nullptr &&
+                          known.layout->has(count, next) &&
                           (count == 0 || known.layout->begins_like(*before, count));
-        if (fits) return known.layout;
+        if (fits) return Tm_layout::Ref::share(known.layout);
     }
     return {};
 }
@@ -115,15 +124,15 @@ void tm_keep_layout(std::uint64_t place, Tm_layout::Ref const& layout) noexcept 
     std::uint64_t const key = key_of(place, tm_text_view((*layout)[0]));
     Shelf& shelf = shelf_of(key);
     // Declared before the lock, so that dropped layouts are freed without it.
-    Places dropped = {};
+    Dropped dropped;
     Shelf_lock const lock(shelf);
     if (!lock.is_held() || has(shelf.places, key, *layout)) return;
-    dropped.swap(shelf.places);
-    shelf.places.front() = {key, bytes, layout};
+    dropped.places.swap(shelf.places);
+    shelf.places.front() = {key, bytes, Tm_layout::Ref(layout).release()};
     std::size_t sum = bytes;
     for (std::size_t i = 0; i + 1 < places_on_a_shelf; ++i) {
-        sum += dropped[i].bytes;
+        sum += dropped.places[i].bytes;
         if (sum > most_bytes) break;
-        std::swap(shelf.places[i + 1], dropped[i]);
+        std::swap(shelf.places[i + 1], dropped.places[i]);
     }
 }
