@@ -4,6 +4,11 @@
 ///
 ///     void reply_to(Message const& request, Tm_chunk_sender& sender);
 ///
+/// Programs have classes called Message, too. The names of this one's functions in a binary carry
+/// a mark, so that the linker takes neither class for the other one. The mark must be on the first
+/// declaration. Include this file where you need a declaration, and do not write
+/// `class Message;` yourself: a compiler refuses the class that follows.
+///
 /// These folders have the headers that define the classes:
 ///  - tmsg/message/: Message, Tm_header, MessageChunk, MessageChunkContainer
 ///  - tmsg/composite/: Tm_struct, Tm_prenamed_struct, Tm_array, Tm_value_container
@@ -16,9 +21,9 @@
 ///  - tmsg/rpc/: Tm_caller, Tm_service, Tm_fault_exception
 #pragma once
 
-class Message;
-class MessageChunk;
-class MessageChunkContainer;
+class __attribute__((abi_tag("tmsg"))) Message;
+class __attribute__((abi_tag("tmsg"))) MessageChunk;
+class __attribute__((abi_tag("tmsg"))) MessageChunkContainer;
 class Tm_array;
 class Tm_bin_array_decoder;
 class Tm_bin_decoder;

@@ -6,9 +6,8 @@
 #include <vector>
 
 #include "tmsg/binary/tm_bin_decoder_base.h"
+#include "tmsg/fwd.h"
 #include "tmsg/value/tm_owners.h"
-
-class Message;
 
 /// Decodes one message at a time. The decoder owns the message until release_msg().
 class TMSG_API Tm_bin_decoder : public Tm_bin_decoder_base {

@@ -47,12 +47,12 @@
 #include <string_view>
 
 #include "tmsg/export.h"
+#include "tmsg/fwd.h"
 #include "tmsg/message/tm_children.h"
 #include "tmsg/value/tm_exception.h"
 #include "tmsg/value/tm_limits.h"
 #include "tmsg/value/tm_value.h"
 
-class Message;
 class Tm_bin_decoder_base;
 
 /// Both write the wire form of the message. If its name table or a wire index is wrong, they write

@@ -12,12 +12,12 @@
 #include <type_traits>
 
 #include "tmsg/export.h"
+#include "tmsg/fwd.h"
 #include "tmsg/value/tm_plain.h"
 #include "tmsg/value/tm_scalars.h"
 #include "tmsg/value/tm_string.h"
 #include "tmsg/value/tm_type_code.h"
 
-class Message;
 class Tm_array;
 class Tm_binary;
 class Tm_date;

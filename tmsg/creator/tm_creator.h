@@ -22,10 +22,10 @@
 #include <vector>
 
 #include "tmsg/creator/tm_creator_base.h"
+#include "tmsg/fwd.h"
 #include "tmsg/value/tm_limits.h"
 #include "tmsg/value/tm_owners.h"
 
-class Message;
 class Tm_array;
 class Tm_layout;
 class Tm_new_value;

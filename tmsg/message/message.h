@@ -26,6 +26,7 @@
 #include "tmsg/composite/tm_array.h"
 #include "tmsg/composite/tm_member_getters.h"
 #include "tmsg/composite/tm_struct.h"
+#include "tmsg/fwd.h"
 #include "tmsg/message/tm_header.h"
 #include "tmsg/value/tm_catalog.h"
 #include "tmsg/value/tm_type_code.h"

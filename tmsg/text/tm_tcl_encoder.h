@@ -15,11 +15,10 @@
 #include <string_view>
 
 #include "tmsg/export.h"
+#include "tmsg/fwd.h"
 #include "tmsg/text/tm_text_encoder.h"
 #include "tmsg/value/tm_plain.h"
 #include "tmsg/value/tm_value.h"
-
-class Message;
 
 class TMSG_API Tm_tcl_encoder : public Tm_folded_events<Tm_tcl_encoder, Tm_text_encoder> {
 public:

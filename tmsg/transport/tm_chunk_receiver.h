@@ -28,11 +28,10 @@
 #include <string>
 
 #include "tmsg/export.h"
+#include "tmsg/fwd.h"
 #include "tmsg/message/chunks/message_chunk_container.h"
 #include "tmsg/message/tm_header.h"
 #include "tmsg/value/tm_limits.h"
-
-class Message;
 
 class TMSG_API Tm_chunk_receiver {
 public:

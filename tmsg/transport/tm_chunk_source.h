@@ -12,10 +12,10 @@
 #include <string>
 
 #include "tmsg/export.h"
+#include "tmsg/fwd.h"
 #include "tmsg/message/tm_header.h"
 #include "tmsg/value/tm_owners.h"
 
-class Message;
 class Tm_bin_encoder;
 
 class TMSG_API Tm_chunk_source {

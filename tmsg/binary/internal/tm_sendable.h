@@ -4,9 +4,8 @@
 #include <memory>
 
 #include "tmsg/binary/tm_bin_encoder.h"
+#include "tmsg/fwd.h"
 #include "tmsg/value/tm_value.h"
-
-class Message;
 
 /// Throws Tm_out_of_range_exception, with the label "String length", when a method name or a member
 /// name anywhere in the value is longer than 65,535 bytes.

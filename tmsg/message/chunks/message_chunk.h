@@ -9,6 +9,7 @@
 
 #include "tmsg/binary/tm_bin_decoder.h"
 #include "tmsg/export.h"
+#include "tmsg/fwd.h"
 
 class TMSG_API MessageChunk {
 public:

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "tmsg/export.h"
+#include "tmsg/fwd.h"
 #include "tmsg/message/chunks/message_chunk.h"
 
 class TMSG_API MessageChunkContainer {

@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
+#include "tmsg/fwd.h"
 #include "tmsg/value/tm_catalog.h"
 #include "tmsg/value/tm_owners.h"
 
-class Message;
 class Tm_array;
 class Tm_layout;
 
