@@ -1,49 +1,93 @@
-# Installs the libraries, their public headers, the program, and the files that find_package(tmsg)
-# and pkg-config need. No installed file holds an absolute path, so the installed tree can be moved.
+# Installs the libraries, their public headers, the program, the files that find_package(tmsg) and
+# pkg-config need, and the documents. No installed file holds an absolute path, so the installed tree
+# can be moved. The components:
+#  - runtime: what a program needs that uses the libraries
+#  - development: what a compiler needs
+#  - program: the program tmsg, its man page and its completion
+#  - documentation: the documents and the other man pages
 include(CMakePackageConfigHelpers)
 
 set(TMSG_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/tmsg)
 
-install(TARGETS tmsg EXPORT tmsg-targets FILE_SET HEADERS)
-if(TMSG_BUILD_TOOLS)
-    install(TARGETS tmsg_program)
-endif()
-install(EXPORT tmsg-targets
-    NAMESPACE tmsg::
-    FILE tmsgTargets.cmake
-    DESTINATION ${TMSG_PACKAGE_DIR}
-)
+# tmsg_install_library(TARGET EXPORT FILE)
+function(tmsg_install_library target export file)
+    install(TARGETS ${target} EXPORT ${export}
+        LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+        ARCHIVE COMPONENT development
+        FILE_SET HEADERS COMPONENT development)
+    install(EXPORT ${export} NAMESPACE tmsg:: FILE ${file}
+        DESTINATION ${TMSG_PACKAGE_DIR} COMPONENT development)
+endfunction()
 
-# The component "nats" has an export of its own, because a package may lack it.
+tmsg_install_library(tmsg tmsg-targets tmsgTargets.cmake)
+# The CMake component "nats" has an export of its own, because a package may lack it.
+set(modules tmsg)
 if(TMSG_HAS_NATS)
-    install(TARGETS tmsg_nats EXPORT tmsg-nats-targets FILE_SET HEADERS)
-    install(EXPORT tmsg-nats-targets
-        NAMESPACE tmsg::
-        FILE tmsgNatsTargets.cmake
-        DESTINATION ${TMSG_PACKAGE_DIR}
-    )
+    tmsg_install_library(tmsg_nats tmsg-nats-targets tmsgNatsTargets.cmake)
+    list(APPEND modules tmsg-nats)
 endif()
 
 configure_package_config_file(cmake/tmsgConfig.cmake.in tmsgConfig.cmake
     INSTALL_DESTINATION ${TMSG_PACKAGE_DIR}
     NO_SET_AND_CHECK_MACRO
 )
-# Before 1.0 every minor version may change the interface.
-write_basic_package_version_file(tmsgConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+configure_file(cmake/tmsgConfigVersion.cmake.in tmsgConfigVersion.cmake @ONLY)
 install(FILES
     ${CMAKE_CURRENT_BINARY_DIR}/tmsgConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/tmsgConfigVersion.cmake
-    DESTINATION ${TMSG_PACKAGE_DIR}
+    DESTINATION ${TMSG_PACKAGE_DIR} COMPONENT development
 )
 
+# A static library does not know the libraries that it needs, so their modules name them.
+if(TMSG_LIBRARY_TYPE STREQUAL "STATIC")
+    set(TMSG_PC_CFLAGS " -DTMSG_STATIC")
+    set(TMSG_PC_PRIVATE "Requires.private: ACE\n")
+    set(TMSG_NATS_PC_PRIVATE "Requires.private: libnats\nLibs.private: -pthread\n")
+endif()
 # The path from the folder of tmsg.pc to the prefix has one ".." for each part of the folder.
 string(REGEX REPLACE "[^/]+" ".." TMSG_PREFIX_FROM_PC ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-set(modules tmsg)
-if(TMSG_HAS_NATS)
-    list(APPEND modules tmsg-nats)
-endif()
 foreach(module ${modules})
     configure_file(cmake/${module}.pc.in ${module}.pc @ONLY)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${module}.pc
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endforeach()
+
+if(TMSG_BUILD_TOOLS)
+    install(TARGETS tmsg_program RUNTIME COMPONENT program)
+    foreach(place
+            tmsg.bash:bash-completion/completions/tmsg
+            _tmsg:zsh/vendor-completions/_tmsg
+            tmsg.fish:fish/vendor_completions.d/tmsg.fish)
+        string(REGEX MATCH "^(.*):(.*)/(.*)$" place ${place})
+        install(FILES completion/${CMAKE_MATCH_1}
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/${CMAKE_MATCH_2} RENAME ${CMAKE_MATCH_3}
+            COMPONENT program OPTIONAL)
+    endforeach()
+endif()
+
+# The licence goes with what is installed alone most often.
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+install(FILES README.md CHANGELOG.md SECURITY.md
+    DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN man EXCLUDE)
+file(GLOB pages CONFIGURE_DEPENDS docs/man/*.[157])
+foreach(page ${pages})
+    cmake_path(GET page EXTENSION LAST_ONLY section)
+    string(SUBSTRING ${section} 1 -1 section)
+    set(component documentation)
+    if(section EQUAL 1)
+        set(component program)
+    endif()
+    install(FILES ${page}
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
+endforeach()
+
+# gdb loads the printers with the library whose path they have below the folder auto-load.
+if(TMSG_LIBRARY_TYPE STREQUAL "SHARED")
+    install(FILES contrib/gdb/tmsg.py
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}
+        RENAME libtmsg.so.${PROJECT_VERSION}-gdb.py COMPONENT development OPTIONAL)
+endif()
+install(FILES contrib/wireshark/tmsg.lua
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/tmsg/wireshark COMPONENT program OPTIONAL)

@@ -4,6 +4,7 @@
 
 #include <getopt.h>
 
+#include <tmsg/version.h>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>

@@ -6,7 +6,7 @@ cd "$1"
 
 layer_of() {
     case $1 in
-        tmsg/export.h | tmsg/fwd.h) echo 0 ;;
+        tmsg/export.h | tmsg/fwd.h | tmsg/version.*) echo 0 ;;
         tmsg/value/*) echo 1 ;;
         tmsg/composite/*) echo 2 ;;
         tmsg/message/chunks/*) echo 7 ;;

@@ -90,7 +90,7 @@ def tests():
     for name in ("tests", "system_calls_test", "allocation_test", "threads_test", "unload_test"):
         yield [BUILD / "tests" / f"tmsg_{name}", "--gtest_fail_fast"]
     program = BUILD / "tools" / "tmsg"
-    yield [TREE / "tests" / "program" / "disk.sh", program, BUILD / "tmsg" / "libtmsg.so.0"]
+    yield [TREE / "tests" / "program" / "disk.sh", program, next((BUILD / "tmsg").glob("libtmsg.so.0.*"))]
 
 
 def catcher():

@@ -63,3 +63,4 @@
 #include "tmsg/value/tm_utils.h"
 #include "tmsg/value/tm_value.h"
 #include "tmsg/value/tm_visitor.h"
+#include "tmsg/version.h"

@@ -1,6 +1,7 @@
 /// tmsg, the program that shows, converts and sends messages: its command line, and main().
 #include <CLI/CLI.hpp>
 
+#include <tmsg/version.h>
 #include <csignal>
 #include <exception>
 #include <map>

@@ -1,6 +1,7 @@
 #!/bin/sh
-# pkg_config.sh FOLDER MODULE SOURCE PROGRAM COMPILE...: builds and runs the program with what
-# pkg-config says about the module described in FOLDER, with no other package in sight.
+# pkg_config.sh FOLDERS MODULE SOURCE PROGRAM COMPILE...: builds and runs the program with what
+# pkg-config says about the module, and modules of the folders alone. "--static MODULE" asks for what
+# a static library needs.
 set -eu
 export PKG_CONFIG_LIBDIR="$1"
 unset PKG_CONFIG_PATH
@@ -11,8 +12,9 @@ shift 4
 
 set -- "$@" -o "$program" "$source"
 # pkg-config quotes its answers for the shell.
-eval "set -- \"\$@\" $(pkg-config --cflags --libs "$module")"
+# shellcheck disable=SC2086  # an option and a word
+eval "set -- \"\$@\" $(pkg-config --cflags --libs $module)"
 "$@"
-eval "LD_LIBRARY_PATH=$(pkg-config --variable=libdir "$module")"
+eval "LD_LIBRARY_PATH=$(pkg-config --variable=libdir "${module##* }")"
 export LD_LIBRARY_PATH
 "$program"

@@ -68,6 +68,7 @@ int main() {
     if (dated == nullptr) return 1;
     std::string const text = dated->get_member_string(Message::TMG_BODY, "month");
     if (text != "2024/2") return std::puts("the user's own value was lost"), 1;
+    if (std::string(TMSG_VERSION) != tmsg_version()) return std::puts("another version"), 1;
     if (!is_caught_by_its_type(message)) return std::puts("the exception was not caught"), 1;
     return 0;
 }

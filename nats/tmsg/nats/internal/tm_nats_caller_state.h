@@ -23,7 +23,7 @@
 #include "tmsg/nats/tm_nats_caller.h"
 #include "tmsg/rpc/tm_caller.h"
 
-class Tm_nats_caller::State {
+class TMSG_LOCAL Tm_nats_caller::State {
 public:
     using Clock = std::chrono::steady_clock;
     using Lock = std::unique_lock<std::mutex>;

@@ -22,7 +22,7 @@
 #include "tmsg/nats/tm_nats_service.h"
 #include "tmsg/rpc/tm_service.h"
 
-class Tm_nats_service::State {
+class TMSG_LOCAL Tm_nats_service::State {
 public:
     using Clock = std::chrono::steady_clock;
     using Lock = std::unique_lock<std::mutex>;

@@ -1,0 +1,47 @@
+#!/bin/sh
+# components.sh CMAKE BUILD PREFIX SONAME...: the components together install what an installation of
+# everything does (PREFIX), each file once, and each has what its users need.
+set -eu
+cmake=$1
+build=$2
+prefix=$3
+shift 3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failed=0
+
+fail() {
+    echo "$1"
+    failed=1
+}
+
+# Builds without the module for Python have nothing in its component.
+for component in runtime development program documentation python; do
+    mkdir -p "$work/$component"
+    "$cmake" --install "$build" --prefix "$work/$component" --component $component >"$work/log"
+    (cd "$work/$component" && find . ! -type d) | sort >"$work/$component.files"
+done
+sort -m "$work"/*.files >"$work/files"
+(cd "$prefix" && find . ! -type d ! -name 'headers.*') | sort | diff - "$work/files" || failed=1
+
+# only COMPONENT PATTERN: no other file is in it.
+only() {
+    ! grep -Ev "$2" "$work/$1.files" || fail "the component $1 has these, too"
+}
+only runtime '/lib[^/]*\.so\.[0-9.]+$|/LICENSE$'
+only development '/include/tmsg/|/lib[^/]*\.(so|a)$|/cmake/tmsg/|/pkgconfig/|/gdb/auto-load/'
+only program '/bin/tmsg$|/man1/|completions|vendor_completions|/wireshark/'
+only documentation '/doc/|/man[57]/'
+for name; do
+    grep -q "/$name\$" "$work/runtime.files" || fail "the component runtime lacks $name"
+done
+for file in runtime:LICENSE development:version.h program:bin/tmsg documentation:docs/program.md; do
+    grep -q "/${file#*:}\$" "$work/${file%%:*}.files" || fail "no $file"
+done
+
+# Every part that the tree has is installed.
+tree=$(dirname "$0")/../..
+for file in "$tree"/docs/*.md "$tree"/docs/man/*.[157] "$tree"/contrib/*/tmsg.*; do
+    [ ! -e "$file" ] || grep -q "${file##*/}\|-gdb.py" "$work/files" || fail "$file is not installed"
+done
+exit $failed

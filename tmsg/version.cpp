@@ -1,0 +1,3 @@
+#include "tmsg/version.h"
+
+char const* tmsg_version() noexcept { return TMSG_VERSION; }
