@@ -52,6 +52,14 @@ foreach(module ${modules})
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endforeach()
 
+# tmsg_install_file(FILE FOLDER NAME COMPONENT): a file that the tree may lack, to a folder of data.
+function(tmsg_install_file file folder name component)
+    if(EXISTS ${PROJECT_SOURCE_DIR}/${file})
+        install(FILES ${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder} RENAME ${name}
+            COMPONENT ${component})
+    endif()
+endfunction()
+
 if(TMSG_BUILD_TOOLS)
     install(TARGETS tmsg_program RUNTIME COMPONENT program)
     foreach(place
@@ -59,9 +67,7 @@ if(TMSG_BUILD_TOOLS)
             _tmsg:zsh/vendor-completions/_tmsg
             tmsg.fish:fish/vendor_completions.d/tmsg.fish)
         string(REGEX MATCH "^(.*):(.*)/(.*)$" place ${place})
-        install(FILES completion/${CMAKE_MATCH_1}
-            DESTINATION ${CMAKE_INSTALL_DATADIR}/${CMAKE_MATCH_2} RENAME ${CMAKE_MATCH_3}
-            COMPONENT program OPTIONAL)
+        tmsg_install_file(completion/${CMAKE_MATCH_1} ${CMAKE_MATCH_2} ${CMAKE_MATCH_3} program)
     endforeach()
 endif()
 
@@ -85,9 +91,7 @@ endforeach()
 
 # gdb loads the printers with the library whose path they have below the folder auto-load.
 if(TMSG_LIBRARY_TYPE STREQUAL "SHARED")
-    install(FILES contrib/gdb/tmsg.py
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}
-        RENAME libtmsg.so.${PROJECT_VERSION}-gdb.py COMPONENT development OPTIONAL)
+    tmsg_install_file(contrib/gdb/tmsg.py gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}
+        libtmsg.so.${PROJECT_VERSION}-gdb.py development)
 endif()
-install(FILES contrib/wireshark/tmsg.lua
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/tmsg/wireshark COMPONENT program OPTIONAL)
+tmsg_install_file(contrib/wireshark/tmsg.lua tmsg/wireshark tmsg.lua program)
