@@ -80,7 +80,8 @@ def class_at(address):
     The library exports these symbols, so that it may be stripped."""
     table = gdb.execute("info symbol %d" % pointer_at(address), to_string=True)
     found = re.match(r"vtable for (.*?) \+ \d+ in section", table)
-    name = found.group(1) if found else None
+    # The symbols of Message bear a mark, [abi:tmsg].
+    name = re.sub(r"\[abi:\w+\]", "", found.group(1)) if found else None
     return "Tm_struct" if name == "Tm_struct::Made" else name
 
 

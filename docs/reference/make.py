@@ -165,7 +165,7 @@ def copy_sources(folder):
 
 
 def doxygen_settings(folder):
-    version = re.search(r"^ *VERSION ([\d.]+)$", (ROOT / "CMakeLists.txt").read_text(), re.MULTILINE)
+    version = re.search(r'^#define TMSG_VERSION "(.*)"', (ROOT / "tmsg/version.h").read_text(), re.MULTILINE)
     reference_folder = ROOT / "docs/reference"
     return (reference_folder / "Doxyfile").read_text() + f"""
 PROJECT_NUMBER = {version[1]}
