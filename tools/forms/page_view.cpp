@@ -102,7 +102,7 @@ void Page_view::end_input(std::string_view failure) {
     write_bytes();
     end_records();
     if (!failure.empty()) {
-        write_output("<p class=\"failure\" role=\"alert\">" + escaped_html(printable(failure)) +
+        write_output(R"(<p class="failure" role="alert">)" + escaped_html(printable(failure)) +
                      "</p>\n");
     }
     write_output("</section>\n");
@@ -121,7 +121,7 @@ void Page_view::bytes(std::string_view bytes) {
 void Page_view::write_bytes() {
     if (waiting_.empty()) return;
     end_records();
-    write_output("<script type=\"text/plain\" class=\"bytes\">" + base64(waiting_) + "</script>\n");
+    write_output(R"(<script type="text/plain" class="bytes">)" + base64(waiting_) + "</script>\n");
     waiting_.clear();
 }
 
