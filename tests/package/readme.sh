@@ -19,7 +19,7 @@ blocks() {
 blocks cpp >program.cpp
 blocks cmake >CMakeLists.txt
 blocks text >expected
-blocks sh | grep -v 'cmake --preset\|build/release' >commands
+blocks sh | grep -v 'cmake --preset\|build/install' >commands
 sh -eu commands
 for program in program build/program; do
     ./$program >printed
