@@ -1,5 +1,5 @@
 #!/bin/sh
-# disk.sh PROGRAM LIBRARY: a received file for which the disk has no room, or that may not be
+# disk.sh PROGRAM LIBRARY...: a received file for which the disk has no room, or that may not be
 # made, is an error, and gone. Processes with one number leave each other's files alone. The disk is
 # a small one that only this test sees; where none may be made, there is no test (77).
 set -eu
@@ -8,7 +8,7 @@ work=$(mktemp -d -p /var/tmp)
 trap 'rm -rf "$work"' EXIT
 text=$work/message.tcl
 # Whatever stands under /tmp is out of sight there.
-cp -L "$1" "$2" "$work"
+cp -L "$@" "$work"
 program=$work/$(basename "$1")
 export LD_LIBRARY_PATH="$work"
 
