@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 
 #include "tmsg/value/tm_decimal.h"
@@ -75,8 +74,7 @@ bool Debug_text::write(std::string_view text) {
 }
 
 void Debug_text::append(std::string_view text) {
-    std::memcpy(end_, text.data(), text.size());
-    end_ += text.size();
+    end_ += text.copy(end_, text.size());
 }
 
 bool Debug_text::write_hex(unsigned char byte) {
