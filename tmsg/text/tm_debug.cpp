@@ -73,9 +73,7 @@ bool Debug_text::write(std::string_view text) {
     return !is_cut_;
 }
 
-void Debug_text::append(std::string_view text) {
-    end_ += text.copy(end_, text.size());
-}
+void Debug_text::append(std::string_view text) { end_ += text.copy(end_, text.size()); }
 
 bool Debug_text::write_hex(unsigned char byte) {
     constexpr std::string_view digits = "0123456789abcdef";
