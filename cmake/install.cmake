@@ -38,7 +38,7 @@ install(FILES
     DESTINATION ${TMSG_PACKAGE_DIR} COMPONENT development
 )
 
-# A static library does not know the libraries that it needs, so their modules name them.
+# A static library does not know the libraries that it needs, so the pkg-config modules name them.
 if(TMSG_LIBRARY_TYPE STREQUAL "STATIC")
     set(TMSG_PC_CFLAGS " -DTMSG_STATIC")
     set(TMSG_PC_PRIVATE "Requires.private: ACE\n")
@@ -62,13 +62,9 @@ endfunction()
 
 if(TMSG_BUILD_TOOLS)
     install(TARGETS tmsg_program RUNTIME COMPONENT program)
-    foreach(place
-            tmsg.bash:bash-completion/completions/tmsg
-            _tmsg:zsh/vendor-completions/_tmsg
-            tmsg.fish:fish/vendor_completions.d/tmsg.fish)
-        string(REGEX MATCH "^(.*):(.*)/(.*)$" place ${place})
-        tmsg_install_file(completion/${CMAKE_MATCH_1} ${CMAKE_MATCH_2} ${CMAKE_MATCH_3} program)
-    endforeach()
+    tmsg_install_file(completion/tmsg.bash bash-completion/completions tmsg program)
+    tmsg_install_file(completion/_tmsg zsh/vendor-completions _tmsg program)
+    tmsg_install_file(completion/tmsg.fish fish/vendor_completions.d tmsg.fish program)
 endif()
 
 # The licence goes with what is installed alone most often.
