@@ -1,8 +1,9 @@
 #!/bin/sh
 # abi.sh symbols|types|compare|accept VERSION BUILD: compares the binary interface of both libraries in
-# the folder with the committed one, in one way or both, or commits to theirs. NAME.symbols has the
-# exported symbols, each with the version in which it came, NAME.abi.xz the functions and types as abidw
-# describes them. All but "symbols" need debug information in the libraries.
+# the folder BUILD with the committed one: the symbols, the types, or both (compare). With "accept", it
+# writes their interface into this folder. NAME.symbols has the exported symbols, each with the version
+# in which it came. NAME.abi.xz has the functions and types as abidw describes them. All commands but
+# "symbols" need debug information in the libraries.
 set -eu
 what=$1
 version=$2
