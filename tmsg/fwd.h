@@ -4,10 +4,10 @@
 ///
 ///     void reply_to(Message const& request, Tm_chunk_sender& sender);
 ///
-/// Programs have classes called Message, too. The names of this one's functions in a binary carry
-/// a mark, so that the linker takes neither class for the other one. The mark must be on the first
-/// declaration. Include this file where you need a declaration, and do not write
-/// `class Message;` yourself: a compiler refuses the class that follows.
+/// Other code may have a class called Message, too. The symbols of this one carry a mark, so that
+/// the linker does not confuse the two classes. The mark must be on the first declaration. Include
+/// this file where you need a declaration. Do not write `class Message;` yourself, because the
+/// compiler then refuses the definition of the class.
 ///
 /// These folders have the headers that define the classes:
 ///  - tmsg/message/: Message, Tm_header, MessageChunk, MessageChunkContainer

@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 
 #include <tmsg/version.h>
+
 #include <csignal>
 #include <exception>
 #include <map>

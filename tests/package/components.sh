@@ -1,6 +1,6 @@
 #!/bin/sh
-# components.sh CMAKE BUILD PREFIX SONAME...: the components together install what an installation of
-# everything does (PREFIX), each file once, and each has what its users need.
+# components.sh CMAKE BUILD PREFIX SONAME...: the components together install the same files as the
+# installation of everything in PREFIX, each file once. Each component has what its users need.
 set -eu
 cmake=$1
 build=$2

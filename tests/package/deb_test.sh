@@ -1,7 +1,7 @@
 #!/bin/sh
-# deb_test.sh FOLDER: installs the Debian packages of the folder into a fresh root, uses them there, and
-# purges them, after which nothing is left. The root has this machine's files of the packages that ours
-# need, and of no others. So the test needs no network, and a missing dependency fails.
+# deb_test.sh FOLDER: installs the Debian packages of the folder into a fresh root, uses them there,
+# purges them, and checks that nothing is left. The root has this machine's files of the packages that
+# ours need, and of no others. So the test needs no network, and it fails when a dependency is missing.
 set -eu
 [ "$(id -u)" -eq 0 ] || exec unshare -rm "$0" "$@"
 debs=$(cd "$1" && pwd)

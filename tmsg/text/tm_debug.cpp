@@ -18,7 +18,7 @@ constexpr std::string_view dots = "...";
 constexpr unsigned int most_bytes = 16;
 constexpr int most_levels = 60;
 
-/// The text that was made last. An end of the text fits behind the most text.
+/// The text that was made last. There is room for an end of the text behind the longest text.
 constexpr std::string_view incomplete = "(incomplete)";
 char last_text[most_text + incomplete.size() + 1];
 

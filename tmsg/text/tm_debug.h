@@ -4,7 +4,7 @@
 ///     (gdb) print (char*) tmsg_debug_text(message)
 ///     $1 = "request stock.reserve {} {article: \"bolt M8\", count: int32_t 250}"
 ///
-/// contrib/gdb/tmsg.py prints values without a call, so also from core files.
+/// contrib/gdb/tmsg.py prints values without a call of a function, so it can read core files, too.
 #pragma once
 
 #include "tmsg/export.h"

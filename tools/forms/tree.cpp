@@ -88,8 +88,8 @@ public:
     bool visit_member_begin_with_index(unsigned short index) override;
     bool visit_member_continue_with_index(unsigned short index) override;
 
-    /// Passes the part of an incomplete value that has arrived on. Returns the byte behind it, or
-    /// that of the item that failed.
+    /// Passes on what has arrived of an incomplete value. Returns the position behind it, or that
+    /// of the item that failed.
     std::size_t finish();
 
 private:

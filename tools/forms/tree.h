@@ -21,7 +21,7 @@ struct Tree_row {
     std::string rest;
 };
 
-/// Returns the text of the row, in colours if they are wanted. A blank stands behind the label.
+/// Returns the text of the row, in colours if they are wanted.
 std::string text_of(Tree_row const& row);
 
 /// Gets the rows of the tree of one message, from the top to the bottom.
@@ -30,7 +30,7 @@ public:
     virtual ~Tree_sink() = default;
 
     virtual void row(Tree_row const& row) = 0;
-    /// Ends the innermost row without an end that is not ended yet. `end` is the byte behind it.
+    /// Ends the innermost row that has no end yet. `end` is the byte behind it.
     virtual void end(std::size_t end) = 0;
     /// Ends the tree. `end` is the byte behind the last one that was understood.
     virtual void finish(std::size_t end) = 0;
@@ -41,13 +41,13 @@ class Tree_rows {
 public:
     explicit Tree_rows(Tree_sink& sink) : sink_(sink) {}
 
-    /// Passes the open row on and opens the next one.
+    /// Passes on the open row and opens the next one.
     void open(Tree_row row);
     void set_type(std::string_view type) { row_.type = type; }
     void add(std::string_view text) { row_.rest += text; }
-    /// Ends the innermost row that has no end. `end` is the byte behind it.
+    /// Ends the innermost row that has no end yet. `end` is the byte behind it.
     void end(std::size_t end);
-    /// Passes the open row on, if there is one.
+    /// Passes on the open row, if there is one.
     void close();
 
 private:
@@ -72,7 +72,7 @@ public:
     /// Does the same up to the end of the message. Returns the number of bytes that it took.
     std::size_t feed_message(std::string_view bytes);
     /// Call it after the last input. It sets an error text when the message is incomplete, and
-    /// passes the last row on.
+    /// passes on the last row.
     void finish();
 
     /// Returns the position of the damage in the message.

@@ -116,7 +116,8 @@ class Capture {
             } else {
                 this.readPlace(kind, first, at, block);
             }
-            // Numbers alone end the line. A text begins behind them and ends it otherwise.
+            // A record without a text ends with its last number, which number() has read with the
+            // line feed.
             at = kind === "e" || kind === "x" || kind === "w" || kind === "t"
                 ? at : text.indexOf("\n", at) + 1;
         }

@@ -1,5 +1,5 @@
-/// The page of `inspect --to html` without its data. The build makes it of page.html, page.css and
-/// the scripts.
+/// The page of `inspect --to html` without its data. The build makes it from page.html, page.css
+/// and the scripts.
 #pragma once
 
 #include <string_view>

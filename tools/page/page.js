@@ -82,10 +82,15 @@ class Input_view {
         return pane;
     }
 
-    /** Returns the number of lines of 16 bytes. Damage at the end has a place of its own. */
-    get lines() {
+    /** The number of bytes that are shown. Damage at the end has a place of its own. */
+    get places() {
         const { bytes, damages } = this.capture;
-        return Math.ceil((bytes.length + (damages.has(bytes.length) ? 1 : 0)) / 16);
+        return bytes.length + (damages.has(bytes.length) ? 1 : 0);
+    }
+
+    /** The number of lines of 16 bytes. */
+    get lines() {
+        return Math.ceil(this.places / 16);
     }
 
     listen() {
@@ -217,8 +222,13 @@ class Input_view {
         this.paintBytes();
     }
 
+    /** The row under the pointer, or else the selected one. */
+    get shownRow() {
+        return this.hovered !== none ? this.hovered : this.chosen;
+    }
+
     paintTree() {
-        const row = this.hovered !== none ? this.hovered : this.chosen;
+        const row = this.shownRow;
         const lit = row === none ? none : this.visible[this.indexOf(row)];
         for (const element of this.treeList.layer.children) {
             const isChosen = Number(element.dataset.row) === this.chosen;
@@ -230,7 +240,7 @@ class Input_view {
     }
 
     paintBytes() {
-        const row = this.hovered !== none ? this.hovered : this.chosen;
+        const row = this.shownRow;
         const span = this.span ?? (row === none ? null : this.capture.spanOf(row));
         for (const cell of this.grid.querySelectorAll("[data-at]")) {
             const place = Number(cell.dataset.at);
@@ -333,7 +343,6 @@ class Input_view {
     }
 
     drawLine(index) {
-        const { bytes, damages } = this.capture;
         const line = make("div", "line");
         line.setAttribute("role", "row");
         line.setAttribute("aria-rowindex", index + 1);
@@ -344,7 +353,7 @@ class Input_view {
         const characters = make("span", "characters");
         digits.setAttribute("role", "presentation");
         characters.setAttribute("aria-hidden", "true");
-        const end = Math.min(bytes.length + (damages.has(bytes.length) ? 1 : 0), 16 * index + 16);
+        const end = Math.min(this.places, 16 * index + 16);
         for (let at = 16 * index; at < end; ++at) {
             const [digit, character] = this.drawByte(at);
             digits.append(digit);
@@ -382,7 +391,7 @@ class Input_view {
         }
     }
 
-    /** Returns a table. The third part of each line is what the line lights up. */
+    /** Returns a table. A line is the span that it lights up, or null, and the texts of its cells. */
     drawTable(className, head, lines) {
         const table = make("table", className);
         const line = (name, texts) => make("tr", "", ...texts.map((text) => make(name, "", text)));
