@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Replies to the calls of the example in C++ at a free port of this machine, which it prints.
+"""Serves the methods that the example client in C++ calls.
 
-SIGINT and SIGTERM end it.
+It listens at a free port of this machine and prints the port. SIGINT and SIGTERM end it.
 """
 
 import asyncio

@@ -126,7 +126,8 @@ def test_a_cancelled_call_does_not_cut_its_message():
 
 
 def test_the_end_of_the_connection():
-    async def test(server, client):
+    async def the_server_ends(server, client):
+        port = server.port
         waiting = asyncio.create_task(client.call("sleep"))
         await asyncio.sleep(0.05)
         await server.close(patience=0)
@@ -137,11 +138,7 @@ def test_the_end_of_the_connection():
         with pytest.raises(OSError):
             await tmsg.connect("127.0.0.1", port)
 
-    port = None
-
-    async def remember_port(server, client):
-        nonlocal port
-        port = server.port
+    async def the_client_ends(server, client):
         waiting = asyncio.create_task(client.call("sleep"))
         await asyncio.sleep(0.05)
         await client.close()
@@ -149,8 +146,8 @@ def test_the_end_of_the_connection():
             await waiting
         await server.close(patience=0)
 
-    run(remember_port)
-    run(test)
+    run(the_server_ends)
+    run(the_client_ends)
 
 
 def test_closing_waits_for_calls_in_progress():
@@ -229,7 +226,7 @@ def test_a_server_that_sends_garbage():
 
 
 def test_backpressure():
-    """A client that reads no answers makes the server wait, and not collect answers."""
+    """The server begins no further calls of a client that reads no answers."""
     begun = 0
 
     def produce(request):

@@ -11,7 +11,7 @@ import tmsg
 
 
 def inputs(sources):
-    """Every input of the fuzzers, without the bytes in front that are no part of a message."""
+    """Every input of the fuzzers, whole and without its first one or two bytes, which some take as options."""
     for target in ("decode", "roundtrip", "split"):
         for folder in ("corpus", "regressions"):
             for path in sorted((sources / "fuzz" / folder / target).glob("*")):
@@ -21,7 +21,7 @@ def inputs(sources):
 
 
 def reencoded(data):
-    """What the program makes of the message, for bytes that no encoder writes."""
+    """The bytes that the program writes for the message."""
     convert = [os.environ["TMSG_PROGRAM"], "convert", "--from", "wire", "--to", "wire", "-"]
     return subprocess.run(convert, input=data, stdout=subprocess.PIPE, check=True).stdout
 

@@ -1,5 +1,6 @@
 """Messages in chunks."""
 
+import itertools
 import pathlib
 import threading
 
@@ -15,13 +16,11 @@ def chunked(message, seq_no, **options):
 def test_messages_in_pieces_of_any_size():
     first = tmsg.request("a.b", {"text": "x" * 500})
     second = tmsg.fault(7, "no")
-    pairs = zip(tmsg.chunks(first, 5, port=3, chunk_size=30), tmsg.chunks(second, 6, chunk_size=3))
-    # The chunks of both messages take turns until the second one ends.
-    taking_turns = b"".join(a + b for a, b in pairs)
-    sizes = [len(chunk) for chunk in tmsg.chunks(first, 5, port=3, chunk_size=30)]
-    assert max(sizes) == 38
-    rest = list(tmsg.chunks(first, 5, port=3, chunk_size=30))[len(list(tmsg.chunks(second, 6, chunk_size=3))):]
-    stream = taking_turns + b"".join(rest)
+    chunks = list(tmsg.chunks(first, 5, port=3, chunk_size=30))
+    assert max(map(len, chunks)) == 38
+    others = tmsg.chunks(second, 6, chunk_size=3)
+    # The chunks of both messages take turns.
+    stream = b"".join(a + b for a, b in itertools.zip_longest(chunks, others, fillvalue=b""))
     for size in (1, 7, 64, len(stream)):
         receiver = tmsg.Receiver()
         received = []

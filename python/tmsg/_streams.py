@@ -44,11 +44,10 @@ class Receiver:
         self._checked(*self._receiver.finish())
 
     def _checked(self, messages: list[Message], errors: list[tuple[int, str]]) -> list[Message]:
-        if errors and self._on_error is None:
-            raise ReceiveError(messages, errors)
         for seq_no, text in errors:
-            if self._on_error is not None:
-                self._on_error(seq_no, text)
+            if self._on_error is None:
+                raise ReceiveError(messages, errors)
+            self._on_error(seq_no, text)
         return messages
 
 

@@ -148,7 +148,7 @@ void take_limit(py::dict& arguments, char const* name, Number& limit) {
 }  // namespace
 
 Classes const& classes() {
-    // It lives longer than Python.
+    // It is never deleted, because Python ends before static objects do.
     static Classes const* const found = [] {
         py::module_ const types = py::module_::import("tmsg._types");
         auto* const made = new Classes;

@@ -55,17 +55,15 @@ void Builder::refuse_level() const {
 
 template <class Whole, class Add>
 void put_exact(py::handle value, Add const& add) {
-    int overflow = 0;
-    long const number = PyLong_AsLongAndOverflow(value.ptr(), &overflow);
-    bool fits = overflow == 0;
     if constexpr (std::is_same_v<Whole, unsigned long>) {
-        unsigned long const whole = PyLong_AsUnsignedLong(value.ptr());
-        fits = PyErr_Occurred() == nullptr;
+        unsigned long const number = PyLong_AsUnsignedLong(value.ptr());
+        if (PyErr_Occurred() == nullptr) return add(number);
         PyErr_Clear();
-        if (fits) return add(whole);
     } else {
-        fits = fits && number >= std::numeric_limits<Whole>::min() &&
-               number <= static_cast<long>(std::numeric_limits<Whole>::max());
+        int overflow = 0;
+        long const number = PyLong_AsLongAndOverflow(value.ptr(), &overflow);
+        bool const fits = overflow == 0 && number >= std::numeric_limits<Whole>::min() &&
+                          number <= static_cast<long>(std::numeric_limits<Whole>::max());
         if (fits) return add(static_cast<Whole>(number));
     }
     throw Range_error(std::string("integer beyond ") +

@@ -69,8 +69,8 @@ private:
         return py::make_tuple(list_of(messages), list_of(errors));
     }
 
-    /// Removes the files of all messages when one cannot be converted. Files that have an owner in
-    /// Python then are removed, too, for nobody gets them.
+    /// When a message cannot be converted, nobody gets any of them. Then the files of all messages
+    /// are removed, also those that have an owner in Python already.
     static py::list list_of(Messages const& messages) {
         py::list made;
         try {

@@ -3,12 +3,9 @@
 from __future__ import annotations
 
 import os
-from typing import Any, ClassVar, Literal, Protocol, TypeVar
+from typing import Any, ClassVar, Literal, Protocol, Self
 
 Kind = Literal["request", "response", "fault"]
-_Int = TypeVar("_Int", bound="_SizedInt")
-
-_INT32_MIN, _INT32_MAX = -(2**31), 2**31 - 1
 
 
 class Error(Exception):
@@ -52,7 +49,7 @@ class _SizedInt(int):
     LOWEST: ClassVar[int]
     HIGHEST: ClassVar[int]
 
-    def __new__(cls: type[_Int], value: Any = 0) -> _Int:
+    def __new__(cls, value: Any = 0) -> Self:
         made = int.__new__(cls, value)
         if not cls.LOWEST <= made <= cls.HIGHEST:
             raise RangeError(f"{int(made)} is not between {cls.LOWEST} and {cls.HIGHEST}")
@@ -86,10 +83,10 @@ class Uint16(_SizedInt):
 
 
 class Int32(_SizedInt):
-    """The type of plain integers, too, if they fit. Received int32 values are plain integers."""
+    """Plain integers that fit are sent as this type. It is received as a plain integer."""
 
     __slots__ = ()
-    LOWEST, HIGHEST = _INT32_MIN, _INT32_MAX
+    LOWEST, HIGHEST = -(2**31), 2**31 - 1
 
 
 class Uint32(_SizedInt):

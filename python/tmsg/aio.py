@@ -4,8 +4,7 @@ from __future__ import annotations
 
 import asyncio
 import logging
-from types import TracebackType
-from typing import Any, Awaitable, Callable, Mapping, Union
+from typing import Any, Awaitable, Callable, Mapping, Self, Union
 
 from ._streams import Receiver, chunks
 from ._types import Error, Fault, Message, fault, request, response
@@ -70,7 +69,7 @@ class _Sender:
         self._writer.transport.abort()
 
     async def close(self) -> None:
-        """Sends what is left, and ends the connection."""
+        """Writes nothing more, and ends the connection when what was written has been sent."""
         for task in self._sending:
             task.cancel()
         self._writer.close()
@@ -80,7 +79,20 @@ class _Sender:
             pass
 
 
-class Client:
+class _Closable:
+    """`async with` closes the object at the end."""
+
+    async def close(self) -> None:
+        raise NotImplementedError
+
+    async def __aenter__(self) -> Self:
+        return self
+
+    async def __aexit__(self, *_: object) -> None:
+        await self.close()
+
+
+class Client(_Closable):
     """Calls methods of one server. Any number of calls may wait at a time.
 
     connect() makes one. `async with` closes it at the end.
@@ -137,7 +149,7 @@ class Client:
         finally:
             del self._waiting[seq_no]
             if not answer.cancel() and not answer.cancelled():
-                answer.exception()  # asyncio reports those that nobody has looked at
+                answer.exception()  # asyncio reports those that nobody asks for
 
     async def close(self) -> None:
         """Closes the connection. Calls that wait raise ConnectionLost."""
@@ -146,17 +158,6 @@ class Client:
         await asyncio.wait({self._reading})
         self._sender.abort()
         await self._sender.close()
-
-    async def __aenter__(self) -> Client:
-        return self
-
-    async def __aexit__(
-        self,
-        kind: type[BaseException] | None,
-        value: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
-        await self.close()
 
     async def _send(self, message: Message, seq_no: int) -> None:
         try:
@@ -198,7 +199,7 @@ class Client:
             waiting.set_exception(Error(text))
 
     def _finish(self, end: str) -> None:
-        """Ends all calls, those of the future included, with the first such error."""
+        """Ends the calls that wait and all later ones. All of them get the first text as their error."""
         if self._end is None:
             self._end = end
         for waiting in self._waiting.values():
@@ -214,7 +215,7 @@ async def connect(host: str, port: int, *, chunk_size: int = 16384, **limits: in
 
 
 def _fault_of(code: int, text: str) -> Message:
-    """A fault with at most as many bytes of the text as a string has."""
+    """Returns a fault, whose text is cut if it is longer than a string may be."""
     try:
         data = text.encode("utf-8", "surrogateescape")
     except UnicodeEncodeError:
@@ -237,7 +238,7 @@ class _Connection:
         self._reading = asyncio.create_task(self._read())
 
     async def run(self) -> None:
-        """Returns when the connection has ended and all its calls have."""
+        """Returns when the connection and all its calls have ended."""
         await asyncio.wait({self._reading})
         if self._calls:
             await asyncio.wait(self._calls)
@@ -284,7 +285,7 @@ class _Connection:
             await self._sender.send(refusal, message.seq_no, message.port)
 
 
-class Server:
+class Server(_Closable):
     """Calls the methods that requests name, and sends what they return or raise.
 
     serve() makes one. `async with` closes it at the end.
@@ -357,17 +358,6 @@ class Server:
             _log.exception("the method %s failed", message.name)
             return _fault_of(METHOD_FAILED, str(failure))
 
-    async def __aenter__(self) -> Server:
-        return self
-
-    async def __aexit__(
-        self,
-        kind: type[BaseException] | None,
-        value: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
-        await self.close()
-
     def _connected(self, reader: asyncio.StreamReader, writer: asyncio.StreamWriter) -> None:
         connection = _Connection(self, reader, writer)
         task = asyncio.create_task(connection.run())
@@ -384,13 +374,13 @@ async def serve(
     max_calls: int = 64,
     **limits: int,
 ) -> Server:
-    """Returns a server that listens at a port, at a free one unless it is given.
+    """Returns a server that listens at a port. The port 0 stands for a free one.
 
-    A method gets the request. It returns a dictionary, which is the body of the response, or a
-    message, or None, and may be a coroutine. Fault becomes a fault with its code and text, and any
-    other exception a fault with the code 2. A request without a method gets a fault with the code
-    1. A connection has at most `max_calls` calls in progress, and waits when its client does not
-    read the answers. The limits are those of loads().
+    A method gets the request, and may be a coroutine. It returns a dictionary, which is the body of
+    the response, or a message, or None. A Fault that it raises is sent with its code and text. Any
+    other exception is sent as a fault with the code 2. A request without a method gets a fault with
+    the code 1. A connection has at most `max_calls` calls in progress, and waits when its client
+    does not read the answers. The limits are those of loads().
     """
     server = Server(methods, chunk_size=chunk_size, max_calls=max_calls, **limits)
     await server.listen(host, port)
