@@ -20,9 +20,9 @@ function __tmsg_option
     complete -c tmsg -n "__tmsg_verb_is $argv[1]" $argv[2..]
 end
 
-set -l all call check convert diff get help inspect peek serve set tap
 set -l from call check convert diff get inspect peek set
-set -l limited call check convert diff get inspect peek serve set tap
+set -l limited $from serve tap
+set -l all $limited help
 set -l output call convert serve set
 set -l input_forms "auto chunks hex tcl typed-json wire"
 set -l output_forms "chunks dump hex json tcl typed-json wire xml"

@@ -86,7 +86,7 @@ def class_at(address):
 
 
 def offset_of(type_name, field, otherwise):
-    """Returns the offset of a field. The other one is that of a class that gdb does not know."""
+    """Returns the offset of a field, or `otherwise` if gdb does not know the class."""
     try:
         fields = gdb.lookup_type(type_name).fields()
     except gdb.error:
@@ -126,6 +126,11 @@ def plain(value):
 
 def count_of(count, what):
     return "%d %s%s" % (count, what, "" if count == 1 else "s")
+
+
+class ValuePrinter:
+    def __init__(self, value):
+        self.value = value
 
 
 class StructPrinter:
@@ -173,10 +178,7 @@ class ArrayPrinter:
         return "array"
 
 
-class MessagePrinter:
-    def __init__(self, value):
-        self.value = value
-
+class MessagePrinter(ValuePrinter):
     def to_string(self):
         kind = int(self.value["type_"])
         text = "Message " + (KIND_NAMES[kind] if kind < len(KIND_NAMES) else "of kind %d" % kind)
@@ -188,18 +190,12 @@ class MessagePrinter:
         yield "body", groups[1]
 
 
-class PlainPrinter:
-    def __init__(self, value):
-        self.value = value
-
+class PlainPrinter(ValuePrinter):
     def to_string(self):
         return plain(self.value["value_"])
 
 
-class StringPrinter:
-    def __init__(self, value):
-        self.value = value
-
+class StringPrinter(ValuePrinter):
     def to_string(self):
         return text_at(int(self.value["text_"]))
 
@@ -227,19 +223,13 @@ class BinaryPrinter:
         return "Tm_binary of " + count_of(size, "byte") + (": " if size else "") + shown + dots
 
 
-class FilePrinter:
-    def __init__(self, value):
-        self.value = value
-
+class FilePrinter(ValuePrinter):
     def to_string(self):
         path = standard_string(self.value["path_"])
         return 'Tm_file "%s" of %s' % (path, count_of(int(self.value["size_"]), "byte"))
 
 
-class DatePrinter:
-    def __init__(self, value):
-        self.value = value
-
+class DatePrinter(ValuePrinter):
     def to_string(self):
         fields = ("year_", "month_", "day_", "hour_", "minutes_", "seconds_")
         return "Tm_date %04d-%02d-%02d %02d:%02d:%02d" % tuple(int(self.value[f]) for f in fields)

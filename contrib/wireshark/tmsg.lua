@@ -194,7 +194,7 @@ function Reader:fail(text, has_place)
     self.error_at = self.at
 end
 
--- Does the same for bytes that are no item. What the item before left behind comes first.
+-- Does the same for bytes that are no item. If the item before them was bad, that is the error.
 function Reader:fail_bytes(text, has_place)
     if self.pending then return self:fail(self.pending, true) end
     self:fail(text, has_place)
@@ -574,7 +574,7 @@ local sequences = {
     [0x15] = { "file", 4, f.file, nil, nil },
 }
 
--- An empty byte sequence has one piece without bytes, as any other.
+-- Reads a string, a byte string or a file.
 function Reader:sequence(tag)
     local type_name, width, field, encoding, text_of = table.unpack(sequences[tag])
     if not self:expects_value() then return self:reject(type_name .. " begin") end
@@ -711,7 +711,6 @@ local function has_room(direction, size)
     return direction.held + size <= most
 end
 
-
 -- Ends the unfinished message that has the sequence number of a new one. Returns an error text when
 -- there was one.
 local function break_off(direction, header)
@@ -783,8 +782,9 @@ local function note_chunk(pinfo, header, payload)
     return place
 end
 
--- What is dissected of a frame now. The dissector is called several times for one frame, and again
--- when a user looks at the frame.
+-- What is known of the frame that is dissected now: how many values it may still show, and how many
+-- chunks came before. The dissector is called several times for one frame, and again when a user
+-- looks at the frame.
 local frame = nil
 
 local function begin_call(pinfo)

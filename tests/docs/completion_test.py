@@ -48,7 +48,7 @@ class Shell:
 
 
 def faults_of_words(shell, verbs):
-    """What bash or fish offers, word for word."""
+    """Where the words that bash or fish offers are not those of the help."""
     questions = []
     wanted = []
 
@@ -67,8 +67,7 @@ def faults_of_words(shell, verbs):
             is_file = takes == "FILE" or (not takes and verb in FILE_VERBS)
             expect([*words, option, "mess"], *(["message.tcl"] if is_file else []))
             if takes == "FORM":
-                forms = forms_of(text, "--from" if option in ("-f", "--from") else "--to")
-                expect([verb, option, ""], *forms)
+                expect([verb, option, ""], *forms_of(text, option))
         if verb in FILE_VERBS:
             expect([verb, "mess"], "message.tcl")
     expect(["call", "127.0.0.1:7007", "mess"], "message.tcl")
@@ -80,7 +79,7 @@ def faults_of_words(shell, verbs):
 
 
 def faults_of_specs(shell, verbs):
-    """What zsh is told about each verb."""
+    """Where what zsh is told about a verb differs from the help."""
     named, no_verb = shell.ask([["tmsg", ""], ["tmsg", "-"]])
     if {line.partition(":")[0] for line in named} != verbs.keys() - {""}:
         yield f"zsh: verbs: {named}"
@@ -94,14 +93,12 @@ def faults_of_specs(shell, verbs):
         for option in found.keys() & options.keys():
             if (found[option] is not None) != bool(options[option]):
                 yield f"zsh: {verb} {option}: takes {options[option] or 'nothing'}"
-            if options[option] == "FORM":
-                forms = forms_of(text, "--from" if option in ("-f", "--from") else "--to")
-                if set((found[option] or "").strip("()").split()) != forms:
-                    yield f"zsh: {verb} {option}: {found[option]}"
+            if options[option] == "FORM" and set((found[option] or "").strip("()").split()) != forms_of(text, option):
+                yield f"zsh: {verb} {option}: {found[option]}"
 
 
 def faults_of_typed_lines(folder, work):
-    """What zsh makes of lines that someone types."""
+    """Whether zsh completes lines that someone types."""
     typed = {
         "tmsg con": "tmsg convert ",
         "tmsg help pe": "tmsg help peek ",

@@ -16,8 +16,8 @@ def options_of(text):
 
 
 def forms_of(text, option):
-    """The forms that the option takes."""
-    described = re.search(rf"^  -\w,{option} FORM.*: ([\w, -]+)$", text, re.MULTILINE)
+    """The forms that the option takes, which is given by its short or its long name."""
+    described = re.search(rf"^  (?:-\w,)?{option}(?:,--\w+)? FORM.*: ([\w, -]+)$", text, re.MULTILINE)
     return set(described[1].split(", ")) if described else set()
 
 

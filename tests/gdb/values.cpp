@@ -7,6 +7,7 @@
 
 #ifdef KNOWS_LAYOUTS
 #include "tmsg/value/internal/tm_layout.h"
+// The program has the debug information of a class that it uses.
 constexpr auto known_size = sizeof(Tm_layout);
 #endif
 

@@ -75,7 +75,7 @@ def sound_messages():
 
 
 def shared_text(text):
-    """Returns a line with what the program and the dissector write in different ways made equal."""
+    """Returns a line in a form that is the same for the program and the dissector."""
     text = re.sub(r" of the message, chunk at byte \d+", "", text)
     # The program shows whole pieces of 128 bytes only.
     text = re.sub(r"\] .*, incomplete$", "], incomplete", text)
