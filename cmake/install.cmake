@@ -52,16 +52,15 @@ foreach(module ${modules})
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endforeach()
 
-# tmsg_install_file(FILE FOLDER NAME COMPONENT): a file that the tree may lack, to a folder of data.
+# tmsg_install_file(FILE FOLDER NAME COMPONENT): to a folder of data.
 function(tmsg_install_file file folder name component)
-    if(EXISTS ${PROJECT_SOURCE_DIR}/${file})
-        install(FILES ${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder} RENAME ${name}
-            COMPONENT ${component})
-    endif()
+    install(FILES ${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder} RENAME ${name}
+        COMPONENT ${component})
 endfunction()
 
 if(TMSG_BUILD_TOOLS)
     install(TARGETS tmsg_program RUNTIME COMPONENT program)
+    install(FILES docs/man/tmsg.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program)
     tmsg_install_file(completion/tmsg.bash bash-completion/completions tmsg program)
     tmsg_install_file(completion/_tmsg zsh/vendor-completions _tmsg program)
     tmsg_install_file(completion/tmsg.fish fish/vendor_completions.d tmsg.fish program)
@@ -73,17 +72,8 @@ install(FILES README.md CHANGELOG.md SECURITY.md
     DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
     FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN man EXCLUDE)
-file(GLOB pages CONFIGURE_DEPENDS docs/man/*.[157])
-foreach(page ${pages})
-    cmake_path(GET page EXTENSION LAST_ONLY section)
-    string(SUBSTRING ${section} 1 -1 section)
-    set(component documentation)
-    if(section EQUAL 1)
-        set(component program)
-    endif()
-    install(FILES ${page}
-        DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
-endforeach()
+install(FILES docs/man/tmsg-text.7 docs/man/tmsg-wire.7
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT documentation)
 
 # gdb loads the printers with the library whose path they have below the folder auto-load.
 if(TMSG_LIBRARY_TYPE STREQUAL "SHARED")

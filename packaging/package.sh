@@ -18,15 +18,8 @@ soversion=${version%%.*}
 # The names of the packages and of the symbols contain the soname.
 cp -R "$tree/packaging/debian" "$tree/debian"
 cd "$tree/debian"
-if [ -e ../python/CMakeLists.txt ]; then
-    cat control.python.in >>control.in
-    python='s/@PYTHON@/pybind11-dev,\n python3-dev,/'
-else
-    rm python3-tmsg.*
-    python=/@PYTHON@/d
-fi
-sed "s/@SOVERSION@/$soversion/; $python" control.in >control
-rm control*.in
+sed "s/@SOVERSION@/$soversion/" control.in >control
+rm control.in
 for library in libtmsg libtmsg-nats; do
     mv $library.install "$library$soversion.install"
     {
