@@ -2,6 +2,7 @@
 # run.sh PROGRAM ROUNDS [PAYLOAD]: begins a server at a free port of the loopback, and prints the
 # tables that the program measures there.
 set -eu
+. "$(dirname "$0")/../../examples/nats/nats_server.sh"
 work=$(mktemp -d)
 server=
 clean_up() {
@@ -11,16 +12,7 @@ clean_up() {
 trap clean_up EXIT
 trap 'exit 1' HUP INT TERM
 
-nats-server -a 127.0.0.1 -p -1 --ports_file_dir "$work" >"$work/log" 2>&1 &
-server=$!
-url=
-tries=200
-while [ -z "$url" ]; do
-    sleep 0.05
-    url=$(cat "$work"/*.ports 2>/dev/null | sed -n 's|.*"\(nats://[^"]*\)".*|\1|p')
-    tries=$((tries - 1))
-    [ $tries -gt 0 ] || { cat "$work/log" >&2; exit 1; }
-done
+start_nats_server nats-server || { cat "$work/server.log" >&2; exit 1; }
 program=$1
 shift
 echo "Measured on $(date +%F) with $(nproc) processors, $(sed -n 's/^model name.*: //p;' /proc/cpuinfo |

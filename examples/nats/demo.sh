@@ -10,6 +10,7 @@ if [ $# -lt 1 ] || [ ! -x "$1/tmsg_nats_service" ] || [ ! -x "$1/tmsg_nats_clien
 fi
 programs=$1
 nats_server=${2-nats-server}
+. "$(dirname "$0")/nats_server.sh"
 work=$(mktemp -d)
 server=
 service=
@@ -30,17 +31,7 @@ fail() {
     exit 1
 }
 
-# The server writes its addresses to a file.
-"$nats_server" -a 127.0.0.1 -p -1 --ports_file_dir "$work" >"$work/server" 2>&1 &
-server=$!
-url=
-tries=200
-while [ -z "$url" ]; do
-    sleep 0.05
-    url=$(cat "$work"/*.ports 2>/dev/null | sed -n 's|.*"\(nats://[^"]*\)".*|\1|p')
-    tries=$((tries - 1))
-    [ $tries -gt 0 ] || fail "the server did not start"
-done
+start_nats_server "$nats_server" || fail "the server did not start"
 
 mkfifo "$work/log"
 "$programs/tmsg_nats_service" "$url" >"$work/log" &
