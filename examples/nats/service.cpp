@@ -1,11 +1,8 @@
 /// Sells from a stock over NATS. A request that is repeated takes nothing from the stock again.
-#include <sys/signalfd.h>
-#include <unistd.h>
-
-#include <csignal>
 #include <iostream>
 
 #include "../arguments.h"
+#include "../stop_signals.h"
 #include "seen.h"
 
 namespace {
@@ -44,19 +41,8 @@ private:
     int left_ = first_stock;
 };
 
-/// Blocks the signals that end the program, in all threads that begin later. Returns a descriptor
-/// that becomes readable when one comes.
-int open_stop_signals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return ::signalfd(-1, &signals, SFD_CLOEXEC);
-}
-
 void run(Tm_nats_service_options const& options) {
-    int const stop = open_stop_signals();
+    sigset_t const signals = block_stop_signals();
     Stock stock;
     Seen_requests seen(100'000, std::chrono::minutes(5));
     Tm_nats_service service(options);
@@ -64,16 +50,14 @@ void run(Tm_nats_service_options const& options) {
     service.on("stock.left", [&](Message const&) { return stock.left(); });
     service.start();
     std::cout << "ready" << std::endl;
-    signalfd_siginfo signal = {};
-    while (::read(stop, &signal, sizeof signal) < 0 && errno == EINTR) {
-    }
+    int signal = 0;
+    ::sigwait(&signals, &signal);
     bool const is_finished = service.drain(std::chrono::seconds(10));
     auto const counters = service.counters();
     std::cout << "service: " << counters.received << " requests, " << counters.answered
               << " answers, " << counters.faults << " faults, " << seen.repeated()
               << " repeated requests got their first answer again"
               << (is_finished ? "" : "; some were dropped") << std::endl;
-    ::close(stop);
 }
 
 }  // namespace

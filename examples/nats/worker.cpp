@@ -1,17 +1,17 @@
 /// One of the workers of the demo of a cluster. It tells what each parcel has in it.
 #include <unistd.h>
 
-#include <csignal>
 #include <iostream>
 #include <thread>
 
 #include "../arguments.h"
+#include "../stop_signals.h"
 #include "parcel.h"
 #include "seen.h"
 
 namespace {
 
-/// Stands for what another worker would do with a parcel.
+/// Stands for the time that real work takes.
 constexpr std::chrono::milliseconds work{20};
 
 char const usage[] =
@@ -34,12 +34,7 @@ unsigned long bytes_of(Message const& answer) {
 }
 
 void run(Tm_nats_service_options const& options, std::string const& name) {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-
+    sigset_t const signals = block_stop_signals();
     // The answers may be large.
     Seen_requests seen(200, std::chrono::minutes(1));
     Tm_nats_service service(options);

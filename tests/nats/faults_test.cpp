@@ -9,7 +9,7 @@ namespace {
 
 char const small_payloads[] = "max_payload: 20000\n";
 
-/// Does nothing in a child that runs it but become the peer.
+/// Runs the peer in a child process.
 Process run_peer(std::vector<std::string> const& words, int out = -1) {
     return Process([&] {
         if (out >= 0) ::dup2(out, STDOUT_FILENO);
@@ -41,7 +41,7 @@ void remove_files_of(Process const& process) {
     }
 }
 
-/// Also after memory that libnats keeps for later is no longer used.
+/// Returns the allocated bytes, without freed ones that malloc() keeps.
 std::size_t memory_in_use() { return ::mallinfo2().uordblks; }
 
 bool is_back(std::size_t memory) {
@@ -72,7 +72,6 @@ TEST(Nats_faults, SurvivesAWorkerKilledAtEveryWindow) {
     EXPECT_LE(12U, caller.counters().retries);
 }
 
-/// Its answer is under way.
 TEST(Nats_faults, SurvivesAWorkerKilledWhileItAnswers) {
     Nats_server const server(small_payloads);
     Tm_nats_caller caller(caller_options(server));
@@ -85,17 +84,13 @@ TEST(Nats_faults, SurvivesAWorkerKilledWhileItAnswers) {
     for (int const position : {0, 1, 8, 23}) {
         Process worker = run_worker(server);
         Process next;
-        int begun = 0;
-        // The chunks of the answer have the positions of those of the request.
-        Stranger tap(server);
-        std::string const ending = "." + std::to_string(position);
-        tap.listen("_INBOX.>", [&](Stranger::Seen const& seen) {
-            bool const is_chunk = std::count(seen.subject.begin(), seen.subject.end(), '.') == 3;
-            bool const ends_so = seen.subject.substr(seen.subject.rfind('.')) == ending;
-            if (!is_chunk || !ends_so || ++begun != 2) return;
+        // The first chunk in this position is one of the request, and the second one is one of the answer.
+        constexpr int second = 2;
+        auto const replace = [&] {
             worker.send(SIGKILL);
             next = run_worker(server);
-        });
+        };
+        At_chunk const kill(server, position, replace, second);
         auto const answer = caller.call(request, in(patience));
         ASSERT_NE(nullptr, answer) << position;
         EXPECT_EQ(content, content_of(answer->get_member_file(body, "file")->path()));
@@ -344,7 +339,7 @@ TEST(Nats_faults, IgnoresAStranger) {
     EXPECT_LT(0U, load.caller().counters().bad_payloads);
 }
 
-/// A caller that loses a chunk, repeats one, and one that claims and says nothing more.
+/// One caller loses a chunk, another one repeats a chunk, and a third one says nothing after its claim.
 TEST(Nats_faults, RefusesGapsAndUnusedClaims) {
     Nats_server const server(small_payloads);
     auto options = service_options(server);

@@ -63,7 +63,7 @@ struct Running_service : Tm_nats_service {
     }
 };
 
-/// Then all that the service has done is counted.
+/// Waits until the service has no work. Its counters are then complete.
 inline bool becomes_idle(Tm_nats_service const& service) {
     return comes_true([&] { return service.counters().in_work + service.counters().transfers == 0; });
 }
@@ -125,7 +125,7 @@ public:
     void publish_without_reply(std::string const& subject, std::string const& payload) {
         natsConnection_Publish(connection_, subject.c_str(), payload.data(), static_cast<int>(payload.size()));
     }
-    /// Until the server has got all.
+    /// Waits until the server has got all.
     void flush() { natsConnection_Flush(connection_); }
 
 private:
@@ -151,24 +151,22 @@ private:
     std::vector<natsSubscription*> subscriptions_;
 };
 
-/// Calls the function once, from a thread of its own, when chunk number `position` goes by.
+/// Calls the function once, from a thread of its own, when `count` chunks at this position have gone by.
 class At_chunk {
 public:
-    At_chunk(Nats_server const& server, int position, std::function<void()> act)
-        : ending_("." + std::to_string(position)), act_(std::move(act)), tap_(server) {
+    At_chunk(Nats_server const& server, int position, std::function<void()> act, int count = 1)
+        : count_(count), ending_("." + std::to_string(position)), act_(std::move(act)), tap_(server) {
         tap_.listen("_INBOX.>", [this](Stranger::Seen const& seen) {
             bool const is_chunk = std::count(seen.subject.begin(), seen.subject.end(), '.') == 3;
-            bool const ends_so =
-                seen.subject.size() > ending_.size() &&
-                seen.subject.compare(seen.subject.size() - ending_.size(), ending_.size(), ending_) == 0;
-            if (is_chunk && ends_so && !has_acted_.exchange(true)) act_();
+            if (is_chunk && seen.subject.substr(seen.subject.rfind('.')) == ending_ && ++passed_ == count_) act_();
         });
     }
-    bool has_acted() const { return has_acted_; }
+    bool has_acted() const { return passed_ >= count_; }
 
 private:
+    int const count_;
     std::string ending_;
     std::function<void()> act_;
-    std::atomic<bool> has_acted_{false};
+    std::atomic<int> passed_{0};
     Stranger tap_;
 };

@@ -1,8 +1,10 @@
 /// Watches a subject: a connection with two subscriptions, whose payloads one thread takes in the
 /// order in which they arrive.
 #include <nats/nats.h>
+#include <tmsg/nats/internal/tm_nats_event.h>
 
-#include <condition_variable>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <utility>
 
@@ -26,25 +28,6 @@ struct Destroy {
     void operator()(natsOptions* options) const { natsOptions_Destroy(options); }
     void operator()(natsConnection* connection) const { natsConnection_Destroy(connection); }
     void operator()(natsMsg* message) const { natsMsg_Destroy(message); }
-};
-
-/// Waits for what happens once on a thread of libnats.
-class Once {
-public:
-    void set() {
-        std::lock_guard<std::mutex> const lock(mutex_);
-        is_set_ = true;
-        changed_.notify_all();
-    }
-    void wait() {
-        std::unique_lock<std::mutex> lock(mutex_);
-        changed_.wait(lock, [this] { return is_set_; });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool is_set_ = false;
 };
 
 /// A subscription without a queue group.
@@ -89,7 +72,7 @@ private:
     }
 
     Take take_;
-    Once completed_;
+    Tm_nats_event completed_;
     natsSubscription* subscription_ = nullptr;
 };
 
@@ -145,7 +128,7 @@ private:
               "errors");
     }
 
-    Once closed_;
+    Tm_nats_event closed_;
     std::unique_ptr<natsConnection, Destroy> connection_;
 };
 

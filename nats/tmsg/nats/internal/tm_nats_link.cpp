@@ -106,23 +106,6 @@ std::string new_inbox(std::string const& prefix) {
 
 }  // namespace
 
-void Tm_nats_event::set() {
-    // The object may be gone as soon as the mutex is free.
-    std::lock_guard<std::mutex> const lock(mutex_);
-    is_set_ = true;
-    changed_.notify_all();
-}
-
-void Tm_nats_event::wait() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] { return is_set_; });
-}
-
-bool Tm_nats_event::is_set() const {
-    std::lock_guard<std::mutex> const lock(mutex_);
-    return is_set_;
-}
-
 Tm_nats_link::Subscription::Subscription(natsConnection* connection, std::string const& subject,
                                          std::string const& group, Message_handler on_message)
     : on_message_(std::move(on_message)) {

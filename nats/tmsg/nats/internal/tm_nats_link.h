@@ -4,14 +4,15 @@
 #include <nats/nats.h>
 
 #include <atomic>
-#include <condition_variable>
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 
+#include "tmsg/nats/internal/tm_nats_event.h"
 #include "tmsg/nats/tm_nats_options.h"
 
 /// A message of NATS, which it owns.
@@ -37,19 +38,6 @@ private:
         void operator()(natsMsg* message) const { natsMsg_Destroy(message); }
     };
     std::unique_ptr<natsMsg, Destroy> message_;
-};
-
-/// Waits until something has happened once.
-class Tm_nats_event {
-public:
-    void set();
-    void wait();
-    bool is_set() const;
-
-private:
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    bool is_set_ = false;
 };
 
 class Tm_nats_link {
@@ -94,7 +82,7 @@ public:
     bool publish(std::string const& subject, std::string const& reply, std::string_view data) {
         return publish(subject, reply, data.data(), data.size());
     }
-    /// Waits until the server has got what was published. Returns false when it has not in time.
+    /// Waits until the server has got what was published. Returns false when that takes longer.
     bool flush(std::chrono::milliseconds time);
 
     /// The most bytes after the chunk header that the server takes in one payload.
