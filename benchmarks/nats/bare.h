@@ -1,4 +1,4 @@
-/// The echo with libnats alone. It does nothing that an answer does not need.
+/// The echo with libnats alone. It does only what an echo needs.
 #pragma once
 
 #include <nats/nats.h>
@@ -13,7 +13,7 @@ inline void check(natsStatus status) {
 
 class Bare_connection {
 public:
-    /// The last argument is as Tm_nats_connection::send_at_once.
+    /// `send_at_once` has the meaning of Tm_nats_connection::send_at_once.
     Bare_connection(std::string const& url, bool send_at_once) {
         natsOptions* options = nullptr;
         check(natsOptions_Create(&options));
@@ -71,7 +71,7 @@ public:
         natsMsg_Destroy(answer);
         return size;
     }
-    /// All calls at a time have one function.
+    /// Sets the function that gets the size of each answer to start().
     void on_answer(std::function<void(std::size_t size)> on_answer) {
         on_answer_ = std::move(on_answer);
     }

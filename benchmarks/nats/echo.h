@@ -1,4 +1,4 @@
-/// The echo with tmsg: a request with a byte string, and an answer with the same one.
+/// The echo with tmsg. The answer has the same byte string as the request.
 #pragma once
 
 #include <tmsg/nats/tm_nats.h>

@@ -1,4 +1,4 @@
-/// Measures the echo with tmsg beside the echo with libnats alone, at a server that is there.
+/// Measures the echo with tmsg beside the echo with libnats alone, at a running server.
 ///     nats_echo URL SERVER_PROCESS ROUNDS [PAYLOAD]   prints tables, or their rows of this payload
 ///     nats_echo serve KIND URL SUBJECT SEND_AT_ONCE   is a worker until it is killed
 #include <fcntl.h>
@@ -61,7 +61,7 @@ public:
         for (pid_t const process : processes_) ::waitpid(process, nullptr, 0);
         for (int const end : ready_) ::close(end);
     }
-    /// Waits until it is ready, and so has written a byte to standard output.
+    /// Begins a worker, and waits until it has written a byte to standard output.
     void add(std::vector<std::string> words) {
         std::vector<char*> arguments;
         for (std::string& word : words) arguments.push_back(word.data());

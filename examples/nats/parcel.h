@@ -1,5 +1,5 @@
 /// The requests of the demo of a cluster. The number of a request decides what is in it. The answer
-/// tells lengths and checksums, so that a wrong answer or the answer of another request is seen.
+/// tells lengths and checksums, so that a wrong answer or the answer to another request is noticed.
 #pragma once
 
 #include <algorithm>

@@ -8,7 +8,7 @@
 /// request that is repeated later runs again. So the age must be longer than the deadlines of the
 /// callers, and the table larger than the number of requests within this time.
 /// The table knows only the requests of its own process. Where another process may get the
-/// repetition, the processes need a table in common, or each caller a subject for its key.
+/// repetition, the processes need a table in common, or each process a subject of its own.
 #pragma once
 
 #include <atomic>

@@ -18,7 +18,7 @@ inline Message echo_request(std::string const& content) {
     return request;
 }
 
-/// For the sums of a blob and of a file.
+/// Asks for the sums of a blob and of a file.
 inline Message size_request(std::string const& content, std::string const& path) {
     Message request = Message::request("test.size");
     Tm_binary const bytes = binary_of(content);

@@ -40,7 +40,7 @@ TEST(Nats, CarriesEveryKindOfValueForManyThreads) {
     EXPECT_EQ(served.bytes_sent, called.bytes_received);
 }
 
-/// A message that just fits is one payload; one byte more makes a large one, either way.
+/// A message that just fits is one payload; one byte more makes it a large one. This holds in both directions.
 TEST(Nats, DividesWhatDoesNotFitThePayloadLimit) {
     constexpr unsigned int limit = 20000;
     Nats_server const server("max_payload: " + std::to_string(limit) + "\n");
@@ -250,7 +250,7 @@ TEST(Nats, DrainsWithoutLosingARequest) {
     EXPECT_EQ(0U, caller.counters().late);
 }
 
-/// What a service cannot take, it refuses, and it is done later.
+/// The service refuses requests that it has no room for. They are repeated until it has room.
 TEST(Nats, BoundsWhatWaits) {
     Nats_server const server;
     auto options = service_options(server);

@@ -34,8 +34,8 @@ struct Nats_serving {
     Tm_limits limits;
 };
 
-/// Serves until SIGINT, SIGTERM or SIGHUP comes, and then answers what it has. Throws Failure when
-/// it cannot connect or standard output fails.
+/// Serves until SIGINT, SIGTERM or SIGHUP comes, and then finishes the requests that it has. Throws
+/// Failure when it cannot connect or standard output fails.
 void serve_over_nats(Nats_serving& serving);
 
 struct Nats_watching {

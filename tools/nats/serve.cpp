@@ -44,7 +44,7 @@ public:
         note("listening on " + serving_.place.name());
     }
 
-    /// Answers the requests that have come.
+    /// Sends the answers to the requests that have arrived, and disconnects.
     void end() {
         {
             Lock const lock(mutex_);

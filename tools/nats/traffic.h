@@ -22,14 +22,14 @@ struct Nats_payload {
     std::string_view data;
 };
 
-/// A large message of which the chunks pass.
+/// A large message whose chunks pass.
 class Nats_large {
 public:
     explicit Nats_large(Tm_limits const& limits);
 
     /// Takes a chunk. Does nothing after an error.
     void take(std::uint32_t position, std::string_view chunk);
-    /// Returns the message when it is whole. It brings files, which are the caller's.
+    /// Returns the message when it is whole. The caller must remove the files that it brought.
     std::unique_ptr<Message> message() { return std::move(message_); }
     /// Returns the error once, or an empty text.
     std::string error();

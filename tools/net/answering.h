@@ -8,8 +8,8 @@
 
 #include "forms/writer.h"
 
-/// Returns the answer to a request that it may change. What it throws becomes a fault: with the
-/// code of a Tm_fault_exception, with the code 1 and a report otherwise.
+/// Returns the answer to a request that it may change. An exception becomes a fault. A
+/// Tm_fault_exception has the code of the fault. Any other one is reported, and the code is 1.
 using Answer_method = std::function<Message(Message& request)>;
 
 /// The code of the fault that is sent when a reply cannot be made.

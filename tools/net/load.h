@@ -14,7 +14,7 @@
 #include <vector>
 
 struct Load_plan {
-    std::string address;  ///< HOST:PORT; that of a subject over NATS
+    std::string address;  ///< HOST:PORT, or nats://HOST:PORT/SUBJECT
     Message const* request = nullptr;
     int chunk_size = 4096;
     std::size_t chunk_size_over_nats = 0;  ///< the usual one of the library when 0

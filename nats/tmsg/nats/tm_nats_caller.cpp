@@ -34,7 +34,7 @@ Tm_nats_caller::State::~State() {
     tell_done(done);
 }
 
-/// What was under way may be lost.
+/// Lets all calls try again soon, because payloads under way may be lost.
 void Tm_nats_caller::State::on_reconnected() {
     Lock const lock(mutex_);
     auto const soon = Clock::now() + options_.first_pause;

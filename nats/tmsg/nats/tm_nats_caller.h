@@ -47,9 +47,9 @@ struct Tm_nats_caller_counters {
     std::uint64_t calls = 0;
     std::uint64_t answered = 0;      ///< calls that got an answer, faults included
     std::uint64_t unanswered = 0;    ///< calls that ended without an answer
-    std::uint64_t retries = 0;       ///< tries but the first ones
+    std::uint64_t retries = 0;       ///< tries after the first one of a call
     std::uint64_t late = 0;          ///< answers that came late or twice
-    std::uint64_t bad_payloads = 0;  ///< no answer, no chunk, or a chunk out of place
+    std::uint64_t bad_payloads = 0;  ///< neither answers nor chunks, or chunks out of place
     std::uint64_t bytes_sent = 0;
     std::uint64_t bytes_received = 0;
 };
@@ -61,12 +61,12 @@ public:
     using Answer_handler =
         std::function<void(std::unique_ptr<Message> answer, std::string const& why)>;
 
-    /// Connects. Throws Tm_nats_exception when no server can be reached or takes the options, and
-    /// for options that have no use.
+    /// Connects. Throws Tm_nats_exception when no server can be reached, when none accepts the
+    /// options, and for invalid options.
     explicit Tm_nats_caller(Tm_nats_caller_options options);
     Tm_nats_caller(Tm_nats_caller const&) = delete;
     Tm_nats_caller& operator=(Tm_nats_caller const&) = delete;
-    /// Calls the handlers of all calls that wait with null.
+    /// Calls the handlers of all waiting calls, with null for the answer.
     ~Tm_nats_caller();
 
     /// Sends the request, and waits for the answer. Returns null when none came before the

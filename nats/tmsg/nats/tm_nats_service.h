@@ -15,9 +15,9 @@
 /// All tries have the same Tm_nats_request::id. examples/nats/seen.h is a table of such requests.
 ///
 /// Methods run on the threads of the service. Several run at a time, unless Tm_nats_service_options
-/// says one thread. They must not call operations of the service. All operations but start(),
-/// drain(), stop() and the destructor may be called by any thread at any time. These four, on()
-/// and on_any() are for one thread at a time.
+/// says one thread. They must not call operations of the service. Any thread may call counters()
+/// and is_connected() at any time. All other operations, and the destructor, are for one thread at
+/// a time.
 #pragma once
 
 #include <cstddef>
@@ -56,15 +56,15 @@ struct Tm_nats_request {
     std::string_view id;
 };
 
-/// Numbers since the start, but the last two.
+/// Numbers since the start. The last two are those of the moment.
 struct Tm_nats_service_counters {
     std::uint64_t received = 0;       ///< whole requests, repeated and refused ones included
     std::uint64_t answered = 0;       ///< answers that were sent as a whole, faults included
     std::uint64_t faults = 0;         ///< answers that are faults
-    std::uint64_t bad_payloads = 0;   ///< no message, no chunk, or a chunk out of place
-    std::uint64_t refused = 0;        ///< requests that the caller was told to try elsewhere
+    std::uint64_t bad_payloads = 0;   ///< neither messages nor chunks, or chunks out of place
+    std::uint64_t refused = 0;        ///< requests whose callers were told to try again
     std::uint64_t unused_claims = 0;  ///< large requests of which no chunk came
-    std::uint64_t lost = 0;  ///< large requests and answers of which the rest was not sent or taken
+    std::uint64_t lost = 0;  ///< requests that did not arrive whole, and answers not sent whole
     std::uint64_t bytes_received = 0;
     std::uint64_t bytes_sent = 0;
     std::uint64_t in_work = 0;    ///< requests that wait or are worked on
@@ -80,7 +80,7 @@ public:
     /// The code of the fault for a request that cannot be decoded. Tm_service uses 1 and 2.
     static constexpr int BAD_PAYLOAD = 3;
 
-    /// Throws Tm_nats_exception for options that have no use. Does not connect.
+    /// Throws Tm_nats_exception for invalid options. Does not connect.
     explicit Tm_nats_service(Tm_nats_service_options options);
     Tm_nats_service(Tm_nats_service const&) = delete;
     Tm_nats_service& operator=(Tm_nats_service const&) = delete;
@@ -88,22 +88,23 @@ public:
     ~Tm_nats_service();
 
     /// They do what the operations of Tm_service do, and throw Tm_nats_exception after start().
-    /// A method that returns a request gives a fault with the code Tm_service::METHOD_FAILED.
-    /// The service removes the files that a request brought when the answer was sent. A method that
-    /// wants to keep such a file moves it.
+    /// When a method returns a request, the answer is a fault with the code
+    /// Tm_service::METHOD_FAILED. After the answer is sent, the service removes the files that the
+    /// request brought. A method that wants to keep such a file moves it.
     void on(std::string name, Method method);
     void on(std::string name, Method_with_id method);
     void on_any(Method method);
     void on_any(Method_with_id method);
 
     /// Connects, begins the threads and joins the group. Throws Tm_nats_exception when no server
-    /// can be reached or takes the options, and when the service has been started before. libnats
-    /// connects again when the connection is lost later.
+    /// can be reached, when none accepts the options, and when the service has been started before.
+    /// libnats connects again when the connection is lost later.
     void start();
 
-    /// Leaves the group, finishes all requests that it has got, and answers them. Then does what
-    /// stop() does, which may take longer. Returns false when the time was too short for that: the
-    /// rest is dropped. Also returns false when the server did not confirm that it got the answers.
+    /// Leaves the group, finishes all requests that it has got, and answers them. When the time is
+    /// too short for that, drops the rest and returns false. Also returns false when the server did
+    /// not confirm that it got the answers. At the end it does what stop() does, which may take
+    /// longer.
     bool drain(std::chrono::milliseconds time);
 
     /// Leaves the group, waits for the methods that run, drops all other requests, removes their

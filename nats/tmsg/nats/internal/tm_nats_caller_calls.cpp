@@ -95,7 +95,7 @@ void Tm_nats_caller::State::make_first_try(Pointer const& call) {
     } catch (...) {
         Lock const lock(mutex_);
         bool const waits = caller_.cancel(call->seq_no);
-        // Its deadline may have passed meanwhile. Then its handler knows.
+        // Its deadline may have passed meanwhile. Then its handler was called.
         if (!waits && !call->has_thread()) return;
         calls_.erase(call->seq_no);
         clear_alarm(*call);

@@ -5,7 +5,7 @@
 
 namespace {
 
-/// The first byte of a chunk is 0.
+/// The first byte of a control payload. That of a chunk is 0.
 constexpr char mark = 'N';
 constexpr char protocol_version = 1;
 constexpr std::size_t control_size = 8;

@@ -35,8 +35,8 @@ inline std::string_view tm_nats_content(std::string_view chunk) {
     return chunk.substr(sizeof(TM_HEADER));
 }
 
-/// What stands behind the inbox in a subject: the number of a call or a transfer, and then the
-/// position of a chunk unless it is no chunk of a large message.
+/// The part of a subject after the inbox: the number of a call or a transfer, and for a chunk of a
+/// large message also its position.
 struct Tm_nats_place {
     std::uint64_t number;
     std::optional<std::uint32_t> position;

@@ -106,7 +106,7 @@ void Tm_nats_service::State::handle(Work& work) {
     if (!work.reply.empty()) respond(work.reply, exchange);
 }
 
-/// Returns null when the payload is no message. The caller then knows.
+/// Returns null when the payload is no message, after telling the caller so.
 std::unique_ptr<Message> Tm_nats_service::State::decode(Work const& work) {
     std::string_view const payload = work.payload->payload();
     Tm_header const header = *tm_nats_read_whole(payload);

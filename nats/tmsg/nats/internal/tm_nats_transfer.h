@@ -32,7 +32,7 @@ public:
     Tm_nats_sending(Tm_nats_link& link, Message const& message, unsigned int seq_no,
                     std::size_t chunk_size, std::string reply);
 
-    /// Sends what may be sent when so many chunks are allowed in all. Throws what
+    /// Sends chunks until `allowed` chunks, or all, have been sent since the first one. Throws what
     /// Tm_chunk_source::next() throws.
     Step send_to(std::string const& peer, std::uint32_t allowed);
     /// The message is not used any more when this returns.
@@ -69,7 +69,7 @@ public:
 
     /// Takes a chunk. Throws std::bad_alloc.
     Step take(std::uint32_t position, std::string_view chunk);
-    /// Returns how many chunks the peer may send in all, when it has to be told.
+    /// Returns how many chunks the peer may send in all, or nothing when it need not be told now.
     std::optional<std::uint32_t> credit_due();
 
     std::string const& peer() const { return peer_; }
@@ -122,8 +122,8 @@ inline bool tm_nats_is_local_failure(std::string_view error) {
     return error.substr(0, 10) == "failed to ";
 }
 
-/// Throws Tm_nats_exception for options that have no use. libnats takes any text as a subject to
-/// publish to, also one with line ends and further commands for the server.
+/// Throws Tm_nats_exception for invalid options. libnats takes any text as a subject to publish to,
+/// also one with line ends and further commands for the server.
 void tm_nats_check(Tm_nats_connection const& connection, Tm_nats_transfer_options const& transfer,
                    std::string const& subject);
 /// The same for a subject that a caller publishes to, which has no wildcards.
