@@ -1,4 +1,4 @@
-// Answers requests: a service calls the method that a request names.
+// Replies to requests: a service calls the method that a request names.
 #include <tmsg/tmsg.h>
 
 #include <iostream>
@@ -29,7 +29,7 @@ int main() {
         [&](std::unique_ptr<Message> request, int, Tm_header const& header) {
             Message const answer = service.answer(*request);
             tm_remove_received_files(*request);
-            // The sequence number tells the client which request this is the answer to.
+            // The client finds its request by the sequence number.
             to_client += tm_to_chunks(answer, header.get_seq_no(), 4096);
         },
         [](int, unsigned int, std::string const& text) { std::cerr << text << '\n'; });

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-// Writes a capture. A tap or a log of your program does it otherwise.
+// Writes a capture, as a tap or a log of your program would do it.
 void write_capture(char const* path) {
     Message request = Message::request("stock.reserve");
     request.add_member(Message::TMG_BODY, "article", "bolt M8");

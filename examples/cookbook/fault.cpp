@@ -1,4 +1,4 @@
-// Answers with faults, and reads them.
+// Shows how a service makes faults, and how a client reads them.
 #include <tmsg/tmsg.h>
 
 #include <iostream>

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-// What a client sends: two requests, their chunks in turn. The second one ends too early.
+// What a client sends: two requests, whose chunks alternate. The second one ends too early.
 std::string sent_bytes() {
     Message request = Message::request("stock.reserve");
     request.add_member(Message::TMG_BODY, "article", "bolt M8");

@@ -1,4 +1,4 @@
-/// Answers the calls of any number of clients on one thread, with sockets that do not block.
+/// Serves any number of clients on one thread, with sockets that do not block.
 
 #include <iostream>
 #include <map>
@@ -14,7 +14,7 @@ namespace {
 constexpr auto body = Message::TMG_BODY;
 /// The code of the answer to a message that cannot be decoded. Tm_service uses 1 and 2.
 constexpr int broken_message = 3;
-/// While so many answers wait for a client to read them, its requests wait.
+/// The server reads no requests of a client while so many answers wait to be sent to it.
 constexpr std::size_t most_answers = 1000;
 
 char const usage[] =

@@ -1,4 +1,4 @@
-# The anchor that a forge makes of a heading.
+# The anchor that a browser of repositories gives to a heading.
 function anchor_of(heading) {
     sub(/^#+ +/, "", heading)
     heading = tolower(heading)
