@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr long capacity = 4096;
+constexpr long tree_capacity = 4096;
 /// Texts and byte strings with more bytes than these are cut.
 constexpr std::size_t most_text = 64;
 constexpr std::size_t most_bytes = 16;
@@ -330,7 +330,7 @@ std::size_t Tree_printer::finish() {
 }
 
 Tree_decoder::Tree_decoder(std::unique_ptr<Tree_sink> sink, Tm_limits const& limits)
-    : Tm_bin_decoder_base(capacity, limits), sink_(std::move(sink)), rows_(*sink_) {
+    : Tm_bin_decoder_base(tree_capacity, limits), sink_(std::move(sink)), rows_(*sink_) {
     Tree_decoder::init();
 }
 
