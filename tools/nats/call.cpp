@@ -8,13 +8,12 @@
 #include "nats/over_nats.h"
 #include "nats/waiting.h"
 #include "net/connection.h"
+#include "net/poll.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Lock = std::lock_guard<std::mutex>;
-
-constexpr std::chrono::hours long_time(1);
+using Lock = std::unique_lock<std::mutex>;
 
 Tm_nats_caller_options options_of(Load_plan const& plan) {
     Nats_place const place = parse_nats(plan.address);

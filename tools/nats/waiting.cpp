@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr std::chrono::hours long_time(1);
-
 Descriptor open_signals() {
     sigset_t signals;
     sigemptyset(&signals);

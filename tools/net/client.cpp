@@ -8,7 +8,6 @@
 namespace {
 
 constexpr int chunk_size = 4096;
-constexpr std::size_t block_size = 1 << 16;
 /// The bytes that are passed on at a time. They limit the replies that are made while the other end
 /// takes none.
 constexpr std::size_t slice_size = 1024;

@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr std::size_t block_size = 1 << 16;
-constexpr std::chrono::hours no_deadline(1);
 /// The descriptors that the program needs beside its connections.
 constexpr std::size_t other_descriptors = 64;
 
@@ -74,7 +72,7 @@ bool Load::wait(std::vector<pollfd>& handles) const {
     }
     if (has_idle && begun_ < plan_.calls) return wait_for(handles, Clock::duration::zero());
     auto const deadline = caller_.next_deadline();
-    return wait_for(handles, deadline ? *deadline - Clock::now() : Clock::duration(no_deadline));
+    return wait_for(handles, deadline ? *deadline - Clock::now() : Clock::duration(long_time));
 }
 
 void Load::begin_calls() {

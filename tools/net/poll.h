@@ -7,6 +7,11 @@
 #include <cstddef>
 #include <vector>
 
+/// The bytes that are read from a connection at a time.
+inline constexpr std::size_t block_size = 1 << 16;
+/// For a wait that a handle or a signal is to end.
+inline constexpr std::chrono::hours long_time(1);
+
 /// Waits until a handle is ready or the time is over. Returns false when SIGINT, SIGTERM or SIGHUP
 /// has come, also before the call. Ignores handles below 0. Throws Failure.
 bool wait_for(std::vector<pollfd>& handles, std::chrono::nanoseconds longest);

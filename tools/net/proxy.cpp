@@ -14,11 +14,11 @@
 
 namespace {
 
-constexpr std::chrono::seconds interval(1);
+constexpr std::chrono::seconds longest_wait(1);
 /// The number of new connections that are accepted before the others go on.
-constexpr int accepted_at_once = 64;
+constexpr int links_at_once = 64;
 /// The descriptors for each connection: two sockets, two captures and the files of messages.
-constexpr std::size_t descriptors = 8;
+constexpr std::size_t descriptors_of_link = 8;
 
 pollfd handle_of(ACE_SOCK_Stream const& stream, bool reads, bool writes) {
     auto const events = static_cast<short>((reads ? POLLIN : 0) | (writes ? POLLOUT : 0));
@@ -121,7 +121,7 @@ Proxy::Proxy(Endpoint const& place, ACE_INET_Addr const& upstream, Proxy_watcher
     : listener_(place),
       upstream_(upstream),
       watcher_(watcher),
-      places_(count_places(most_connections, descriptors)) {}
+      places_(count_places(most_connections, descriptors_of_link)) {}
 
 void Proxy::run() {
     try {
@@ -138,7 +138,7 @@ bool Proxy::wait(std::vector<pollfd>& handles) const {
     for (Link const& link : links_) link.watch(handles);
     bool const accepts = !listener_.is_paused() && links_.size() < places_;
     if (accepts) handles.push_back({listener_.handle(), POLLIN, 0});
-    return wait_for(handles, listener_.is_paused() ? listener_.pause_left() : interval);
+    return wait_for(handles, listener_.is_paused() ? listener_.pause_left() : longest_wait);
 }
 
 void Proxy::move(std::vector<pollfd> const& handles) {
@@ -156,10 +156,10 @@ void Proxy::move(std::vector<pollfd> const& handles) {
 
 void Proxy::accept_all() {
     try {
-        for (int i = 0; i < accepted_at_once && accept(); ++i) continue;
+        for (int i = 0; i < links_at_once && accept(); ++i) continue;
     } catch (std::exception const& error) {
         report(text_of(error));
-        listener_.pause(interval);
+        listener_.pause(longest_wait);
     }
 }
 

@@ -5,9 +5,7 @@
 
 namespace {
 
-constexpr std::size_t block_size = 1 << 16;
-
-[[noreturn]] void lose(std::string const& what) {
+[[noreturn]] void lose_stream(std::string const& what) {
     throw Lost_stream(Failure::of_system(what).what());
 }
 
@@ -17,7 +15,7 @@ void Relay::read() {
     unsigned char block[block_size];
     ssize_t const got = from_.recv(block, sizeof block);
     if (got < 0 && is_not_ready()) return;
-    if (got < 0) lose("failed to receive");
+    if (got < 0) lose_stream("failed to receive");
     if (got == 0) return stop_reading();
     std::size_t const sent = send(block, static_cast<std::size_t>(got));
     waiting_.assign(block + sent, block + got);
@@ -37,7 +35,7 @@ std::size_t Relay::send(unsigned char const* data, std::size_t size) {
     while (sent < size) {
         ssize_t const done = to_.send(data + sent, size - sent);
         if (done < 0 && is_not_ready()) break;
-        if (done < 0) lose("failed to send");
+        if (done < 0) lose_stream("failed to send");
         on_passed_(data + sent, static_cast<std::size_t>(done));
         sent += static_cast<std::size_t>(done);
     }
