@@ -17,8 +17,12 @@ int main() {
                   << decoder.error() << '\n';
         return 1;
     }
-    // The decoder owns the value, so this is a copy of it.
-    Tm_struct settings(static_cast<Tm_struct const&>(*decoder.get_value()));
+    auto const* const read = dynamic_cast<Tm_struct const*>(decoder.get_value());
+    if (read == nullptr) {
+        std::cerr << "settings are an object in braces\n";
+        return 1;
+    }
+    Tm_struct settings(*read);  // a copy, because the decoder owns the value
     settings.set_member("port", settings.get_member_int32("port") + 1);
     settings.edit_array("halls")->add_member(6);
 
