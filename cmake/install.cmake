@@ -30,6 +30,7 @@ endif()
 configure_package_config_file(cmake/tmsgConfig.cmake.in tmsgConfig.cmake
     INSTALL_DESTINATION ${TMSG_PACKAGE_DIR}
     NO_SET_AND_CHECK_MACRO
+    NO_CHECK_REQUIRED_COMPONENTS_MACRO
 )
 configure_file(cmake/tmsgConfigVersion.cmake.in tmsgConfigVersion.cmake @ONLY)
 install(FILES
@@ -58,20 +59,30 @@ function(tmsg_install_file file folder name component)
         COMPONENT ${component})
 endfunction()
 
+# Where zsh looks below /usr/local/share. Packages of Debian have a folder of their own.
+set(TMSG_ZSH_FOLDER zsh/site-functions CACHE STRING
+    "Where the completion for zsh is installed, below the folder of data")
 if(TMSG_BUILD_TOOLS)
     install(TARGETS tmsg_program RUNTIME COMPONENT program)
     install(FILES docs/man/tmsg.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program)
     tmsg_install_file(completion/tmsg.bash bash-completion/completions tmsg program)
-    tmsg_install_file(completion/_tmsg zsh/vendor-completions _tmsg program)
+    tmsg_install_file(completion/_tmsg ${TMSG_ZSH_FOLDER} _tmsg program)
     tmsg_install_file(completion/tmsg.fish fish/vendor_completions.d tmsg.fish program)
 endif()
 
 # The licence goes with what is installed alone most often.
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
-install(FILES README.md CHANGELOG.md SECURITY.md
-    DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+# All that the documents lead to is installed with them, in the same folders.
+foreach(page README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
+        benchmarks/peers/README.md contrib/gdb/README.md contrib/wireshark/README.md)
+    cmake_path(GET page PARENT_PATH folder)
+    install(FILES ${page} DESTINATION ${CMAKE_INSTALL_DOCDIR}/${folder} COMPONENT documentation)
+endforeach()
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
-    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN man EXCLUDE)
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg"
+    PATTERN man EXCLUDE PATTERN reference EXCLUDE)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
+    USE_SOURCE_PERMISSIONS PATTERN CMakeLists.txt EXCLUDE PATTERN __pycache__ EXCLUDE)
 install(FILES docs/man/tmsg-text.7 docs/man/tmsg-wire.7
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT documentation)
 

@@ -30,7 +30,7 @@ only() {
 }
 only runtime '/lib[^/]*\.so\.[0-9.]+$|/LICENSE$'
 only development '/include/tmsg/|/lib[^/]*\.(so|a)$|/cmake/tmsg/|/pkgconfig/|/gdb/auto-load/'
-only program '/bin/tmsg$|/man1/|completions|vendor_completions|/wireshark/'
+only program '/bin/tmsg$|/man1/|completions|/site-functions/|/wireshark/'
 only documentation '/doc/|/man[57]/'
 for name; do
     grep -q "/$name\$" "$work/runtime.files" || fail "the component runtime lacks $name"

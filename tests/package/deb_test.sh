@@ -123,6 +123,7 @@ esac
         /work/pkg_config.sh "$modules" tmsg-nats /work/stranger/nats.cpp /work/stranger2 g++ -std=c++17
         [ -z "$(dpkg-query -W python3-tmsg 2>/dev/null)" ] || python3 -c "import tmsg"
     ' >"$root/work/log" 2>&1 || fail "$(cat "$root/work/log")"
+    "$tests/../documents/links.sh" "$root/usr/share/doc/libtmsg-dev" || fail "links lead nowhere"
     for symbols in "$root"/usr/lib/debug/.build-id/*/*.debug; do
         [ -e "$symbols" ] || fail "there are no debug symbols"
     done
