@@ -212,6 +212,10 @@ TEST(Fields, SayWhereOneIsWrong) {
     EXPECT_THROWS("lines[2].count: value of type string accessed as type int32_t", read());
     line.set_member("count", 1L << 40);
     EXPECT_THROWS("lines[2].count: number 1099511627776 out of range of int32_t", read());
+    line.set_member("count", 1.0000001);
+    EXPECT_THROWS("lines[2].count: number 1.0000001 out of range of int32_t", read());
+    line.set_member("count", 1e300);
+    EXPECT_THROWS("lines[2].count: number 1e+300 out of range of int32_t", read());
     line.remove_member("count");
     EXPECT_THROWS("lines[2].count: count not found in struct", read());
     EXPECT_EQ("lines[2].count", path_of_failure(read));

@@ -1,5 +1,6 @@
 #include "tmsg/composite/tm_number.h"
 
+#include <charconv>
 #include <string>
 
 #include "tmsg/composite/tm_read_member.h"
@@ -9,7 +10,12 @@ namespace {
 
 std::string digits(Tm_value const& number) {
     TMV const type = number.get_value_type();
-    if (type == TMV_DOUBLE) return std::to_string(static_cast<Tm_double const&>(number).value());
+    if (type == TMV_DOUBLE) {
+        // The fewest digits that read back: six would show 1.0000001 as the whole number 1.
+        char text[32];
+        double const value = static_cast<Tm_double const&>(number).value();
+        return {text, std::to_chars(text, text + sizeof text, value).ptr};
+    }
     auto const& integer = static_cast<Tm_int const&>(number);
     // every accessor but that of the stored type returns 0
     long const small = long{integer.value_int8()} + integer.value_uint8() + integer.value_int16() +
