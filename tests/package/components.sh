@@ -41,7 +41,8 @@ done
 
 # All documents, pages and extensions of other programs are installed.
 tree=$(dirname "$0")/../..
-for file in "$tree"/docs/*.md "$tree"/docs/man/*.[157] "$tree"/contrib/*/tmsg.*; do
-    grep -q "${file##*/}\|-gdb.py" "$work/files" || fail "$file is not installed"
+for file in "$tree"/docs/*.md "$tree"/docs/*/*.md "$tree"/docs/man/*.[157] "$tree"/contrib/wireshark/tmsg.lua; do
+    grep -q "/${file##*/}\$" "$work/files" || fail "$file is not installed"
 done
+grep -q '/libtmsg\.so\.[0-9.]*-gdb\.py$' "$work/files" || fail "the printers for gdb are not installed"
 exit $failed
