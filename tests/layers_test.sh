@@ -27,18 +27,19 @@ layer_of() {
     esac
 }
 
-# included_by FILE: the files of the library and of the program, as they stand below the root.
+# included_by FILE: the files of the libraries and of the program, as they are included.
 included_by() {
     case $1 in
-        tmsg/*) sed -n 's|^#include "\(tmsg/.*\)"|\1|p' "$1" ;;
+        tmsg/* | nats/*) sed -n 's|^#include "\(tmsg/.*\)"|\1|p' "$1" ;;
         tools/*) sed -n -e 's|^#include <\(tmsg/.*\)>|\1|p' -e 's|^#include "\(.*\)"|tools/\1|p' "$1" ;;
     esac
 }
 
 failed=0
-for file in $(find tmsg tools -name '*.h' -o -name '*.cpp' | sort); do
+for path in $(find tmsg nats tools -name '*.h' -o -name '*.cpp' | sort); do
+    file=${path#nats/}
     here=$(layer_of "$file")
-    for included in $(included_by "$file"); do
+    for included in $(included_by "$path"); do
         there=$(layer_of "$included")
         if [ "$here" = unknown ] || [ "$there" = unknown ] || [ "$there" -gt "$here" ]; then
             echo "$file includes $included, which does not stand below it"
