@@ -25,6 +25,7 @@ PLAIN_TYPES = ("signed char", "unsigned char", "short", "unsigned short", "int",
 STRING = 10
 KIND_NAMES = ("request", "response", "fault")
 MOST_NAME = 200
+MOST_TEXT = 65535  # of a name or a path, whose length may not be set yet
 MOST_BYTES = 16
 
 
@@ -44,7 +45,7 @@ def pointer_at(address):
 
 
 def bytes_at(address, size):
-    if size == 0:
+    if size <= 0:  # below 0 in an object that is not made yet
         return b""
     return gdb.selected_inferior().read_memory(address, size).tobytes()
 
@@ -69,8 +70,8 @@ def text_at(address):
 
 def standard_string(value):
     try:
-        return value["_M_dataplus"]["_M_p"].string(length=int(value["_M_string_length"]),
-                                                   errors="backslashreplace")
+        size = min(int(value["_M_string_length"]), MOST_TEXT)
+        return value["_M_dataplus"]["_M_p"].string(length=size, errors="backslashreplace")
     except gdb.error:  # of another standard library
         return value.format_string()
 

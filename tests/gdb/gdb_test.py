@@ -78,8 +78,10 @@ class Gdb(unittest.TestCase):
     def test_prints_what_cannot_be_read(self):
         output = gdb(PROGRAMS[0], "source " + PRINTERS, "break stop_here", "run",
                      "print *(Tm_struct*) 16", "print *(Message*) 16", "print *(Tm_value*) 16",
+                     "print *(Tm_file*) $sp", "print *(Tm_binary*) $sp", "print *(Tm_array*) $sp",
                      "set var *(long*) ((char*) message + 24) = 16", "print *message")
         self.assertNotIn("Traceback", output)
+        self.assertNotIn("Python Exception", output)
         self.assertGreaterEqual(output.count("Cannot access memory"), 4, output)
 
     def test_is_loaded_with_the_library(self):
