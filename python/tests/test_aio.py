@@ -20,12 +20,32 @@ def refuse(request):
     raise tmsg.Fault(7, "out of stock")
 
 
+def refuse_without_text(request):
+    raise tmsg.Fault(7, None)
+
+
+async def wait_for_cancelled_task(request):
+    task = asyncio.create_task(asyncio.sleep(60))
+    task.cancel()
+    await task
+
+
+def send_released_view(request):
+    view = memoryview(b"abc")
+    view.release()
+    return {"view": view}
+
+
 METHODS = {
     "add": add,
     "refuse": refuse,
     "fail": lambda request: 1 // 0,
     "long_failure": lambda request: {}["é" * 40000],
     "unsendable": lambda request: {"a": None},
+    "refuse_without_text": refuse_without_text,
+    "wait_for_cancelled_task": wait_for_cancelled_task,
+    "send_released_view": send_released_view,
+    "return_request": lambda request: request,
     "nothing": lambda request: None,
     "echo": lambda request: tmsg.response(request.body, request.meta),
     "sleep": lambda request: asyncio.sleep(60),
@@ -74,11 +94,15 @@ def test_faults(caplog):
             "refuse": (7, "out of stock"),
             "fail": (2, "integer division or modulo by zero"),
             "unsendable": (2, "an object of the class NoneType has no type in a message"),
+            "refuse_without_text": (2, "'NoneType' object has no attribute 'encode'"),
+            "wait_for_cancelled_task": (2, "the method was cancelled"),
+            "send_released_view": (2, "operation forbidden on released memoryview object"),
+            "return_request": (2, "the method returned a request"),
             "unknown": (1, "no method unknown"),
         }
         for method, (code, text) in expected.items():
             with pytest.raises(tmsg.Fault) as caught:
-                await client.call(method)
+                await client.call(method, timeout=5)
             assert (caught.value.code, caught.value.text) == (code, text)
         with pytest.raises(tmsg.Fault) as caught:
             await client.call("long_failure")
@@ -87,6 +111,8 @@ def test_faults(caplog):
         # A request that cannot be sent harms no other one.
         with pytest.raises(tmsg.Error, match="NoneType"):
             await client.call("add", {"a": None})
+        with pytest.raises(tmsg.Error, match="a request without a name"):
+            await client.call("")
         assert (await client.call("add", {"a": 1, "b": 1}))["sum"] == 2
 
     run(test)
@@ -200,6 +226,14 @@ def test_strangers(caplog):
     assert "a client was dropped" in caplog.text
 
 
+@contextlib.asynccontextmanager
+async def talking(talk):
+    """A client of a server that talks in its own way."""
+    server = await asyncio.start_server(talk, "127.0.0.1", 0)
+    async with server, await tmsg.connect("127.0.0.1", server.sockets[0].getsockname()[1]) as client:
+        yield client
+
+
 def test_a_server_that_sends_garbage():
     async def answer_with(data):
         async def talk(reader, writer):
@@ -208,8 +242,7 @@ def test_a_server_that_sends_garbage():
             await writer.drain()
             writer.close()
 
-        server = await asyncio.start_server(talk, "127.0.0.1", 0)
-        async with server, await tmsg.connect("127.0.0.1", server.sockets[0].getsockname()[1]) as client:
+        async with talking(talk) as client:
             await client.call("add", timeout=5)
 
     broken = bytearray(b"".join(tmsg.chunks(tmsg.response(), 1)))
@@ -223,6 +256,48 @@ def test_a_server_that_sends_garbage():
     ):
         with pytest.raises(failure, match=text):
             asyncio.run(answer_with(data))
+
+
+def test_a_late_broken_answer_harms_no_other_call():
+    async def talk(reader, writer):
+        receiver = tmsg.Receiver()
+        while len(requests := receiver.receive(await reader.read(1000))) == 0:
+            pass
+        broken = bytearray(b"".join(tmsg.chunks(tmsg.response(), requests[0].seq_no)))
+        broken[8] = 0x55
+        while len(requests := receiver.receive(await reader.read(1000))) == 0:
+            pass
+        writer.write(broken + b"".join(tmsg.chunks(tmsg.response({"a": 1}), requests[0].seq_no)))
+        await reader.read()
+        writer.close()
+
+    async def test():
+        async with talking(talk) as client:
+            with pytest.raises(tmsg.CallTimeout):
+                await client.call("first", timeout=0.05)
+            assert await client.call("second", timeout=5) == {"a": 1}
+
+    asyncio.run(test())
+
+
+def test_closing_while_a_message_is_sent():
+    """The caller was not cancelled, so it gets an error and no cancellation."""
+    closed = asyncio.Event()
+
+    async def talk(reader, writer):
+        await closed.wait()
+        writer.close()
+
+    async def test():
+        async with talking(talk) as client:
+            waiting = asyncio.create_task(client.call("echo", {"data": bytes(20_000_000)}))
+            await asyncio.sleep(0.1)
+            await client.close()
+            with pytest.raises(tmsg.ConnectionLost, match="the client was closed"):
+                await waiting
+            closed.set()
+
+    asyncio.run(test())
 
 
 def test_backpressure():

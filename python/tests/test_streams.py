@@ -2,6 +2,7 @@
 
 import itertools
 import pathlib
+import pickle
 import threading
 
 import pytest
@@ -43,6 +44,8 @@ def test_errors_of_streams():
         tmsg.Receiver().receive(stream)
     assert caught.value.seq_no == 7
     assert [message.seq_no for message in caught.value.messages] == [1, 2]
+    copied = pickle.loads(pickle.dumps(caught.value))
+    assert (str(copied), copied.messages) == (str(caught.value), [good, good])
 
     errors = []
     receiver = tmsg.Receiver(lambda *error: errors.append(error))
@@ -60,6 +63,9 @@ def test_errors_of_streams():
         tmsg.Receiver(max_depth=1).receive(chunked(good, 3))
     with pytest.raises(tmsg.Error):
         tmsg.chunks(good, 1, chunk_size=0)
+    for options in ({"seq_no": 2**23}, {"seq_no": -1}, {"port": 256}):
+        with pytest.raises(tmsg.RangeError, match="is not between 0 and"):
+            tmsg.chunks(good, **options)
     with pytest.raises(TypeError):
         tmsg.Receiver(max_size=1)
 

@@ -5,7 +5,7 @@ from __future__ import annotations
 from typing import Callable
 
 from . import _tmsg
-from ._types import Error, Message
+from ._types import Error, Message, RangeError
 
 ErrorHandler = Callable[[int, str], None]
 
@@ -22,6 +22,9 @@ class ReceiveError(Error):
         self.messages = messages
         self.errors = errors
         self.seq_no = errors[0][0]
+
+    def __reduce__(self) -> tuple[type[ReceiveError], tuple[list[Message], list[tuple[int, str]]]]:
+        return type(self), (self.messages, self.errors)
 
 
 class Receiver:
@@ -60,4 +63,7 @@ def chunks(
     by_index: bool = False,
 ) -> _tmsg.Chunks:
     """Returns the chunks of the message, one at a time, each with its header."""
+    for name, number, most in (("sequence number", seq_no, 0x7FFFFF), ("port", port, 0xFF)):
+        if not 0 <= number <= most:
+            raise RangeError(f"{name} {number} is not between 0 and {most}")
     return _tmsg.Chunks(message, seq_no, port=port, chunk_size=chunk_size, by_index=by_index)

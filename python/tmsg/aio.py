@@ -50,7 +50,10 @@ class _Sender:
         task = asyncio.create_task(self._send_chunks(source))
         self._sending.add(task)
         task.add_done_callback(self._end)
-        await asyncio.shield(task)
+        await asyncio.wait({task})
+        if task.cancelled():
+            raise ConnectionResetError("the connection was closed")
+        task.result()
 
     async def _send_chunks(self, source: Any) -> None:
         for chunk in source:
@@ -110,6 +113,7 @@ class Client(_Closable):
         self._sender = _Sender(writer, chunk_size)
         self._receiver = Receiver(self._on_error, **limits)
         self._waiting: dict[int, asyncio.Future[Message]] = {}
+        self._given_up: set[int] = set()  # calls that ended before their answers came
         self._last_seq_no = 0
         self._end: str | None = None
         self._reading = asyncio.create_task(self._read())
@@ -136,6 +140,9 @@ class Client(_Closable):
         """
         if self._end is not None:
             raise ConnectionLost(self._end)
+        if message.kind == "request" and not message.name:
+            # The server would take it for garbage, and end the connection.
+            raise Error("a request without a name")
         seq_no = self._free_seq_no()
         answer: asyncio.Future[Message] = asyncio.get_running_loop().create_future()
         self._waiting[seq_no] = answer
@@ -143,7 +150,11 @@ class Client(_Closable):
             async with asyncio.timeout(timeout):
                 await self._send(message, seq_no)
                 return await answer
+        except asyncio.CancelledError:
+            self._given_up.add(seq_no)
+            raise
         except TimeoutError:
+            self._given_up.add(seq_no)
             text = f"no answer to {message.name} within {timeout} seconds"
             raise CallTimeout(text) from None
         finally:
@@ -163,7 +174,7 @@ class Client(_Closable):
         try:
             await self._sender.send(message, seq_no)
         except OSError as failure:
-            raise ConnectionLost(str(failure)) from failure
+            raise ConnectionLost(self._end or str(failure)) from failure
 
     def _free_seq_no(self) -> int:
         if len(self._waiting) > _MAX_SEQ_NO:
@@ -171,6 +182,7 @@ class Client(_Closable):
         while True:
             self._last_seq_no = (self._last_seq_no + 1) & _MAX_SEQ_NO
             if self._last_seq_no not in self._waiting:
+                self._given_up.discard(self._last_seq_no)
                 return self._last_seq_no
 
     async def _read(self) -> None:
@@ -187,16 +199,20 @@ class Client(_Closable):
 
     def _take_answers(self, data: bytes) -> None:
         for answer in self._receiver.receive(data):
+            self._given_up.discard(answer.seq_no)
             waiting = self._waiting.get(answer.seq_no)
             if waiting is not None and not waiting.done() and answer.kind != "request":
                 waiting.set_result(answer)
 
     def _on_error(self, seq_no: int, text: str) -> None:
         waiting = self._waiting.get(seq_no)
-        if waiting is None:
+        if waiting is not None:
+            if not waiting.done():
+                waiting.set_exception(Error(text))
+        elif seq_no in self._given_up:
+            self._given_up.remove(seq_no)
+        else:
             self._finish(text)
-        elif not waiting.done():
-            waiting.set_exception(Error(text))
 
     def _finish(self, end: str) -> None:
         """Ends the calls that wait and all later ones. All of them get the first text as their error."""
@@ -276,11 +292,11 @@ class _Connection:
             _log.warning("an answer was not sent: %s", call.exception())
 
     async def _answer(self, message: Message) -> None:
-        answer = await self._server.answer(message)
         try:
+            answer = await self._server.answer(message)
             await self._sender.send(answer, message.seq_no, message.port)
-        except Error as failure:
-            # The result of the method has no form in a message.
+        except Exception as failure:
+            # What the method returned or raised has no form in a message.
             refusal = _fault_of(METHOD_FAILED, str(failure))
             await self._sender.send(refusal, message.seq_no, message.port)
 
@@ -351,7 +367,16 @@ class Server(_Closable):
         try:
             called = method(message)
             result = await called if isinstance(called, Awaitable) else called
-            return result if isinstance(result, Message) else response(result)
+            answer = result if isinstance(result, Message) else response(result)
+            if answer.kind == "request":
+                raise Error("the method returned a request")
+            return answer
+        except asyncio.CancelledError as failure:
+            task = asyncio.current_task()
+            if task is not None and task.cancelling():
+                raise
+            _log.exception("the method %s failed", message.name)
+            return _fault_of(METHOD_FAILED, str(failure) or "the method was cancelled")
         except Fault as failure:
             return _fault_of(failure.code, failure.text)
         except Exception as failure:
