@@ -171,6 +171,13 @@ local function double_text(value)
     return ("%.17g"):format(value)
 end
 
+-- Adds a text. Wireshark ends a text at its first zero byte, so such a text is escaped.
+local function add_text(item, field, range)
+    local text = range:len() > 0 and range:raw() or ""
+    if text:find("\0", 1, true) then return item:add(field, range, printable(text)) end
+    return item:add_packet_field(field, range, ENC_UTF_8)
+end
+
 -- A message as its items come. Frames are the open messages, groups, structs and arrays. The rules
 -- and the texts of errors are those of the library's decoder.
 
@@ -225,7 +232,7 @@ end
 
 -- Adds the value that comes next, unless too many are shown. Labels are those of `tmsg inspect`.
 -- Returns the place of the value in its label, and the item or nil.
-function Reader:add(field, begin, size, label, encoding)
+function Reader:add(field, begin, size, label, is_text)
     local top = self.top
     local place = ""
     if top.state == "named" then
@@ -238,8 +245,7 @@ function Reader:add(field, begin, size, label, encoding)
     if budget.left <= 0 or self.pending then return place, nil end
     budget.left = budget.left - 1
     local range = self.tvb(begin, size)
-    local item = encoding and top.item:add_packet_field(field, range, encoding) or
-        top.item:add(field, range)
+    local item = is_text and add_text(top.item, field, range) or top.item:add(field, range)
     item:set_text(place .. label)
     if top.state == "named" then self:add_name(item, top) end
     return place, item
@@ -252,7 +258,7 @@ function Reader:add_name(item, member)
         item:add(f.index, range)
         item:add(f.name, range, printable(member.name)):set_hidden(true)
     else
-        item:add_packet_field(f.name, range, ENC_UTF_8):set_hidden(true)
+        add_text(item, f.name, range):set_hidden(true)
     end
 end
 
@@ -374,7 +380,7 @@ function Reader:method_name()
         message.name = self.raw:sub(self.at + 4, stop)
         self:relabel(message)
         if message.shown then
-            message.shown:add_packet_field(f.method, self.tvb(self.at + 3, size), ENC_UTF_8)
+            add_text(message.shown, f.method, self.tvb(self.at + 3, size))
         end
     end
     self.at = stop
@@ -535,7 +541,7 @@ function Reader:note_fault(type_name, at, size)
         item:add(f.fault_code, code)
         if group.message.is_root then self.summary.code = code:int() end
     elseif member.name == "faultString" and type_name == "string" then
-        item:add_packet_field(f.fault_string, self.tvb(at, size), ENC_UTF_8)
+        add_text(item, f.fault_string, self.tvb(at, size))
         if group.message.is_root then self.summary.text = self.raw:sub(at + 1, at + size) end
     end
 end
@@ -553,8 +559,8 @@ local scalars = {
     [0x14] = { "uint64_t", 8, f.uint64, function(range) return range:uint64() end, "uint64" },
 }
 
-function Reader:add_plain(field, at, size, label, encoding)
-    self:add(field, at, size, label, encoding)
+function Reader:add_plain(field, at, size, label, is_text)
+    self:add(field, at, size, label, is_text)
     if self.top.state == "named" then self.top.state = "valued" end
 end
 
@@ -569,14 +575,15 @@ function Reader:scalar(tag)
 end
 
 local sequences = {
-    [0x08] = { "string", 2, f.string, ENC_UTF_8, quoted },
-    [0x0A] = { "binary", 4, f.binary, nil, hexadecimal },
-    [0x15] = { "file", 4, f.file, nil, nil },
+    [0x08] = { "string", 2, f.string, quoted },
+    [0x0A] = { "binary", 4, f.binary, hexadecimal },
+    [0x15] = { "file", 4, f.file, nil },
 }
 
 -- Reads a string, a byte string or a file.
 function Reader:sequence(tag)
-    local type_name, width, field, encoding, text_of = table.unpack(sequences[tag])
+    local type_name, width, field, text_of = table.unpack(sequences[tag])
+    local is_text = tag == 0x08
     if not self:expects_value() then return self:reject(type_name .. " begin") end
     local size = self:number(self.at + 1, width)
     local begin = self.at + 1 + width
@@ -584,12 +591,12 @@ function Reader:sequence(tag)
     local bytes = self.raw:sub(begin + 1, stop or #self.raw)
     local label = type_name .. "[" .. size .. "]" .. (text_of and " " .. text_of(bytes) or "")
     if stop == nil then
-        self:add_plain(field, begin, #self.raw - begin, label .. ", incomplete", encoding)
+        self:add_plain(field, begin, #self.raw - begin, label .. ", incomplete", is_text)
         return self:end_within()
     end
-    self:note_element(type_name, tag == 0x08 and bytes or nil)
+    self:note_element(type_name, is_text and bytes or nil)
     self:note_fault(type_name, begin, size)
-    self:add_plain(field, begin, size, label, encoding)
+    self:add_plain(field, begin, size, label, is_text)
     self.at = stop
 end
 
@@ -822,6 +829,10 @@ local function read_header(tvb, at)
     return header
 end
 
+local function has_bad_version(header) return header.version ~= 0 and header.size == 8 end
+
+local function is_bad(header) return has_bad_version(header) or header.has_reserved end
+
 local function header_text(header)
     local parts = { "seq " .. header.seq_no, header.length .. " bytes" }
     if header.is_first then table.insert(parts, "first") end
@@ -843,7 +854,7 @@ local function add_header(tree, tvb, at, header)
     item:add(f.response_new, tvb(at + 5, 1))
     item:add(f.seq_no, tvb(at + 5, 3))
     if header.size > 8 then item:add(f.signature, tvb(at + 8, #signature)) end
-    if header.version ~= 0 and header.size == 8 then
+    if has_bad_version(header) then
         version:add_proto_expert_info(e.bad_header, "Version " .. header.version)
     end
     if header.has_reserved then
@@ -940,13 +951,13 @@ local function dissect_chunk(tvb, at, stop, header, pinfo, tree)
     show_info(pinfo, show_message(item, header, place, payload, range and range:tvb()))
 end
 
--- Shows the bytes of a header that is cut.
-local function show_cut(tvb, at, pinfo, tree)
+-- Shows bytes without a whole chunk header.
+local function show_bare_bytes(tvb, at, pinfo, tree, expert, text)
     local item = tree:add(tmsg, tvb(at))
     item:add(f.cut, tvb(at))
-    item:add_proto_expert_info(e.cut, "The chunk header is not whole")
+    item:add_proto_expert_info(expert, text)
     frame.chunks = frame.chunks + 1
-    show_info(pinfo, "cut chunk header")
+    show_info(pinfo, text)
 end
 
 -- Asks TCP for the rest of a chunk. Returns false when no more bytes come.
@@ -965,9 +976,15 @@ function tmsg.dissector(tvb, pinfo, tree)
         local header = read_header(tvb, at)
         local stop = header and at + header.size + header.length
         if not header or stop > tvb:len() then
+            -- Behind a gap in the capture, these may be bytes from within a chunk. Their length
+            -- would take all that follows for one chunk.
+            if header and is_bad(header) then
+                show_bare_bytes(tvb, at, pinfo, tree, e.bad_header, "no chunk begins here")
+                break
+            end
             if ask_for_rest(tvb, at, header, pinfo) then break end
             if not header then
-                show_cut(tvb, at, pinfo, tree)
+                show_bare_bytes(tvb, at, pinfo, tree, e.cut, "cut chunk header")
                 break
             end
             stop = tvb:len()
@@ -983,8 +1000,7 @@ end
 -- A connection is recognised by the first chunk of a message.
 local function begins_message(tvb)
     local header = read_header(tvb, 0)
-    if not header or not header.is_first or header.has_reserved then return false end
-    if header.version ~= 0 and header.size == 8 then return false end
+    if not header or not header.is_first or is_bad(header) then return false end
     if header.length < 2 or tvb:len() < header.size + 2 then return false end
     local tags = tvb(header.size, 2):uint()
     if tags ~= 0x0001 and tags ~= 0x0203 and tags ~= 0x0204 then return false end

@@ -210,6 +210,15 @@ class Wireshark(unittest.TestCase):
         self.assertEqual(rows[1], ["catalog,faultCode,faultString", "0,1", "-7", "none left",
                                    'fault -7 "none left" seq 2'])
 
+    def test_zero_bytes_in_texts(self):
+        message = wire_of('{"request":"a\\u0000b","body":{"c\\u0000d":"e\\u0000f"}}')
+        capture = Capture(path_of("zero.pcap"))
+        Connection(capture, 40000).send(0, chunk(message, 1))
+        capture.close()
+        self.assertEqual(fields("zero.pcap", "tmsg.method", "tmsg.name", "tmsg.string",
+                                "_ws.expert.message", options=["-Y", "tmsg"]),
+                         [["a\\x00b", "c\\x00d", "e\\x00f", ""]])
+
     def test_tells_of_damaged_chunks(self):
         message = sound_messages()[0]
         first, second, third = chunks(message, 7, 30)
@@ -232,6 +241,22 @@ class Wireshark(unittest.TestCase):
         complete = fields("damaged.pcap", "frame.number", "tmsg.reassembled_in",
                           options=["-2", "-Y", "tmsg.reassembled_in"])
         self.assertEqual(complete, [["6", "8"], ["7", "8"]])
+
+    def test_goes_on_behind_a_gap(self):
+        """Bytes from within a chunk do not swallow the messages that follow."""
+        message = sound_messages()[0]
+        capture = Capture(path_of("gap.pcap"))
+        connection = Connection(capture, 40000)
+        whole = chunk(message, 7)
+        behind_gap = whole[whole.index(b"bolt"):]
+        connection.sent[0] += len(whole) - len(behind_gap)
+        connection.send(0, behind_gap)
+        connection.send(0, chunk(message, 8))
+        capture.close()
+        self.assertEqual(
+            fields("gap.pcap", "frame.number", "tmsg.seq_no", "tmsg.method", "tmsg.bad_header",
+                   options=["-Y", "tmsg.bad_header || tmsg.method"]),
+            [["3", "", "", "1"], ["4", "8", "stock.reserve", ""]])
 
     def test_tells_of_cut_chunks_and_of_its_limits(self):
         message = sound_messages()[0]
