@@ -86,9 +86,13 @@ install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documen
 install(FILES docs/man/tmsg-text.7 docs/man/tmsg-wire.7
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT documentation)
 
-# gdb loads the printers with the library whose path they have below the folder auto-load.
+# gdb loads the printers with the library whose path they have below the folder auto-load. The prefix
+# of that path is the one that the installation names.
 if(TMSG_LIBRARY_TYPE STREQUAL "SHARED")
-    tmsg_install_file(contrib/gdb/tmsg.py gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}
+    install(CODE "get_filename_component(tmsg_folder \"${CMAKE_INSTALL_LIBDIR}\" ABSOLUTE
+        BASE_DIR \"\${CMAKE_INSTALL_PREFIX}\")
+    get_filename_component(tmsg_folder \"\${tmsg_folder}\" ABSOLUTE)" COMPONENT development)
+    tmsg_install_file(contrib/gdb/tmsg.py "gdb/auto-load\${tmsg_folder}"
         libtmsg.so.${PROJECT_VERSION}-gdb.py development)
 endif()
 tmsg_install_file(contrib/wireshark/tmsg.lua tmsg/wireshark tmsg.lua program)

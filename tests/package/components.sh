@@ -10,6 +10,11 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failed=0
 
+# The path of the printers for gdb has the prefix in it.
+files_of() {
+    (cd "$1" && find . ! -type d ! -name 'headers.*') | sed 's|auto-load/.*/|auto-load/|' | sort
+}
+
 fail() {
     echo "$1"
     failed=1
@@ -19,10 +24,13 @@ fail() {
 for component in runtime development program documentation python; do
     mkdir -p "$work/$component"
     "$cmake" --install "$build" --prefix "$work/$component" --component $component >"$work/log"
-    (cd "$work/$component" && find . ! -type d) | sort >"$work/$component.files"
+    files_of "$work/$component" >"$work/$component.files"
+    gdb=$work/$component/share/gdb/auto-load
+    [ ! -e "$gdb" ] || ls "$gdb$work/$component/lib"*/libtmsg.so.*-gdb.py >"$work/log" ||
+        fail "gdb does not find the printers"
 done
 sort -m "$work"/*.files >"$work/files"
-(cd "$prefix" && find . ! -type d ! -name 'headers.*') | sort | diff - "$work/files" || failed=1
+files_of "$prefix" | diff - "$work/files" || failed=1
 
 # only COMPONENT PATTERN: no other file is in it.
 only() {
