@@ -19,7 +19,7 @@ memoryview objects, which do not copy the bytes.
 """
 
 from ._streams import Receiver, ReceiveError, chunks
-from ._tmsg import dumps, from_json, from_text, loads, to_json, to_text, type_name
+from ._tmsg import __version__, dumps, from_json, from_text, loads, to_json, to_text, type_name
 from ._types import (
     DecodeError,
     Error,
@@ -43,6 +43,7 @@ from ._types import (
 from .aio import CallTimeout, Client, ConnectionLost, Server, connect, serve
 
 __all__ = [
+    "__version__",
     "CallTimeout",
     "Client",
     "ConnectionLost",

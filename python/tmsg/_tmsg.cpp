@@ -201,6 +201,7 @@ PYBIND11_MODULE(_tmsg, module) {
     py::class_<Binary>(module, "Binary", py::buffer_protocol(), py::is_final()).def_buffer(&show);
     py::class_<Received_file>(module, "ReceivedFile", py::is_final())
         .def("keep", &Received_file::keep);
+    module.attr("__version__") = tmsg_version();
     module.def("dumps", &dumps, py::arg("message"), py::kw_only(), py::arg("by_index") = false,
                py::arg("max_depth") = usual_depth);
     module.def("loads", &loads, py::arg("data"));
