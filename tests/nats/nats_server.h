@@ -47,10 +47,13 @@ public:
     }
     ~Process() { kill(); }
 
-    /// Any thread may send a signal. It waits until there is a process.
+    /// Any thread may send a signal. It waits until there is a process, and until SIGSTOP has stopped
+    /// its threads.
     void send(int number) const {
         while (number_ == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         ::kill(number_, number);
+        siginfo_t ignored;
+        if (number == SIGSTOP) ::waitid(P_PID, static_cast<id_t>(number_.load()), &ignored, WSTOPPED);
     }
     void kill() {
         pid_t const process = number_.exchange(0);

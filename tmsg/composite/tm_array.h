@@ -197,7 +197,7 @@ private:
 
     template <class... Elements>
     void add_members_of(Elements&&... elements) {
-        reserve(static_cast<int>(sizeof...(elements)));
+        Tm_array::reserve(static_cast<int>(sizeof...(elements)));
         (add_member_of(std::forward<Elements>(elements)), ...);
     }
     template <class Element>

@@ -40,7 +40,16 @@ std::optional<Endpoint> parse_endpoint(std::string const& text) {
 
 ACE_INET_Addr resolve(std::string const& text) {
     ACE_INET_Addr address;
-    if (address.set(text.c_str()) != 0) throw Failure("unknown address " + text);
+    if (address.set(text.c_str(), AF_INET) == 0 || address.set(text.c_str()) == 0) return address;
+    throw Failure("unknown address " + text);
+}
+
+ACE_INET_Addr resolve(std::string const& host, unsigned short port) {
+    constexpr int encode = 1;
+    ACE_INET_Addr address;
+    bool const is_known = address.set(port, host.c_str(), encode, AF_INET) == 0 ||
+                          address.set(port, host.c_str()) == 0;
+    if (!is_known) throw Failure("unknown address " + host);
     return address;
 }
 

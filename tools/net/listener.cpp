@@ -16,8 +16,7 @@ constexpr char const* loopback = "127.0.0.1";
 Listener::Listener(Endpoint const& place) {
     std::string const host = place.host.empty() ? loopback : place.host;
     unsigned short const port = place.port.value_or(0);
-    ACE_INET_Addr address;
-    if (address.set(port, host.c_str()) != 0) throw Failure("unknown address " + host);
+    ACE_INET_Addr const address = resolve(host, port);
     if (acceptor_.open(address, 1, address.get_type(), backlog) != 0) {
         throw Failure::of_system("failed to listen on port " + std::to_string(port) +
                                  (place.host.empty() ? "" : " of " + host));
