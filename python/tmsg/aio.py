@@ -150,16 +150,14 @@ class Client(_Closable):
             async with asyncio.timeout(timeout):
                 await self._send(message, seq_no)
                 return await answer
-        except asyncio.CancelledError:
-            self._given_up.add(seq_no)
-            raise
         except TimeoutError:
-            self._given_up.add(seq_no)
             text = f"no answer to {message.name} within {timeout} seconds"
             raise CallTimeout(text) from None
         finally:
             del self._waiting[seq_no]
-            if not answer.cancel() and not answer.cancelled():
+            if answer.cancel() or answer.cancelled():
+                self._given_up.add(seq_no)
+            else:
                 answer.exception()  # asyncio reports those that nobody asks for
 
     async def close(self) -> None:
